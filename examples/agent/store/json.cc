@@ -1,0 +1,130 @@
+#include "store/json.h"
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/stubs/common.h>
+#include <google/protobuf/util/json_util.h>
+
+#include <memory>
+#include <vector>
+
+#include "store/sqlite.h"
+
+namespace ovix::agent {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::Reflection;
+
+// Protobuf prints negative zero as -0 and reads that as the integer 0; -0.0 it reads as it was.
+std::string KeepNegativeZeros(const std::string& json) {
+  std::string kept;
+  bool in_string = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    kept += c;
+    if (in_string && c == '\\') {
+      kept += json[++i];
+    } else if (c == '"') {
+      in_string = !in_string;
+    } else if (!in_string && c == '0' && i > 0 && json[i - 1] == '-') {
+      const char next = i + 1 < json.size() ? json[i + 1] : '}';
+      if (next == ',' || next == ']' || next == '}') kept += ".0";
+    }
+  }
+  return kept;
+}
+
+// An empty message of the record's type that holds this one field.
+std::unique_ptr<Message> Only(const Message& record, const FieldDescriptor* field) {
+  std::unique_ptr<Message> copy(record.New());
+  copy->CopyFrom(record);
+  std::unique_ptr<Message> only(record.New());
+  record.GetReflection()->SwapFields(copy.get(), only.get(), {field});
+  return only;
+}
+
+}  // namespace
+
+std::string MessageToJson(const Message& message) {
+  google::protobuf::util::JsonPrintOptions options;
+  options.preserve_proto_field_names = true;
+  std::string json;
+  const auto status = google::protobuf::util::MessageToJsonString(message, &json, options);
+  if (!status.ok()) {
+    throw StoreError(message.GetDescriptor()->full_name() + ": " + status.ToString());
+  }
+  return KeepNegativeZeros(json);
+}
+
+std::string FieldToJson(const Message& record, const FieldDescriptor* field) {
+  const std::unique_ptr<Message> only = Only(record, field);
+  std::string json = MessageToJson(*only);
+  // {"name":VALUE} to VALUE; {} is a list with nothing in it.
+  const size_t prefix = std::string_view("{\"\":").size() + field->name().size();
+  json = json == "{}" ? "[]" : json.substr(prefix, json.size() - prefix - 1);
+
+  std::unique_ptr<Message> back(record.New());
+  if (!FieldFromJson(json, field, *back) || CanonicalBytes(*back) != CanonicalBytes(*only)) {
+    throw StoreError(field->full_name() +
+                     ": holds a value that JSON cannot give back the same; it was not stored");
+  }
+  return json;
+}
+
+bool FieldFromJson(std::string_view json, const FieldDescriptor* field, Message& record) {
+  google::protobuf::util::JsonParseOptions options;
+  options.ignore_unknown_fields = true;
+  const std::string object = "{\"" + field->name() + "\":" + std::string(json) + "}";
+  std::unique_ptr<Message> parsed(record.New());
+  if (!google::protobuf::util::JsonStringToMessage(object, parsed.get(), options).ok())
+    return false;
+  // Only this field moves over, whatever else the text may hold.
+  record.GetReflection()->SwapFields(parsed.get(), &record, {field});
+  return true;
+}
+
+std::string CanonicalBytes(const Message& message) {
+  std::string bytes;
+  {
+    google::protobuf::io::StringOutputStream stream(&bytes);
+    google::protobuf::io::CodedOutputStream output(&stream);
+    output.SetSerializationDeterministic(true);
+    message.SerializePartialToCodedStream(&output);
+  }
+  return bytes;
+}
+
+bool IsUtf8(std::string_view text) {
+  return google::protobuf::internal::IsStructurallyValidUTF8(text.data(),
+                                                             static_cast<int>(text.size()));
+}
+
+std::string FindUnkeepable(const Message& record) {
+  const Reflection* reflection = record.GetReflection();
+  if (!reflection->GetUnknownFields(record).empty()) return record.GetDescriptor()->full_name();
+  std::vector<const FieldDescriptor*> fields;
+  reflection->ListFields(record, &fields);
+  for (const FieldDescriptor* field : fields) {
+    const int count = field->is_repeated() ? reflection->FieldSize(record, field) : 1;
+    for (int i = 0; i < count; ++i) {
+      if (field->type() == FieldDescriptor::TYPE_STRING) {
+        std::string scratch;
+        const std::string& text =
+            field->is_repeated()
+                ? reflection->GetRepeatedStringReference(record, field, i, &scratch)
+                : reflection->GetStringReference(record, field, &scratch);
+        if (!IsUtf8(text)) return field->full_name();
+      } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+        const std::string nested =
+            FindUnkeepable(field->is_repeated() ? reflection->GetRepeatedMessage(record, field, i)
+                                                : reflection->GetMessage(record, field));
+        if (!nested.empty()) return nested;
+      }
+    }
+  }
+  return "";
+}
+
+}  // namespace ovix::agent
