@@ -1,0 +1,89 @@
+// What one run of the collectors found, before the store has it.
+#ifndef OVIX_AGENT_COLLECTORS_COLLECTION_H_
+#define OVIX_AGENT_COLLECTORS_COLLECTION_H_
+
+#include <google/protobuf/message.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace ovix::agent {
+
+class Collection {
+ public:
+  struct Skipped {
+    std::string collector;
+    std::string why;
+  };
+  // Every row of one "State" table as it is now; no row, where the machine has no such thing.
+  struct Snapshot {
+    const google::protobuf::Descriptor* record;
+    std::vector<std::unique_ptr<google::protobuf::Message>> rows;
+  };
+
+  // `time` is the time of all rows of the run.
+  explicit Collection(std::string time) : time_(std::move(time)) {}
+  const std::string& time() const { return time_; }
+
+  // Says that the whole of a "State" table was looked at, so that rows not added are gone from the
+  // machine.
+  template <typename Record>
+  void Begin() {
+    SnapshotOf(Record::descriptor());
+  }
+
+  // Adds a row to the snapshot of its "State" table; the caller fills it.
+  template <typename Record>
+  Record& Add() {
+    auto row = std::make_unique<Record>();
+    row->set_time(time_);
+    Record& added = *row;
+    SnapshotOf(Record::descriptor()).rows.push_back(std::move(row));
+    return added;
+  }
+
+  // Adds a row of a "Historical" table.
+  template <typename Record>
+  Record& Append() {
+    auto row = std::make_unique<Record>();
+    row->set_time(time_);
+    Record& added = *row;
+    appended_.push_back(std::move(row));
+    return added;
+  }
+
+  // Says that the machine lacks what a collector reads, in words for a person.
+  void Skip(std::string collector, std::string why) {
+    skipped_.push_back({std::move(collector), std::move(why)});
+  }
+
+  const std::vector<Snapshot>& snapshots() const { return snapshots_; }
+  const std::vector<std::unique_ptr<google::protobuf::Message>>& appended() const {
+    return appended_;
+  }
+  const std::vector<Skipped>& skipped() const { return skipped_; }
+  size_t rows() const {
+    size_t count = appended_.size();
+    for (const Snapshot& snapshot : snapshots_) count += snapshot.rows.size();
+    return count;
+  }
+
+ private:
+  Snapshot& SnapshotOf(const google::protobuf::Descriptor* record) {
+    for (Snapshot& snapshot : snapshots_) {
+      if (snapshot.record == record) return snapshot;
+    }
+    return snapshots_.emplace_back(Snapshot{record, {}});
+  }
+
+  std::string time_;
+  std::vector<Snapshot> snapshots_;
+  std::vector<std::unique_ptr<google::protobuf::Message>> appended_;
+  std::vector<Skipped> skipped_;
+};
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_COLLECTORS_COLLECTION_H_

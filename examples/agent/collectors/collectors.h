@@ -1,0 +1,38 @@
+// The collectors: each reads one side of a machine and adds the records that it fills.
+#ifndef OVIX_AGENT_COLLECTORS_COLLECTORS_H_
+#define OVIX_AGENT_COLLECTORS_COLLECTORS_H_
+
+#include <vector>
+
+#include "collectors/collection.h"
+#include "collectors/machine.h"
+
+namespace ovix::agent {
+
+struct Collector {
+  const char* name;  // the key of its cache row
+  void (*collect)(const Machine& machine, Collection& found);
+};
+
+// All collectors, in the order in which they run.
+const std::vector<Collector>& Collectors();
+
+// software.cc
+void CollectOperatingSystem(const Machine& machine, Collection& found);
+void CollectLocation(const Machine& machine, Collection& found);
+void CollectApplications(const Machine& machine, Collection& found);
+void CollectDrivers(const Machine& machine, Collection& found);
+// board.cc: what the firmware tells through DMI
+void CollectDevice(const Machine& machine, Collection& found);
+void CollectFirmware(const Machine& machine, Collection& found);
+void CollectMemory(const Machine& machine, Collection& found);
+// hardware.cc
+void CollectProcessors(const Machine& machine, Collection& found);
+void CollectNetworkAdapters(const Machine& machine, Collection& found);
+void CollectStorageDrives(const Machine& machine, Collection& found);
+void CollectBatteries(const Machine& machine, Collection& found);
+void CollectTemperatures(const Machine& machine, Collection& found);
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_COLLECTORS_COLLECTORS_H_

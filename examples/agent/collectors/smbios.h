@@ -1,0 +1,39 @@
+// The table of structures in which a PC's firmware describes the machine (SMBIOS 2.1 and later).
+#ifndef OVIX_AGENT_COLLECTORS_SMBIOS_H_
+#define OVIX_AGENT_COLLECTORS_SMBIOS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ovix::agent {
+
+// One structure, by the offsets that SMBIOS gives its fields. A field beyond the structure's end
+// reads as 0 or an empty text: older firmware writes shorter structures.
+class SmbiosStructure {
+ public:
+  SmbiosStructure(std::string_view formatted, std::vector<std::string> strings)
+      : formatted_(formatted), strings_(std::move(strings)) {}
+
+  uint8_t type() const { return Byte(0); }
+  uint8_t Byte(size_t offset) const { return static_cast<uint8_t>(Little(offset, 1)); }
+  uint16_t Word(size_t offset) const { return static_cast<uint16_t>(Little(offset, 2)); }
+  uint32_t Double(size_t offset) const { return Little(offset, 4); }
+  // The text whose number stands at the offset, without spaces around it.
+  std::string Text(size_t offset) const;
+
+ private:
+  uint32_t Little(size_t offset, size_t size) const;
+
+  std::string formatted_;
+  std::vector<std::string> strings_;
+};
+
+// The structures of a table (/sys/firmware/dmi/tables/DMI), up to its end or to the first that is
+// cut off.
+std::vector<SmbiosStructure> ParseSmbios(const std::string& table);
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_COLLECTORS_SMBIOS_H_

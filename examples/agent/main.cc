@@ -1,0 +1,117 @@
+// ovix-agent: the agent in small. Collects what this machine tells of itself and keeps it.
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "collectors/collectors.h"
+#include "ovix/telemetry/contract/storage/cache.pb.h"
+#include "ovix/telemetry/contract/version.h"
+#include "report.h"
+#include "store/store.h"
+#include "store/time.h"
+
+namespace ovix::agent {
+namespace {
+
+std::string Plural(int64_t count, const std::string& thing) {
+  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+template <typename Rows>
+std::vector<const google::protobuf::Message*> Pointers(const Rows& rows) {
+  std::vector<const google::protobuf::Message*> pointers;
+  for (const auto& row : rows) pointers.push_back(row.get());
+  return pointers;
+}
+
+// Runs one collector and stores what it found; prints a line for each table.
+Changes CollectOne(const Collector& collector, const Machine& machine, Store& store) {
+  Collection found(TimeText(std::chrono::system_clock::now()));
+  collector.collect(machine, found);
+  Changes changes;
+  std::string produced;
+  for (const auto& snapshot : found.snapshots()) {
+    const Changes of_table = store.Replace(snapshot.record, Pointers(snapshot.rows));
+    std::cout << "  " << snapshot.record->name() << ": " << Plural(snapshot.rows.size(), "row")
+              << ", " << of_table.inserted << " new, " << of_table.updated << " changed, "
+              << of_table.deleted << " gone\n";
+    produced += (produced.empty() ? "" : " ") + snapshot.record->name() + "=" +
+                std::to_string(snapshot.rows.size());
+    changes += of_table;
+  }
+  if (!found.appended().empty()) {
+    const Changes appended = store.Put(Pointers(found.appended()));
+    std::cout << "  " << Plural(appended.appended, "sample") << " appended\n";
+    produced += (produced.empty() ? "" : " ") + ("samples=" + std::to_string(appended.appended));
+    changes += appended;
+  }
+  for (const auto& skipped : found.skipped()) std::cout << "  skipped: " << skipped.why << "\n";
+
+  telemetry::contract::storage::CollectorCache cache;
+  cache.set_collector(collector.name);
+  cache.set_time(found.time());
+  cache.set_data(produced);
+  store.Put(cache);
+  return changes;
+}
+
+void Collect(const std::string& folder, const std::string& root) {
+  const Catalogue catalogue;
+  Store store(folder, catalogue);
+  const Machine machine(root);
+  Changes all;
+  for (const Collector& collector : Collectors()) {
+    std::cout << collector.name << "\n";
+    all += CollectOne(collector, machine, store);
+  }
+  all += store.Trim();
+  std::cout << "\n";
+  PrintStore(std::cout, store, catalogue);
+  std::cout << "\nSince the last run: " << all.inserted << " new, " << all.updated << " changed, "
+            << all.deleted << " gone, " << all.unchanged << " as before, " << all.appended
+            << " appended, " << all.trimmed << " trimmed to the limits.\n";
+}
+
+void Show(const std::string& folder) {
+  const Catalogue catalogue;
+  Store store(folder, catalogue);
+  PrintStore(std::cout, store, catalogue);
+}
+
+int Main(int argc, char** argv) {
+  CLI::App app("Collects what this machine tells of itself and keeps it in local databases.");
+  app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
+  app.require_subcommand(1);
+  std::string folder;
+  std::string root = "/";
+
+  CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
+  collect->add_option("store", folder, "Folder of the databases; made where it is missing")
+      ->required();
+  collect->add_option("--root", root, "Read the machine below this folder")
+      ->check(CLI::ExistingDirectory)
+      ->capture_default_str();
+  CLI::App* show = app.add_subcommand("show", "Print what is stored");
+  show->add_option("store", folder, "Folder of the databases")
+      ->required()
+      ->check(CLI::ExistingDirectory);
+
+  CLI11_PARSE(app, argc, argv);
+  try {
+    if (*collect) Collect(folder, root);
+    if (*show) Show(folder);
+  } catch (const std::exception& error) {
+    std::cout.flush();
+    std::cerr << "ovix-agent: " << error.what() << "\n";
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace ovix::agent
+
+int main(int argc, char** argv) { return ovix::agent::Main(argc, argv); }

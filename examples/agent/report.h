@@ -1,0 +1,23 @@
+// The tables that the agent prints.
+#ifndef OVIX_AGENT_REPORT_H_
+#define OVIX_AGENT_REPORT_H_
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "store/store.h"
+
+namespace ovix::agent {
+
+// Rows of cells in columns as wide as their widest cell; the first row is the heading. Cells of the
+// columns named in `right` stand to the right.
+void PrintTable(std::ostream& out, const std::vector<std::vector<std::string>>& rows,
+                const std::vector<size_t>& right);
+
+// Databases, tables, keys, limits, rows and recorded changes of every table that holds rows.
+void PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue);
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_REPORT_H_
