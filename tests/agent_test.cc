@@ -1,0 +1,83 @@
+// The agent as its user runs it: the program, its output and its exit code.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+
+#include "support/folder.h"
+
+namespace ovix::tests {
+namespace {
+
+struct Outcome {
+  int exit_code;
+  std::string output;  // standard output and error
+};
+
+Outcome RunAgent(const std::string& arguments) {
+  const std::string command = std::string(OVIX_TESTS_AGENT) + " " + arguments + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  Outcome outcome{-1, ""};
+  std::array<char, 4096> part;
+  while (size_t read = fread(part.data(), 1, part.size(), pipe)) {
+    outcome.output.append(part.data(), read);
+  }
+  const int status = pclose(pipe);
+  outcome.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return outcome;
+}
+
+TEST(Agent, CollectsStoresAndTellsWhatChanged) {
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=Old\n");
+  folder.Write(
+      "machine/var/lib/dpkg/status",
+      "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: install ok installed\n");
+  const std::string collect =
+      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+  const std::string summary = "Since the last run: ";
+  const auto expect = [&](const std::string& expected) {
+    const Outcome outcome = RunAgent(collect);
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_NE(outcome.output.find(summary + expected), std::string::npos) << outcome.output;
+  };
+  expect("4 new, 0 changed, 0 gone, 0 as before");  // with the location
+  expect("0 new, 0 changed, 0 gone, 4 as before");
+  folder.Write("machine/etc/os-release", "NAME=New\n");
+  folder.Write("machine/var/lib/dpkg/status", "Package: a\nStatus: install ok installed\n");
+  expect("0 new, 1 changed, 1 gone, 2 as before");
+
+  const Outcome shown = RunAgent("show " + (folder / "store").string());
+  EXPECT_EQ(shown.exit_code, 0);
+  for (const char* part :
+       {"DeviceProfile ", "Application ", "name, vendor", "OperatingSystemEvents",
+        "10000 rows, 128 MB in all", "CollectorCache"}) {
+    EXPECT_NE(shown.output.find(part), std::string::npos) << part << " in:\n" << shown.output;
+  }
+}
+
+TEST(Agent, SaysBadInputInOneLineAndFails) {
+  const Folder folder;
+  folder.Write("file", "");
+  folder.Write("damaged/DeviceProfile.db", "no database, but long enough to be read as one");
+  folder.Write("machine/etc/os-release", "NAME=x\n");
+  const std::string machine = " --root " + (folder / "machine").string();
+  const std::pair<std::string, const char*> cases[] = {
+      {"collect " + (folder / "file").string() + machine, "folder"},
+      {"collect " + (folder / "damaged").string() + machine, "damaged"},
+      {"show " + (folder / "nowhere").string(), "nowhere"},
+      {"collect", "store"},
+      {"collect x --root " + (folder / "nowhere").string(), "nowhere"},
+  };
+  const auto before = folder.Contents();
+  for (const auto& [arguments, named] : cases) {
+    const Outcome outcome = RunAgent(arguments);
+    EXPECT_GT(outcome.exit_code, 0) << arguments;
+    EXPECT_NE(outcome.output.find(named), std::string::npos) << outcome.output;
+    EXPECT_EQ(folder.Contents(), before) << arguments;
+  }
+}
+
+}  // namespace
+}  // namespace ovix::tests

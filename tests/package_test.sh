@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Installs the package, moves the tree elsewhere, and has a C++17 consumer built against it with
+# find_package and with pkg-config.
+# Usage: package_test.sh BUILD_DIR CMAKE GENERATOR CXX
+set -euo pipefail
+build=$1 cmake=$2 generator=$3 cxx=$4
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+  echo "package_test: $*" >&2
+  exit 1
+}
+
+"$cmake" --install "$build" --prefix "$work/installed" >"$work/log" || { cat "$work/log"; exit 1; }
+mv "$work/installed" "$work/moved"
+prefix=$work/moved
+expected="$(sed -n 's/^  VERSION //p' "$here/../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
+  "$here/../library/src/contracts_collection.cc")"
+
+check_run() {
+  local way=$1 output
+  shift
+  output=$("$@") || fail "$way: the consumer failed"
+  [ "$output" = "$expected" ] || fail "$way: the consumer printed '$output', not '$expected'"
+  echo "$way: $output"
+}
+
+"$cmake" -G "$generator" -S "$here/package" -B "$work/consumer" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" && "$cmake" --build "$work/consumer" >>"$work/log" ||
+  { cat "$work/log"; fail "find_package: the consumer did not build"; }
+check_run find_package "$work/consumer/consumer"
+descriptor_set=$(cat "$work/consumer/descriptor_set")
+[ -s "$descriptor_set" ] || fail "the target's OVIX_DESCRIPTOR_SET is '$descriptor_set', which is not there"
+
+export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name '*.pc')")
+name=ovix-telemetry-data-contracts
+# shellcheck disable=SC2046 # the flags are words
+"$cxx" -std=c++17 -Wall -Wextra -Werror "$here/package/consumer.cc" -o "$work/by_pkg_config" \
+  $(pkg-config --cflags --libs "$name") || fail "pkg-config: the consumer did not build"
+check_run pkg-config env LD_LIBRARY_PATH="$(pkg-config --variable=libdir "$name")" "$work/by_pkg_config"
+cmp -s "$(pkg-config --variable=descriptor_set "$name")" "$descriptor_set" ||
+  fail "pkg-config's descriptor_set is not the target's"
+
+# The schemas lie beside the headers, whole: the set made of them is the set installed.
+(cd "$prefix/include" && find ovix -name '*.proto' | LC_ALL=C sort >"$work/schemas")
+[ -s "$work/schemas" ] || fail "no schema is installed"
+while read -r schema; do
+  [ -e "$prefix/include/${schema%.proto}.pb.h" ] || fail "$schema has no header beside it"
+  cmp -s "$prefix/include/$schema" "$here/../$schema" || fail "$schema is not the schema of the tree"
+done <"$work/schemas"
+
+library=$(find "$prefix" -name 'lib*.so.1')
+[ "$(objdump -p "$library" | awk '$1 == "SONAME" { print $2 }')" = libovix-telemetry-data-contracts.so.1 ] ||
+  fail "the library's SONAME is not that of major version 1"
+
+# A consumer is told in one line when the protobuf beside it is of another series.
+mkdir -p "$work/other/google/protobuf/stubs"
+echo '#define GOOGLE_PROTOBUF_VERSION 4025000' >"$work/other/google/protobuf/stubs/common.h"
+for source in "$here/package" "$here/.."; do
+  if "$cmake" -G "$generator" -S "$source" -B "$work/refused-$(basename "$source")" \
+    -DCMAKE_PREFIX_PATH="$prefix" -DProtobuf_INCLUDE_DIR="$work/other" >"$work/log" 2>&1; then
+    fail "configuring $source with protobuf 4.25 did not fail"
+  fi
+  tr -s ' \n' ' ' <"$work/log" | grep -q 'needs the 3.21 series; point Protobuf_DIR' ||
+    { cat "$work/log"; fail "configuring $source with protobuf 4.25 did not say why it failed"; }
+done
+echo "package_test: passed"

@@ -1,0 +1,139 @@
+// What was acknowledged survives a kill in the middle of a write and a disk without space.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <random>
+#include <set>
+
+#include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "store/store.h"
+#include "support/folder.h"
+
+namespace ovix::tests {
+namespace {
+
+using agent::Catalogue;
+using agent::Store;
+using google::protobuf::Message;
+namespace profile = telemetry::contract::storage::device_profile;
+
+profile::Application Application(int number) {
+  profile::Application application;
+  application.set_name("application " + std::to_string(number));
+  application.set_install_folder(std::string(2000, 'x'));
+  return application;
+}
+
+// Runs `work` in a process of its own, which must not return from it.
+pid_t Fork(const std::function<void()>& work) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  try {
+    work();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    _exit(1);
+  }
+  _exit(0);
+}
+
+int64_t Number(const std::filesystem::path& file, const std::string& sql) {
+  agent::Connection connection(file, std::chrono::seconds(1));
+  return connection.Number(sql);
+}
+
+TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
+  const Folder folder;
+  const Catalogue catalogue;
+  std::mt19937 random(20261121);
+  std::set<std::string> acknowledged;
+  int next = 0;
+  for (int round = 0; round < 25; ++round) {
+    int acknowledgements[2];
+    ASSERT_EQ(pipe(acknowledgements), 0);
+    const pid_t writer = Fork([&] {
+      Store store(folder.path(), catalogue);
+      for (int number = next;; ++number) {
+        // Five rows and their five changes are one write.
+        std::vector<profile::Application> batch;
+        for (int i = 0; i < 5; ++i) batch.push_back(Application(number * 5 + i));
+        std::vector<const Message*> pointers;
+        for (const auto& row : batch) pointers.push_back(&row);
+        store.Put(pointers);
+        if (write(acknowledgements[1], &number, sizeof number) != sizeof number) _exit(1);
+      }
+    });
+    close(acknowledgements[1]);
+    usleep(std::uniform_int_distribution<useconds_t>(0, 40000)(random));
+    kill(writer, SIGKILL);
+    int status = 0;
+    ASSERT_EQ(waitpid(writer, &status, 0), writer);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed by itself";
+    for (int number = 0; read(acknowledgements[0], &number, sizeof number) == sizeof number;) {
+      for (int i = 0; i < 5; ++i) acknowledged.insert(Application(number * 5 + i).name());
+      next = number + 1;
+    }
+    close(acknowledgements[0]);
+
+    Store store(folder.path(), catalogue);
+    std::set<std::string> kept;
+    store.Read(profile::Application::descriptor(), [&](const Message& row) {
+      kept.insert(static_cast<const profile::Application&>(row).name());
+    });
+    for (const std::string& name : acknowledged) ASSERT_TRUE(kept.contains(name)) << name;
+    ASSERT_EQ(kept.size() % 5, 0U) << "half a write is there";
+    ASSERT_EQ(store.CountRows(catalogue.Get(profile::ApplicationEvents::descriptor())),
+              static_cast<int64_t>(kept.size()))
+        << "a row and the record of its change are one write";
+    next = std::max(next, static_cast<int>(kept.size() / 5));
+  }
+  EXPECT_FALSE(acknowledged.empty());
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    EXPECT_EQ(Number(folder / file, "SELECT integrity_check = 'ok' FROM pragma_integrity_check"),
+              1);
+  }
+}
+
+TEST(StoreDurability, LeavesTheDatabasesAsTheyWereWhenTheDiskIsFull) {
+  const Folder folder;
+  const Catalogue catalogue;
+  Store(folder.path(), catalogue).Put(Application(0));
+  const auto before = folder.Contents();
+
+  int errors[2];
+  ASSERT_EQ(pipe(errors), 0);
+  const pid_t writer = Fork([&] {
+    // No file may grow beyond this: what a full disk does, without needing one.
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {64 << 10, 64 << 10};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    Store store(folder.path(), catalogue);
+    std::vector<profile::Application> many;
+    for (int i = 1; i < 2000; ++i) many.push_back(Application(i));
+    std::vector<const Message*> pointers;
+    for (const auto& row : many) pointers.push_back(&row);
+    std::string said = "no error";
+    try {
+      store.Put(pointers);
+    } catch (const agent::StoreError& error) {
+      said = error.what();
+    }
+    if (write(errors[1], said.data(), said.size()) < 0) _exit(1);
+  });
+  close(errors[1]);
+  int status = 0;
+  ASSERT_EQ(waitpid(writer, &status, 0), writer);
+  char said[1000] = {};
+  ASSERT_GT(read(errors[0], said, sizeof said - 1), 0);
+  close(errors[0]);
+  EXPECT_NE(std::string(said).find("no space is left"), std::string::npos) << said;
+  EXPECT_EQ(folder.Contents(), before);
+  EXPECT_EQ(Store(folder.path(), catalogue).Put(Application(1)).inserted, 1);
+}
+
+}  // namespace
+}  // namespace ovix::tests

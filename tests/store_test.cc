@@ -1,0 +1,594 @@
+#include "store/store.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
+#include "ovix/telemetry/contract/storage/device_updates/windows_updates.pb.h"
+#include "ovix/telemetry/contract/storage/device_updates/windows_updates_events.pb.h"
+#include "ovix/telemetry/contract/storage/device_usage/windows_events_cache.pb.h"
+#include "store/json.h"
+#include "store/time.h"
+#include "store_test.pb.h"
+#include "support/contracts.h"
+#include "support/folder.h"
+
+namespace ovix::tests {
+namespace {
+
+using agent::Catalogue;
+using agent::Changes;
+using agent::Store;
+using agent::StoreError;
+using agent::Table;
+using google::protobuf::Message;
+namespace storage = telemetry::contract::storage;
+namespace profile = storage::device_profile;
+
+std::chrono::system_clock::time_point clock_now =
+    std::chrono::sys_days(std::chrono::year(2026) / 11 / 21);
+
+Store::Options Options() {
+  return {.patience = std::chrono::milliseconds(50), .clock = [] { return clock_now; }};
+}
+
+std::string DaysAgo(int days) { return agent::TimeText(clock_now - std::chrono::days(days)); }
+
+const Catalogue& Library() {
+  static const Catalogue catalogue;
+  return catalogue;
+}
+
+const Catalogue& Awkward() {
+  static const Catalogue catalogue(
+      {&Everything::default_instance(), &EverythingEvents::default_instance(),
+       &Sample::default_instance(), &Small::default_instance(), &SmallLog::default_instance(),
+       &SmallState::default_instance(), &WithMap::default_instance()});
+  return catalogue;
+}
+
+std::vector<std::unique_ptr<Message>> Rows(Store& store,
+                                           const google::protobuf::Descriptor* record) {
+  std::vector<std::unique_ptr<Message>> rows;
+  store.Read(record, [&](const Message& row) { rows.emplace_back(row.New())->CopyFrom(row); });
+  return rows;
+}
+
+template <typename Record>
+std::vector<Record> Rows(Store& store) {
+  std::vector<Record> rows;
+  store.Read(Record::descriptor(),
+             [&](const Message& row) { rows.push_back(static_cast<const Record&>(row)); });
+  return rows;
+}
+
+int64_t Execute(const std::filesystem::path& file, const std::string& sql) {
+  agent::Connection connection(file, std::chrono::milliseconds(50));
+  return connection.Number(sql);
+}
+
+std::string ErrorOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const StoreError& error) {
+    EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << "more than one line";
+    return error.what();
+  }
+  return "no error";
+}
+
+void ExpectContains(const std::string& text, std::initializer_list<const char*> parts) {
+  for (const char* part : parts)
+    EXPECT_NE(text.find(part), std::string::npos) << part << " in: " << text;
+}
+
+// --- Every table of the library
+
+class StoreOfEveryTable : public testing::TestWithParam<const Message*> {};
+
+std::vector<const Message*> TablePrototypes() {
+  std::vector<const Message*> prototypes;
+  for (const Table& table : Library().tables()) prototypes.push_back(table.prototype);
+  return prototypes;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, StoreOfEveryTable, testing::ValuesIn(TablePrototypes()),
+                         [](const auto& info) { return TestName(*info.param); });
+
+TEST_P(StoreOfEveryTable, GivesBackWhatWasPut) {
+  const Folder folder;
+  std::vector<std::string> put;
+  {
+    Store store(folder.path(), Library(), Options());
+    for (int i = 0; i < 4; ++i) {
+      const std::unique_ptr<Message> record(GetParam()->New());
+      // Empty, filled twice over and extreme; all of them with keys of their own.
+      if (i == 1 || i == 2) FillAll(record.get(), i);
+      if (i == 3) {
+        FillExtremes(record.get());
+        const std::unique_ptr<Message> keys(GetParam()->New());
+        FillAll(keys.get(), i);
+        for (const agent::Column& column : Library().Get(GetParam()->GetDescriptor()).key) {
+          record->GetReflection()->SwapFields(record.get(), keys.get(), {column.field});
+        }
+      }
+      store.Put(*record);
+      put.push_back(record->SerializeAsString());
+    }
+  }
+  Store store(folder.path(), Library(), Options());
+  std::vector<std::string> got;
+  for (const auto& row : Rows(store, GetParam()->GetDescriptor())) {
+    got.push_back(row->SerializeAsString());
+  }
+  std::sort(put.begin(), put.end());
+  std::sort(got.begin(), got.end());
+  EXPECT_EQ(got, put);
+}
+
+// --- Values
+
+template <typename Float, typename Bits>
+Float FromBits(Bits bits) {
+  Float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+TEST(StoreValues, AllComeBackTheSame) {
+  const std::string nul("a\0b", 3);
+  const std::vector<std::pair<const char*, std::function<void(Everything&)>>> cases = {
+      {"nothing set", [](Everything&) {}},
+      {"largest uint64", [](Everything& e) { e.set_uint64(~uint64_t{0}); }},
+      {"2^63 as uint64", [](Everything& e) { e.set_fixed64(uint64_t{1} << 63); }},
+      {"smallest int64", [](Everything& e) { e.set_int64(std::numeric_limits<int64_t>::min()); }},
+      {"zigzag", [](Everything& e) { e.set_sint64(-5); }},
+      {"largest uint32", [](Everything& e) { e.set_uint32(~uint32_t{0}); }},
+      {"negative zeros", [](Everything& e) { e.set_single(-0.0F), e.set_real(-0.0); }},
+      {"NaN", [](Everything& e) { e.set_real(std::nan("")), e.set_single(std::nanf("")); }},
+      {"NaN with a payload",
+       [](Everything& e) {
+         e.set_real(FromBits<double>(uint64_t{0xfff8dead0000beef}));
+         e.set_single(FromBits<float>(uint32_t{0x7fc0beef}));
+       }},
+      {"infinities", [](Everything& e) { e.set_real(INFINITY), e.set_single(-INFINITY); }},
+      {"smallest double", [](Everything& e) { e.set_real(5e-324); }},
+      {"a float that no double text has", [](Everything& e) { e.set_single(0.1F); }},
+      {"a whole real", [](Everything& e) { e.set_real(3); }},
+      {"embedded NUL", [&](Everything& e) { e.set_text(nul), e.set_maybe_text(nul); }},
+      {"text like a number", [](Everything& e) { e.set_text("007"); }},
+      {"bytes that are no text", [](Everything& e) { e.set_blob("\xff\xfe"); }},
+      {"present but empty",
+       [](Everything& e) {
+         e.set_maybe_text("");
+         e.set_maybe_number(0);
+         e.set_maybe_real(0);
+         e.set_maybe_boolean(false);
+         e.mutable_part();
+       }},
+      {"present and not", [](Everything& e) { e.set_maybe_number(~uint64_t{0}); }},
+      {"unknown enumeration number",
+       [](Everything& e) { e.set_event(static_cast<storage::StateEventType>(9)); }},
+      {"one of", [](Everything& e) { e.set_word(""); }},
+      {"other of", [](Everything& e) { e.set_digit(0); }},
+      {"a tree",
+       [&](Everything& e) {
+         e.mutable_part()->set_text(nul + "\"\\\xE2\x82\xAC");
+         e.mutable_part()->set_real(-0.0);
+         e.mutable_part()->set_count(~uint64_t{0});
+         e.mutable_part()->add_parts()->add_parts()->set_count(0);
+         e.mutable_part()->add_parts()->set_text("-0,");
+       }},
+      {"lists",
+       [&](Everything& e) {
+         e.add_texts(""), e.add_texts("-0"), e.add_texts(nul);
+         for (double real : {-0.0, 0.0, double{INFINITY}, std::nan(""), 0.1}) e.add_reals(real);
+         e.add_numbers(~uint64_t{0});
+         e.add_parts(), e.add_parts()->set_real(-0.0);
+       }},
+  };
+  const Folder folder;
+  for (const auto& [name, fill] : cases) {
+    SCOPED_TRACE(name);
+    Everything record;
+    fill(record);
+    Store store(folder.path(), Awkward(), Options());
+    store.Put(record);
+    const auto rows = Rows<Everything>(store);
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(agent::CanonicalBytes(rows[0]), agent::CanonicalBytes(record))
+        << rows[0].DebugString() << " for " << record.DebugString();
+    // Putting it once more finds it as it is.
+    EXPECT_EQ(store.Put(record).unchanged, 1);
+  }
+}
+
+TEST(StoreValues, OfMapsComeBackTheSame) {
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the runtime's maps have another layout under the thread sanitizer";
+#else
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  std::vector<WithMap> records(2);
+  (*records[1].mutable_counts())[""] = -1;
+  (*records[1].mutable_counts())["b"] = 0;
+  for (const WithMap& record : records) store.Put(record);
+  const auto rows = Rows<WithMap>(store);
+  for (size_t i = 0; i < records.size(); ++i) {
+    EXPECT_EQ(agent::CanonicalBytes(rows.at(i)), agent::CanonicalBytes(records[i]));
+  }
+#endif
+}
+
+TEST(StoreValues, AreRefusedWhereTheyWouldNotComeBack) {
+  const std::vector<std::pair<const char*, std::function<void(Everything&)>>> cases = {
+      {"Everything.text", [](Everything& e) { e.set_text("\xff"); }},
+      {"Part.text", [](Everything& e) { e.add_parts()->add_parts()->set_text("\xff"); }},
+      {"Everything.texts", [](Everything& e) { e.add_texts("\xff"); }},
+      {"Everything: ",
+       [](Everything& e) { ASSERT_TRUE(e.ParseFromString(Tag(999, 0) + Varint(1))); }},
+      {"Part: ",
+       [](Everything& e) {
+         ASSERT_TRUE(e.mutable_part()->ParseFromString(Tag(9, 0) + Varint(1)));
+       }},
+      {"Everything.reals",
+       [](Everything& e) { e.add_reals(FromBits<double>(uint64_t{0xfff8dead0000beef})); }},
+  };
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  store.Put(Everything());
+  const auto before = folder.Contents();
+  for (const auto& [named, spoil] : cases) {
+    Everything record;
+    spoil(record);
+    ExpectContains(ErrorOf([&] { store.Put(record); }), {"ovix.tests.", named});
+  }
+  EXPECT_EQ(folder.Contents(), before);
+}
+
+TEST(StoreValues, LieInSqlAsAReaderWouldExpect) {
+  const Folder folder;
+  {
+    Store store(folder.path(), Awkward(), Options());
+    Everything record;
+    record.set_uint64(~uint64_t{0});
+    record.set_real(1.5);
+    record.mutable_part()->set_text("x");
+    record.add_numbers(7);
+    store.Put(record);
+  }
+  const auto holds = [&](const std::string& condition) {
+    return Execute(folder / "Tests.db", "SELECT " + condition + " FROM Everything");
+  };
+  for (const char* condition :
+       {"printf('%u', uint64) = '18446744073709551615'", "real = 1.5", "maybe_text IS NULL",
+        "text = '' AND typeof(text) = 'text'", "part ->> '$.text' = 'x'", "numbers ->> 0 = '7'",
+        "parts = '[]'", "word IS NULL"}) {
+    EXPECT_EQ(holds(condition), 1) << condition;
+  }
+}
+
+// --- "State" tables and their change logs
+
+TEST(StoreState, RecordsEachInsertUpdateAndDelete) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  profile::HwBattery battery;
+  battery.set_time(DaysAgo(2));
+  battery.set_serial_number("S1");
+  battery.set_ct_number("C1");
+  battery.set_energy_design(50);
+  EXPECT_EQ(store.Put(battery).inserted, 1);
+  battery.set_time(DaysAgo(1));
+  EXPECT_EQ(store.Put(battery).unchanged, 1) << "seen again is no change";
+  EXPECT_EQ(Rows<profile::HwBattery>(store)[0].time(), DaysAgo(1));
+  battery.set_energy_design(49);
+  EXPECT_EQ(store.Put(battery).updated, 1);
+  battery.set_ct_number("C2");
+  EXPECT_EQ(store.Put(battery).inserted, 1) << "another key is another row";
+  EXPECT_TRUE(store.Erase(battery));
+  EXPECT_FALSE(store.Erase(battery));
+
+  const auto log = Rows<profile::HardwareEvents>(store);
+  const std::vector<storage::StateEventType> expected = {
+      storage::STATE_EVENT_INSERT, storage::STATE_EVENT_UPDATE, storage::STATE_EVENT_INSERT,
+      storage::STATE_EVENT_DELETE};
+  ASSERT_EQ(log.size(), expected.size());
+  for (size_t i = 0; i < log.size(); ++i) {
+    EXPECT_EQ(log[i].event(), expected[i]) << i;
+    EXPECT_EQ(log[i].type(), "HwBattery");
+    EXPECT_EQ(log[i].time(), agent::TimeText(clock_now));
+    EXPECT_EQ(log[i].previous_state().empty(), expected[i] == storage::STATE_EVENT_INSERT);
+    EXPECT_EQ(log[i].current_state().empty(), expected[i] == storage::STATE_EVENT_DELETE);
+  }
+  ExpectContains(log[1].previous_state(), {"\"energy_design\":50", "\"serial_number\":\"S1\""});
+  ExpectContains(log[1].current_state(), {"\"energy_design\":49"});
+  EXPECT_EQ(Rows<profile::HwBattery>(store).size(), 1U);
+}
+
+TEST(StoreState, IsReplacedByASnapshot) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  const auto replace = [&](std::initializer_list<std::pair<const char*, const char*>> rows) {
+    std::vector<profile::Application> applications;
+    for (const auto& [name, version] : rows) {
+      applications.emplace_back().set_name(name);
+      applications.back().set_version(version);
+    }
+    std::vector<const Message*> pointers;
+    for (const auto& application : applications) pointers.push_back(&application);
+    return store.Replace(profile::Application::descriptor(), pointers);
+  };
+  EXPECT_EQ(replace({{"a", "1"}, {"b", "1"}, {"b", "2"}}).inserted, 2) << "one key is one row";
+  const Changes changes = replace({{"b", "3"}, {"c", "1"}});
+  EXPECT_EQ(changes.inserted, 1);
+  EXPECT_EQ(changes.updated, 1);
+  EXPECT_EQ(changes.deleted, 1);
+  EXPECT_EQ(replace({}).deleted, 2);
+  EXPECT_EQ(Rows<profile::ApplicationEvents>(store).size(), 2U + 3U + 2U);
+  const Table& log = Library().Get(profile::ApplicationEvents::descriptor());
+  ExpectContains(ErrorOf([&] { store.Replace(log.record(), {}); }), {"Historical"});
+}
+
+// The pairing follows names, so it is held against what the contracts mean by them.
+TEST(StoreState, FindsTheChangeLogOfEveryRecord) {
+  std::map<std::string, std::string> logs;
+  for (const Table& table : Library().tables()) {
+    if (!table.state) continue;
+    const Table* log = Library().ChangeLog(table);
+    logs[table.name] = log == nullptr ? "" : log->name;
+  }
+  const std::map<std::string, std::vector<std::string>> expected = {
+      {"DeviceEvents", {"Device"}},
+      {"HardwareEvents",
+       {"HwBaseBoard", "HwBattery", "HwGraphicsCard", "HwMemory", "HwMemoryChip",
+        "HwNetworkAdapter", "HwProcessor", "HwStorageDrive", "HwTrustedPlatformModule",
+        "HwMotherboardSlots"}},
+      {"FirmwareEvents",
+       {"FwBios", "FwSMBios", "FwEmbeddedController", "FwAmdPsp", "FwCameraController",
+        "FwStorageDrive"}},
+      {"OperatingSystemEvents", {"OperatingSystem"}},
+      {"OperatingSystemSettingsEvents", {"OperatingSystemSettings"}},
+      {"PeripheralEvents",
+       {"Peripherals", "PeripheralDisplays", "PeripheralOVIXDisplays", "PeripheralDockingStations",
+        "PeripheralNetworkCards"}},
+      {"DeviceLocationEvents", {"DeviceLocation"}},
+      {"ExecutableFileInfoEvents", {"ExecutableFileInfo"}},
+      {"ApplicationEvents", {"Application"}},
+      {"DriverEvents", {"DriverInfo"}},
+      {"GraphicsCardsEvents", {"GraphicsCards"}},
+      {"AiModelLifeCycleEvents", {"AiModelLifeCycle"}},
+      {"HwHealthStateEvents", {"HwHealthState"}},
+      {"PeripheralHealthStateEvents", {"PeripheralHealthState"}},
+      {"HwHealthStateBGACracksEvents", {"HwHealthStateBGACracks"}},
+      {"HwHealthStateClockEvents", {"HwHealthStateClock"}},
+      {"WindowsServicesEvents", {"WindowsServicesInfo"}},
+      {"WindowsUpdatesEvents", {"WindowsUpdates"}},
+  };
+  for (const auto& [log, records] : expected) {
+    for (const std::string& record : records) {
+      EXPECT_EQ(logs[record], log) << record;
+      logs.erase(record);
+    }
+  }
+  for (const auto& [record, log] : logs) EXPECT_EQ(log, "") << record << " has no change log";
+}
+
+// --- Limits
+
+TEST(StoreLimits, DropTheOldestRowsBeyondMaxRows) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  // Not in the order of their times; two of one time, of which the later stays.
+  const int hours[] = {9, 1, 8, 2, 7, 3, 6, 6};
+  for (int i = 0; i < 8; ++i) {
+    Sample sample;
+    sample.set_time(agent::TimeText(clock_now - std::chrono::hours(hours[i])));
+    sample.set_value(i);
+    store.Put(sample);
+  }
+  std::vector<uint32_t> kept;
+  for (const Sample& sample : Rows<Sample>(store)) kept.push_back(sample.value());
+  EXPECT_EQ(kept, (std::vector<uint32_t>{1, 3, 5, 6, 7}));
+}
+
+TEST(StoreLimits, DropRowsOlderThanMaxTimeDays) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  const std::vector<std::pair<std::string, bool>> times = {
+      {DaysAgo(1), true},
+      {DaysAgo(2), true},
+      {agent::TimeText(clock_now - std::chrono::days(2) - std::chrono::milliseconds(1)), false},
+      {"yesterday", true},
+      {"", true},
+  };
+  for (const auto& [time, kept] : times) {
+    SCOPED_TRACE(time);
+    Sample sample;
+    sample.set_time(time);
+    EXPECT_EQ(store.Put(sample).trimmed, kept ? 0 : 1);
+  }
+  clock_now += std::chrono::days(30);
+  EXPECT_EQ(store.Trim().trimmed, 2) << "time alone makes rows old";
+  clock_now -= std::chrono::days(30);
+  EXPECT_EQ(Rows<Sample>(store).size(), 2U) << "a time that cannot be read never grows old";
+}
+
+TEST(StoreLimits, RecordADroppedStateRowAsDeleted) {
+  using storage::device_usage::device_updates::WindowsUpdates;
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  for (int days : {10, 400}) {
+    WindowsUpdates update;
+    update.set_time(DaysAgo(days));
+    update.set_update_id(std::to_string(days));
+    store.Put(update);
+  }
+  const auto rows = Rows<WindowsUpdates>(store);
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0].update_id(), "10");
+  const auto log = Rows<profile::WindowsUpdatesEvents>(store);
+  ASSERT_EQ(log.size(), 3U);
+  EXPECT_EQ(log[2].event(), storage::STATE_EVENT_DELETE);
+}
+
+TEST(StoreLimits, KeepADatabaseUnderItsSizeByDroppingItsOldestLogRows) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  const std::string kilobytes(4000, 'x');
+  SmallState state;
+  state.set_data(kilobytes);
+  store.Put(state);
+  int64_t dropped = 0;
+  for (int i = 0; i < 600; ++i) {
+    SmallLog row;
+    row.set_time(agent::TimeText(clock_now + std::chrono::seconds(i)));
+    row.set_data(kilobytes);
+    dropped += store.Put(row).trimmed;
+    ASSERT_LE(std::filesystem::file_size(folder / "Small.db"), 1U << 20) << i;
+  }
+  const auto rows = Rows<SmallLog>(store);
+  EXPECT_EQ(static_cast<int64_t>(rows.size()) + dropped, 600);
+  EXPECT_GT(rows.size(), 150U) << "no more is dropped than is needed";
+  EXPECT_EQ(rows.back().time(), agent::TimeText(clock_now + std::chrono::seconds(599)));
+  EXPECT_EQ(Rows<SmallState>(store).size(), 1U);
+
+  state.set_name("too large");
+  state.set_data(std::string(2 << 20, 'x'));
+  ExpectContains(ErrorOf([&] { store.Put(state); }), {"Small", "full", "1 MB"});
+  EXPECT_EQ(Rows<SmallLog>(store).size(), rows.size()) << "a failed write drops nothing";
+}
+
+// --- Tables of another version
+
+TEST(StoreEvolution, GivesAnOlderTableItsMissingColumns) {
+  const Folder folder;
+  Execute(
+      folder / "Tests.db",
+      "CREATE TABLE Everything (time TEXT, second_key INTEGER NOT NULL, first_key TEXT NOT NULL,"
+      " text TEXT, from_the_future TEXT, PRIMARY KEY (first_key, second_key))");
+  Execute(folder / "Tests.db", "INSERT INTO Everything VALUES ('t', 7, 'k', 'old', 'kept')");
+  Store store(folder.path(), Awkward(), Options());
+  auto rows = Rows<Everything>(store);
+  ASSERT_EQ(rows.size(), 1U);
+  Everything expected;
+  expected.set_time("t");
+  expected.set_second_key(7);
+  expected.set_first_key("k");
+  expected.set_text("old");
+  EXPECT_EQ(rows[0].SerializeAsString(), expected.SerializeAsString());
+  expected.set_maybe_number(3);
+  expected.add_texts("new");
+  EXPECT_EQ(store.Put(expected).updated, 1);
+  EXPECT_EQ(Rows<Everything>(store)[0].SerializeAsString(), expected.SerializeAsString());
+  EXPECT_EQ(Execute(folder / "Tests.db", "SELECT from_the_future = 'kept' FROM Everything"), 1);
+}
+
+TEST(StoreEvolution, RefusesATableWithAnotherKeyOrType) {
+  for (const char* table :
+       {"(time TEXT, value INTEGER, PRIMARY KEY (value))", "(time TEXT, value TEXT)"}) {
+    const Folder folder;
+    Execute(folder / "Tests.db", "CREATE TABLE Sample " + std::string(table));
+    const auto before = folder.Contents();
+    Store store(folder.path(), Awkward(), Options());
+    ExpectContains(ErrorOf([&] { store.Put(Sample()); }), {"Tests.db", "Sample", "value"});
+    EXPECT_EQ(folder.Contents(), before);
+  }
+}
+
+// --- Bad input
+
+TEST(StoreErrors, NameWhatCannotBeStored) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  ExpectContains(ErrorOf([&] { store.Put(storage::device_health::BatteryStatus()); }),
+                 {"ovix.telemetry.contract.storage.device_health.BatteryStatus", "no table"});
+  ExpectContains(ErrorOf([] { Catalogue({&Contradiction::default_instance()}); }),
+                 {"ovix.tests.Contradiction", "key"});
+  ExpectContains(ErrorOf([] {
+                   Catalogue({&Sample::default_instance(), &Sample::default_instance()});
+                 }),
+                 {"ovix.tests.Sample", "Tests", "both claim"});
+  storage::device_usage::Events event;
+  event.set_rowid(5);
+  store.Put(event);
+  ExpectContains(ErrorOf([&] { store.Put(event); }),
+                 {"WindowsEventsCache.db", "key", "Events.rowid"});
+  folder.Write("file", "");
+  ExpectContains(ErrorOf([&] { Store(folder / "file", Library()); }), {"file", "folder"});
+  ExpectContains(ErrorOf([&] { Store(folder / "file/below", Library()); }), {"below", "folder"});
+}
+
+TEST(StoreErrors, LeaveADamagedOrLockedDatabaseAsItIs) {
+  const Folder folder;
+  profile::Application application;
+  Store(folder.path(), Library(), Options()).Put(application);
+  const auto sound = folder.Contents();
+  application.set_name("new");
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    SCOPED_TRACE(file);
+    const std::string content = folder.Read(file);
+    folder.Write(file, "SQLite format 3, or so it says");
+    const auto before = folder.Contents();
+    Store store(folder.path(), Library(), Options());
+    ExpectContains(ErrorOf([&] { store.Put(application); }), {file, "damaged"});
+    EXPECT_EQ(folder.Contents(), before);
+    folder.Write(file, content);
+
+    agent::Connection other(folder / file, std::chrono::milliseconds(0));
+    other.Execute("BEGIN EXCLUSIVE");
+    Store waiting(folder.path(), Library(), Options());
+    ExpectContains(ErrorOf([&] { waiting.Put(application); }), {".db", "locked"});
+    other.Execute("ROLLBACK");
+    EXPECT_EQ(folder.Contents(), sound);
+  }
+  Store store(folder.path(), Library(), Options());
+  EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
+}
+
+TEST(StoreErrors, NameTheRowThatNoLongerReads) {
+  const Folder folder;
+  {
+    Store store(folder.path(), Awkward(), Options());
+    Everything record;
+    record.set_first_key("k");
+    record.set_second_key(7);
+    store.Put(record);
+    store.Put(Sample());
+  }
+  const std::vector<std::pair<const char*, const char*>> damages = {
+      {"UPDATE Everything SET part = '{'", "part"},
+      {"UPDATE Everything SET part = NULL, uint32 = -1", "uint32"},
+      {"UPDATE Everything SET uint32 = 'x'", "uint32"},
+      {"UPDATE Everything SET uint32 = 1, text = CAST(x'ff' AS TEXT)", "text"},
+      {"UPDATE Everything SET text = '', single = x'00'", "single"},
+      {"UPDATE Everything SET single = 0, boolean = 2", "boolean"},
+  };
+  for (const auto& [sql, column] : damages) {
+    Execute(folder / "Tests.db", sql);
+    Store store(folder.path(), Awkward(), Options());
+    ExpectContains(ErrorOf([&] { Rows<Everything>(store); }),
+                   {"Tests", "Everything", "first_key=k", "second_key=7", column});
+  }
+  Execute(folder / "Tests.db", "UPDATE Sample SET value = 'x'");
+  Store store(folder.path(), Awkward(), Options());
+  ExpectContains(ErrorOf([&] { Rows<Sample>(store); }), {"Sample", "_rowid_=1", "value"});
+}
+
+TEST(StoreErrors, ReadingAStoreThatIsNotThereFindsNothingAndMakesNothing) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  EXPECT_TRUE(Rows<profile::Application>(store).empty());
+  EXPECT_EQ(store.CountRows(Library().tables()[0]), 0);
+  EXPECT_EQ(store.Trim().trimmed, 0);
+  EXPECT_TRUE(folder.Contents().empty());
+}
+
+}  // namespace
+}  // namespace ovix::tests
