@@ -61,9 +61,10 @@ std::string MessageToJson(const Message& message) {
 std::string FieldToJson(const Message& record, const FieldDescriptor* field) {
   const std::unique_ptr<Message> only = Only(record, field);
   std::string json = MessageToJson(*only);
-  // {"name":VALUE} to VALUE; {} is a list with nothing in it.
+  // {"name":VALUE} to VALUE; {} is a list or map with nothing in it.
   const size_t prefix = std::string_view("{\"\":").size() + field->name().size();
-  json = json == "{}" ? "[]" : json.substr(prefix, json.size() - prefix - 1);
+  const char* nothing = field->is_map() ? "{}" : "[]";
+  json = json == "{}" ? nothing : json.substr(prefix, json.size() - prefix - 1);
 
   std::unique_ptr<Message> back(record.New());
   if (!FieldFromJson(json, field, *back) || CanonicalBytes(*back) != CanonicalBytes(*only)) {

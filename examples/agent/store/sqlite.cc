@@ -37,6 +37,11 @@ std::string Explain(int code, int system_error, const char* message) {
   }
 }
 
+// A read that needs the database's header and nothing else.
+std::string ReadOf(const std::string& schema) {
+  return "SELECT count(*) FROM " + Quoted(schema) + ".sqlite_schema";
+}
+
 }  // namespace
 
 std::string Quoted(std::string_view name) {
@@ -120,37 +125,44 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
   const int code = sqlite3_open_v2(file.string().c_str(), &handle,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   handle_.reset(handle);
-  if (code != SQLITE_OK) Fail(code);
+  if (code != SQLITE_OK) Fail(code, file_);
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_timeout(handle, static_cast<int>(patience.count()));
-  // Freed pages can be given back (needed to stay under a size limit); only a new file takes this.
-  Execute("PRAGMA auto_vacuum = INCREMENTAL");
-  CheckReadable("main");
+  Prepare(file, "main");
 }
 
 void Connection::Attach(const std::filesystem::path& file, const std::string& schema) {
-  Statement attach(*this, "ATTACH ? AS " + Quoted(schema));
-  const std::string name = file.string();
-  attach.Bind(1, std::string_view(name));
-  attach.Run();
-  Execute("PRAGMA " + Quoted(schema) + ".auto_vacuum = INCREMENTAL");
-  CheckReadable(schema);
+  const std::unique_ptr<char, decltype(&sqlite3_free)> sql(
+      sqlite3_mprintf("ATTACH %Q AS \"%w\"", file.string().c_str(), schema.c_str()), sqlite3_free);
+  Try(sql.get(), file);
+  Prepare(file, schema);
 }
 
-void Connection::CheckReadable(const std::string& schema) const {
+void Connection::Prepare(const std::filesystem::path& file, const std::string& schema) {
+  schemas_.push_back(schema);
   // SQLite opens lazily: only a read finds a damaged header.
-  const std::string sql = "SELECT count(*) FROM " + Quoted(schema) + ".sqlite_schema";
-  const int code = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr);
-  if (code == SQLITE_OK) return;
-  const char* name = sqlite3_db_filename(handle_.get(), schema.c_str());
-  throw StoreError(
-      std::string(name != nullptr ? name : schema.c_str()) + ": " +
-      Explain(code, sqlite3_system_errno(handle_.get()), sqlite3_errmsg(handle_.get())));
+  Try(ReadOf(schema), file);
+  // Freed pages can be given back, which keeping a size limit needs. Only a new file takes this;
+  // one that has content would be written to for nothing.
+  if (Number("PRAGMA " + Quoted(schema) + ".page_count") == 0) {
+    Try("PRAGMA " + Quoted(schema) + ".auto_vacuum = INCREMENTAL", file);
+  }
 }
 
-void Connection::Execute(const std::string& sql) {
+void Connection::Try(const std::string& sql, const std::filesystem::path& file) const {
   const int code = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr);
-  if (code != SQLITE_OK) Fail(code);
+  if (code != SQLITE_OK) Fail(code, file);
+}
+
+void Connection::Execute(const std::string& sql) { Try(sql, file_); }
+
+void Connection::RollBack() const {
+  sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+  // After a failed write SQLite leaves the journal to whoever reads next; that is done here, so
+  // that the files too are as they were.
+  for (const std::string& schema : schemas_) {
+    sqlite3_exec(handle_.get(), ReadOf(schema).c_str(), nullptr, nullptr, nullptr);
+  }
 }
 
 Statement& Connection::Prepared(const std::string& sql) {
@@ -164,9 +176,9 @@ int64_t Connection::Number(const std::string& sql) {
   return statement.Step() ? statement.Integer(0) : 0;
 }
 
-void Connection::Fail(int code) const {
+void Connection::Fail(int code, const std::filesystem::path& file) const {
   throw StoreError(
-      file_.string() + ": " +
+      file.string() + ": " +
       Explain(code, sqlite3_system_errno(handle_.get()), sqlite3_errmsg(handle_.get())));
 }
 
@@ -175,8 +187,7 @@ Transaction::Transaction(Connection& connection) : connection_(connection) {
 }
 
 Transaction::~Transaction() {
-  // SQLite has already rolled back by itself after some failures (a full disk); then this says so.
-  if (open_) sqlite3_exec(connection_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+  if (open_) connection_.RollBack();
 }
 
 void Transaction::Commit() {

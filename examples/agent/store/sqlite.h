@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace ovix::agent {
 
@@ -72,21 +73,26 @@ class Connection {
   void Attach(const std::filesystem::path& file, const std::string& schema);
 
   void Execute(const std::string& sql);
+  // Undoes the open transaction; harmless where SQLite has done so by itself.
+  void RollBack() const;
   // A statement kept for the next time that the same text is asked for.
   Statement& Prepared(const std::string& sql);
   int64_t Number(const std::string& sql);  // the first column of the first row; 0 without one
   int Changes() const { return sqlite3_changes(handle_.get()); }
 
   sqlite3* handle() const { return handle_.get(); }
-  [[noreturn]] void Fail(int code) const;
+  [[noreturn]] void Fail(int code) const { Fail(code, file_); }
 
  private:
   struct Close {
     void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
   };
-  void CheckReadable(const std::string& schema) const;
+  void Prepare(const std::filesystem::path& file, const std::string& schema);
+  void Try(const std::string& sql, const std::filesystem::path& file) const;
+  [[noreturn]] void Fail(int code, const std::filesystem::path& file) const;
 
   std::filesystem::path file_;
+  std::vector<std::string> schemas_;
   std::unique_ptr<sqlite3, Close> handle_;
   std::unordered_map<std::string, Statement> statements_;
 };
