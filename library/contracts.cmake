@@ -1,5 +1,6 @@
 # Every schema of the library, in the order of the collection: paths compared without regard to
-# case, with "_" after every letter, digit, "/" and ".". A new contract adds one line here.
+# case, with "_" after every letter, digit, "/" and "."; the folder upload/vorlan/ stands between
+# upload/log/ and upload/peripherals/. A new contract adds one line here.
 set(OVIX_CONTRACTS
   ovix/telemetry/contract/storage/acm_cache.proto
   ovix/telemetry/contract/storage/ai_cache.proto
@@ -60,4 +61,53 @@ set(OVIX_CONTRACTS
   ovix/telemetry/contract/storage/win_evts_cache.proto
   ovix/telemetry/contract/storage/wu_cache.proto
   ovix/telemetry/contract/storage/wu_settings_cache.proto
+  ovix/telemetry/contract/upload/agent/tarvelAgentAIAsCDM.proto
+  ovix/telemetry/contract/upload/agent/tarvelAgentErrorAsCDM.proto
+  ovix/telemetry/contract/upload/agent/tarvelAgentTelemetryStorageUsageAsCDM.proto
+  ovix/telemetry/contract/upload/ai_pc/pcAIModelLifeCycleAsCDM.proto
+  ovix/telemetry/contract/upload/ai_pc/pcAIModelsExecutionInfoAsCDM.proto
+  ovix/telemetry/contract/upload/ai_pc/pcArtifactCatalogManagementAsCDM.proto
+  ovix/telemetry/contract/upload/ai_pc/pcSettingsCommandFlowAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcDevicePositionSummaryAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcDriverInventorySummaryAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcHwBatteryUsageSummaryAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcPeripheralsInventorySummaryAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcTopAppsUsedSummaryAsCDM.proto
+  ovix/telemetry/contract/upload/analytics/pcUsageSummaryAsCDM.proto
+  ovix/telemetry/contract/upload/commercial/PcPowerConsumptionActivatedCarbonInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_health/PcDeviceHealthEventAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/deviceInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/deviceLocationInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/ExecutableFileInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/fwComponentsInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/hwComponentsInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/identityAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/operatingSystemAsCDM.proto
+  ovix/telemetry/contract/upload/device_profile/PcDeviceConsentAsCDM.proto
+  ovix/telemetry/contract/upload/device_settings/PcFwSettingsAsCDM.proto
+  ovix/telemetry/contract/upload/device_settings/PcOperatingSystemSettingsAsCDM.proto
+  ovix/telemetry/contract/upload/device_updates/PcWindowsServicesInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_updates/pcWindowsUpdatesEventAsCDM.proto
+  ovix/telemetry/contract/upload/device_usage/PcApplicationUsageInfoAsCDM.proto
+  ovix/telemetry/contract/upload/device_usage/PcCameraShutterUsageAsCDM.proto
+  ovix/telemetry/contract/upload/device_usage/pcTouchScreenUsageAsCDM.proto
+  ovix/telemetry/contract/upload/graphics/pcGraphicCardsAsCDM.proto
+  ovix/telemetry/contract/upload/graphics/pcGraphicCardsSettingsAsCDM.proto
+  ovix/telemetry/contract/upload/iolo/pcIoloScanResultsAsCDM.proto
+  ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.proto
+  ovix/telemetry/contract/upload/log/hardware/pcLogHwStorageHealthAsCDM.proto
+  ovix/telemetry/contract/upload/log/pcLogOvixDiagsTestResultAsCDM.proto
+  ovix/telemetry/contract/upload/log/PcLogPerformanceSamplesAsCDM.proto
+  ovix/telemetry/contract/upload/log/pcLogSleepStateAsCDM.proto
+  ovix/telemetry/contract/upload/log/pcLogWindowsBatteryReportAsCDM.proto
+  ovix/telemetry/contract/upload/log/pcLogWindowsEventAsCDM.proto
+  ovix/telemetry/contract/upload/log/PcToastNotificationsAsCDM.proto
+  ovix/telemetry/contract/upload/log/PcWindowsSettingsAsCDM.proto
+  ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.proto
+  ovix/telemetry/contract/upload/peripherals/PcPeripheralDisplayAsCDM.proto
+  ovix/telemetry/contract/upload/peripherals/PcPeripheralDockingStationAsCDM.proto
+  ovix/telemetry/contract/upload/peripherals/PcPeripheralNetworkCardAsCDM.proto
+  ovix/telemetry/contract/upload/peripherals/PcPeripheralPortUsageAsCDM.proto
+  ovix/telemetry/contract/upload/upload_options.proto
 )

@@ -58,6 +58,55 @@
 #include "ovix/telemetry/contract/storage/win_evts_cache.pb.h"
 #include "ovix/telemetry/contract/storage/wu_cache.pb.h"
 #include "ovix/telemetry/contract/storage/wu_settings_cache.pb.h"
+#include "ovix/telemetry/contract/upload/agent/tarvelAgentAIAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/agent/tarvelAgentErrorAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/agent/tarvelAgentTelemetryStorageUsageAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/ai_pc/pcAIModelLifeCycleAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/ai_pc/pcAIModelsExecutionInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/ai_pc/pcArtifactCatalogManagementAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/ai_pc/pcSettingsCommandFlowAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcDevicePositionSummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcDriverInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcHwBatteryUsageSummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcPeripheralsInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcTopAppsUsedSummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcUsageSummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/commercial/PcPowerConsumptionActivatedCarbonInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_health/PcDeviceHealthEventAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/ExecutableFileInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/PcDeviceConsentAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/deviceInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/deviceLocationInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/fwComponentsInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/hwComponentsInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/operatingSystemAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_settings/PcFwSettingsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_settings/PcOperatingSystemSettingsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_updates/PcWindowsServicesInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_updates/pcWindowsUpdatesEventAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_usage/PcApplicationUsageInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_usage/PcCameraShutterUsageAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_usage/pcTouchScreenUsageAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/graphics/pcGraphicCardsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/graphics/pcGraphicCardsSettingsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/iolo/pcIoloScanResultsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/PcLogPerformanceSamplesAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/PcToastNotificationsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/PcWindowsSettingsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/hardware/pcLogHwStorageHealthAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/pcLogOvixDiagsTestResultAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/pcLogSleepStateAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/pcLogWindowsBatteryReportAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/pcLogWindowsEventAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/peripherals/PcPeripheralDisplayAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/peripherals/PcPeripheralDockingStationAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/peripherals/PcPeripheralNetworkCardAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/peripherals/PcPeripheralPortUsageAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.pb.h"
 
 namespace ovix::telemetry::contract {
 namespace {
@@ -249,6 +298,266 @@ const std::vector<std::shared_ptr<Message>> ContractsCollection::_collection = {
     Prototype<storage::WUCache>(),
     // storage/wu_settings_cache.proto
     Prototype<storage::WUSettingsCache>(),
+    // upload/agent/tarvelAgentAIAsCDM.proto
+    Prototype<upload::agent::TarvelAgentAIAsCDM>(),
+    // upload/agent/tarvelAgentErrorAsCDM.proto
+    Prototype<upload::agent::TarvelAgentErrorAsCDM>(),
+    // upload/agent/tarvelAgentTelemetryStorageUsageAsCDM.proto
+    Prototype<upload::agent::TarvelAgentTelemetryStorageUsageAsCDM>(),
+    // upload/ai_pc/pcAIModelLifeCycleAsCDM.proto
+    Prototype<upload::ai_pc::pcAIModelLifeCycleAsCDM>(),
+    Prototype<upload::ai_pc::pcAIModelLifeCycleAsCDM_pcAIModelLifeCycle>(),
+    // upload/ai_pc/pcAIModelsExecutionInfoAsCDM.proto
+    Prototype<upload::ai_pc::AIModelExecutionInfo>(),
+    Prototype<upload::ai_pc::pcAIModelsExecutionInfoAsCDM>(),
+    // upload/ai_pc/pcArtifactCatalogManagementAsCDM.proto
+    Prototype<upload::ai_pc::Artifact>(),
+    Prototype<upload::ai_pc::pcArtifactCatalogManagementAsCDM>(),
+    // upload/ai_pc/pcSettingsCommandFlowAsCDM.proto
+    Prototype<::ovix::velmor::models::cdm::device::CommandExecutionDetails>(),
+    Prototype<::ovix::velmor::models::cdm::device::CommandExecutionDetails_CommandsCreationSummary>(),
+    Prototype<::ovix::velmor::models::cdm::device::CommandInfo>(),
+    Prototype<::ovix::velmor::models::cdm::device::CommandUserInteractionDetails>(),
+    Prototype<::ovix::velmor::models::cdm::device::FlowStep>(),
+    Prototype<::ovix::velmor::models::cdm::device::FlowStep_StepDetails>(),
+    Prototype<::ovix::velmor::models::cdm::device::FlowStep_StepOriginDetails>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsBluetoothEnabledUpdate>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsDisplayBrightnessGet>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsDisplayBrightnessUpdate>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsProcessPriorityUpdate>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsSmartChargeEnabledUpdate>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsSystemBatteryStatusGet>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsSystemMemoryGet>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsSystemPowerModeUpdate>(),
+    Prototype<::ovix::velmor::models::cdm::device::SettingsSystemProcessDelete>(),
+    Prototype<::ovix::velmor::models::cdm::device::StepCommand>(),
+    Prototype<::ovix::velmor::models::cdm::device::StepTypeRecommendationDetails>(),
+    Prototype<::ovix::velmor::models::cdm::device::pcSettingsCommandFlowAsCDM>(),
+    // upload/analytics/pcAppInventorySummaryAsCDM.proto
+    Prototype<upload::analytics::PcAppInventorySummaryAsCDM>(),
+    Prototype<upload::analytics::PcAppInventorySummaryAsCDM_AppInventorySummary>(),
+    Prototype<upload::analytics::PcAppInventorySummaryAsCDM_AppInventorySummary_AppInventoryEvent>(),
+    // upload/analytics/pcDevicePositionSummaryAsCDM.proto
+    Prototype<upload::analytics::PcDevicePositionSummaryAsCDM>(),
+    Prototype<upload::analytics::PcDevicePositionSummaryAsCDM_PcDevicePositionSummary>(),
+    Prototype<upload::analytics::PcDevicePositionSummaryAsCDM_PcDevicePositionSummary_DevicePositionHours>(),
+    // upload/analytics/pcDriverInventorySummaryAsCDM.proto
+    Prototype<upload::analytics::PcDriverInventorySummaryAsCDM>(),
+    Prototype<upload::analytics::PcDriverInventorySummaryAsCDM_DriverInventorySummary>(),
+    Prototype<upload::analytics::PcDriverInventorySummaryAsCDM_DriverInventorySummary_DriverSummary>(),
+    // upload/analytics/pcHwBatteryUsageSummaryAsCDM.proto
+    Prototype<upload::analytics::PcHwBatteryUsageSummaryAsCDM>(),
+    Prototype<upload::analytics::PcHwBatteryUsageSummaryAsCDM_HwBatteryUsageSummary>(),
+    Prototype<upload::analytics::PcHwBatteryUsageSummaryAsCDM_HwBatteryUsageSummary_HwBatteryUsageEvent>(),
+    // upload/analytics/pcPeripheralsInventorySummaryAsCDM.proto
+    Prototype<upload::analytics::PcPeripheralsInventorySummaryAsCDM>(),
+    Prototype<upload::analytics::PcPeripheralsInventorySummaryAsCDM_PeripheralsInventorySummary>(),
+    Prototype<upload::analytics::PcPeripheralsInventorySummaryAsCDM_PeripheralsInventorySummary_PeripheralSummary>(),
+    // upload/analytics/pcTopAppsUsedSummaryAsCDM.proto
+    Prototype<upload::analytics::PcTopAppsUsedSummaryAsCDM>(),
+    Prototype<upload::analytics::PcTopAppsUsedSummaryAsCDM_TopAppsUsedSummary>(),
+    Prototype<upload::analytics::PcTopAppsUsedSummaryAsCDM_TopAppsUsedSummary_AppUsedHours>(),
+    // upload/analytics/pcUsageSummaryAsCDM.proto
+    Prototype<upload::analytics::AppInventorySummary>(),
+    Prototype<upload::analytics::AppInventorySummary_AppInventoryEvent>(),
+    Prototype<upload::analytics::DevicePositionSummary>(),
+    Prototype<upload::analytics::DevicePositionSummary_DevicePositionHours>(),
+    Prototype<upload::analytics::DriverInventorySummary>(),
+    Prototype<upload::analytics::DriverInventorySummary_DriverSummary>(),
+    Prototype<upload::analytics::HwBatteryUsageSummary>(),
+    Prototype<upload::analytics::HwBatteryUsageSummary_HwBatteryUsageEvent>(),
+    Prototype<upload::analytics::PcUsageSummaryAsCDM>(),
+    Prototype<upload::analytics::PcUsageSummaryAsCDM_SummariesModel>(),
+    Prototype<upload::analytics::PeripheralsInventorySummary>(),
+    Prototype<upload::analytics::PeripheralsInventorySummary_PeripheralSummary>(),
+    Prototype<upload::analytics::TopAppsUsedSummary>(),
+    Prototype<upload::analytics::TopAppsUsedSummary_AppUsedHours>(),
+    // upload/commercial/PcPowerConsumptionActivatedCarbonInfoAsCDM.proto
+    Prototype<upload::commercial::PcPowerConsumptionActivatedCarbonInfoAsCDM>(),
+    // upload/device_health/PcDeviceHealthEventAsCDM.proto
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_ApplicationCrashStatusInfo>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_BootHealthStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_DriverCrashStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_GraphicCardStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_GraphicCardStatus_CardStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_HwMotherboardSlotStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_HwStorageDriveStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_HwStorageNvmeDriveStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_LastSyncStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_NetworkErrorSystem>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_NetworkErrorWLan>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_NetworkErrorWired>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_NetworkOutage>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_PeripheralDisplayStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_PeripheralDockingStationStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_PeripheralStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_SleepHealthStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_SleepHealthStatus_PowerRequest>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_SleepHealthStatus_SleepIntervals>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_StorageSelfTest>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_StorageSelfTest_SegmentData>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_W32TimeServiceStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsDefenderStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsPerformanceStatus>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsPerformanceStatus_WindowsPerformanceResourceConstrained>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsPerformanceStatus_WindowsPerformanceResumeStandby>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsPerformanceStatus_WindowsPerformanceShutDown>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsPerformanceStatus_WindowsPerformanceStartUp>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_WindowsPerformanceStatus_WindowsPerformanceSystemSlowDown>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_bgaCracksInfo>(),
+    Prototype<upload::device_health::PcDeviceHealthEventAsCDM_bgaCracksInfo_bgaCrackEventsInfo>(),
+    // upload/device_profile/deviceInfoAsCDM.proto
+    Prototype<upload::device_profile::DeviceInfoAsCDM>(),
+    // upload/device_profile/deviceLocationInfoAsCDM.proto
+    Prototype<upload::device_profile::DeviceLocationInfoAsCDM>(),
+    // upload/device_profile/ExecutableFileInfoAsCDM.proto
+    Prototype<upload::device_profile::ExecutableFileInfoAsCDM>(),
+    // upload/device_profile/fwComponentsInfoAsCDM.proto
+    Prototype<upload::device_profile::FwAmdPsp>(),
+    Prototype<upload::device_profile::FwBios>(),
+    Prototype<upload::device_profile::FwCameraController>(),
+    Prototype<upload::device_profile::FwComponentsInfoAsCDM>(),
+    Prototype<upload::device_profile::FwEmbeddedController>(),
+    Prototype<upload::device_profile::FwSMBios>(),
+    Prototype<upload::device_profile::FwStorageDrive>(),
+    // upload/device_profile/hwComponentsInfoAsCDM.proto
+    Prototype<upload::device_profile::HwBaseBoard>(),
+    Prototype<upload::device_profile::HwBattery>(),
+    Prototype<upload::device_profile::HwComponentsInfoAsCDM>(),
+    Prototype<upload::device_profile::HwGraphicsCard>(),
+    Prototype<upload::device_profile::HwMemory>(),
+    Prototype<upload::device_profile::HwMemoryChip>(),
+    Prototype<upload::device_profile::HwMotherboardSlot>(),
+    Prototype<upload::device_profile::HwNetworkAdapter>(),
+    Prototype<upload::device_profile::HwProcessor>(),
+    Prototype<upload::device_profile::HwStorageDrive>(),
+    Prototype<upload::device_profile::HwTrustedPlatformModule>(),
+    // upload/device_profile/identityAsCDM.proto
+    Prototype<upload::device_profile::DeviceRefInfo>(),
+    Prototype<upload::device_profile::IdentityAsCDM>(),
+    // upload/device_profile/operatingSystemAsCDM.proto
+    Prototype<upload::device_profile::OperatingSystemAsCDM>(),
+    // upload/device_profile/PcDeviceConsentAsCDM.proto
+    Prototype<upload::device_profile::PcDeviceConsentAsCDM>(),
+    Prototype<upload::device_profile::PcDeviceConsentAsCDM_DeviceConsentInfo>(),
+    // upload/device_settings/PcFwSettingsAsCDM.proto
+    Prototype<upload::device_settings::PcFwSettingsAsCDM>(),
+    Prototype<upload::device_settings::PcFwSettingsAsCDM_OvixBios>(),
+    // upload/device_settings/PcOperatingSystemSettingsAsCDM.proto
+    Prototype<upload::device_settings::PcOperatingSystemSettingsAsCDM>(),
+    Prototype<upload::device_settings::PcOperatingSystemSettingsAsCDM_PowerProfileSettings>(),
+    Prototype<upload::device_settings::PcOperatingSystemSettingsAsCDM_PowerProfileSettings_PowerScheme>(),
+    Prototype<upload::device_settings::PcOperatingSystemSettingsAsCDM_PowerProfileSettings_PowerScheme_PowerSubgroupScheme>(),
+    Prototype<upload::device_settings::PcOperatingSystemSettingsAsCDM_PowerProfileSettings_PowerScheme_PowerSubgroupScheme_PowerSetting>(),
+    Prototype<upload::device_settings::PcOperatingSystemSettingsAsCDM_UpdateSettings>(),
+    // upload/device_updates/PcWindowsServicesInfoAsCDM.proto
+    Prototype<upload::device_updates::PcWindowsServicesInfoAsCDM>(),
+    Prototype<upload::device_updates::PcWindowsServicesInfoAsCDM_WindowsServicesInfo>(),
+    // upload/device_updates/pcWindowsUpdatesEventAsCDM.proto
+    Prototype<upload::device_updates::PcWindowsUpdatesEventAsCDM>(),
+    Prototype<upload::device_updates::PcWindowsUpdatesEventAsCDM_WindowsUpdatesEvent>(),
+    // upload/device_usage/PcApplicationUsageInfoAsCDM.proto
+    Prototype<upload::device_usage::ApplicationUsageInfo>(),
+    Prototype<upload::device_usage::ApplicationUsageInfo_ProcessorUsageInfo>(),
+    Prototype<upload::device_usage::PcApplicationUsageInfoAsCDM>(),
+    // upload/device_usage/PcCameraShutterUsageAsCDM.proto
+    Prototype<upload::device_usage::PcCameraShutterUsageAsCDM>(),
+    Prototype<upload::device_usage::PcCameraShutterUsageAsCDM_PcCameraShutterUsage>(),
+    // upload/device_usage/pcTouchScreenUsageAsCDM.proto
+    Prototype<upload::device_usage::pcTouchScreenUsageAsCDM>(),
+    Prototype<upload::device_usage::pcTouchScreenUsageAsCDM_TouchScreenMetrics>(),
+    // upload/graphics/pcGraphicCardsAsCDM.proto
+    Prototype<upload::graphics::PcGraphicCardsAsCDM>(),
+    Prototype<upload::graphics::PcGraphicCardsAsCDM_HwGraphicCard>(),
+    Prototype<upload::graphics::PcGraphicCardsAsCDM_HwGraphicCard_GraphicsDriver>(),
+    Prototype<upload::graphics::PcGraphicCardsAsCDM_HwGraphicCard_GraphicsFw>(),
+    // upload/graphics/pcGraphicCardsSettingsAsCDM.proto
+    Prototype<upload::graphics::PcGraphicCardsSettingsAsCDM>(),
+    Prototype<upload::graphics::PcGraphicCardsSettingsAsCDM_GraphicCardsSettings>(),
+    // upload/iolo/pcIoloScanResultsAsCDM.proto
+    Prototype<upload::iolo::CommonFields>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults_ToolsInfo>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults_ToolsInfo_InternetDataCleaner>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults_ToolsInfo_MemoryDefragmenter>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults_ToolsInfo_RegistryTuner>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults_ToolsInfo_RepairConnection>(),
+    Prototype<upload::iolo::pcIoloScanResultsAsCDM_pcIoloScanResults_ToolsInfo_WindowsDataCleaner>(),
+    // upload/log/hardware/hwBatteryHealthLogAsCDM.proto
+    Prototype<upload::log::hardware::HwBatteryHealthLogAsCDM>(),
+    // upload/log/hardware/pcLogHwStorageHealthAsCDM.proto
+    Prototype<upload::log::hardware::PcLogHwStorageHealthAsCDM>(),
+    Prototype<upload::log::hardware::PcLogHwStorageHealthAsCDM_NvmeDriveHealthLog>(),
+    Prototype<upload::log::hardware::PcLogHwStorageHealthAsCDM_SataDriveHealthLog>(),
+    // upload/log/pcLogOvixDiagsTestResultAsCDM.proto
+    Prototype<upload::log::PcLogOvixDiagsTestResultAsCDM>(),
+    // upload/log/PcLogPerformanceSamplesAsCDM.proto
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_BatteryInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_CpuInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_DeviceStateInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Fans>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Fans_FanStatistics>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_GraphicsCardInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Network>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Network_Interfaces>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Network_Interfaces_WLanProfiles>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Network_TcpIPV4Stats>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_Network_TcpIPV6Stats>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_NpuInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_StorageDriveInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_SystemBoardInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_SystemBoardInfo_Error>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_SystemMemoryInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_OperatingSystemInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_OperatingSystemInfo_OperatingSystemProcessInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_OperatingSystemInfo_OperatingSystemSession>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_SwInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_SwInfo_SwNetworkInfo>(),
+    Prototype<upload::log::PcLogPerformanceSamplesAsCDM_SwInfo_SwProcessorInfo>(),
+    Prototype<upload::log::PowerSensor>(),
+    Prototype<upload::log::ProcessResourceUtilizationInfo>(),
+    Prototype<upload::log::TemperatureSensor>(),
+    // upload/log/pcLogSleepStateAsCDM.proto
+    Prototype<upload::log::PcLogSleepStateAsCDM>(),
+    Prototype<upload::log::PcLogSleepStateAsCDM_LogSleepStateReport>(),
+    Prototype<upload::log::PcLogSleepStateAsCDM_LogSleepStateReport_SrumData>(),
+    Prototype<upload::log::PcLogSleepStateAsCDM_LogSleepStateReport_SrumData_EnergyMeterData>(),
+    Prototype<upload::log::PcLogSleepStateAsCDM_LogSleepStateReport_SrumData_PowerEstimationData>(),
+    Prototype<upload::log::PcLogSleepStateAsCDM_LogSleepStateReport_TopBlocker>(),
+    // upload/log/pcLogWindowsBatteryReportAsCDM.proto
+    Prototype<upload::log::PcLogWindowsBatteryReportAsCDM>(),
+    // upload/log/pcLogWindowsEventAsCDM.proto
+    Prototype<upload::log::PcLogWindowsEventAsCDM>(),
+    // upload/log/PcToastNotificationsAsCDM.proto
+    Prototype<upload::log::PcToastNotificationsAsCDM>(),
+    Prototype<upload::log::PcToastNotificationsAsCDM_PcToastNotification>(),
+    Prototype<upload::log::PcToastNotificationsAsCDM_PcToastNotification_ToastNotificationAction>(),
+    // upload/log/PcWindowsSettingsAsCDM.proto
+    Prototype<upload::log::PcWindowsSettingsAsCDM>(),
+    // upload/vorlan/BkcDeviceInfoAsCDM.proto
+    Prototype<upload::vorlan::BkcDeviceInfoAsCDM>(),
+    // upload/peripherals/PcPeripheralDisplayAsCDM.proto
+    Prototype<upload::peripherals::ExtendedDisplayIdInfo>(),
+    Prototype<upload::peripherals::OvixDisplayInfo>(),
+    Prototype<upload::peripherals::PcPeripheralDisplayAsCDM>(),
+    Prototype<upload::peripherals::PcPeripheralDisplayAsCDM_PeripheralDisplay>(),
+    Prototype<upload::peripherals::WmiDesktopMonitorInfo>(),
+    Prototype<upload::peripherals::WmiMonitorConnectionParamsInfo>(),
+    Prototype<upload::peripherals::WmiMonitorDataInfo>(),
+    // upload/peripherals/PcPeripheralDockingStationAsCDM.proto
+    Prototype<upload::peripherals::PcPeripheralDockingStationAsCDM>(),
+    Prototype<upload::peripherals::PcPeripheralDockingStationAsCDM_DockingStation>(),
+    // upload/peripherals/PcPeripheralNetworkCardAsCDM.proto
+    Prototype<upload::peripherals::PcPeripheralNetworkCardAsCDM>(),
+    Prototype<upload::peripherals::PcPeripheralNetworkCardAsCDM_NetworkCard>(),
+    // upload/peripherals/PcPeripheralPortUsageAsCDM.proto
+    Prototype<upload::peripherals::PcPeripheralPortUsageAsCDM>(),
+    // upload/upload_options.proto
+    Prototype<upload::cdmMessageOptions>(),
 };
 // clang-format on
 
