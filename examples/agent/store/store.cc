@@ -404,13 +404,24 @@ bool Store::Erase(const Message& record) {
   return erased;
 }
 
-void Store::Read(const Descriptor* record, const std::function<void(const Message&)>& visit) {
+void Store::Read(const Descriptor* record, const std::function<void(const Message&)>& visit,
+                 const std::function<void(const std::string&)>& on_bad_row) {
   const Table& table = catalogue_.Get(record);
   Database* database = OpenIfThere(table.database);
   if (database == nullptr || !database->HasTable(table)) return;
   const Place& place = Prepare(*database, table);
   Statement select(database->connection, place.select + " ORDER BY _rowid_");
-  while (select.Step()) visit(*database->ReadRow(place, select));
+  while (select.Step()) {
+    std::unique_ptr<Message> row;
+    try {
+      row = database->ReadRow(place, select);
+    } catch (const StoreError& error) {
+      if (on_bad_row == nullptr) throw;
+      on_bad_row(error.what());
+      continue;
+    }
+    visit(*row);
+  }
 }
 
 Changes Store::Trim() {
@@ -510,6 +521,29 @@ int64_t Store::CountRows(const Table& table) {
   return database->connection.Number("SELECT count(*) FROM " +
                                      Quoted(database->SchemaOf(table.database)) + "." +
                                      Quoted(table.name));
+}
+
+std::optional<Store::Usage> Store::MeasureTable(const Table& table) {
+  Database* database = OpenIfThere(table.database);
+  if (database == nullptr || !database->HasTable(table)) return std::nullopt;
+  Usage usage{CountRows(table), std::nullopt, std::nullopt};
+  Connection& connection = database->connection;
+  if (connection.Number("SELECT sqlite_compileoption_used('ENABLE_DBSTAT_VTAB')") != 0) {
+    Statement& size = connection.Prepared("SELECT sum(pgsize) FROM dbstat WHERE name = ?");
+    size.Bind(1, std::string_view(table.name));
+    if (size.Step()) usage.bytes = size.Integer(0);
+    size.Start();
+  }
+  if (table.has_time()) {
+    Statement age(connection, "SELECT julianday(?) - julianday(min(\"time\")) FROM \"main\"." +
+                                  Quoted(table.name) + " WHERE " + kWellFormedTime);
+    const std::string now = TimeText(options_.clock());
+    age.Bind(1, std::string_view(now));
+    if (age.Step() && age.Type(0) != SQLITE_NULL && age.Real(0) >= 0) {
+      usage.age_days = static_cast<uint32_t>(age.Real(0));
+    }
+  }
+  return usage;
 }
 
 int64_t Store::CountChanges(const Table& state) {

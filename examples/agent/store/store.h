@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,9 +69,11 @@ class Store {
   bool Erase(const google::protobuf::Message& record);
 
   // Calls `visit` with each row, in the order of their insertion (or of an integer key). `visit`
-  // must not write to this store.
+  // must not write to this store. A row that no longer reads is told to `on_bad_row`, in one line
+  // with database, table and key, and passed over; without `on_bad_row` it is thrown.
   void Read(const google::protobuf::Descriptor* record,
-            const std::function<void(const google::protobuf::Message&)>& visit);
+            const std::function<void(const google::protobuf::Message&)>& visit,
+            const std::function<void(const std::string&)>& on_bad_row = nullptr);
 
   // Applies the limits of every table of the databases that exist.
   Changes Trim();
@@ -78,6 +81,14 @@ class Store {
   // Rows of a table, and changes recorded of a "State" table; 0 where its database is not there.
   int64_t CountRows(const Table& table);
   int64_t CountChanges(const Table& state);
+
+  struct Usage {
+    int64_t rows;
+    std::optional<int64_t> bytes;      // where this SQLite can tell
+    std::optional<uint32_t> age_days;  // whole days since the `time` of the oldest row
+  };
+  // What a table takes; nothing where it is not there.
+  std::optional<Usage> MeasureTable(const Table& table);
 
   std::filesystem::path FileOf(const std::string& database) const;
 

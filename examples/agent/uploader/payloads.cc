@@ -1,0 +1,362 @@
+#include "uploader/payloads.h"
+
+#include <google/protobuf/util/json_util.h>
+
+#include <charconv>
+#include <functional>
+
+#include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_location.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/fw_components.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/hw_motherboard_slots.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
+#include "ovix/telemetry/contract/upload/agent/tarvelAgentTelemetryStorageUsageAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcDriverInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/deviceInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/deviceLocationInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/fwComponentsInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/hwComponentsInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/operatingSystemAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "store/time.h"
+#include "uploader/convert.h"
+
+namespace ovix::agent {
+namespace {
+
+namespace storage = telemetry::contract::storage;
+namespace upload = telemetry::contract::upload;
+namespace record = storage::device_profile;
+namespace profile = upload::device_profile;
+using google::protobuf::Message;
+
+constexpr int kPeriodHours = 24;
+
+// One run: what it reads, and what it has built so far.
+class Builder {
+ public:
+  Builder(Store& store, std::chrono::system_clock::time_point now, Built& built)
+      : store_(store),
+        now_(TimeText(now)),
+        begin_(TimeText(now - std::chrono::hours(kPeriodHours))),
+        built_(built) {}
+
+  const std::string& now() const { return now_; }
+  Store& store() { return store_; }
+
+  // The rows of a table; one that no longer reads is a problem and passed over.
+  template <typename Record>
+  std::vector<Record> Read() {
+    std::vector<Record> rows;
+    store_.Read(
+        Record::descriptor(),
+        [&](const Message& row) { rows.push_back(static_cast<const Record&>(row)); },
+        [&](const std::string& problem) { built_.problems.push_back(problem); });
+    return rows;
+  }
+
+  // The rows of the period that ends now.
+  template <typename Record>
+  std::vector<Record> ReadPeriod() {
+    std::vector<Record> rows = Read<Record>();
+    std::erase_if(rows,
+                  [&](const Record& row) { return row.time() < begin_ || row.time() > now_; });
+    return rows;
+  }
+
+  // The row of the latest time: what a table of one row per device tells.
+  template <typename Record>
+  std::vector<Record> ReadLatest() {
+    std::vector<Record> rows = Read<Record>();
+    if (rows.size() > 1) {
+      std::swap(rows[0],
+                *std::max_element(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
+                  return a.time() < b.time();
+                }));
+      rows.resize(1);
+    }
+    return rows;
+  }
+
+  void Fill(const Message& row, Message* part, const Renamed& renamed = {}) {
+    agent::Fill(row, renamed, *part, built_.notes);
+  }
+
+  // Adds an element to a list of the payload for each row of a table; returns how many.
+  template <typename Record, typename Add>
+  int64_t FillEach(const Add& add) {
+    const auto rows = Read<Record>();
+    for (const Record& row : rows) Fill(row, add());
+    return static_cast<int64_t>(rows.size());
+  }
+
+  // Fills one part of the payload from a table of one row; returns 1, or 0 where there is none.
+  template <typename Record, typename Mutable>
+  int64_t FillLatest(const Mutable& part) {
+    const auto rows = ReadLatest<Record>();
+    for (const Record& row : rows) Fill(row, part());
+    return static_cast<int64_t>(rows.size());
+  }
+
+  // A payload without a record behind it is not sent.
+  template <typename Contract>
+  void Send(Contract payload, int64_t records) {
+    if (records == 0) return;
+    payload.set_version(Contract::descriptor()->options().GetExtension(upload::cdm).version());
+    built_.payloads.push_back({std::make_unique<Contract>(std::move(payload)), records});
+  }
+
+  void AddProblem(const std::string& problem) { built_.problems.push_back(problem); }
+
+ private:
+  Store& store_;
+  const std::string now_;
+  const std::string begin_;
+  Built& built_;
+};
+
+// A payload whose fields are those of one record.
+template <typename Record, typename Contract>
+void BuildFromLatest(Builder& builder) {
+  Contract payload;
+  const int64_t records = builder.FillLatest<Record>([&] { return &payload; });
+  builder.Send(std::move(payload), records);
+}
+
+void BuildFirmware(Builder& builder) {
+  profile::FwComponentsInfoAsCDM p;
+  int64_t records = 0;
+  records += builder.FillLatest<record::FwBios>([&] { return p.mutable_bios(); });
+  records += builder.FillLatest<record::FwSMBios>([&] { return p.mutable_smbios(); });
+  records += builder.FillLatest<record::FwEmbeddedController>([&] { return p.mutable_ec(); });
+  records += builder.FillLatest<record::FwAmdPsp>([&] { return p.mutable_amd_psp(); });
+  records +=
+      builder.FillLatest<record::FwCameraController>([&] { return p.mutable_camera_controller(); });
+  records += builder.FillEach<record::FwStorageDrive>([&] { return p.add_storage_drives(); });
+  builder.Send(std::move(p), records);
+}
+
+void BuildHardware(Builder& builder) {
+  profile::HwComponentsInfoAsCDM p;
+  int64_t records = 0;
+  records += builder.FillLatest<record::HwBaseBoard>([&] { return p.mutable_base_board(); });
+  records += builder.FillEach<record::HwProcessor>([&] { return p.add_processors(); });
+  records += builder.FillLatest<record::HwMemory>([&] { return p.mutable_memory(); });
+  records += builder.FillEach<record::HwMemoryChip>(
+      [&] { return p.mutable_memory()->add_memory_chips(); });
+  records += builder.FillEach<record::HwStorageDrive>([&] { return p.add_storage_drives(); });
+  records += builder.FillEach<record::HwBattery>([&] { return p.add_batteries(); });
+  records += builder.FillEach<record::HwGraphicsCard>([&] { return p.add_graphics_cards(); });
+  records += builder.FillEach<record::HwNetworkAdapter>([&] { return p.add_network_cards(); });
+  records += builder.FillLatest<record::HwTrustedPlatformModule>([&] { return p.mutable_tpm(); });
+  records +=
+      builder.FillEach<record::HwMotherboardSlots>([&] { return p.add_hw_motherboard_slots(); });
+  builder.Send(std::move(p), records);
+}
+
+// The word for a change of an inventory; empty for a kind of change that has none.
+std::string InventoryEvent(storage::StateEventType event) {
+  switch (event) {
+    case storage::STATE_EVENT_INSERT:
+      return "install";
+    case storage::STATE_EVENT_UPDATE:
+      return "update";
+    case storage::STATE_EVENT_DELETE:
+      return "uninstall";
+    default:
+      return "";
+  }
+}
+
+// Calls `add` with the row and the word of each change of the period: the row as it became, or as
+// it was before it went. Returns how many there were.
+template <typename Record, typename Log>
+int64_t ForEachChange(Builder& builder,
+                      const std::function<void(const Record&, const std::string&)>& add) {
+  int64_t changes = 0;
+  for (const Log& change : builder.ReadPeriod<Log>()) {
+    const std::string event = InventoryEvent(change.event());
+    const std::string& state = change.event() == storage::STATE_EVENT_DELETE
+                                   ? change.previous_state()
+                                   : change.current_state();
+    Record row;
+    google::protobuf::util::JsonParseOptions options;
+    options.ignore_unknown_fields = true;
+    if (event.empty() || !google::protobuf::util::JsonStringToMessage(state, &row, options).ok()) {
+      builder.AddProblem(builder.store().FileOf("DeviceProfileEvents").string() +
+                         ": database DeviceProfileEvents, table " + Log::descriptor()->name() +
+                         ", time=" + change.time() +
+                         ": the change cannot be read (event or state); mend or delete the row");
+      continue;
+    }
+    add(row, event);
+    ++changes;
+  }
+  return changes;
+}
+
+// Text of KiB to megabytes, rounded up; nothing for text that is no number.
+void SetMegabytes(const std::string& kib, const std::function<void(uint32_t)>& set) {
+  uint64_t size = 0;
+  const auto result = std::from_chars(kib.data(), kib.data() + kib.size(), size);
+  if (!kib.empty() && result.ec == std::errc() && result.ptr == kib.data() + kib.size() &&
+      size / 1024 < std::numeric_limits<uint32_t>::max()) {
+    set(static_cast<uint32_t>(size / 1024 + (size % 1024 != 0)));
+  }
+}
+
+template <typename Summary>
+void SetPeriod(const Builder& builder, Summary& payload) {
+  payload.set_aggregation_time(builder.now());
+  payload.set_aggregation_level("day");
+  payload.set_total_aggregation_hours(kPeriodHours);
+}
+
+void BuildApplicationInventory(Builder& builder) {
+  upload::analytics::PcAppInventorySummaryAsCDM payload;
+  const Renamed renamed = {{"app_product_name", "name"},
+                           {"app_publisher_name", "vendor"},
+                           {"application_version", "version"},
+                           {"application_vendor", "vendor"},
+                           {"application_type", "type"}};
+  const int64_t changes = ForEachChange<record::Application, record::ApplicationEvents>(
+      builder, [&](const record::Application& row, const std::string& event) {
+        auto* entry = payload.mutable_app_inventory()->add_summary();
+        builder.Fill(row, entry, renamed);
+        entry->set_app_event(event);
+        // Only the time that fits the event is told.
+        if (event != "install") entry->clear_install_time();
+        if (event != "update") entry->clear_update_time();
+        if (event != "uninstall") entry->clear_uninstall_time();
+        SetMegabytes(row.size(), [&](uint32_t size) { entry->set_size_mb(size); });
+      });
+  SetPeriod(builder, payload);
+  builder.Send(std::move(payload), changes);
+}
+
+void BuildDriverInventory(Builder& builder) {
+  upload::analytics::PcDriverInventorySummaryAsCDM payload;
+  const Renamed renamed = {{"device_name", "name"},
+                           {"driver_install_path", "install_path"},
+                           {"driver_manufacturer", "manufacturer"},
+                           {"driver_version", "version"},
+                           {"driver_build_date", "build_date"},
+                           {"driver_install_date", "install_date"},
+                           {"driver_service_type", "service_type"},
+                           {"driver_service_start_mode", "service_start_mode"},
+                           {"device_class", "class"}};
+  const int64_t changes = ForEachChange<record::DriverInfo, record::DriverEvents>(
+      builder, [&](const record::DriverInfo& row, const std::string& event) {
+        auto* entry = payload.mutable_driver_inventory()->add_summary();
+        builder.Fill(row, entry, renamed);
+        entry->set_event_type(event);
+      });
+  SetPeriod(builder, payload);
+  builder.Send(std::move(payload), changes);
+}
+
+// The battery's status word: its flags at the bits that the battery gives them.
+uint32_t StatusWord(const storage::device_health::BatteryStatus& status) {
+  const std::pair<bool, int> flags[] = {
+      {status.fully_discharged(), 4},
+      {status.fully_charged(), 5},
+      {status.discharging(), 6},
+      {status.initialized(), 7},
+      {status.remaining_time_alarm(), 8},
+      {status.remaining_capacity_alarm(), 9},
+      {status.reserved_10(), 10},
+      {status.terminate_discharge_alarm(), 11},
+      {status.over_temp_alarm(), 12},
+      {status.reserved_13(), 13},
+      {status.terminate_charge_alarm(), 14},
+      {status.over_charged_alarm(), 15},
+  };
+  uint32_t word = 0;
+  for (const auto& [is_set, bit] : flags) word |= static_cast<uint32_t>(is_set) << bit;
+  return word;
+}
+
+// The names of the flags that are set, as the record has them.
+std::string StatusText(const storage::device_health::BatteryStatus& status) {
+  std::vector<const google::protobuf::FieldDescriptor*> fields;
+  status.GetReflection()->ListFields(status, &fields);
+  std::string text = status.error();
+  for (const auto* field : fields) {
+    if (field->cpp_type() != google::protobuf::FieldDescriptor::CPPTYPE_BOOL) continue;
+    text += (text.empty() ? "" : ", ") + field->name();
+  }
+  return text;
+}
+
+void BuildBatteryHealth(Builder& builder) {
+  const Renamed renamed = {{"battery_serial_number", "serial_number"},
+                           {"battery_c_t_number", "ct_number"},
+                           {"full_charge_capacity", "full_energy_capacity"},
+                           {"full_charge_capacity_perc", "full_energy_capacity_perc"},
+                           {"remaining_charge_capacity", "remaining_energy_capacity"},
+                           {"remaining_charge_capacity_perc", "remaining_energy_capacity_perc"}};
+  for (const auto& row : builder.ReadPeriod<storage::device_health::BatteryHealthLog>()) {
+    upload::log::hardware::HwBatteryHealthLogAsCDM payload;
+    builder.Fill(row, &payload, renamed);
+    if (row.has_battery_status()) {
+      payload.set_status_word(StatusWord(row.battery_status()));
+      payload.set_status(StatusText(row.battery_status()));
+    }
+    builder.Send(std::move(payload), 1);
+  }
+}
+
+// How much the agent itself keeps: a payload for each table that is there.
+void BuildStorageUsage(Builder& builder, const Catalogue& catalogue) {
+  for (const Table& table : catalogue.tables()) {
+    const auto usage = builder.store().MeasureTable(table);
+    if (!usage.has_value()) continue;
+    upload::agent::TarvelAgentTelemetryStorageUsageAsCDM payload;
+    payload.set_database_path(builder.store().FileOf(table.database).string());
+    payload.set_database_name(table.database);
+    payload.set_table_name(table.name);
+    payload.set_table_rows(static_cast<uint32_t>(usage->rows));
+    if (usage->bytes.has_value())
+      payload.set_table_size_kb(static_cast<uint32_t>(*usage->bytes / 1024));
+    if (usage->age_days.has_value()) payload.set_table_age_in_days(*usage->age_days);
+    builder.Send(std::move(payload), std::max<int64_t>(usage->rows, 1));
+  }
+}
+
+}  // namespace
+
+Built BuildPayloads(Store& store, const Catalogue& catalogue,
+                    std::chrono::system_clock::time_point now) {
+  Built built;
+  Builder builder(store, now, built);
+  const std::function<void(Builder&)> builds[] = {
+      BuildFromLatest<record::Device, profile::IdentityAsCDM>,
+      BuildFromLatest<record::Device, profile::DeviceInfoAsCDM>,
+      BuildFromLatest<record::DeviceLocation, profile::DeviceLocationInfoAsCDM>,
+      BuildFromLatest<record::OperatingSystem, profile::OperatingSystemAsCDM>,
+      BuildFirmware,
+      BuildHardware,
+      BuildApplicationInventory,
+      BuildDriverInventory,
+      BuildBatteryHealth,
+      [&](Builder& b) { BuildStorageUsage(b, catalogue); },
+  };
+  for (const auto& build : builds) {
+    try {
+      build(builder);
+    } catch (const StoreError& error) {
+      // A database that cannot be read takes its own payloads with it, and no others.
+      builder.AddProblem(error.what());
+    }
+  }
+  return built;
+}
+
+}  // namespace ovix::agent
