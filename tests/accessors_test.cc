@@ -2,6 +2,8 @@
 #include <google/protobuf/descriptor.h>
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "ovix/telemetry/contract/storage/acm_cache.pb.h"
 #include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
@@ -10,12 +12,19 @@
 #include "ovix/telemetry/contract/storage/device_profile/device.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcDriverInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcHwBatteryUsageSummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcUsageSummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/hwComponentsInfoAsCDM.pb.h"
 #include "support/contracts.h"
 
 namespace ovix::tests {
 namespace {
 
 namespace storage = telemetry::contract::storage;
+namespace upload = telemetry::contract::upload;
+using google::protobuf::Message;
 namespace profile = storage::device_profile;
 
 TEST(Accessors, OfAFieldNamedLikeAKeywordCarryAnUnderscoreThatTheSchemaLacks) {
@@ -33,6 +42,18 @@ TEST(Accessors, OfAFieldNamedHasOwnerReadItsValue) {
   EXPECT_TRUE(module.has_owner());
   module.set_has_owner(false);
   EXPECT_EQ(module.SerializeAsString(), "");
+}
+
+// Where the field has presence, has_owner() is its value and has_has_owner() the presence.
+TEST(Accessors, OfAFieldNamedHasOwnerTellValueFromPresence) {
+  upload::device_profile::HwTrustedPlatformModule module;
+  EXPECT_FALSE(module.has_has_owner());
+  module.set_has_owner(false);
+  EXPECT_TRUE(module.has_has_owner());
+  upload::device_profile::HwTrustedPlatformModule back;
+  ASSERT_TRUE(back.ParseFromString(module.SerializeAsString()));
+  EXPECT_TRUE(back.has_has_owner());
+  EXPECT_FALSE(back.has_owner());
 }
 
 TEST(Accessors, WriteByNumberWhatTheSchemaDeclaresInAnotherOrder) {
@@ -64,6 +85,31 @@ TEST(Accessors, OfTwinRecordsReadEachOthersBytes) {
   ASSERT_TRUE(cache.ParseFromString(acm.SerializeAsString()));
   EXPECT_EQ(cache.data(), acm.data());
   EXPECT_NE(cache.GetDescriptor(), acm.GetDescriptor());
+}
+
+// Messages that are declared twice with the same fields, in a payload of their own and in a bundle.
+TEST(Accessors, OfTwinPartsOfPayloadsShareTheirBytes) {
+  namespace analytics = upload::analytics;
+  const std::vector<std::pair<std::unique_ptr<Message>, std::unique_ptr<Message>>> twins = [] {
+    std::vector<std::pair<std::unique_ptr<Message>, std::unique_ptr<Message>>> pairs;
+    const auto add = [&](auto one, auto other) {
+      pairs.emplace_back(std::make_unique<decltype(one)>(), std::make_unique<decltype(other)>());
+    };
+    add(analytics::PcAppInventorySummaryAsCDM_AppInventorySummary(),
+        analytics::AppInventorySummary());
+    add(analytics::PcDriverInventorySummaryAsCDM_DriverInventorySummary(),
+        analytics::DriverInventorySummary());
+    add(analytics::PcHwBatteryUsageSummaryAsCDM_HwBatteryUsageSummary(),
+        analytics::HwBatteryUsageSummary());
+    return pairs;
+  }();
+  for (const auto& [one, other] : twins) {
+    FillAll(one.get(), 1);
+    ASSERT_TRUE(other->ParseFromString(one->SerializeAsString()));
+    EXPECT_EQ(other->SerializeAsString(), one->SerializeAsString());
+    EXPECT_TRUE(other->GetReflection()->GetUnknownFields(*other).empty());
+    EXPECT_NE(one->GetDescriptor()->full_name(), other->GetDescriptor()->full_name());
+  }
 }
 
 TEST(Accessors, OfEnumerationsKnowOnlyTheirOwnNumbers) {

@@ -3,7 +3,7 @@
 #include <google/protobuf/descriptor.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include <regex>
 #include <set>
 
 #include "ovix/telemetry/contract/storage/db.pb.h"
@@ -11,12 +11,14 @@
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
 #include "ovix/telemetry/contract/storage/state_change_utils.pb.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "support/contracts.h"
 
 namespace ovix::tests {
 namespace {
 
 namespace storage = telemetry::contract::storage;
+namespace upload = telemetry::contract::upload;
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
@@ -89,6 +91,43 @@ TEST(StorageOptions, ShareANumberBecauseTheyExtendDifferentMessages) {
   const auto& column =
       battery->FindFieldByName("ct_number")->options().GetExtension(storage::column);
   EXPECT_TRUE(column.constraint().has_pk() && column.constraint().pk());
+}
+
+// --- The option of the payloads
+
+const upload::cdmMessageOptions& Cdm(const Descriptor* descriptor) {
+  return descriptor->options().GetExtension(upload::cdm);
+}
+
+TEST(UploadOptions, GiveEachPayloadAGunOfItsOwnAndAVersionOfThatMajorNumber) {
+  const std::regex gun(
+      "com\\.ovix\\.cdm\\.domain\\.telemetry\\.type\\.eventDetail\\.category\\."
+      "[a-z][A-Za-z0-9]*\\.version\\.([0-9]+)");
+  const std::regex version("([0-9]+)\\.[0-9]+\\.[0-9]+(-(alpha|beta)\\.[0-9]+)?");
+  std::set<std::string> guns;
+  for (const Message* prototype : AllPrototypes()) {
+    const Descriptor* message = prototype->GetDescriptor();
+    SCOPED_TRACE(message->full_name());
+    // A payload is a message of its own file whose name says so; its parts carry nothing.
+    const bool is_payload =
+        message->name().ends_with("AsCDM") && message->containing_type() == nullptr;
+    EXPECT_EQ(Cdm(message).gun().empty(), !is_payload);
+    EXPECT_EQ(Cdm(message).version().empty(), !is_payload);
+    if (!is_payload) continue;
+    std::smatch in_gun;
+    std::smatch in_version;
+    ASSERT_TRUE(std::regex_match(Cdm(message).gun(), in_gun, gun)) << Cdm(message).gun();
+    ASSERT_TRUE(std::regex_match(Cdm(message).version(), in_version, version));
+    EXPECT_EQ(in_gun[1], in_version[1]);
+    EXPECT_TRUE(guns.insert(Cdm(message).gun()).second) << "another payload has this gun";
+    EXPECT_EQ(Persistance(message).type(), "") << "a payload is no table";
+    const FieldDescriptor* envelope = message->FindFieldByNumber(1);
+    ASSERT_NE(envelope, nullptr);
+    EXPECT_EQ(envelope->name(), "version");
+    EXPECT_EQ(envelope->type(), FieldDescriptor::TYPE_STRING);
+    EXPECT_FALSE(envelope->has_presence());
+  }
+  EXPECT_FALSE(guns.empty());
 }
 
 // Every record of a change has the five fields that the writer of changes fills.

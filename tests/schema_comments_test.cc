@@ -2,68 +2,38 @@
 // set, where tools read it too.
 #include <gtest/gtest.h>
 
-#include <map>
+#include <algorithm>
 
+#include "support/comments.h"
 #include "support/contracts.h"
 
 namespace ovix::tests {
 namespace {
 
-using google::protobuf::DescriptorProto;
-using google::protobuf::FileDescriptorProto;
-using Path = std::vector<int>;
-
-Path Below(Path path, int field, int index) {
-  path.insert(path.end(), {field, index});
-  return path;
-}
-
-class Comments {
- public:
-  explicit Comments(const FileDescriptorProto& file) {
-    for (const auto& location : file.source_code_info().location()) {
-      comments_[Path(location.path().begin(), location.path().end())] = location.leading_comments();
-    }
-  }
-  // A comment says something: two words at the least.
-  void Expect(const Path& path, const std::string& name) const {
-    const auto found = comments_.find(path);
-    EXPECT_TRUE(found != comments_.end() &&
-                found->second.find(' ', 1 + found->second.find_first_not_of(' ')) !=
-                    std::string::npos)
-        << name << " has no comment";
-  }
-  void ExpectMessage(const Path& path, const DescriptorProto& message,
-                     const std::string& outer) const {
-    const std::string name = outer + "." + message.name();
-    Expect(path, name);
-    for (int i = 0; i < message.nested_type_size(); ++i) {
-      ExpectMessage(Below(path, DescriptorProto::kNestedTypeFieldNumber, i), message.nested_type(i),
-                    name);
-    }
-  }
-
- private:
-  std::map<Path, std::string> comments_;
-};
-
 TEST(SchemaComments, StandOverEveryMessageEnumerationAndExtension) {
-  int files = 0;
   const auto set = DescriptorSet();
-  for (const FileDescriptorProto& file : set.file()) {
-    if (!file.name().starts_with("ovix/")) continue;
+  const Comments comments(set);
+  const auto expect = [&](const auto* descriptor) {
+    const std::string comment = comments.Of(descriptor);
+    EXPECT_GE(std::count(comment.begin(), comment.end(), ' '), 2)
+        << descriptor->full_name() << " has no comment that says what it is";
+  };
+  const auto expect_all = [&](const auto* descriptor, const auto& self) -> void {
+    expect(descriptor);
+    for (int i = 0; i < descriptor->nested_type_count(); ++i)
+      self(descriptor->nested_type(i), self);
+  };
+  int files = 0;
+  for (const auto& name : set.file()) {
+    if (!name.name().starts_with("ovix/")) continue;
+    const auto* file =
+        google::protobuf::DescriptorPool::generated_pool()->FindFileByName(name.name());
+    ASSERT_NE(file, nullptr) << name.name();
     ++files;
-    const Comments comments(file);
-    for (int i = 0; i < file.message_type_size(); ++i) {
-      comments.ExpectMessage({FileDescriptorProto::kMessageTypeFieldNumber, i},
-                             file.message_type(i), file.package());
-    }
-    for (int i = 0; i < file.enum_type_size(); ++i) {
-      comments.Expect({FileDescriptorProto::kEnumTypeFieldNumber, i}, file.enum_type(i).name());
-    }
-    for (int i = 0; i < file.extension_size(); ++i) {
-      comments.Expect({FileDescriptorProto::kExtensionFieldNumber, i}, file.extension(i).name());
-    }
+    for (int i = 0; i < file->message_type_count(); ++i)
+      expect_all(file->message_type(i), expect_all);
+    for (int i = 0; i < file->enum_type_count(); ++i) expect(file->enum_type(i));
+    for (int i = 0; i < file->extension_count(); ++i) expect(file->extension(i));
   }
   EXPECT_GT(files, 0);
 }

@@ -1,0 +1,134 @@
+// The lineage of the payloads: the lines "Source: ..." in the comments of the upload schemas, read
+// from the descriptor set, where tools read them too. docs/lineage.md has the grammar.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+
+#include "support/comments.h"
+#include "support/contracts.h"
+
+namespace ovix::tests {
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::DescriptorPool;
+using google::protobuf::FieldDescriptor;
+
+// The field that a name stands for: "field", "Record.field" or a path below either, in one of the
+// records.
+const FieldDescriptor* Find(const std::vector<const Descriptor*>& records,
+                            const std::string& name) {
+  for (const Descriptor* record : records) {
+    std::string path = name;
+    if (path.starts_with(record->name() + ".")) path = path.substr(record->name().size() + 1);
+    const Descriptor* holder = record;
+    const FieldDescriptor* field = nullptr;
+    for (size_t begin = 0; holder != nullptr && begin <= path.size();) {
+      const size_t end = std::min(path.find('.', begin), path.size());
+      field = holder->FindFieldByName(path.substr(begin, end - begin));
+      holder = field == nullptr ? nullptr : field->message_type();
+      begin = end + 1;
+      if (field != nullptr && begin > path.size()) return field;
+    }
+  }
+  return nullptr;
+}
+
+bool SameType(const FieldDescriptor* a, const FieldDescriptor* b) {
+  return a->type() == b->type() && a->is_repeated() == b->is_repeated() &&
+         a->enum_type() == b->enum_type() && a->message_type() == b->message_type();
+}
+
+class Lineage : public testing::Test {
+ protected:
+  // The records that a message's comment names; empty where it says that there are none.
+  std::vector<const Descriptor*> RecordsOf(const Descriptor* message) const {
+    std::vector<const Descriptor*> records;
+    for (const Source& source : Sources(comments_.Of(message))) {
+      if (source.name == "none") continue;
+      records.push_back(DescriptorPool::generated_pool()->FindMessageTypeByName(source.name));
+    }
+    return records;
+  }
+  const Comments comments_{DescriptorSet()};
+};
+
+std::vector<const Descriptor*> UploadMessages() {
+  std::vector<const Descriptor*> messages;
+  for (const auto* prototype : AllPrototypes()) {
+    const Descriptor* message = prototype->GetDescriptor();
+    if (message->file()->name().find("/upload/") != std::string::npos &&
+        message->file()->extension_count() == 0) {
+      messages.push_back(message);
+    }
+  }
+  return messages;
+}
+
+TEST_F(Lineage, OfEveryUploadMessageNamesStoredRecordsOrSaysThatThereAreNone) {
+  for (const Descriptor* message : UploadMessages()) {
+    SCOPED_TRACE(message->full_name());
+    const auto sources = Sources(comments_.Of(message));
+    EXPECT_FALSE(sources.empty()) << "no line Source: in its comment";
+    std::set<std::string> names;
+    for (const Source& source : sources) {
+      EXPECT_TRUE(names.insert(source.name).second) << source.name << " stands twice";
+      if (source.name == "none") {
+        EXPECT_EQ(sources.size(), 1U) << "none and a record";
+        EXPECT_FALSE(source.words.empty()) << "none: say what fills it";
+        continue;
+      }
+      const Descriptor* record =
+          DescriptorPool::generated_pool()->FindMessageTypeByName(source.name);
+      ASSERT_NE(record, nullptr) << source.name << " is no message";
+      EXPECT_NE(record->file()->name().find("/storage/"), std::string::npos)
+          << source.name << " is no stored record";
+    }
+  }
+}
+
+TEST_F(Lineage, OfEveryFieldLeadsToAFieldOfARecord) {
+  const std::regex change("(renamed|retyped|narrowed|widened|joined|split|computed|copied)\\b.*");
+  int traced = 0;
+  for (const Descriptor* message : UploadMessages()) {
+    const auto records = RecordsOf(message);
+    if (records.empty()) {
+      for (int i = 0; i < message->field_count(); ++i) {
+        for (const Source& source : Sources(comments_.Of(message->field(i)))) {
+          EXPECT_EQ(source.name, "none")
+              << message->field(i)->full_name() << " has a source that its message does not name";
+        }
+      }
+      continue;
+    }
+    for (int i = 0; i < message->field_count(); ++i) {
+      const FieldDescriptor* field = message->field(i);
+      SCOPED_TRACE(field->full_name());
+      const auto sources = Sources(comments_.Of(field));
+      for (const Source& source : sources) {
+        if (source.name == "none") {
+          EXPECT_EQ(sources.size(), 1U);
+          EXPECT_FALSE(source.words.empty()) << "none: say what fills it";
+          continue;
+        }
+        ++traced;
+        EXPECT_NE(Find(records, source.name), nullptr) << source.name << " is in no source record";
+        EXPECT_TRUE(std::regex_match(source.words, change))
+            << "say how it differs: renamed, retyped, narrowed ...; not: " << source.words;
+      }
+      if (!sources.empty()) continue;
+      const FieldDescriptor* same = Find(records, field->name());
+      if (same != nullptr && SameType(same, field)) {
+        ++traced;
+      } else {
+        EXPECT_TRUE(field->message_type() != nullptr && !RecordsOf(field->message_type()).empty())
+            << "has no line Source:, and no source record has such a field";
+      }
+    }
+  }
+  EXPECT_GT(traced, 0);
+}
+
+}  // namespace
+}  // namespace ovix::tests

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Two other protobuf runtimes read the shipped descriptor set, an outbox that the agent has filled with
+# this machine's payloads, and two encodings of every message: they must find the same options and
+# values, and encode to the same bytes.
+# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES
+set -euo pipefail
+contracts=$1 agent=$2 write_values=$3
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+"$agent" collect "$work/store" >/dev/null
+"$agent" upload "$work/store" "$work/outbox" >/dev/null
+mkdir "$work/corpus"
+# The extreme values hold what the runtime warns of; that is not what is tested here.
+"$write_values" fill "$work/corpus"
+for folder in "$work/corpus" "$work/outbox"; do
+  "$write_values" values "$folder"
+done
+
+# Debian's own interpreter: the runtime is a package of Debian's.
+/usr/bin/python3 "$here/runtimes/read_payloads.py" "$contracts" "$work/corpus" "$work/outbox"
+node "$here/runtimes/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox"
+
+# What the two say must depend on the bytes: one spoilt payload is found by both.
+printf '\x0a\x01x' >>"$(ls "$work"/outbox/*.binpb | head -1)"
+for reader in "/usr/bin/python3 $here/runtimes/read_payloads.py" "node $here/runtimes/read_payloads.mjs"; do
+  # shellcheck disable=SC2086 # program and script
+  if $reader "$contracts" "$work/outbox" >/dev/null 2>&1; then
+    echo "other_runtimes_test: $reader did not notice a spoilt payload" >&2
+    exit 1
+  fi
+done

@@ -1,0 +1,433 @@
+#include <google/protobuf/struct.pb.h>
+#include <google/protobuf/util/json_util.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <limits>
+#include <set>
+
+#include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
+#include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/graphics_cards.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
+#include "ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/deviceInfoAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/operatingSystemAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/graphics/pcGraphicCardsAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "store/time.h"
+#include "support/comments.h"
+#include "support/contracts.h"
+#include "support/folder.h"
+#include "uploader/convert.h"
+#include "uploader/outbox.h"
+#include "uploader/payloads.h"
+
+namespace ovix::tests {
+namespace {
+
+using agent::Built;
+using agent::Catalogue;
+using agent::Outbox;
+using agent::Store;
+using google::protobuf::Descriptor;
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+namespace storage = telemetry::contract::storage;
+namespace upload = telemetry::contract::upload;
+namespace record = storage::device_profile;
+
+const std::chrono::system_clock::time_point kNow =
+    std::chrono::sys_days(std::chrono::year(2026) / 11 / 21);
+
+const Catalogue& Library() {
+  static const Catalogue catalogue;
+  return catalogue;
+}
+
+Store OpenStore(const Folder& folder) {
+  return Store(folder / "store", Library(), {.clock = [] { return kNow; }});
+}
+
+template <typename Contract>
+std::vector<const Contract*> Of(const Built& built) {
+  std::vector<const Contract*> found;
+  for (const auto& payload : built.payloads) {
+    if (const auto* contract = dynamic_cast<const Contract*>(payload.message.get())) {
+      found.push_back(contract);
+    }
+  }
+  return found;
+}
+
+// The value of a singular field as text; nothing for an absent one and for empty text.
+std::string TextOf(const Message& message, const FieldDescriptor* field) {
+  const auto* reflection = message.GetReflection();
+  if (field->has_presence() && !reflection->HasField(message, field)) return "";
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_STRING:
+      return reflection->GetString(message, field);
+    case FieldDescriptor::CPPTYPE_ENUM:
+      return reflection->GetEnum(message, field)->name();
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return std::to_string(reflection->GetBool(message, field));
+    case FieldDescriptor::CPPTYPE_INT32:
+      return std::to_string(reflection->GetInt32(message, field));
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return std::to_string(reflection->GetUInt32(message, field));
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return std::to_string(reflection->GetFloat(message, field));
+    default:
+      ADD_FAILURE() << "teach this test the type of " << field->full_name();
+      return "";
+  }
+}
+
+// --- The payloads against their lineage
+
+// Holds each field of a payload that was built from the records of `rows` to what its lineage says.
+class LineageCheck {
+ public:
+  explicit LineageCheck(const std::map<std::string, const Message*>& rows) : rows_(rows) {}
+
+  void Check(const Message& message) {
+    std::vector<const Message*> records;
+    for (const Source& source : Sources(comments_.Of(message.GetDescriptor()))) {
+      const auto row = rows_.find(source.name);
+      if (row != rows_.end()) records.push_back(row->second);
+    }
+    const auto* descriptor = message.GetDescriptor();
+    const auto* reflection = message.GetReflection();
+    for (int i = 0; i < descriptor->field_count(); ++i) {
+      const FieldDescriptor* field = descriptor->field(i);
+      if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+        const int count = field->is_repeated() ? reflection->FieldSize(message, field)
+                                               : reflection->HasField(message, field);
+        for (int n = 0; n < count; ++n) {
+          Check(field->is_repeated() ? reflection->GetRepeatedMessage(message, field, n)
+                                     : reflection->GetMessage(message, field));
+        }
+      } else if (!field->is_repeated()) {
+        CheckField(message, field, records);
+      }
+    }
+  }
+  int checked() const { return checked_; }
+
+ private:
+  void CheckField(const Message& message, const FieldDescriptor* field,
+                  const std::vector<const Message*>& records) {
+    std::string name = field->name();
+    for (const Source& source : Sources(comments_.Of(field))) {
+      const bool direct =
+          source.words.starts_with("renamed.") || source.words.starts_with("retyped");
+      if (!direct) return;  // computed, or from no record
+      name = source.name.substr(source.name.rfind('.') + 1);
+    }
+    for (const Message* row : records) {
+      const FieldDescriptor* from = row->GetDescriptor()->FindFieldByName(name);
+      if (from == nullptr) continue;
+      std::string expected = TextOf(*row, from);
+      if (expected.starts_with("-") && field->cpp_type() == FieldDescriptor::CPPTYPE_UINT32) {
+        expected = "";  // does not fit
+      }
+      EXPECT_EQ(TextOf(message, field), expected) << field->full_name();
+      ++checked_;
+      return;
+    }
+  }
+
+  const Comments comments_{DescriptorSet()};
+  const std::map<std::string, const Message*>& rows_;
+  int checked_ = 0;
+};
+
+TEST(Payloads, CarryWhatTheirLineageSays) {
+  const Folder folder;
+  Store store = OpenStore(folder);
+  std::vector<std::unique_ptr<Message>> owned;
+  std::map<std::string, const Message*> rows;
+  for (const agent::Table& table : Library().tables()) {
+    if (table.is_change_log()) continue;
+    Message* row = owned.emplace_back(table.prototype->New()).get();
+    FillAll(row, 1);
+    row->GetReflection()->SetString(row, table.time, agent::TimeText(kNow));
+    store.Put(*row);
+    rows[table.record()->full_name()] = row;
+  }
+  const Built built = agent::BuildPayloads(store, Library(), kNow);
+  EXPECT_TRUE(built.problems.empty()) << built.problems[0];
+  LineageCheck check(rows);
+  std::set<std::string> kinds;
+  for (const auto& payload : built.payloads) {
+    SCOPED_TRACE(payload.message->GetDescriptor()->full_name());
+    check.Check(*payload.message);
+    kinds.insert(payload.message->GetDescriptor()->name());
+    const auto& cdm = payload.message->GetDescriptor()->options().GetExtension(upload::cdm);
+    EXPECT_EQ(TextOf(*payload.message, payload.message->GetDescriptor()->FindFieldByNumber(1)),
+              cdm.version());
+    EXPECT_GT(payload.records, 0);
+  }
+  EXPECT_EQ(kinds, (std::set<std::string>{
+                       "IdentityAsCDM", "DeviceInfoAsCDM", "DeviceLocationInfoAsCDM",
+                       "OperatingSystemAsCDM", "FwComponentsInfoAsCDM", "HwComponentsInfoAsCDM",
+                       "PcAppInventorySummaryAsCDM", "PcDriverInventorySummaryAsCDM",
+                       "HwBatteryHealthLogAsCDM", "TarvelAgentTelemetryStorageUsageAsCDM"}));
+  EXPECT_GT(check.checked(), 100);
+}
+
+TEST(Payloads, TellTheChangesOfThePeriodAndNoOthers) {
+  const Folder folder;
+  auto clock = kNow - std::chrono::hours(30);
+  Store store(folder / "store", Library(), {.clock = [&] { return clock; }});
+  record::Application application;
+  application.set_name("old");
+  store.Put(application);
+  clock = kNow - std::chrono::hours(1);
+  application.set_name("a");
+  application.set_install_time("i");
+  application.set_update_time("u");
+  application.set_uninstall_time("x");
+  application.set_size("1025");
+  store.Put(application);
+  application.set_size("many");
+  store.Put(application);
+  store.Erase(application);
+
+  const Built built = agent::BuildPayloads(store, Library(), kNow);
+  const auto payloads = Of<upload::analytics::PcAppInventorySummaryAsCDM>(built);
+  ASSERT_EQ(payloads.size(), 1U);
+  const auto& entries = payloads[0]->app_inventory().summary();
+  std::string told;
+  for (const auto& e : entries) {
+    told += e.app_product_name() + " " + e.app_event() + " " + e.install_time() + e.update_time() +
+            e.uninstall_time() + (e.has_size_mb() ? " " + std::to_string(e.size_mb()) : "") + "; ";
+  }
+  EXPECT_EQ(told, "a install i 2; a update u; a uninstall x; ");
+}
+
+TEST(Payloads, GiveTheBatterysFlagsTheBitsOfItsStatusWord) {
+  const Folder folder;
+  Store store = OpenStore(folder);
+  const auto* descriptor = storage::device_health::BatteryStatus::descriptor();
+  const std::map<std::string, uint32_t> bits = {{"discharging", 6},
+                                                {"fully_charged", 5},
+                                                {"fully_discharged", 4},
+                                                {"initialized", 7},
+                                                {"remaining_time_alarm", 8},
+                                                {"remaining_capacity_alarm", 9},
+                                                {"reserved_10", 10},
+                                                {"terminate_discharge_alarm", 11},
+                                                {"over_temp_alarm", 12},
+                                                {"reserved_13", 13},
+                                                {"terminate_charge_alarm", 14},
+                                                {"over_charged_alarm", 15}};
+  for (const auto& [name, bit] : bits) {
+    storage::device_health::BatteryHealthLog log;
+    log.set_time(agent::TimeText(kNow));
+    auto* status = log.mutable_battery_status();
+    status->GetReflection()->SetBool(status, descriptor->FindFieldByName(name), true);
+    store.Put(log);
+  }
+  const Built built = agent::BuildPayloads(store, Library(), kNow);
+  const auto payloads = Of<upload::log::hardware::HwBatteryHealthLogAsCDM>(built);
+  ASSERT_EQ(payloads.size(), bits.size());
+  for (const auto* payload : payloads) {
+    ASSERT_TRUE(bits.contains(payload->status())) << payload->status();
+    EXPECT_EQ(payload->status_word(), 1U << bits.at(payload->status()));
+  }
+}
+
+// --- Conversions
+
+TEST(Conversions, CarryWhatFitsAndLeaveTheRestAbsentAndSaid) {
+  const auto sleep_states = [](int32_t value) {
+    record::Device device;
+    device.set_supported_sleep_states(value);
+    std::vector<std::string> notes;
+    upload::device_profile::DeviceInfoAsCDM payload;
+    agent::Fill(device, {}, payload, notes);
+    EXPECT_EQ(notes.empty(), payload.has_supported_sleep_states());
+    if (!notes.empty()) {
+      EXPECT_NE(notes[0].find("Device.supported_sleep_states: " + std::to_string(value)),
+                std::string::npos)
+          << notes[0];
+    }
+    return payload.has_supported_sleep_states() ? std::to_string(payload.supported_sleep_states())
+                                                : "absent";
+  };
+  const int32_t largest = std::numeric_limits<int32_t>::max();
+  EXPECT_EQ(sleep_states(largest), std::to_string(largest));
+  EXPECT_EQ(sleep_states(0), "0");
+  EXPECT_EQ(sleep_states(-1), "absent");
+  EXPECT_EQ(sleep_states(std::numeric_limits<int32_t>::min()), "absent");
+
+  std::vector<std::string> notes;
+  record::OperatingSystem system;
+  upload::device_profile::OperatingSystemAsCDM told;
+  system.set_architecture(record::OS_ARCH_64_BITS);
+  agent::Fill(system, {}, told, notes);
+  EXPECT_EQ(told.architecture(), "OS_ARCH_64_BITS");
+  EXPECT_FALSE(told.has_name()) << "empty text is absent";
+  EXPECT_TRUE(notes.empty());
+  told.Clear();
+  system.set_architecture(static_cast<record::OSArchitecture>(7));
+  agent::Fill(system, {}, told, notes);
+  EXPECT_FALSE(told.has_architecture());
+  EXPECT_EQ(notes.size(), 1U);
+
+  notes.clear();
+  record::GraphicsCards card;
+  card.set_bus_id(7);
+  card.set_pcie_generation(-0.0F);
+  card.set_is_multi_gpu_support(false);
+  upload::graphics::PcGraphicCardsAsCDM_HwGraphicCard graphic;
+  agent::Fill(card, {}, graphic, notes);
+  EXPECT_EQ(graphic.bus_id(), "7");
+
+  // Between the integer types at their ends, by messages that have them.
+  storage::device_health::StorageNVMEHealthLog wide;
+  const std::pair<uint64_t, bool> counts[] = {
+      {0, true}, {~uint32_t{0}, true}, {uint64_t{1} << 32, false}, {~uint64_t{0}, false}};
+  for (const auto& [count, fits] : counts) {
+    wide.set_power_cycle(count);
+    storage::device_health::BatteryHealthLog narrow;
+    notes.clear();
+    agent::Fill(wide, {{"cycle_count", "power_cycle"}}, narrow, notes);
+    EXPECT_EQ(notes.empty(), fits) << count;
+    EXPECT_EQ(narrow.cycle_count(), fits ? count : 0);
+  }
+}
+
+// --- The outbox
+
+google::protobuf::Struct Label(const Folder& folder, std::filesystem::path file) {
+  google::protobuf::Struct label;
+  const auto name = file.replace_extension(".json").filename().string();
+  EXPECT_TRUE(
+      google::protobuf::util::JsonStringToMessage(folder.Read("outbox/" + name), &label).ok());
+  return label;
+}
+
+TEST(OutboxFolder, HoldsPayloadsWithTheirLabelsAndCleansUpAfterAnInterruptedRun) {
+  const Folder folder;
+  folder.Write("outbox/x-0001-A.binpb.part", "half");
+  folder.Write("outbox/x-0002-B.binpb", "whole, but its label was never written");
+  folder.Write("outbox/x-0003-C.binpb", "c");
+  folder.Write("outbox/x-0003-C.json", "{}");
+  folder.Write("outbox/notes.txt", "somebody's own");
+
+  upload::device_profile::IdentityAsCDM payload;
+  payload.set_version("1.1.0");
+  payload.set_device_unique_id("abc");
+  Outbox outbox(folder / "outbox", kNow);
+  const auto entry = outbox.Write(payload);
+  const auto second = outbox.Write(payload);
+  EXPECT_NE(entry.file, second.file);
+  EXPECT_NE(Outbox(folder / "outbox", kNow).Write(payload).file, entry.file)
+      << "nothing is overwritten";
+  EXPECT_EQ(folder.Contents().size(), 3U + 3U * 2U);
+
+  const std::string bytes = folder.Read("outbox/" + entry.file.filename().string());
+  EXPECT_EQ(bytes, payload.SerializeAsString());
+  auto label = Label(folder, entry.file);
+  EXPECT_EQ(label.fields().at("gun").string_value(), entry.gun);
+  EXPECT_EQ(label.fields().at("version").string_value(), "1.1.0");
+  EXPECT_EQ(label.fields().at("message").string_value(), payload.GetDescriptor()->full_name());
+  EXPECT_EQ(label.fields().at("bytes").number_value(), static_cast<double>(bytes.size()));
+  // Of the bytes 0a 05 "1.1.0" 12 03 "abc", by another program.
+  EXPECT_EQ(label.fields().at("sha256").string_value(),
+            "5f558f7826b06b2b747c4b75030327f6ca2ce1a5ebe577aa94ae23298d21f668");
+  EXPECT_THROW(outbox.Write(record::Device()), std::runtime_error) << "a record is no payload";
+}
+
+TEST(OutboxFolder, SaysWhereItCannotWriteAndLeavesNothingHalfWritten) {
+  const Folder folder;
+  folder.Write("file", "");
+  EXPECT_THROW(Outbox(folder / "file", kNow), std::runtime_error);
+
+  // With files limited to 100 bytes a small payload goes out and a large one does not; a full disk
+  // does the same.
+  const pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {1000, 1000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    int refused = 0;
+    Outbox outbox(folder / "outbox", kNow);
+    for (const size_t size : {10, 5000, 20}) {
+      upload::device_profile::IdentityAsCDM payload;
+      payload.set_device_unique_id(std::string(size, 'x'));
+      try {
+        outbox.Write(payload);
+      } catch (const std::runtime_error& error) {
+        refused += std::string(error.what()).find("cannot be written (File too large)") !=
+                   std::string::npos;
+      }
+    }
+    _exit(refused);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 1) << "the one large payload is refused, and says why";
+  std::set<std::string> extensions;
+  size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder / "outbox")) {
+    extensions.insert(entry.path().extension().string());
+    ++files;
+  }
+  EXPECT_EQ(extensions, (std::set<std::string>{".binpb", ".json"}));
+  EXPECT_EQ(files, 4U);
+}
+
+// --- Bad rows
+
+TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
+  const Folder folder;
+  {
+    Store store = OpenStore(folder);
+    record::Device device;
+    device.set_device_unique_id("sound");
+    device.set_time("2");
+    store.Put(device);
+    device.set_device_unique_id("damaged");
+    device.set_time("3");
+    store.Put(device);
+    storage::device_health::BatteryHealthLog log;
+    log.set_time(agent::TimeText(kNow));
+    store.Put(log);
+  }
+  agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
+      .Execute("UPDATE Device SET supported_sleep_states = 'x' WHERE device_unique_id = 'damaged'");
+  agent::Connection(folder / "store/DeviceProfileEvents.db", std::chrono::seconds(1))
+      .Execute(
+          "CREATE TABLE ApplicationEvents (time TEXT, type TEXT, event INTEGER,"
+          " previous_state TEXT, current_state TEXT);"
+          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T12:00:00.000Z', '', 1, '', '{')");
+  folder.Write("store/HealthLog.db", "this is no database, though it is long enough");
+
+  Store store = OpenStore(folder);
+  const Built built = agent::BuildPayloads(store, Library(), kNow);
+  ASSERT_EQ(Of<upload::device_profile::IdentityAsCDM>(built).size(), 1U);
+  EXPECT_EQ(Of<upload::device_profile::IdentityAsCDM>(built)[0]->device_unique_id(), "sound");
+  std::string all;
+  for (const std::string& problem : built.problems) {
+    EXPECT_EQ(problem.find('\n'), std::string::npos);
+    all += problem + "\n";
+  }
+  for (const char* part : {"database DeviceProfile, table Device, device_unique_id=damaged",
+                           "database DeviceProfileEvents, table ApplicationEvents, time=2026-11-20",
+                           "HealthLog.db: the database is damaged"}) {
+    EXPECT_NE(all.find(part), std::string::npos) << part << " in:\n" << all;
+  }
+}
+
+}  // namespace
+}  // namespace ovix::tests
