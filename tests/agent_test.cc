@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 
+#include "store/sqlite.h"
 #include "support/folder.h"
 
 namespace ovix::tests {
@@ -55,6 +56,35 @@ TEST(Agent, CollectsStoresAndTellsWhatChanged) {
         "10000 rows, 128 MB in all", "CollectorCache"}) {
     EXPECT_NE(shown.output.find(part), std::string::npos) << part << " in:\n" << shown.output;
   }
+}
+
+TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=Some\n");
+  folder.Write("machine/etc/machine-id", "0123\n");
+  const std::string store = (folder / "store").string();
+  RunAgent("collect " + store + " --root " + (folder / "machine").string());
+  const std::string upload = "upload " + store + " " + (folder / "outbox").string();
+
+  const Outcome sound = RunAgent(upload + " --show OperatingSystemAsCDM");
+  EXPECT_EQ(sound.exit_code, 0) << sound.output;
+  for (const char* part : {"category.pcIdentity.version.1  ", " 1.1.0 ", "\"name\": \"Some\""}) {
+    EXPECT_NE(sound.output.find(part), std::string::npos) << part << " in:\n" << sound.output;
+  }
+
+  agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
+      .Execute("UPDATE OperatingSystem SET sku = 'x'");
+  const Outcome damaged = RunAgent(upload);
+  EXPECT_EQ(damaged.exit_code, 1);
+  for (const char* part :
+       {"database DeviceProfile, table OperatingSystem, rowid=1: column sku", "IdentityAsCDM"}) {
+    EXPECT_NE(damaged.output.find(part), std::string::npos) << part << " in:\n" << damaged.output;
+  }
+
+  folder.Write("file", "");
+  const Outcome refused = RunAgent("upload " + store + " " + (folder / "file").string());
+  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_NE(refused.output.find("outbox"), std::string::npos) << refused.output;
 }
 
 TEST(Agent, SaysBadInputInOneLineAndFails) {

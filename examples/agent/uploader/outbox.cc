@@ -1,8 +1,8 @@
 #include "uploader/outbox.h"
 
 #include <fcntl.h>
-#include <google/protobuf/struct.pb.h>
 #include <google/protobuf/util/json_util.h>
+#include <google/protobuf/wrappers.pb.h>
 #include <openssl/evp.h>
 #include <unistd.h>
 
@@ -31,6 +31,16 @@ std::string Sha256(const std::string& bytes) {
     text += digits[digest[i] & 15];
   }
   return text;
+}
+
+// The text as a JSON string.
+std::string JsonText(const std::string& text) {
+  google::protobuf::StringValue value;
+  value.set_value(text);
+  std::string json;
+  const auto status = google::protobuf::util::MessageToJsonString(value, &json);
+  if (!status.ok()) throw std::runtime_error(status.ToString());
+  return json;
 }
 
 // The name of a run's files: the time without what a file name should not hold.
@@ -103,23 +113,16 @@ Outbox::Entry Outbox::Write(const google::protobuf::Message& payload) {
   } while (std::filesystem::exists(file));
 
   const std::string bytes = payload.SerializeAsString();
-  google::protobuf::Struct label;
-  auto& fields = *label.mutable_fields();
-  fields["gun"].set_string_value(cdm.gun());
-  fields["version"].set_string_value(cdm.version());
-  fields["message"].set_string_value(payload.GetDescriptor()->full_name());
-  fields["payload"].set_string_value(file.filename().string());
-  fields["bytes"].set_number_value(static_cast<double>(bytes.size()));
-  fields["sha256"].set_string_value(Sha256(bytes));
-  google::protobuf::util::JsonPrintOptions options;
-  options.add_whitespace = true;
-  std::string text;
-  const auto status = google::protobuf::util::MessageToJsonString(label, &text, options);
-  if (!status.ok()) throw std::runtime_error(file.string() + ": " + status.ToString());
+  const std::string label = "{\n  \"gun\": " + JsonText(cdm.gun()) +
+                            ",\n  \"version\": " + JsonText(cdm.version()) +
+                            ",\n  \"message\": " + JsonText(payload.GetDescriptor()->full_name()) +
+                            ",\n  \"payload\": " + JsonText(file.filename().string()) +
+                            ",\n  \"bytes\": " + std::to_string(bytes.size()) +
+                            ",\n  \"sha256\": " + JsonText(Sha256(bytes)) + "\n}\n";
 
   WriteFile(file, bytes);
   try {
-    WriteFile(std::filesystem::path(file).replace_extension(".json"), text);
+    WriteFile(std::filesystem::path(file).replace_extension(".json"), label);
   } catch (...) {
     std::error_code ignored;
     std::filesystem::remove(file, ignored);
