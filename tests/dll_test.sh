@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Looks into the DLL: what it exports, how its default instances are made, what Windows is told of it.
+# Usage: dll_test.sh DLL CONTRACTS.BINPB OBJDUMP NM STRIP VERSION
+set -euo pipefail
+dll=$1 contracts=$2 objdump=$3 nm=$4 strip=$5 version=$6
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+  echo "dll_test: $*" >&2
+  exit 1
+}
+
+"$objdump" -p "$dll" >"$work/headers"
+awk '/\[Ordinal\/Name Pointer\]/ { names = 1; next } /^$/ { names = 0 } names { print $NF }' \
+  "$work/headers" >"$work/exports"
+/usr/bin/python3 "$here/exports_test.py" "$contracts" "$work/exports" --inline
+[ "$(wc -l <"$work/exports")" -lt 65535 ] || fail "more exports than a DLL can have"
+
+for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
+  grep -q "$flag" "$work/headers" || fail "$flag is not set"
+done
+
+instances=$("$nm" "$dll" | grep -E '^[0-9a-f]+ . _ZN4ovix.*_default_instance_E$' | awk '{ print $2 }' | sort | uniq -c | xargs)
+[[ $instances =~ ^[0-9]+\ D$ ]] ||
+  fail "default instances must all lie in initialised data (D), but are: $instances"
+if "$nm" "$dll" | grep ' _GLOBAL__sub_[ID][._]00101' | head -3 | grep .; then
+  fail "the initialisers above are run for default instances while the DLL loads"
+fi
+
+# As it is shipped: stripped, with no path of the machine that built it.
+"$strip" -o "$work/stripped.dll" "$dll"
+if strings -a "$work/stripped.dll" | grep -E "(^|[^a-z_])/(usr|home|root|tmp|work|build)/|$(cd "$here/.." && pwd)/" | head -3 | grep .; then
+  fail "the paths above are in the DLL"
+fi
+strings -a -e l "$dll" >"$work/texts"
+for text in ProductName ovix-telemetry-data-contracts FileDescription "$version"; do
+  grep -qx "$text" "$work/texts" || fail "the version resource has no '$text'"
+done
+echo "dll_test: $(wc -l <"$work/exports") exports, ${instances% D} default instances in initialised data, $(stat -c %s "$work/stripped.dll") bytes stripped"

@@ -1,0 +1,119 @@
+"""Holds what a library exports against the descriptors: everything that a consumer needs, nothing else.
+
+Usage: exports_test.py CONTRACTS.BINPB EXPORTS [--inline]
+EXPORTS has a mangled name on each line. With --inline the accessors, which are inline, must be exported too.
+"""
+
+import re
+import subprocess
+import sys
+
+from google.protobuf import descriptor_pb2
+
+KEYWORDS = {"class", "namespace", "default", "operator", "register", "template", "this", "delete", "new"}
+
+
+def mangled_file(name):
+    return name.replace("_", "_5f").replace("/", "_2f").replace(".", "_2e")
+
+
+def classes(file):
+    """Each class with its message; nested types under the names that their path gives."""
+    namespace = file.package.replace(".", "::")
+
+    def walk(message, outer):
+        name = outer + message.name
+        yield namespace + "::" + name, name, message
+        for nested in message.nested_type:
+            yield from walk(nested, name + "_")
+
+    for message in file.message_type:
+        yield from walk(message, "")
+
+
+def members(name, short, message, inline):
+    """What each class must export; a member by its name, whatever its arguments."""
+    # What protoc defines inside the class body (New, descriptor ...) MinGW leaves to the consumer.
+    out_of_line = ["~" + short, short, "Clear", "ByteSizeLong", "_InternalParse", "_InternalSerialize",
+                   "MergeImpl", "CopyFrom", "IsInitialized", "InternalSwap", "GetMetadata",
+                   "GetClassData", "SharedCtor", "SharedDtor", "SetCachedSize", "_class_data_"]
+    yield from (f"{name}::{member}" for member in out_of_line)
+    yield f"vtable for {name}"
+    yield f"typeinfo for {name}"
+    if not inline:
+        return
+    for field in message.field:
+        accessor = field.name + "_" if field.name in KEYWORDS else field.name
+        yield f"{name}::{accessor}"
+        yield f"{name}::clear_{accessor}"
+        is_message = field.type == field.TYPE_MESSAGE
+        if field.label == field.LABEL_REPEATED:
+            yield f"{name}::{accessor}_size"
+            yield f"{name}::add_{accessor}"
+        elif is_message or field.proto3_optional:
+            yield f"{name}::has_{accessor}"
+        if is_message or field.type == field.TYPE_STRING:
+            yield f"{name}::mutable_{accessor}"
+        else:
+            yield f"{name}::set_{accessor}"
+
+
+def main(contracts, exports, inline):
+    with open(contracts, "rb") as file:
+        files = descriptor_pb2.FileDescriptorSet.FromString(file.read()).file
+    with open(exports, encoding="ascii") as file:
+        mangled = file.read().split()
+    demangled = subprocess.run(["c++filt"], input="\n".join(mangled), capture_output=True, text=True,
+                               check=True).stdout.splitlines()
+    # A member is compared by its name alone: what stands before its arguments and a return type.
+    exported = set()
+    for symbol in demangled:
+        name = re.sub(r"\(.*\)( const)?$", "", symbol.replace("[abi:cxx11]", ""))
+        exported.add(name)
+
+    required, ours = set(), []
+    for file in files:
+        if not file.name.startswith("ovix/"):
+            continue
+        required.add("descriptor_table_" + mangled_file(file.name))
+        required.add(f"TableStruct_{mangled_file(file.name)}::offsets")
+        namespace = file.package.replace(".", "::")
+        for name, short, message in classes(file):
+            required.update(members(name, short, message, inline))
+            required.add(f"{namespace}::_{short}_default_instance_")
+            required.add(f"{name}* google::protobuf::Arena::CreateMaybeMessage<{name}>")
+            ours.append(name)
+        for enum in file.enum_type:
+            required.update({f"{namespace}::{enum.name}_descriptor", f"{namespace}::{enum.name}_IsValid"})
+        required.update(f"{namespace}::{extension.name}" for extension in file.extension)
+    collection = "ovix::telemetry::contract::ContractsCollection"
+    ours.append(collection)
+    required.update(f"{collection}::{member}" for member in
+                    ["ContractsCollection", "~ContractsCollection", "HasNext", "Next", "Restart",
+                     "operator=", "_collection"])
+
+    missing = sorted(required - exported)
+    prefixes = {name + "::" for name in ours}
+    kinds = ("vtable for ", "typeinfo for ", "typeinfo name for ")
+
+    def is_ours(symbol):
+        if symbol in required:
+            return True
+        for kind in kinds:
+            if symbol.startswith(kind):
+                return symbol[len(kind):] in ours
+        # A member, with the return type of a template before it where it is one.
+        scope = symbol.split("<")[0].rsplit(" ", 1)[-1]
+        return scope[: scope.rfind("::") + 2] in prefixes
+
+    foreign = sorted(symbol for symbol in exported if not is_ours(symbol))
+    for name in missing[:20]:
+        print(f"exports_test: {name} is not exported", file=sys.stderr)
+    for name in foreign[:20]:
+        print(f"exports_test: {name} is exported and is not ours", file=sys.stderr)
+    print(f"exports_test: {len(mangled)} exports, {len(required)} required, "
+          f"{len(missing)} missing, {len(foreign)} foreign")
+    return 1 if missing or foreign or not required else 0
+
+
+sys.exit(main(sys.argv[1], sys.argv[2], "--inline" in sys.argv[3:]))

@@ -1,0 +1,43 @@
+# The tests that say something about the DLL alone. They run under Wine, which the toolchain file
+# names as the emulator.
+
+get_target_property(runtime protobuf::libprotobuf IMPORTED_LOCATION_RELEASE)
+cmake_path(GET runtime PARENT_PATH runtime_folder)
+execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=libstdc++-6.dll
+  OUTPUT_VARIABLE compiler_folder OUTPUT_STRIP_TRAILING_WHITESPACE)
+cmake_path(GET compiler_folder PARENT_PATH compiler_folder)
+set(dll_folders "$<TARGET_FILE_DIR:ovix-telemetry-data-contracts>" "${runtime_folder}"
+  "${compiler_folder}" /usr/x86_64-w64-mingw32/lib)
+set(wine_path "")
+foreach(folder IN LISTS dll_folders)
+  string(APPEND wine_path "Z:${folder}\\;")
+endforeach()
+set(wine_environment
+  "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
+set_tests_properties(library-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+
+add_executable(load-by-hand load_by_hand.cc)
+target_compile_features(load-by-hand PRIVATE cxx_std_20)
+# Linked with nothing of the library's, not even the compiler's runtime: what is loaded is the DLL's.
+target_link_options(load-by-hand PRIVATE -static)
+target_compile_options(load-by-hand PRIVATE -Wno-cast-function-type)
+target_link_libraries(load-by-hand PRIVATE ovix-warnings)
+add_dependencies(load-by-hand ovix-telemetry-data-contracts)
+add_test(NAME load-unload-load COMMAND load-by-hand)
+set_tests_properties(load-unload-load PROPERTIES
+  ENVIRONMENT "${wine_environment}" TIMEOUT 60 PASS_REGULAR_EXPRESSION "walked 324\r?\nwalked 324")
+# The runtime that stays has the schemas of the first load and ends the program at the second.
+add_test(NAME load-unload-load-with-the-runtime-kept COMMAND load-by-hand keep)
+set_tests_properties(load-unload-load-with-the-runtime-kept PROPERTIES
+  ENVIRONMENT "${wine_environment}" TIMEOUT 60
+  PASS_REGULAR_EXPRESSION "File already exists in database: ovix/telemetry/contract/")
+
+# The zip, unpacked elsewhere, with a consumer built against it.
+add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/zip_test.sh"
+  "${CMAKE_BINARY_DIR}" "${CMAKE_COMMAND}" "${CMAKE_TOOLCHAIN_FILE}" "${Protobuf_DIR}")
+set_tests_properties(zip PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+
+add_test(NAME dll COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/dll_test.sh"
+  "$<TARGET_FILE:ovix-telemetry-data-contracts>"
+  "$<TARGET_PROPERTY:ovix::telemetry-data-contracts,OVIX_DESCRIPTOR_SET>"
+  "${CMAKE_OBJDUMP}" "${CMAKE_NM}" "${CMAKE_STRIP}" "${PROJECT_VERSION}")
