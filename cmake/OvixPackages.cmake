@@ -14,15 +14,24 @@ endif()
 
 if(MINGW)
   set(licences "${CMAKE_INSTALL_DATADIR}/licenses")
-  # The compiler's runtime, from the compiler's own folders.
+  # The compiler's runtime, from the compiler's own folders, without the debug information that is most of
+  # it.
+  set(stripped "${CMAKE_BINARY_DIR}/compiler-runtime")
+  file(MAKE_DIRECTORY "${stripped}")
   foreach(library IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
     execute_process(COMMAND "${CMAKE_CXX_COMPILER}" "-print-file-name=${library}"
       OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
     if(NOT EXISTS "${path}")
       message(FATAL_ERROR "${library} was not found beside ${CMAKE_CXX_COMPILER}; reinstall the compiler's package (Debian: g++-mingw-w64-x86-64-posix)")
     endif()
-    install(FILES "${path}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    add_custom_command(OUTPUT "${stripped}/${library}"
+      COMMAND "${CMAKE_STRIP}" --strip-unneeded -o "${stripped}/${library}" "${path}"
+      DEPENDS "${path}"
+      VERBATIM)
+    list(APPEND compiler_runtime "${stripped}/${library}")
   endforeach()
+  add_custom_target(ovix-compiler-runtime ALL DEPENDS ${compiler_runtime})
+  install(FILES ${compiler_runtime} DESTINATION "${CMAKE_INSTALL_BINDIR}")
   install(FILES /usr/share/doc/g++-mingw-w64-x86-64-posix/copyright
     DESTINATION "${licences}" RENAME gcc-runtime.txt)
   install(FILES /usr/share/doc/mingw-w64-x86-64-dev/copyright

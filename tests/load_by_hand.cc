@@ -1,8 +1,7 @@
 // A Windows program that is not linked with the library: it loads the DLL by hand, walks it, frees
 // it and loads it again.
-//   load_by_hand         the runtime comes and goes with the library: prints the number of
-//   prototypes of
-//                        both walks
+//   load_by_hand         the runtime comes and goes with the library: fails unless both walks see
+//                        the same number of prototypes
 //   load_by_hand keep    the program holds on to the runtime in between
 #include <windows.h>
 
@@ -49,14 +48,18 @@ int main(int argc, char** argv) {
   WaitForSingleObject(started, INFINITE);  // a thread cannot start while another loads
   const bool keep_runtime = argc > 1 && std::strcmp(argv[1], "keep") == 0;
   if (keep_runtime && LoadLibraryA(kRuntime) == nullptr) return 2;
+  int walked = 0;
   for (int round = 0; round < 2; ++round) {
     const HMODULE library = LoadLibraryA(kLibrary);
     if (library == nullptr) {
       std::printf("load %d failed, error %lu\n", round + 1, GetLastError());
       return 1;
     }
-    std::printf("walked %d\n", Walk(library));
+    const int count = Walk(library);
+    std::printf("walked %d\n", count);
     std::fflush(stdout);
+    if (count <= 0 || (round == 1 && count != walked)) return 1;
+    walked = count;
     if (!FreeLibrary(library) || GetModuleHandleA(kLibrary) != nullptr) {
       std::printf("the library is still loaded\n");
       return 1;

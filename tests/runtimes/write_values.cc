@@ -1,7 +1,6 @@
 // Writes what the other runtimes are held against.
-//   write_values fill DIR     for every message two encodings (filled, and extreme values), each
-//   with a
-//                             label, as an outbox has them
+//   write_values fill DIR     for every message two encodings, filled and with extreme values, each
+//                             with a label, as an outbox has them
 //   write_values values DIR   beside each payload of an outbox its values, as protobuf's JSON
 #include <google/protobuf/struct.pb.h>
 #include <google/protobuf/util/json_util.h>
