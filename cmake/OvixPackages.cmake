@@ -1,5 +1,5 @@
 # What cpack makes: on Windows a zip that works wherever it is unpacked, with the runtime DLLs that the
-# library needs and their licences.
+# library needs and their licences; on Debian a package to run programs with and one to build them.
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
 set(CPACK_PACKAGE_VENDOR Ovix)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -39,6 +39,49 @@ if(MINGW)
   get_target_property(runtime protobuf::libprotobuf IMPORTED_LOCATION_RELEASE)
   install(FILES "${runtime}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
   install(FILES "${Protobuf_DIR}/../../../LICENSE" DESTINATION "${licences}" RENAME protobuf.txt)
+endif()
+
+if(UNIX)
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENTS_ALL runtime development)
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Ovix telemetry <telemetry@ovix.example>")
+  set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+  set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
+    "shared library of the telemetry agent's data contracts\n Every record and payload of the telemetry agent, as compiled C++ classes.\n This package holds what a program that uses them needs to run.")
+  set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+    "headers and schemas of the telemetry agent's data contracts\n Headers, schemas, the descriptor set of all contracts, and the packages of\n CMake and pkg-config: what is needed to build a program that uses them.")
+  set(runtime_package lib${PROJECT_NAME}${PROJECT_VERSION_MAJOR})
+  set(development_package lib${PROJECT_NAME}-dev)
+
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  # Debian's policy: a trigger for ldconfig, and the dependency that users of the library get.
+  file(WRITE "${CMAKE_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
+  file(WRITE "${CMAKE_BINARY_DIR}/debian/shlibs"
+    "lib${PROJECT_NAME} ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${PROJECT_VERSION})\n")
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+    "${CMAKE_BINARY_DIR}/debian/triggers" "${CMAKE_BINARY_DIR}/debian/shlibs")
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), libprotobuf-dev (>= 3.21), libprotobuf-dev (<< 3.22)")
+
+  # Debian's policy: each package says its licence and its changes.
+  file(WRITE "${CMAKE_BINARY_DIR}/debian/copyright"
+    "${PROJECT_NAME}\n\nCopyright 2026 Ovix. All rights reserved.\n")
+  file(WRITE "${CMAKE_BINARY_DIR}/debian/changelog"
+    "${PROJECT_NAME} (${PROJECT_VERSION}) stable; urgency=medium\n\n  * See CHANGELOG.md of the sources.\n\n -- ${CPACK_DEBIAN_PACKAGE_MAINTAINER}  Sat, 21 Nov 2026 00:00:00 +0000\n")
+  find_program(OVIX_GZIP gzip REQUIRED)
+  execute_process(COMMAND "${OVIX_GZIP}" -9nf "${CMAKE_BINARY_DIR}/debian/changelog"
+    COMMAND_ERROR_IS_FATAL ANY)
+  foreach(component IN ITEMS runtime development)
+    install(FILES "${CMAKE_BINARY_DIR}/debian/copyright" "${CMAKE_BINARY_DIR}/debian/changelog.gz"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${${component}_package}" COMPONENT ${component})
+  endforeach()
 endif()
 
 include(CPack)
