@@ -79,6 +79,8 @@ void WriteNotebook(const Folder& root) {
       {"sys/class/power_supply/BAT0/energy_full", "40000000\n"},
       {"sys/class/power_supply/BAT0/energy_now", "10000000\n"},
       {"sys/class/power_supply/BAT0/cycle_count", "123\n"},
+      {"sys/class/power_supply/BAT0/power_now", "9000000\n"},
+      {"sys/class/power_supply/BAT0/current_now", "-1500000\n"},
       {"sys/class/thermal/thermal_zone0/type", "x86_pkg_temp\n"},
       {"sys/class/thermal/thermal_zone0/temp", "45600\n"},
       {"sys/class/thermal/thermal_zone1/type", "acpitz\n"},
@@ -164,6 +166,7 @@ TEST(Collectors, ReadAMachineThatHasEverything) {
   EXPECT_EQ(log->full_energy_capacity(), 40000U);
   EXPECT_FLOAT_EQ(log->full_energy_capacity_perc(), 80);
   EXPECT_FLOAT_EQ(log->remaining_energy_capacity_perc(), 25);
+  EXPECT_EQ(log->eletric_current(), 1500U);
   EXPECT_TRUE(log->battery_status().discharging());
   const auto* sample =
       RowsOf<telemetry::contract::storage::device_performance::ThermalOVIXBiosSamples>(found).at(0);

@@ -185,7 +185,9 @@ void CollectBatteries(const Machine& machine, Collection& found) {
     log.set_remaining_energy_capacity(now);
     if (full != 0) log.set_remaining_energy_capacity_perc(100.0F * now / full);
     log.set_voltage(machine.Number(supply + "voltage_now") / 1000);
-    log.set_eletric_current(machine.Number(supply + (energy ? "power_now" : "current_now")) / 1000);
+    // Some drivers give a current that flows out a minus; the record has no sign.
+    const std::string current = machine.Line(supply + "current_now");
+    log.set_eletric_current(ToNumber(current.substr(current.starts_with("-") ? 1 : 0)) / 1000);
     log.set_temperature(machine.Number(supply + "temp") / 10);  // from tenths of a degree Celsius
     const std::string status = machine.Line(supply + "status");
     log.mutable_battery_status()->set_discharging(status == "Discharging");
