@@ -334,6 +334,9 @@ TEST(StoreState, IsReplacedByASnapshot) {
   EXPECT_EQ(Rows<profile::ApplicationEvents>(store).size(), 2U + 3U + 2U);
   const Table& log = Library().Get(profile::ApplicationEvents::descriptor());
   ExpectContains(ErrorOf([&] { store.Replace(log.record(), {}); }), {"Historical"});
+  const profile::HwBattery battery;
+  ExpectContains(ErrorOf([&] { store.Replace(profile::Application::descriptor(), {&battery}); }),
+                 {"device_profile.HwBattery", "no row of", "device_profile.Application"});
 }
 
 // The pairing follows names, so it is held against what the contracts mean by them.

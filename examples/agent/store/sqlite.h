@@ -46,12 +46,12 @@ class Statement {
   // Runs a statement that gives no rows.
   void Run();
 
-  int Type(
-      int column) const;  // SQLITE_INTEGER, SQLITE_FLOAT, SQLITE_TEXT, SQLITE_BLOB or SQLITE_NULL
+  // SQLITE_INTEGER, SQLITE_FLOAT, SQLITE_TEXT, SQLITE_BLOB or SQLITE_NULL.
+  int Type(int column) const;
   int64_t Integer(int column) const;
   double Real(int column) const;
-  std::string_view Bytes(
-      int column) const;  // of a text or blob; valid until the next Step or Start
+  // Of a text or blob; valid until the next Step or Start.
+  std::string_view Bytes(int column) const;
 
  private:
   struct Finalize {

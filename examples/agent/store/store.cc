@@ -33,6 +33,15 @@ std::string Joined(const Columns& columns, const std::string& separator, const T
 std::string QuotedName(const Column& column) { return Quoted(column.name()); }
 std::string EqualsParameter(const Column& column) { return Quoted(column.name()) + " = ?"; }
 
+void CheckKeepable(const Message& record) {
+  const std::string unkeepable = FindUnkeepable(record);
+  if (!unkeepable.empty()) {
+    throw StoreError(unkeepable +
+                     ": holds text that is not UTF-8 or fields that its schema does not know; "
+                     "nothing was stored");
+  }
+}
+
 void SetString(Message& message, const char* field, const std::string& text) {
   message.GetReflection()->SetString(&message, message.GetDescriptor()->FindFieldByName(field),
                                      text);
@@ -127,9 +136,10 @@ std::unique_ptr<Message> Store::Database::ReadRow(const Place& place, const Stat
                std::string(row.Bytes(static_cast<int>(i)));
       }
     }
-    if (key.empty())
-      key =
-          ", _rowid_=" + std::to_string(row.Integer(static_cast<int>(place.table.columns.size())));
+    if (key.empty()) {
+      const int row_id = static_cast<int>(place.table.columns.size());
+      key = ", _rowid_=" + std::to_string(row.Integer(row_id));
+    }
     throw StoreError(file.string() + ": database " + place.table.database + ", table " +
                      place.table.name + key + ": " + error.what() + "; mend or delete the row");
   }
@@ -222,12 +232,27 @@ Store::Place& Store::Prepare(Database& database, const Table& table) {
   if (!database.MissingDefinitions(table).empty()) {
     Transaction transaction(database.connection);
     // Asked again under the lock: another program may have been first.
-    for (const std::string& sql : database.MissingDefinitions(table))
+    for (const std::string& sql : database.MissingDefinitions(table)) {
       database.connection.Execute(sql);
+    }
     transaction.Commit();
   }
   return database.places.try_emplace(&table, table, database.SchemaOf(table.database))
       .first->second;
+}
+
+Store::Place& Store::PrepareToWrite(Database& database, const Table& table) {
+  if (const Table* log = catalogue_.ChangeLog(table)) Prepare(database, *log);
+  return Prepare(database, table);
+}
+
+const Table& Store::GetState(const Descriptor* record) const {
+  const Table& table = catalogue_.Get(record);
+  if (!table.state) {
+    throw StoreError(record->full_name() +
+                     ": is a \"Historical\" table; its rows are only appended");
+  }
+  return table;
 }
 
 Changes Store::Write(Database& database, const std::function<void(Changes&)>& write) {
@@ -251,12 +276,7 @@ Changes Store::Put(const std::vector<const Message*>& records) {
   std::vector<std::pair<std::string, std::vector<const Message*>>> by_database;
   for (const Message* record : records) {
     const Table& table = catalogue_.Get(record->GetDescriptor());
-    const std::string unkeepable = FindUnkeepable(*record);
-    if (!unkeepable.empty()) {
-      throw StoreError(unkeepable +
-                       ": holds text that is not UTF-8 or fields that its schema does not know; "
-                       "nothing was stored");
-    }
+    CheckKeepable(*record);
     auto group = std::find_if(by_database.begin(), by_database.end(),
                               [&](const auto& g) { return g.first == table.database; });
     if (group == by_database.end()) group = by_database.insert(group, {table.database, {}});
@@ -267,9 +287,7 @@ Changes Store::Put(const std::vector<const Message*>& records) {
   for (const auto& [name, group] : by_database) {
     Database& database = Open(name);
     for (const Message* record : group) {
-      const Table& table = catalogue_.Get(record->GetDescriptor());
-      Prepare(database, table);
-      if (const Table* log = catalogue_.ChangeLog(table)) Prepare(database, *log);
+      PrepareToWrite(database, catalogue_.Get(record->GetDescriptor()));
     }
     all += Write(database, [&](Changes& changes) {
       for (const Message* record : group) {
@@ -350,22 +368,16 @@ void Store::RecordChange(Database& database, const Table& state, const Message* 
 }
 
 Changes Store::Replace(const Descriptor* record, const std::vector<const Message*>& rows) {
-  const Table& table = catalogue_.Get(record);
-  if (!table.state) {
-    throw StoreError(record->full_name() +
-                     ": is a \"Historical\" table; its rows are only appended");
-  }
+  const Table& table = GetState(record);
   for (const Message* row : rows) {
-    const std::string unkeepable =
-        row->GetDescriptor() == record ? FindUnkeepable(*row) : row->GetDescriptor()->full_name();
-    if (!unkeepable.empty()) {
-      throw StoreError(unkeepable + ": is not a row of " + record->full_name() +
-                       ", or holds text that is not UTF-8 or unknown fields; nothing was stored");
+    if (row->GetDescriptor() != record) {
+      throw StoreError(row->GetDescriptor()->full_name() + ": is no row of " + record->full_name() +
+                       "; nothing was stored");
     }
+    CheckKeepable(*row);
   }
   Database& database = Open(table.database);
-  Place& place = Prepare(database, table);
-  if (const Table* log = catalogue_.ChangeLog(table)) Prepare(database, *log);
+  Place& place = PrepareToWrite(database, table);
   const auto key_of = [&](const Message& row) {
     std::unique_ptr<Message> key(row.New());
     key->CopyFrom(row);
@@ -390,15 +402,10 @@ Changes Store::Replace(const Descriptor* record, const std::vector<const Message
 }
 
 bool Store::Erase(const Message& record) {
-  const Table& table = catalogue_.Get(record.GetDescriptor());
-  if (!table.state) {
-    throw StoreError(record.GetDescriptor()->full_name() +
-                     ": is a \"Historical\" table; its rows are only appended");
-  }
+  const Table& table = GetState(record.GetDescriptor());
   Database* database = OpenIfThere(table.database);
   if (database == nullptr) return false;
-  Place& place = Prepare(*database, table);
-  if (const Table* log = catalogue_.ChangeLog(table)) Prepare(*database, *log);
+  Place& place = PrepareToWrite(*database, table);
   bool erased = false;
   Write(*database, [&](Changes&) { erased = Delete(*database, place, record); });
   return erased;
@@ -429,8 +436,7 @@ Changes Store::Trim() {
   for (const Table& table : catalogue_.tables()) {
     Database* database = OpenIfThere(table.database);
     if (database == nullptr || !database->HasTable(table)) continue;
-    Place& place = Prepare(*database, table);
-    if (const Table* log = catalogue_.ChangeLog(table)) Prepare(*database, *log);
+    Place& place = PrepareToWrite(*database, table);
     all += Write(*database, [&](Changes&) { database->Touch(place); });
   }
   return all;

@@ -100,6 +100,10 @@ class Store {
   Database* OpenIfThere(const std::string& name);
   // Creates or extends the table where that is needed, and knows its statements.
   Place& Prepare(Database& database, const Table& table);
+  // The same for a table and its change log.
+  Place& PrepareToWrite(Database& database, const Table& table);
+  // The table of a "State" record; throws for any other.
+  const Table& GetState(const google::protobuf::Descriptor* record) const;
   // Runs `write` in one transaction and then keeps the limits of what it touched.
   Changes Write(Database& database, const std::function<void(Changes&)>& write);
 
