@@ -10,8 +10,10 @@
 
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
 #include "store/store.h"
 #include "support/folder.h"
+#include "uploader/outbox.h"
 
 namespace ovix::tests {
 namespace {
@@ -133,6 +135,39 @@ TEST(StoreDurability, LeavesTheDatabasesAsTheyWereWhenTheDiskIsFull) {
   EXPECT_NE(std::string(said).find("no space is left"), std::string::npos) << said;
   EXPECT_EQ(folder.Contents(), before);
   EXPECT_EQ(Store(folder.path(), catalogue).Put(Application(1)).inserted, 1);
+}
+
+TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {
+  const Folder folder;
+  // Files can grow to 1000 bytes: the small payloads go out, the large one does not.
+  const pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {1000, 1000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    int refused = 0;
+    agent::Outbox outbox(folder / "outbox", std::chrono::system_clock::now());
+    for (const size_t size : {10, 5000, 20}) {
+      telemetry::contract::upload::device_profile::IdentityAsCDM payload;
+      payload.set_device_unique_id(std::string(size, 'x'));
+      try {
+        outbox.Write(payload);
+      } catch (const std::runtime_error& error) {
+        refused += std::string(error.what()).find("cannot be written (File too large)") !=
+                   std::string::npos;
+      }
+    }
+    _exit(refused);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 1) << "the one large payload is refused, and says why";
+  std::set<std::string> extensions;
+  for (const auto& [name, content] : folder.Contents()) {
+    extensions.insert(std::filesystem::path(name).extension().string());
+  }
+  EXPECT_EQ(extensions, (std::set<std::string>{".binpb", ".json"}));
+  EXPECT_EQ(folder.Contents().size(), 4U);
 }
 
 }  // namespace
