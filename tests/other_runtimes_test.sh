@@ -2,9 +2,10 @@
 # Two other protobuf runtimes read the shipped descriptor set, an outbox that the agent has filled with
 # this machine's payloads, and two encodings of every message: they must find the same options and
 # values, and encode to the same bytes.
-# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES
+# Then random messages and spoilt bytes: what is accepted, and as what.
+# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES WRITE_CASES [CASES]
 set -euo pipefail
-contracts=$1 agent=$2 write_values=$3
+contracts=$1 agent=$2 write_values=$3 write_cases=$4 cases=${5:-20000}
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -28,6 +29,21 @@ for reader in "/usr/bin/python3 $here/runtimes/read_payloads.py" "node $here/run
   # shellcheck disable=SC2086 # program and script
   if $reader "$contracts" "$work/outbox" >/dev/null 2>&1; then
     echo "other_runtimes_test: $reader did not notice a spoilt payload" >&2
+    exit 1
+  fi
+done
+
+"$write_cases" "$cases" 1 >"$work/cases"
+/usr/bin/python3 "$here/runtimes/read_cases.py" "$contracts" "$work/cases" 2>"$work/said" || { grep ^python "$work/said"; exit 1; }
+PROTOCOL_BUFFERS_PYTHON_IMPLEMENTATION=python \
+  /usr/bin/python3 "$here/runtimes/read_cases.py" "$contracts" "$work/cases"
+node "$here/runtimes/read_cases.mjs" "$contracts" "$work/cases"
+# The readers' own check: one accepted case that is said to be refused.
+awk -F'\t' -v OFS='\t' '$4 == 1 && $3 == "" { print $1, $2, $3, 0; exit }' "$work/cases" >"$work/false-case"
+for reader in "/usr/bin/python3 $here/runtimes/read_cases.py" "node $here/runtimes/read_cases.mjs"; do
+  # shellcheck disable=SC2086 # program and script
+  if $reader "$contracts" "$work/false-case" >/dev/null 2>&1; then
+    echo "other_runtimes_test: $reader did not notice a false case" >&2
     exit 1
   fi
 done

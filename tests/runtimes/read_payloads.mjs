@@ -5,11 +5,11 @@
 import { createHash } from "node:crypto";
 import { readFileSync, readdirSync } from "node:fs";
 import { join } from "node:path";
-import { createFileRegistry, fromBinary, getOption, hasOption, toBinary, toJson } from "@bufbuild/protobuf";
-import { FileDescriptorSetSchema } from "@bufbuild/protobuf/wkt";
+import { fromBinary, getOption, hasOption, toBinary, toJson } from "@bufbuild/protobuf";
+import { readContracts, same } from "./contracts.mjs";
 
 const [contractsPath, ...folders] = process.argv.slice(2);
-const registry = createFileRegistry(fromBinary(FileDescriptorSetSchema, readFileSync(contractsPath)));
+const registry = readContracts(contractsPath);
 const cdm = registry.getExtension("ovix.telemetry.contract.upload.cdm");
 const persistance = registry.getExtension("ovix.telemetry.contract.storage.persistance");
 
@@ -23,21 +23,6 @@ function optionsOf(message) {
     type: storage?.type ?? "",
     database: storage?.database?.name ?? "",
   };
-}
-
-// Equal values of two JSON trees; a float may have been printed with more digits.
-function same(ours, theirs) {
-  if (typeof ours === "number" && typeof theirs === "number") {
-    return ours === theirs || Math.fround(ours) === Math.fround(theirs);
-  }
-  if (Array.isArray(ours) && Array.isArray(theirs)) {
-    return ours.length === theirs.length && ours.every((value, i) => same(value, theirs[i]));
-  }
-  if (ours !== null && theirs !== null && typeof ours === "object" && typeof theirs === "object") {
-    const keys = Object.keys(ours);
-    return keys.length === Object.keys(theirs).length && keys.every((key) => same(ours[key], theirs[key]));
-  }
-  return ours === theirs;
 }
 
 function check(folder, label) {

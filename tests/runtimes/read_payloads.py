@@ -7,54 +7,25 @@ import glob
 import hashlib
 import json
 import os
-import struct
 import sys
 
-from google.protobuf import descriptor_pb2, descriptor_pool, json_format, message_factory
+from contracts import Contracts, read, same
 
 
-def read(path):
-    with open(path, "rb") as file:
-        return file.read()
-
-
-def same(ours, theirs):
-    """Equal values of two JSON trees; a float may have been printed with more digits."""
-    if isinstance(ours, dict) and isinstance(theirs, dict):
-        return ours.keys() == theirs.keys() and all(same(ours[k], theirs[k]) for k in ours)
-    if isinstance(ours, list) and isinstance(theirs, list):
-        return len(ours) == len(theirs) and all(map(same, ours, theirs))
-    if isinstance(ours, (int, float)) and isinstance(theirs, (int, float)) and ours != theirs:
-        return struct.pack("f", ours) == struct.pack("f", theirs)
-    return ours == theirs
-
-
-class Contracts:
-    def __init__(self, path):
-        files = descriptor_pb2.FileDescriptorSet.FromString(read(path)).file
-        self.pool = descriptor_pool.DescriptorPool()
-        for file in files:
-            self.pool.Add(file)
-        self.factory = message_factory.MessageFactory(self.pool)
-        self.factory.GetMessages([file.name for file in files])
-
-    def new(self, name):
-        return self.factory.GetPrototype(self.pool.FindMessageTypeByName(name))()
-
-    def options(self, name):
-        """The options gun, version, type and database, empty where the schema sets none."""
-        # The runtime's own class of options does not know our extensions; the pool's does.
-        raw = self.pool.FindMessageTypeByName(name).GetOptions().SerializeToString()
-        options = self.new("google.protobuf.MessageOptions")
-        options.ParseFromString(raw)
-        found = {field.name: value for field, value in options.ListFields()}
-        cdm, persistance = found.get("cdm"), found.get("persistance")
-        return {
-            "gun": cdm.gun if cdm else "",
-            "version": cdm.version if cdm else "",
-            "type": persistance.type if persistance else "",
-            "database": persistance.database.name if persistance else "",
-        }
+def options_of(contracts, name):
+    """The options gun, version, type and database, empty where the schema sets none."""
+    # The runtime's own class of options does not know our extensions; the pool's does.
+    raw = contracts.descriptor(name).GetOptions().SerializeToString()
+    options = contracts.new("google.protobuf.MessageOptions")
+    options.ParseFromString(raw)
+    found = {field.name: value for field, value in options.ListFields()}
+    cdm, persistance = found.get("cdm"), found.get("persistance")
+    return {
+        "gun": cdm.gun if cdm else "",
+        "version": cdm.version if cdm else "",
+        "type": persistance.type if persistance else "",
+        "database": persistance.database.name if persistance else "",
+    }
 
 
 def check(contracts, folder, label):
@@ -65,7 +36,7 @@ def check(contracts, folder, label):
         return "the hash is not the label's"
     if label.get("bytes", len(data)) != len(data):
         return "the size is not the label's"
-    options = contracts.options(name)
+    options = options_of(contracts, name)
     for option in options.keys() & label.keys():
         if options[option] != label[option]:
             return f"option {option} is {options[option]!r}, the label has {label[option]!r}"
@@ -73,9 +44,7 @@ def check(contracts, folder, label):
     message.ParseFromString(data)
     if message.SerializeToString() != data:
         return "encodes to other bytes"
-    values = json_format.MessageToDict(
-        message, preserving_proto_field_name=True, descriptor_pool=contracts.pool
-    )
+    values = contracts.values(message)
     if not same(values, json.loads(read(payload + ".values"))):
         return f"has other values: {values}"
     return None

@@ -1,0 +1,282 @@
+// Writes random messages and mutated bytes with what this library makes of them, for other runtimes
+// to be held against. A line a case: message, bytes (hexadecimal), oddities, 1 where they parse,
+// and then what they are encoded to and their values as protobuf's JSON.
+//
+// Oddities are what runtimes treat each in their own way:
+//   e  a field of a sub-message, or a number of a packed list, runs beyond its end (here: refused)
+//   g  a tag is zero or ends a group that has not begun (here: refused)
+//   l  a length is longer than it need be or has more than 31 bits (here: refused beyond five
+//   bytes) n  a number is NaN (here: its bits are kept) t  a tag is longer than it need be or has
+//   more than 32 bits (here: refused beyond five bytes, and
+//      of five the high bits are dropped)
+//   v  an unknown field's varint is longer than it need be or has more than 64 bits (here: written
+//   as
+//      short as can be)
+//   w  a field of the schema comes with another wire type (here: kept as an unknown field)
+//   z  a number is a negative zero (here: kept)
+//
+//   write_cases COUNT SEED
+#include <google/protobuf/stubs/logging.h>
+#include <google/protobuf/unknown_field_set.h>
+#include <google/protobuf/util/json_util.h>
+#include <google/protobuf/wire_format.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <random>
+
+#include "support/contracts.h"
+
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::internal::WireFormat;
+using google::protobuf::internal::WireFormatLite;
+using google::protobuf::io::CodedInputStream;
+using google::protobuf::io::CodedOutputStream;
+
+std::mt19937_64 engine;
+
+uint64_t Below(uint64_t end) { return std::uniform_int_distribution<uint64_t>(0, end - 1)(engine); }
+bool OneIn(uint64_t chances) { return Below(chances) == 0; }
+
+// Numbers of every length, the extremes often.
+uint64_t Number() {
+  const uint64_t edges[] = {
+      0, 1, 127, 128, 0x7fffffff, 0x80000000, 0xffffffff, ~uint64_t{0}, uint64_t{1} << 63};
+  return OneIn(3) ? edges[Below(std::size(edges))] : engine() >> Below(64);
+}
+
+double Real() {
+  const double edges[] = {0.0,
+                          -0.0,
+                          0.1,
+                          1e300,
+                          -1e-300,
+                          std::numeric_limits<double>::infinity(),
+                          -std::numeric_limits<double>::infinity(),
+                          std::numeric_limits<double>::quiet_NaN()};
+  return OneIn(2) ? edges[Below(std::size(edges))] : std::ldexp(static_cast<double>(engine()), -60);
+}
+
+std::string Text() {
+  const char* pieces[] = {"a",        "Zz 09",        "\t\n",         "\"\\/",
+                          "\xC3\xA9", "\xE2\x82\xAC", "\xEF\xBF\xBD", "\xF0\x9F\x98\x80",
+                          "\x7f"};
+  std::string text;
+  for (uint64_t left = Below(12); left > 0; --left) text += pieces[Below(std::size(pieces))];
+  if (OneIn(8)) text += '\0';
+  return text;
+}
+
+void Set(Message* message, const FieldDescriptor* field);
+
+void Fill(Message* message, uint64_t one_in) {
+  const auto* descriptor = message->GetDescriptor();
+  for (int i = 0; i < descriptor->field_count(); ++i) {
+    const FieldDescriptor* field = descriptor->field(i);
+    if (!OneIn(one_in)) continue;
+    for (uint64_t left = field->is_repeated() ? Below(4) : 1; left > 0; --left) Set(message, field);
+  }
+  if (OneIn(6)) {
+    auto* unknown = message->GetReflection()->MutableUnknownFields(message);
+    unknown->AddVarint(static_cast<int>(1000 + Below(1000)), Number());
+    unknown->AddLengthDelimited(2000, Text());
+  }
+}
+
+void Set(Message* message, const FieldDescriptor* field) {
+  const auto* reflection = message->GetReflection();
+  const bool add = field->is_repeated();
+  switch (field->cpp_type()) {
+#define OVIX_CASE(TYPE, METHOD, VALUE)                          \
+  case FieldDescriptor::CPPTYPE_##TYPE:                         \
+    return add ? reflection->Add##METHOD(message, field, VALUE) \
+               : reflection->Set##METHOD(message, field, VALUE)
+    OVIX_CASE(INT32, Int32, static_cast<int32_t>(Number()));
+    OVIX_CASE(INT64, Int64, static_cast<int64_t>(Number()));
+    OVIX_CASE(UINT32, UInt32, static_cast<uint32_t>(Number()));
+    OVIX_CASE(UINT64, UInt64, Number());
+    OVIX_CASE(FLOAT, Float, static_cast<float>(Real()));
+    OVIX_CASE(DOUBLE, Double, Real());
+    OVIX_CASE(BOOL, Bool, OneIn(2));
+    OVIX_CASE(ENUM, EnumValue, static_cast<int>(OneIn(4) ? Number() : Below(4)));
+    OVIX_CASE(STRING, String, Text());
+#undef OVIX_CASE
+    case FieldDescriptor::CPPTYPE_MESSAGE:
+      return Fill(
+          add ? reflection->AddMessage(message, field) : reflection->MutableMessage(message, field),
+          2);
+  }
+}
+
+// A few bytes changed, gone, come in, or repeated.
+void Mutate(std::string& bytes) {
+  for (uint64_t left = 1 + Below(3); left > 0; --left) {
+    const size_t place = Below(bytes.size() + 1);
+    switch (Below(6)) {
+      case 0:
+        if (place < bytes.size()) bytes[place] = static_cast<char>(bytes[place] ^ (1 << Below(8)));
+        break;
+      case 1:
+        bytes.insert(place, 1, static_cast<char>(engine()));
+        break;
+      case 2:
+        bytes.erase(place, 1 + Below(4));
+        break;
+      case 3:
+        bytes.resize(place);
+        break;
+      case 4:
+        bytes.insert(place, bytes.substr(Below(bytes.size() + 1), Below(12)));
+        break;
+      case 5:
+        bytes.insert(place, ovix::tests::Varint(Number()));
+        break;
+    }
+  }
+}
+
+// Reads a varint; adds `oddity` where it is not written as this library would.
+bool ReadVarint(CodedInputStream& input, uint64_t* value, char oddity, std::string& oddities) {
+  const int begin = input.CurrentPosition();
+  const void* bytes = nullptr;
+  int available = 0;
+  input.GetDirectBufferPointer(&bytes, &available);
+  if (!input.ReadVarint64(value)) {
+    if (available >= 10) oddities += oddity;
+    return false;
+  }
+  const size_t size = static_cast<size_t>(input.CurrentPosition() - begin);
+  if (ovix::tests::Varint(*value) != std::string(static_cast<const char*>(bytes), size)) {
+    oddities += oddity;
+  }
+  return true;
+}
+
+// Skips an unknown number or group; adds 'v' where it is not written as this library would.
+bool SkipUnknown(uint32_t tag, CodedInputStream& input, std::string& oddities) {
+  const int begin = input.CurrentPosition();
+  const void* bytes = nullptr;
+  int available = 0;
+  input.GetDirectBufferPointer(&bytes, &available);
+  const bool skipped = WireFormatLite::SkipField(&input, tag);
+  const size_t size = static_cast<size_t>(input.CurrentPosition() - begin);
+  const std::string field =
+      ovix::tests::Varint(tag) + std::string(static_cast<const char*>(bytes), size);
+  google::protobuf::UnknownFieldSet fields;
+  std::string written;
+  if (!skipped) {
+    if (available >= 10) oddities += 'v';
+    return false;
+  }
+  if (!fields.ParseFromString(field) || !fields.SerializeToString(&written) || written != field) {
+    oddities += 'v';
+  }
+  return true;
+}
+
+// Skips the numbers of a packed list; false where the last is not whole.
+bool SkipElements(WireFormatLite::WireType wire_type, CodedInputStream& input) {
+  const uint32_t tag = WireFormatLite::MakeTag(1, wire_type);
+  while (input.BytesUntilLimit() > 0) {
+    if (!WireFormatLite::SkipField(&input, tag)) return false;
+  }
+  return true;
+}
+
+// Looks for oddities in the fields of a message, up to the first byte that is no field; false where
+// there is such.
+bool FindOddities(const Descriptor* descriptor, CodedInputStream& input, std::string& oddities) {
+  while (input.BytesUntilLimit() > 0) {
+    uint64_t tag = 0;
+    if (!ReadVarint(input, &tag, 't', oddities)) return false;
+    if (tag > std::numeric_limits<uint32_t>::max()) oddities += 't';
+    if ((tag & 0xffffffff) == 0 || (tag & 7) == WireFormatLite::WIRETYPE_END_GROUP) {
+      oddities += 'g';
+      return false;
+    }
+    const FieldDescriptor* field =
+        descriptor->FindFieldByNumber(static_cast<int>((tag & 0xffffffff) >> 3));
+    const auto wire_type = static_cast<WireFormatLite::WireType>(tag & 7);
+    const bool length_delimited = wire_type == WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
+    auto expected = wire_type;
+    if (field != nullptr) expected = WireFormat::WireTypeForFieldType(field->type());
+    const bool packed = length_delimited && field != nullptr && field->is_packable();
+    const bool mismatch = wire_type != expected && !packed;
+    if (mismatch) oddities += 'w';
+    if ((field == nullptr || mismatch) && !length_delimited) {
+      if (!SkipUnknown(static_cast<uint32_t>(tag), input, oddities)) return false;
+      continue;
+    }
+    if (length_delimited) {
+      uint64_t length = 0;
+      if (!ReadVarint(input, &length, 'l', oddities)) return false;
+      if (length > std::numeric_limits<int32_t>::max()) oddities += 'l';
+      if (length > static_cast<uint64_t>(input.BytesUntilLimit())) return false;
+      const auto limit = input.PushLimit(static_cast<int>(length));
+      const bool nested = field != nullptr && field->message_type() != nullptr;
+      const bool whole = nested   ? FindOddities(field->message_type(), input, oddities)
+                         : packed ? SkipElements(expected, input)
+                                  : true;
+      if (!whole) oddities += 'e';
+      input.Skip(input.BytesUntilLimit());
+      input.PopLimit(limit);
+      continue;
+    }
+    if (!WireFormatLite::SkipField(&input, static_cast<uint32_t>(tag))) return false;
+  }
+  return true;
+}
+
+std::string Hexadecimal(const std::string& bytes) {
+  std::string text;
+  for (unsigned char byte : bytes) {
+    text += "0123456789abcdef"[byte >> 4];
+    text += "0123456789abcdef"[byte & 15];
+  }
+  return text;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::cerr << "usage: write_cases COUNT SEED\n";
+    return 2;
+  }
+  engine.seed(std::strtoull(argv[2], nullptr, 10));
+  // What the runtime reports of bad bytes is not what is tested.
+  google::protobuf::SetLogHandler(nullptr);
+  google::protobuf::util::JsonPrintOptions options;
+  options.preserve_proto_field_names = true;
+  const auto prototypes = ovix::tests::AllPrototypes();
+  for (long left = std::atol(argv[1]); left > 0; --left) {
+    const Message* prototype = prototypes[Below(prototypes.size())];
+    const std::unique_ptr<Message> message(prototype->New());
+    Fill(message.get(), 1 + Below(6));
+    std::string bytes = message->SerializeAsString();
+    if (!OneIn(3)) Mutate(bytes);
+    const bool parsed = message->ParseFromString(bytes);
+    std::string json;
+    if (!google::protobuf::util::MessageToJsonString(*message, &json, options).ok()) return 1;
+    std::string oddities = json.find("\"NaN\"") == std::string::npos ? "" : "n";
+    if (json.find("-0") != std::string::npos) oddities += 'z';
+    CodedInputStream input(reinterpret_cast<const uint8_t*>(bytes.data()),
+                           static_cast<int>(bytes.size()));
+    input.PushLimit(static_cast<int>(bytes.size()));
+    FindOddities(prototype->GetDescriptor(), input, oddities);
+    std::cout << prototype->GetTypeName() << '\t' << Hexadecimal(bytes) << '\t' << oddities << '\t'
+              << parsed;
+    if (parsed) {
+      std::cout << '\t' << Hexadecimal(message->SerializeAsString()) << '\t' << json;
+    }
+    std::cout << '\n';
+  }
+  return std::cout.flush() ? 0 : 1;
+}
