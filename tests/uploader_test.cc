@@ -7,6 +7,7 @@
 #include <limits>
 #include <set>
 
+#include "contracts.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -21,7 +22,6 @@
 #include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "store/time.h"
-#include "support/comments.h"
 #include "support/contracts.h"
 #include "support/folder.h"
 #include "uploader/convert.h"
@@ -97,7 +97,7 @@ class LineageCheck {
 
   void Check(const Message& message) {
     std::vector<const Message*> records;
-    for (const Source& source : Sources(comments_.Of(message.GetDescriptor()))) {
+    for (const tool::Source& source : Contracts().CommentOf(message.GetDescriptor()).sources) {
       const auto row = rows_.find(source.name);
       if (row != rows_.end()) records.push_back(row->second);
     }
@@ -123,7 +123,7 @@ class LineageCheck {
   void CheckField(const Message& message, const FieldDescriptor* field,
                   const std::vector<const Message*>& records) {
     std::string name = field->name();
-    for (const Source& source : Sources(comments_.Of(field))) {
+    for (const tool::Source& source : Contracts().CommentOf(field).sources) {
       const bool direct =
           source.words.starts_with("renamed.") || source.words.starts_with("retyped");
       if (!direct) return;  // computed, or from no record
@@ -142,7 +142,8 @@ class LineageCheck {
     }
   }
 
-  const Comments comments_{DescriptorSet()};
+  static const tool::Contracts& Contracts() { return tool::Contracts::Installed(); }
+
   const std::map<std::string, const Message*>& rows_;
   int checked_ = 0;
 };
