@@ -155,11 +155,11 @@ TEST(Payloads, CarryWhatTheirLineageSays) {
   std::map<std::string, const Message*> rows;
   for (const agent::Table& table : Library().tables()) {
     if (table.is_change_log()) continue;
-    Message* row = owned.emplace_back(table.prototype->New()).get();
+    Message* row = owned.emplace_back(agent::NewRow(table)).get();
     FillAll(row, 1);
     row->GetReflection()->SetString(row, table.time, agent::TimeText(kNow));
     store.Put(*row);
-    rows[table.record()->full_name()] = row;
+    rows[table.record->full_name()] = row;
   }
   const Built built = agent::BuildPayloads(store, Library(), kNow);
   EXPECT_TRUE(built.problems.empty()) << built.problems[0];
