@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "contracts.h"
+#include "tool/contracts.h"
 
 namespace ovix::tests {
 namespace {

@@ -7,7 +7,6 @@
 #include <limits>
 #include <set>
 
-#include "contracts.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -24,6 +23,7 @@
 #include "store/time.h"
 #include "support/contracts.h"
 #include "support/folder.h"
+#include "tool/contracts.h"
 #include "uploader/convert.h"
 #include "uploader/outbox.h"
 #include "uploader/payloads.h"

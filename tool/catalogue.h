@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "contracts.h"
+#include "tool/contracts.h"
 
 namespace ovix::tool {
 

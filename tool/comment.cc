@@ -1,4 +1,4 @@
-#include "comment.h"
+#include "tool/comment.h"
 
 #include <algorithm>
 

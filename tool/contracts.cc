@@ -1,4 +1,4 @@
-#include "contracts.h"
+#include "tool/contracts.h"
 
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/io/coded_stream.h>
@@ -9,10 +9,10 @@
 #include <set>
 #include <tuple>
 
-#include "embedded.h"
-#include "error.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "tool/embedded.h"
+#include "tool/error.h"
 
 namespace ovix::tool {
 namespace {
@@ -386,31 +386,50 @@ std::vector<Origin> Contracts::OriginsOf(const FieldDescriptor* field) const {
 const std::vector<Feed>& Contracts::feeds() const {
   if (has_feeds_) return feeds_;
   has_feeds_ = true;
+  feeds_ = FindFeeds({files_.begin(), files_.end()});
+  return feeds_;
+}
+
+std::vector<Feed> Contracts::FeedsOf(const Descriptor* record) const {
+  std::set<const FileDescriptor*> files;
+  for (const Descriptor* part : messages()) {
+    const auto tables = HoldersOf(part, Kind::kTable);
+    if (std::find(tables.begin(), tables.end(), record) == tables.end()) continue;
+    const std::string line = "Source: " + part->full_name();
+    for (const FileDescriptor* file : files_) {
+      if (encoded_.at(file->name()).find(line) != std::string_view::npos) files.insert(file);
+    }
+  }
+  std::vector<Feed> feeds = FindFeeds(files);
+  std::erase_if(feeds, [&](const Feed& feed) { return feed.record != record; });
+  return feeds;
+}
+
+std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& files) const {
+  std::vector<Feed> feeds;
   std::map<const Descriptor*, int> order;
-  for (const Descriptor* message : messages())
-    order.emplace(message, static_cast<int>(order.size()));
   for (const Descriptor* message : messages()) {
+    order.emplace(message, static_cast<int>(order.size()));
     const Kind kind = KindOf(message);
-    if (kind != Kind::kPayload && kind != Kind::kPart) continue;
+    if (!files.contains(message->file()) || (kind != Kind::kPayload && kind != Kind::kPart))
+      continue;
     const auto payloads = HoldersOf(message, Kind::kPayload);
     if (payloads.empty()) continue;
     for (const Descriptor* source : SourcesOf(message)) {
       for (const Descriptor* table : HoldersOf(source, Kind::kTable)) {
-        for (const Descriptor* payload : payloads) feeds_.push_back({table, payload, message});
+        for (const Descriptor* payload : payloads) feeds.push_back({table, payload, message});
       }
     }
   }
-  std::sort(feeds_.begin(), feeds_.end(), [&](const Feed& a, const Feed& b) {
-    return std::tuple(order[a.record], order[a.payload], order[a.message]) <
-           std::tuple(order[b.record], order[b.payload], order[b.message]);
-  });
-  feeds_.erase(std::unique(feeds_.begin(), feeds_.end(),
-                           [](const Feed& a, const Feed& b) {
-                             return a.record == b.record && a.payload == b.payload &&
-                                    a.message == b.message;
-                           }),
-               feeds_.end());
-  return feeds_;
+  const auto place = [&](const Feed& feed) {
+    return std::tuple(order[feed.record], order[feed.payload], order[feed.message]);
+  };
+  std::sort(feeds.begin(), feeds.end(),
+            [&](const Feed& a, const Feed& b) { return place(a) < place(b); });
+  feeds.erase(std::unique(feeds.begin(), feeds.end(),
+                          [&](const Feed& a, const Feed& b) { return place(a) == place(b); }),
+              feeds.end());
+  return feeds;
 }
 
 const FieldDescriptor* FindSourceField(const std::vector<const Descriptor*>& records,

@@ -10,11 +10,12 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "comment.h"
+#include "tool/comment.h"
 
 namespace ovix::tool {
 
@@ -128,6 +129,8 @@ class Contracts {
   std::vector<Origin> OriginsOf(const FieldDescriptor* field) const;
   // Every link from a table to a payload; by table, then by payload, in the order of messages().
   const std::vector<Feed>& feeds() const;
+  // Those of one table; it reads the comments of no more schemas than name it.
+  std::vector<Feed> FeedsOf(const Descriptor* record) const;
 
  private:
   using Path = std::vector<int>;
@@ -135,6 +138,7 @@ class Contracts {
   void Index(std::string_view bytes);
   std::string RawComment(const FileDescriptor* file, const Path& path) const;
   void Collect() const;
+  std::vector<Feed> FindFeeds(const std::set<const FileDescriptor*>& files) const;
 
   std::string bytes_;
   std::map<std::string, std::string_view> encoded_;  // the files of the set, by name

@@ -5,7 +5,7 @@
 file(READ "${INPUT}" bytes HEX)
 string(REGEX REPLACE "(................................................................)" "\\1\n" bytes "${bytes}")
 string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${bytes}")
-file(WRITE "${OUTPUT}" "#include \"embedded.h\"
+file(WRITE "${OUTPUT}" "#include \"tool/embedded.h\"
 
 namespace ovix::tool {
 
