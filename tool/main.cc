@@ -61,6 +61,8 @@ int Main(int argc, char** argv) {
   AddList(app, exit_code);
   AddShow(app, exit_code);
   AddDdl(app, exit_code);
+  AddEncode(app, exit_code);
+  AddDecode(app, exit_code);
 
   for (CLI::App* command : app.get_subcommands(nullptr)) {
     command->set_help_flag("-h,--help", "Print this help and exit");
