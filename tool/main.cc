@@ -34,7 +34,9 @@ void Complain(std::string what) {
 void CheckCommand(const CLI::App& app, int argc, char** argv) {
   if (argc < 2 || argv[1][0] == '-') return;
   std::vector<std::string> known;
-  for (const CLI::App* command : app.get_subcommands(nullptr)) known.push_back(command->get_name());
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    known.push_back(command->get_name());
+  }
   if (std::find(known.begin(), known.end(), argv[1]) != known.end()) return;
   throw Error(std::string(argv[1]) + ": is no command" + Suggestion(argv[1], known) +
               "; see ovix-contracts --help");
@@ -63,6 +65,8 @@ int Main(int argc, char** argv) {
   AddDdl(app, exit_code);
   AddEncode(app, exit_code);
   AddDecode(app, exit_code);
+  AddDiff(app, exit_code);
+  AddDescribe(app, exit_code);
 
   for (CLI::App* command : app.get_subcommands(nullptr)) {
     command->set_help_flag("-h,--help", "Print this help and exit");
