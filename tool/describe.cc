@@ -108,63 +108,66 @@ std::string Words(const CLI::App& app) {
 // The values of an option that takes one of a few words: "table, json or csv".
 std::string Choices(const CLI::Option& option) {
   std::string words;
-  for (char c : option.get_description()) words += c == ',' ? ' ' : c;
+  for (char c : option.get_description()) {
+    if (c != ',') words += c;
+  }
   for (size_t at; (at = words.find(" or ")) != std::string::npos;) words.replace(at, 4, " ");
   return words;
 }
 
-std::string Completion(const CLI::App& app) {
-  const std::string program = app.get_name();
-  std::string text = "# bash completion of " + program + R"bash(
+// With @WORDS@ for the first word's choices and @CASES@ for what each command takes.
+constexpr char kCompletion[] = R"bash(# bash completion of ovix-contracts
 _ovix_contracts() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
   local command=${COMP_WORDS[1]} words='' names=''
   COMPREPLY=()
   if [ "$COMP_CWORD" = 1 ]; then
-    COMPREPLY=($(compgen -W ')" +
-                     Words(app) + R"bash(' -- "$word"))
+    COMPREPLY=($(compgen -W '@WORDS@' -- "$word"))
     return
   fi
   case $command in
-)bash";
-  for (const CLI::App* command : CommandsOf(app)) {
-    text += "    " + command->get_name() + ")\n      words='" + Words(*command) + "'\n";
-    std::string values;
-    bool takes_name = false;
-    for (const CLI::Option* option : command->get_options()) {
-      takes_name = takes_name || (option->get_positional() && option->get_type_name() == "NAME");
-      if (option->get_type_name() == "FORMAT") {
-        values += "        --" + option->get_lnames().front() + ") COMPREPLY=($(compgen -W '" +
-                  Choices(*option) + "' -- \"$word\")); return ;;\n";
-      } else if (option->get_type_name() == "NAME" && !option->get_positional()) {
-        values +=
-            "        --" + option->get_lnames().front() + ") COMPREPLY=($(compgen -W \"$(" +
-            program +
-            " list --tables --format csv 2>/dev/null | cut -d, -f4 | tail -n +2 | sort -u)\" -- "
-            "\"$word\")); return ;;\n";
-      }
-    }
-    if (!values.empty()) text += "      case $before in\n" + values + "      esac\n";
-    if (takes_name) text += "      names=yes\n";
-    text += "      ;;\n";
-  }
-  return text + R"bash(  esac
+@CASES@  esac
   case $word in
     -*) COMPREPLY=($(compgen -W "$words" -- "$word")) ;;
     *)
       if [ "$names" = yes ] && [ "$COMP_CWORD" = 2 ]; then
-        COMPREPLY=($(compgen -W "$()bash" +
-         program + R"bash( list --format csv 2>/dev/null |
-          cut -d, -f2 | tail -n +2 | sed 's/.*\.//')" -- "$word"))
+        names=$(ovix-contracts list --format csv 2>/dev/null | cut -d, -f2 | sed '1d;s/.*[.]//')
+        COMPREPLY=($(compgen -W "$names" -- "$word"))
       else
         COMPREPLY=($(compgen -f -- "$word"))
       fi
-      ;
-  ;
+      ;;
   esac
 }
-complete -o filenames -F _ovix_contracts )bash" +
-         program + "\n";
+complete -o filenames -F _ovix_contracts ovix-contracts
+)bash";
+
+constexpr char kDatabases[] =
+    R"bash("$(ovix-contracts list --tables --format csv 2>/dev/null | cut -d, -f4 | sed 1d | sort -u)")bash";
+
+std::string Replaced(std::string text, const std::string& mark, const std::string& by) {
+  return text.replace(text.find(mark), mark.size(), by);
+}
+
+std::string Completion(const CLI::App& app) {
+  std::string cases;
+  for (const CLI::App* command : CommandsOf(app)) {
+    cases += "    " + command->get_name() + ")\n      words='" + Words(*command) + "'\n";
+    std::string values;
+    bool takes_name = false;
+    for (const CLI::Option* option : command->get_options()) {
+      const bool is_name = option->get_type_name() == "NAME";
+      takes_name = takes_name || (option->get_positional() && is_name);
+      if (option->get_positional() || (!is_name && option->get_type_name() != "FORMAT")) continue;
+      values += "        --" + option->get_lnames().front() + ") COMPREPLY=($(compgen -W " +
+                (is_name ? kDatabases : "'" + Choices(*option) + "'") +
+                " -- \"$word\")); return ;;\n";
+    }
+    if (!values.empty()) cases += "      case $before in\n" + values + "      esac\n";
+    if (takes_name) cases += "      names=yes\n";
+    cases += "      ;;\n";
+  }
+  return Replaced(Replaced(kCompletion, "@WORDS@", Words(app)), "@CASES@", cases);
 }
 
 enum class What { kMan, kBash };
