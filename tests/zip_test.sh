@@ -22,6 +22,7 @@ for file in bin/ovix-telemetry-data-contracts.dll bin/libprotobuf.dll bin/libstd
   bin/libgcc_s_seh-1.dll bin/libwinpthread-1.dll lib/libovix-telemetry-data-contracts.dll.a \
   share/licenses/protobuf.txt share/licenses/gcc-runtime.txt share/licenses/mingw-w64-runtime.txt \
   share/ovix-telemetry-data-contracts/contracts.binpb \
+  share/doc/ovix-telemetry-data-contracts/catalogue/index.html \
   include/ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.proto; do
   [ -s "$prefix/$file" ] || fail "$file is missing from the zip"
 done
