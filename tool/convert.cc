@@ -1,6 +1,5 @@
 // encode and decode: JSON or text format to the binary encoding and back.
 #include <google/protobuf/io/tokenizer.h>
-#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/text_format.h>
 #include <google/protobuf/util/json_util.h>
 
@@ -18,6 +17,7 @@
 #include "tool/names.h"
 #include "tool/output.h"
 #include "tool/platform.h"
+#include "tool/unknown_text.h"
 #include "tool/wire.h"
 
 namespace ovix::tool {
@@ -312,13 +312,16 @@ class FirstTextError : public google::protobuf::io::ErrorCollector {
 
 void ParseText(std::string_view text, uint64_t first_line, const std::string& input,
                Message& message) {
+  std::string known(text);
+  const UnknownText unknown(known, message.GetDescriptor());
   TextFormat::Parser parser;
   FirstTextError error;
   parser.RecordErrorsTo(&error);
-  google::protobuf::io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
-  if (parser.Parse(&stream, &message)) return;
-  throw Error(input + ":" + std::to_string(first_line + error.line) + ":" +
-              std::to_string(error.column + 1) + ": " + error.what);
+  if (!parser.ParseFromString(known, &message)) {
+    throw Error(input + ":" + std::to_string(first_line + error.line) + ":" +
+                std::to_string(error.column + 1) + ": " + error.what);
+  }
+  unknown.AddTo(message);
 }
 
 // The bytes of the message that a text says.
@@ -419,7 +422,7 @@ void AddDecode(CLI::App& app, int& exit_code) {
       "  ovix-contracts decode BatteryHealthLog --delimited log.binpb | head -1\n"
       "Exit code 1: the input holds fields that these contracts do not know. JSON leaves them "
       "out,\n"
-      "--format text shows them.");
+      "--format text shows them, and encode takes them back.");
   command->callback([options, &exit_code] { exit_code = Decode(*options); });
 }
 
