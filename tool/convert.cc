@@ -419,7 +419,7 @@ void AddDecode(CLI::App& app, int& exit_code) {
   command->footer(
       "Examples:\n"
       "  ovix-contracts decode HwBatteryHealthLogAsCDM payload.binpb\n"
-      "  ovix-contracts decode BatteryHealthLog --delimited log.binpb | head -1\n"
+      "  ovix-contracts decode BatteryHealthLog --delimited <log.binpb >log.jsonl\n"
       "Exit code 1: the input holds fields that these contracts do not know. JSON leaves them "
       "out,\n"
       "--format text shows them, and encode takes them back.");
