@@ -11,8 +11,10 @@ configure_file(catalogue_assets.cc.in catalogue_assets.cc @ONLY)
 
 target_sources(ovix-contracts-core PRIVATE
   catalogue.cc
+  catalogue_addresses.cc
   catalogue_html.cc
   catalogue_pages.cc
+  catalogue_search.cc
   "${CMAKE_CURRENT_BINARY_DIR}/catalogue_assets.cc")
 target_link_libraries(ovix-contracts-core PRIVATE ovix::telemetry-contract-tables)
 

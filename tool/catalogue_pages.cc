@@ -8,8 +8,10 @@
 
 #include "ovix/telemetry/contract/tables.h"
 #include "ovix/telemetry/contract/version.h"
+#include "tool/catalogue_addresses.h"
 #include "tool/catalogue_assets.h"
 #include "tool/catalogue_html.h"
+#include "tool/catalogue_search.h"
 #include "tool/error.h"
 
 namespace ovix::tool {
@@ -18,12 +20,6 @@ namespace {
 namespace tables = telemetry::contract::tables;
 
 constexpr std::string_view kTitle = "Telemetry data contracts";
-
-// The message at package level that it is nested in, or itself.
-const Descriptor* Outermost(const Descriptor* message) {
-  while (message->containing_type() != nullptr) message = message->containing_type();
-  return message;
-}
 
 // "BatteryHealthLog.serial_number"
 std::string QualifiedName(const FieldDescriptor* field) {
@@ -46,12 +42,6 @@ std::string NoRecord(const std::string& name, const std::string& words) {
   return (name == "none" ? "no record" : Breakable(name)) + (words.empty() ? "" : ", " + words);
 }
 
-// A list of what is on a page, for the reader who looks for a section.
-struct Section {
-  std::string anchor;
-  std::string name;
-};
-
 class Site {
  public:
   explicit Site(const Contracts& contracts);
@@ -59,14 +49,6 @@ class Site {
   std::map<std::string, std::string> Files() const;
 
  private:
-  // Addresses are seen from the folder contracts/.
-  template <typename AnyDescriptor>
-  static std::string PageOf(const AnyDescriptor* outermost) {
-    return outermost->full_name() + ".html";
-  }
-  std::string Href(const Descriptor* message) const;
-  std::string Href(const EnumDescriptor* enumeration) const;
-  std::string Href(const FieldDescriptor* field) const;
   // The address of a word of a comment that names a message, an enumeration or a field; empty where
   // it names none or more than one.
   std::string Resolve(const std::string& scope, const std::string& word) const;
@@ -84,7 +66,7 @@ class Site {
   std::string LinkTo(const FieldDescriptor* field, Kind kind) const;
   std::string TypeHtml(const FieldDescriptor* field) const;
   std::string Lineage(const FieldDescriptor* field) const;
-  std::string FieldRow(const FieldDescriptor* field, const std::string& anchor) const;
+  std::string FieldRow(const FieldDescriptor* field) const;
   std::string FieldTable(const std::string& label, const std::string& rows) const;
   std::string Fields(const Descriptor* message) const;
   std::string Values(const EnumDescriptor* enumeration) const;
@@ -94,7 +76,7 @@ class Site {
   std::string Flow(const Descriptor* message) const;
   std::string Facts(const Descriptor* message) const;
   std::string Extensions(const Descriptor* message) const;
-  std::string NestedSections(const Descriptor* message, std::vector<Section>& sections) const;
+  std::string NestedSections(const Descriptor* message, std::vector<std::string>& anchors) const;
   std::string AboutFile(const FileDescriptor* file) const;
 
   std::string MessagePage(const Descriptor* message) const;
@@ -102,7 +84,6 @@ class Site {
   std::string StartPage() const;
   std::string DatabaseRows(const std::string& database,
                            const std::vector<const Descriptor*>& records) const;
-  std::string SearchIndex() const;
 
   // `root` leads from the page to the site's folder.
   std::string Whole(const std::string& root, const std::string& title,
@@ -140,23 +121,6 @@ Site::Site(const Contracts& contracts) : contracts_(contracts), tables_(contract
     const Descriptor* log = ChangeLogOf(table);
     if (log != nullptr) logged_in_[log].push_back(table);
   }
-}
-
-std::string Site::Href(const Descriptor* message) const {
-  const Descriptor* page = Outermost(message);
-  if (message == page) return PageOf(page);
-  return PageOf(page) + "#" + message->full_name().substr(page->full_name().size() + 1);
-}
-
-std::string Site::Href(const EnumDescriptor* enumeration) const {
-  if (enumeration->containing_type() == nullptr) return PageOf(enumeration);
-  const Descriptor* page = Outermost(enumeration->containing_type());
-  return PageOf(page) + "#" + enumeration->full_name().substr(page->full_name().size() + 1);
-}
-
-std::string Site::Href(const FieldDescriptor* field) const {
-  const Descriptor* page = Outermost(field->containing_type());
-  return PageOf(page) + "#" + field->full_name().substr(page->full_name().size() + 1);
 }
 
 std::string Site::Resolve(const std::string& scope, const std::string& word) const {
@@ -299,7 +263,8 @@ std::string Site::Lineage(const FieldDescriptor* field) const {
   return rows.empty() ? "" : "<ul class=\"lineage\">" + rows + "</ul>";
 }
 
-std::string Site::FieldRow(const FieldDescriptor* field, const std::string& anchor) const {
+std::string Site::FieldRow(const FieldDescriptor* field) const {
+  const std::string anchor = AnchorOf(Href(field));
   std::string key;
   if (IsKey(field)) {
     const auto columns = TableOptionsOf(field->containing_type()).key;
@@ -346,19 +311,12 @@ std::string Site::FieldTable(const std::string& label, const std::string& rows) 
 
 std::string Site::Fields(const Descriptor* message) const {
   if (message->field_count() == 0) return "<p class=\"quiet\">It has no fields.</p>\n";
-  const std::string prefix =
-      message->full_name().substr(Outermost(message)->full_name().size()) + ".";
   std::string rows;
-  for (int i = 0; i < message->field_count(); ++i) {
-    rows += FieldRow(message->field(i), prefix.substr(1) + message->field(i)->name());
-  }
+  for (int i = 0; i < message->field_count(); ++i) rows += FieldRow(message->field(i));
   return FieldTable("Fields of " + ShortName(message), rows);
 }
 
 std::string Site::Values(const EnumDescriptor* enumeration) const {
-  const std::string prefix = enumeration->containing_type() == nullptr
-                                 ? ""
-                                 : Href(enumeration).substr(Href(enumeration).find('#') + 1) + ".";
   std::string html =
       "<table role=\"table\" class=\"fields values-table\" aria-label=\"Values of " +
       Escaped(ShortName(enumeration)) +
@@ -368,7 +326,7 @@ std::string Site::Values(const EnumDescriptor* enumeration) const {
       "class=\"meaning\">Meaning</th></tr></thead>\n<tbody role=\"rowgroup\">\n";
   for (int i = 0; i < enumeration->value_count(); ++i) {
     const EnumValueDescriptor* value = enumeration->value(i);
-    const std::string anchor = prefix + value->name();
+    const std::string anchor = AnchorOf(Href(value));
     html += "<tr role=\"row\" id=\"" + Escaped(anchor) + "\"><td role=\"cell\" class=\"number\">" +
             std::to_string(value->number()) +
             "</td><th role=\"rowheader\" scope=\"row\" class=\"name\">" +
@@ -495,11 +453,12 @@ std::string Site::Extensions(const Descriptor* message) const {
   return rows.empty() ? "" : "<h2>As an option</h2>\n<ul class=\"options\">" + rows + "</ul>\n";
 }
 
-std::string Site::NestedSections(const Descriptor* message, std::vector<Section>& sections) const {
+std::string Site::NestedSections(const Descriptor* message,
+                                 std::vector<std::string>& anchors) const {
   std::string html;
   const size_t page = Outermost(message)->full_name().size() + 1;
   const auto heading = [&](const std::string& anchor, const char* kind) {
-    sections.push_back({anchor, anchor});
+    anchors.push_back(anchor);
     return "<section class=\"nested\" id=\"" + Escaped(anchor) +
            "\">\n<p class=\"kind kind-part\">" + kind + "</p>\n<h2>" +
            Link("#" + anchor, Breakable(anchor)) + "</h2>\n";
@@ -511,7 +470,7 @@ std::string Site::NestedSections(const Descriptor* message, std::vector<Section>
                     KindOf(nested) == Kind::kPart ? "Part" : KindText(KindOf(nested)));
     html += Prose(nested->full_name(), contracts_.CommentOf(nested).text) + Sources(nested) +
             UsedBy(contracts_.UsersOf(nested)) + Fields(nested) + "</section>\n";
-    html += NestedSections(nested, sections);
+    html += NestedSections(nested, anchors);
   }
   for (int i = 0; i < message->enum_type_count(); ++i) {
     const EnumDescriptor* nested = message->enum_type(i);
@@ -531,9 +490,8 @@ std::string Site::AboutFile(const FileDescriptor* file) const {
 
 std::string Crumbs(const std::string& middle, const std::string& name) {
   return "<nav class=\"crumbs\" aria-label=\"Where this is\"><ol><li>" +
-         Link("../index.html", "Contracts") + "</li>" +
-         (middle.empty() ? "" : "<li>" + middle + "</li>") + "<li aria-current=\"page\">" +
-         Breakable(name) + "</li></ol></nav>\n";
+         Link("../index.html", "Contracts") + "</li>" + "<li>" + middle +
+         "</li><li aria-current=\"page\">" + Breakable(name) + "</li></ol></nav>\n";
 }
 
 std::string Site::MessagePage(const Descriptor* message) const {
@@ -553,19 +511,16 @@ std::string Site::MessagePage(const Descriptor* message) const {
                          (!TablesOf(message).empty() &&
                           std::any_of(comment.sources.begin(), comment.sources.end(),
                                       [](const Source& source) { return !source.words.empty(); }));
-  std::vector<Section> sections;
-  const std::string nested = NestedSections(message, sections);
+  std::vector<std::string> anchors;
+  const std::string nested = NestedSections(message, anchors);
   std::string contents;
-  if (!sections.empty()) {
+  if (!anchors.empty()) {
     contents = "<nav class=\"contents\" aria-label=\"On this page\"><p>On this page</p><ul><li>" +
                Link("#page-fields", "Fields") + "</li>";
-    for (const Section& section : sections) {
-      const auto depth = std::count(section.anchor.begin(), section.anchor.end(), '.');
-      const size_t dot = section.name.rfind('.');
-      contents += "<li class=\"depth-" + std::to_string(std::min<std::ptrdiff_t>(depth + 1, 4)) +
-                  "\">" +
-                  Link("#" + section.anchor,
-                       Breakable(section.name.substr(dot == std::string::npos ? 0 : dot + 1))) +
+    for (const std::string& anchor : anchors) {
+      const auto depth = std::count(anchor.begin(), anchor.end(), '.') + 1;
+      contents += "<li class=\"depth-" + std::to_string(std::min<std::ptrdiff_t>(depth, 4)) +
+                  "\">" + Link("#" + anchor, Breakable(anchor.substr(anchor.rfind('.') + 1))) +
                   "</li>";
     }
     contents += "</ul></nav>\n";
@@ -581,7 +536,7 @@ std::string Site::MessagePage(const Descriptor* message) const {
                      std::to_string(message->field_count()) + "</span></h2>\n" + Fields(message) +
                      "</section>\n" + nested + AboutFile(message->file()) + "</div>\n";
   return Whole("../", name, FirstSentence(comment.text),
-               "<div class=\"page" + std::string(sections.empty() ? "" : " with-contents") +
+               "<div class=\"page" + std::string(anchors.empty() ? "" : " with-contents") +
                    "\">\n" + main + "</div>\n");
 }
 
@@ -741,50 +696,6 @@ std::string Site::StartPage() const {
   return Whole("", "", "Every record and payload of the telemetry agent.", main);
 }
 
-// One line for each message, field, enumeration and value:
-// [kind, name, page, anchor, what it is in, text].
-std::string Site::SearchIndex() const {
-  std::map<std::string, size_t> places;
-  std::string pages;
-  std::string entries;
-  const auto add = [&](char kind, const std::string& name, const std::string& href,
-                       const std::string& context, std::string text) {
-    const size_t hash = std::min(href.find('#'), href.size());
-    const std::string page = href.substr(0, hash);
-    const auto [place, is_new] = places.try_emplace(page, places.size());
-    if (is_new) pages += (pages.empty() ? "" : ",\n") + JsString(page);
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    entries += (entries.empty() ? "[" : ",\n[") + JsString(std::string(1, kind)) + "," +
-               JsString(name) + "," + std::to_string(place->second) + "," +
-               JsString(href.substr(std::min(hash + 1, href.size()))) + "," + JsString(context) +
-               "," + JsString(text) + "]";
-  };
-  for (const Descriptor* message : contracts_.messages()) {
-    const Kind kind = KindOf(message);
-    const std::string context = kind == Kind::kTable     ? TableOptionsOf(message).database
-                                : kind == Kind::kPayload ? PayloadOptionsOf(message).gun
-                                                         : message->file()->package();
-    add(kind == Kind::kPart ? 'm' : KindText(kind)[0], ShortName(message), Href(message), context,
-        Reflowed(contracts_.CommentOf(message).text));
-    for (int i = 0; i < message->field_count(); ++i) {
-      const FieldDescriptor* field = message->field(i);
-      add('f', field->name(), Href(field), ShortName(message),
-          Reflowed(contracts_.CommentOf(field).text));
-    }
-  }
-  for (const EnumDescriptor* enumeration : contracts_.enums()) {
-    add('e', ShortName(enumeration), Href(enumeration), enumeration->file()->package(),
-        Reflowed(contracts_.CommentOf(enumeration).text));
-    const bool nested = enumeration->containing_type() != nullptr;
-    for (int i = 0; i < enumeration->value_count(); ++i) {
-      const EnumValueDescriptor* value = enumeration->value(i);
-      add('v', value->name(), Href(enumeration) + (nested ? "." : "#") + value->name(),
-          ShortName(enumeration), Reflowed(contracts_.CommentOf(value).text));
-    }
-  }
-  return "window.ovixCatalogue = {\npages: [\n" + pages + "],\nentries: [\n" + entries + "]\n};\n";
-}
-
 std::string Site::Whole(const std::string& root, const std::string& title,
                         const std::string& description, const std::string& main) const {
   const std::string site(kTitle);
@@ -827,7 +738,7 @@ std::map<std::string, std::string> Site::Files() const {
   for (const Descriptor* page : pages_) files["contracts/" + PageOf(page)] = MessagePage(page);
   for (const EnumDescriptor* page : enum_pages_)
     files["contracts/" + PageOf(page)] = EnumPage(page);
-  files["assets/index.js"] = SearchIndex();
+  files["assets/index.js"] = SearchIndex(contracts_);
   files["assets/style.css"] = kStyleSheet;
   files["assets/site.js"] = kSiteScript;
   files["assets/theme.js"] = kThemeScript;
