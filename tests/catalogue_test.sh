@@ -4,6 +4,10 @@
 set -euo pipefail
 tool=$1
 here=$(cd "$(dirname "$0")" && pwd)
+chromium=$(command -v chromium) || {
+  echo "catalogue_test: chromium was not found; run scripts/setup test" >&2
+  exit 1
+}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -13,4 +17,4 @@ diff -rq "$work/catalogue" "$work/again" || {
   echo "catalogue_test: two runs differ" >&2
   exit 1
 }
-node "$here/catalogue_test.mjs" "$work/catalogue" "$(command -v chromium)"
+node "$here/catalogue_test.mjs" "$work/catalogue" "$chromium"
