@@ -15,7 +15,7 @@ const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
 
 const start = 'index.html';
 const table = 'contracts/ovix.telemetry.contract.storage.device_profile.HwBattery.html';
-const payload = 'contracts/ovix.telemetry.contract.upload.log.PcLogPerformanceSamplesAsCDM.html';
+const payload = 'contracts/ovix.telemetry.contract.upload.analytics.PcAppInventorySummaryAsCDM.html';
 const wide = { width: 1280, height: 900 };
 const phone = { width: 360, height: 740 };
 
