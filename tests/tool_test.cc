@@ -139,7 +139,7 @@ TEST(ToolList, TakesFilters) {
       {"--database HealthLog",
        {"BatteryHealthLog", "180 days, 128 MB in all"},
        {"HwBattery", "AsCDM"}},
-      {"--match \"hwbatt*\"", {"HwBattery", "HwBatteryHealthLogAsCDM"}, {"Device"}},
+      {"--match \"hwbatt*\"", {"HwBattery", "HwBatteryHealthLogAsCDM"}, {"BootHealthLog"}},
       {"--match \"?wBattery\"", {"serial_number, ct_number"}, {"AsCDM"}},
   };
   for (const auto& c : cases) {
