@@ -45,6 +45,9 @@ if(UNIX)
   set(CPACK_GENERATOR DEB)
   set(CPACK_DEB_COMPONENT_INSTALL ON)
   set(CPACK_COMPONENTS_ALL runtime development)
+  if(OVIX_BUILD_TOOL)
+    list(APPEND CPACK_COMPONENTS_ALL tool)
+  endif()
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Ovix telemetry <telemetry@ovix.example>")
@@ -53,6 +56,9 @@ if(UNIX)
     "shared library of the telemetry agent's data contracts\n Every record and payload of the telemetry agent, as compiled C++ classes.\n This package holds what a program that uses them needs to run.")
   set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "headers and schemas of the telemetry agent's data contracts\n Headers, schemas, the descriptor set of all contracts, and the packages of\n CMake and pkg-config: what is needed to build a program that uses them.")
+  set(CPACK_COMPONENT_TOOL_DESCRIPTION
+    "command-line tool for the telemetry agent's data contracts\n It lists and shows the records and payloads of the telemetry agent, prints\n their tables as SQL, converts them to and from JSON, and tells what changed\n between two releases.")
+  set(tool_package ovix-contracts)
   set(runtime_package lib${PROJECT_NAME}${PROJECT_VERSION_MAJOR})
   set(development_package lib${PROJECT_NAME}-dev)
 
@@ -70,6 +76,11 @@ if(UNIX)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${runtime_package} (= ${PROJECT_VERSION}), libprotobuf-dev (>= 3.21), libprotobuf-dev (<< 3.22)")
 
+  set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${tool_package})
+  set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+  set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${runtime_package} (>= ${PROJECT_VERSION})")
+
   # Debian's policy: each package says its licence and its changes.
   file(WRITE "${CMAKE_BINARY_DIR}/debian/copyright"
     "${PROJECT_NAME}\n\nCopyright 2026 Ovix. All rights reserved.\n")
@@ -78,7 +89,7 @@ if(UNIX)
   find_program(OVIX_GZIP gzip REQUIRED)
   execute_process(COMMAND "${OVIX_GZIP}" -9nf "${CMAKE_BINARY_DIR}/debian/changelog"
     COMMAND_ERROR_IS_FATAL ANY)
-  foreach(component IN ITEMS runtime development)
+  foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     install(FILES "${CMAKE_BINARY_DIR}/debian/copyright" "${CMAKE_BINARY_DIR}/debian/changelog.gz"
       DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${${component}_package}" COMPONENT ${component})
   endforeach()

@@ -26,7 +26,7 @@ const std::vector<const Message*>& Tables() {
     auto* tables = new std::vector<const Message*>;
     for (const auto* prototype : Prototypes()) {
       for (const auto& table : Library().tables()) {
-        if (table.record() == prototype->GetDescriptor()) tables->push_back(prototype);
+        if (table.record == prototype->GetDescriptor()) tables->push_back(prototype);
       }
     }
     return tables;
@@ -71,7 +71,7 @@ void ReadFile(const Input& input) {
   const auto ignore = [](const auto&) {};
   try {
     Store store(folder, Library());
-    store.Read(table.record(), ignore, ignore);
+    store.Read(table.record, ignore, ignore);
     store.Put(*input.prototype);
     store.Trim();
   } catch (const StoreError&) {

@@ -37,7 +37,7 @@ int WriteSeeds(const char* corpus, const fs::path& folder) {
   std::map<std::string, size_t> tables;
   for (const auto* prototype : Prototypes()) {
     for (const auto& table : catalogue.tables()) {
-      if (table.record() == prototype->GetDescriptor()) {
+      if (table.record == prototype->GetDescriptor()) {
         tables.emplace(prototype->GetTypeName(), tables.size());
       }
     }

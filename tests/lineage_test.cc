@@ -1,12 +1,12 @@
 // The lineage of the payloads: the lines "Source: ..." in the comments of the upload schemas, read
-// from the descriptor set, where tools read them too. docs/lineage.md has the grammar.
+// as tools read them. docs/payloads.md has the grammar.
 #include <gtest/gtest.h>
 
 #include <regex>
 #include <set>
 
-#include "support/comments.h"
 #include "support/contracts.h"
+#include "tool/contracts.h"
 
 namespace ovix::tests {
 namespace {
@@ -14,45 +14,14 @@ namespace {
 using google::protobuf::Descriptor;
 using google::protobuf::DescriptorPool;
 using google::protobuf::FieldDescriptor;
-
-// The field that a name stands for: "field", "Record.field" or a path below either, in one of the
-// records.
-const FieldDescriptor* Find(const std::vector<const Descriptor*>& records,
-                            const std::string& name) {
-  for (const Descriptor* record : records) {
-    std::string path = name;
-    if (path.starts_with(record->name() + ".")) path = path.substr(record->name().size() + 1);
-    const Descriptor* holder = record;
-    const FieldDescriptor* field = nullptr;
-    for (size_t begin = 0; holder != nullptr && begin <= path.size();) {
-      const size_t end = std::min(path.find('.', begin), path.size());
-      field = holder->FindFieldByName(path.substr(begin, end - begin));
-      holder = field == nullptr ? nullptr : field->message_type();
-      begin = end + 1;
-      if (field != nullptr && begin > path.size()) return field;
-    }
-  }
-  return nullptr;
-}
+using tool::Source;
 
 bool SameType(const FieldDescriptor* a, const FieldDescriptor* b) {
   return a->type() == b->type() && a->is_repeated() == b->is_repeated() &&
          a->enum_type() == b->enum_type() && a->message_type() == b->message_type();
 }
 
-class Lineage : public testing::Test {
- protected:
-  // The records that a message's comment names; empty where it says that there are none.
-  std::vector<const Descriptor*> RecordsOf(const Descriptor* message) const {
-    std::vector<const Descriptor*> records;
-    for (const Source& source : Sources(comments_.Of(message))) {
-      if (source.name == "none") continue;
-      records.push_back(DescriptorPool::generated_pool()->FindMessageTypeByName(source.name));
-    }
-    return records;
-  }
-  const Comments comments_{DescriptorSet()};
-};
+const tool::Contracts& Library() { return tool::Contracts::Installed(); }
 
 std::vector<const Descriptor*> UploadMessages() {
   std::vector<const Descriptor*> messages;
@@ -66,10 +35,10 @@ std::vector<const Descriptor*> UploadMessages() {
   return messages;
 }
 
-TEST_F(Lineage, OfEveryUploadMessageNamesStoredRecordsOrSaysThatThereAreNone) {
+TEST(Lineage, OfEveryUploadMessageNamesStoredRecordsOrSaysThatThereAreNone) {
   for (const Descriptor* message : UploadMessages()) {
     SCOPED_TRACE(message->full_name());
-    const auto sources = Sources(comments_.Of(message));
+    const auto sources = Library().CommentOf(message).sources;
     EXPECT_FALSE(sources.empty()) << "no line Source: in its comment";
     std::set<std::string> names;
     for (const Source& source : sources) {
@@ -88,14 +57,14 @@ TEST_F(Lineage, OfEveryUploadMessageNamesStoredRecordsOrSaysThatThereAreNone) {
   }
 }
 
-TEST_F(Lineage, OfEveryFieldLeadsToAFieldOfARecord) {
+TEST(Lineage, OfEveryFieldLeadsToAFieldOfARecord) {
   const std::regex change("(renamed|retyped|narrowed|widened|joined|split|computed|copied)\\b.*");
   int traced = 0;
   for (const Descriptor* message : UploadMessages()) {
-    const auto records = RecordsOf(message);
+    const auto records = Library().SourcesOf(message);
     if (records.empty()) {
       for (int i = 0; i < message->field_count(); ++i) {
-        for (const Source& source : Sources(comments_.Of(message->field(i)))) {
+        for (const Source& source : Library().CommentOf(message->field(i)).sources) {
           EXPECT_EQ(source.name, "none")
               << message->field(i)->full_name() << " has a source that its message does not name";
         }
@@ -105,7 +74,7 @@ TEST_F(Lineage, OfEveryFieldLeadsToAFieldOfARecord) {
     for (int i = 0; i < message->field_count(); ++i) {
       const FieldDescriptor* field = message->field(i);
       SCOPED_TRACE(field->full_name());
-      const auto sources = Sources(comments_.Of(field));
+      const auto sources = Library().CommentOf(field).sources;
       for (const Source& source : sources) {
         if (source.name == "none") {
           EXPECT_EQ(sources.size(), 1U);
@@ -113,16 +82,18 @@ TEST_F(Lineage, OfEveryFieldLeadsToAFieldOfARecord) {
           continue;
         }
         ++traced;
-        EXPECT_NE(Find(records, source.name), nullptr) << source.name << " is in no source record";
+        EXPECT_NE(tool::FindSourceField(records, source.name), nullptr)
+            << source.name << " is in no source record";
         EXPECT_TRUE(std::regex_match(source.words, change))
             << "say how it differs: renamed, retyped, narrowed ...; not: " << source.words;
       }
       if (!sources.empty()) continue;
-      const FieldDescriptor* same = Find(records, field->name());
+      const FieldDescriptor* same = tool::FindSourceField(records, field->name());
       if (same != nullptr && SameType(same, field)) {
         ++traced;
       } else {
-        EXPECT_TRUE(field->message_type() != nullptr && !RecordsOf(field->message_type()).empty())
+        EXPECT_TRUE(field->message_type() != nullptr &&
+                    !Library().SourcesOf(field->message_type()).empty())
             << "has no line Source:, and no source record has such a field";
       }
     }

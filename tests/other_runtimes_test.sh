@@ -3,9 +3,9 @@
 # this machine's payloads, and two encodings of every message: they must find the same options and
 # values, and encode to the same bytes.
 # Then random messages and spoilt bytes: what is accepted, and as what.
-# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES WRITE_CASES [CASES]
+# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES WRITE_CASES OVIX_CONTRACTS [CASES]
 set -euo pipefail
-contracts=$1 agent=$2 write_values=$3 write_cases=$4 cases=${5:-20000}
+contracts=$1 agent=$2 write_values=$3 write_cases=$4 tool=$5 cases=${6:-20000}
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -19,9 +19,21 @@ for folder in "$work/corpus" "$work/outbox"; do
   "$write_values" values "$folder"
 done
 
+# What the tool encodes from those values, of the whole outbox and of some of the corpus, goes to the same
+# readers, and it reads what they are held to encode: the payloads' own bytes.
+mkdir "$work/tool"
+for label in "$work"/outbox/*.json "$work"/corpus/*[05]0.json; do
+  message=$(sed -n 's/.*"message": *"\([^"]*\)".*/\1/p' "$label")
+  payload=${label%.json}.binpb
+  name=$(basename "$payload")
+  "$tool" encode "$message" "$payload.values" -o "$work/tool/$name"
+  cp "$label" "$payload.values" "$work/tool"
+  "$tool" decode "$message" "$payload" | "$tool" encode "$message" | cmp - "$payload"
+done
+
 # Debian's own interpreter: the runtime is a package of Debian's.
-/usr/bin/python3 "$here/runtimes/read_payloads.py" "$contracts" "$work/corpus" "$work/outbox"
-node "$here/runtimes/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox"
+/usr/bin/python3 "$here/runtimes/read_payloads.py" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
+node "$here/runtimes/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
 
 # What the two say must depend on the bytes: one spoilt payload is found by both.
 printf '\x0a\x01x' >>"$(ls "$work"/outbox/*.binpb | head -1)"

@@ -51,6 +51,10 @@ while read -r schema; do
   cmp -s "$prefix/include/$schema" "$here/../$schema" || fail "$schema is not the schema of the tree"
 done <"$work/schemas"
 
+catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
+[ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
+  fail "the catalogue of the contracts is not installed"
+
 library=$(find "$prefix" -name 'lib*.so.1')
 [ "$(objdump -p "$library" | awk '$1 == "SONAME" { print $2 }')" = libovix-telemetry-data-contracts.so.1 ] ||
   fail "the library's SONAME is not that of major version 1"

@@ -17,9 +17,9 @@
 #include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "store/time.h"
-#include "support/comments.h"
 #include "support/contracts.h"
 #include "support/folder.h"
+#include "tool/contracts.h"
 #include "uploader/convert.h"
 #include "uploader/outbox.h"
 #include "uploader/payloads.h"
@@ -93,7 +93,7 @@ class LineageCheck {
 
   void Check(const Message& message) {
     std::vector<const Message*> records;
-    for (const Source& source : Sources(comments_.Of(message.GetDescriptor()))) {
+    for (const tool::Source& source : Contracts().CommentOf(message.GetDescriptor()).sources) {
       const auto row = rows_.find(source.name);
       if (row != rows_.end()) records.push_back(row->second);
     }
@@ -119,7 +119,7 @@ class LineageCheck {
   void CheckField(const Message& message, const FieldDescriptor* field,
                   const std::vector<const Message*>& records) {
     std::string name = field->name();
-    for (const Source& source : Sources(comments_.Of(field))) {
+    for (const tool::Source& source : Contracts().CommentOf(field).sources) {
       const bool direct =
           source.words.starts_with("renamed.") || source.words.starts_with("retyped");
       if (!direct) return;  // computed, or from no record
@@ -138,7 +138,8 @@ class LineageCheck {
     }
   }
 
-  const Comments comments_{DescriptorSet()};
+  static const tool::Contracts& Contracts() { return tool::Contracts::Installed(); }
+
   const std::map<std::string, const Message*>& rows_;
   int checked_ = 0;
 };
@@ -150,11 +151,11 @@ TEST(Payloads, CarryWhatTheirLineageSays) {
   std::map<std::string, const Message*> rows;
   for (const agent::Table& table : Library().tables()) {
     if (table.is_change_log()) continue;
-    Message* row = owned.emplace_back(table.prototype->New()).get();
+    Message* row = owned.emplace_back(agent::NewRow(table)).get();
     FillAll(row, 1);
     row->GetReflection()->SetString(row, table.time, agent::TimeText(kNow));
     store.Put(*row);
-    rows[table.record()->full_name()] = row;
+    rows[table.record->full_name()] = row;
   }
   const Built built = agent::BuildPayloads(store, Library(), kNow);
   EXPECT_TRUE(built.problems.empty()) << built.problems[0];

@@ -18,7 +18,7 @@ foreach(folder IN LISTS dll_folders)
 endforeach()
 set(wine_environment
   "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
-set_tests_properties(library-tests agent-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+set_tests_properties(library-tests agent-tests tool-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
 add_executable(load-by-hand load_by_hand.cc)
 target_compile_features(load-by-hand PRIVATE cxx_std_20)

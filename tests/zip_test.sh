@@ -18,10 +18,11 @@ zips=("$build"/*.zip)
 unzip -q "${zips[0]}" -d "$work"
 prefix=$(echo "$work"/*)
 
-for file in bin/ovix-telemetry-data-contracts.dll bin/libprotobuf.dll bin/libstdc++-6.dll \
+for file in bin/ovix-contracts.exe bin/ovix-telemetry-data-contracts.dll bin/libprotobuf.dll bin/libstdc++-6.dll \
   bin/libgcc_s_seh-1.dll bin/libwinpthread-1.dll lib/libovix-telemetry-data-contracts.dll.a \
   share/licenses/protobuf.txt share/licenses/gcc-runtime.txt share/licenses/mingw-w64-runtime.txt \
   share/ovix-telemetry-data-contracts/contracts.binpb \
+  share/doc/ovix-telemetry-data-contracts/catalogue/index.html \
   include/ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.proto; do
   [ -s "$prefix/$file" ] || fail "$file is missing from the zip"
 done
@@ -34,4 +35,6 @@ output=$(WINEPATH="Z:$prefix/bin" wine "$work/consumer/consumer.exe" | tr -d '\r
 expected="$(sed -n 's/^  VERSION //p' "$here/../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
   "$here/../library/src/contracts_collection.cc")"
 [ "$output" = "$expected" ] || fail "the consumer printed '$output', not '$expected'"
+wine "$prefix/bin/ovix-contracts.exe" show BatteryHealthLog >"$work/shown" && grep -q '^ *14  eletric_current ' "$work/shown" ||
+  fail "the tool does not run from the zip"
 echo "zip_test: $output"

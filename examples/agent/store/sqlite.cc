@@ -2,7 +2,13 @@
 
 #include <cerrno>
 
+#include "ovix/telemetry/contract/tables.h"
+
 namespace ovix::agent {
+
+namespace tables = telemetry::contract::tables;
+using tables::Quoted;
+
 namespace {
 
 // What SQLite's result code means to the person who runs the agent. sqlite3_system_errno tells a
@@ -43,15 +49,6 @@ std::string ReadOf(const std::string& schema) {
 }
 
 }  // namespace
-
-std::string Quoted(std::string_view name) {
-  std::string quoted = "\"";
-  for (char c : name) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
-}
 
 Statement::Statement(Connection& connection, const std::string& sql) : connection_(connection) {
   sqlite3_stmt* statement = nullptr;
@@ -152,10 +149,9 @@ void Connection::Prepare(const std::filesystem::path& file, const std::string& s
   schemas_.push_back(schema);
   // SQLite opens lazily: only a read finds a damaged header.
   Try(ReadOf(schema), file);
-  // Freed pages can be given back, which keeping a size limit needs. Only a new file takes this;
-  // one that has content would be written to for nothing.
+  // Only a new file takes this; one that has content would be written to for nothing.
   if (Number("PRAGMA " + Quoted(schema) + ".page_count") == 0) {
-    Try("PRAGMA " + Quoted(schema) + ".auto_vacuum = INCREMENTAL", file);
+    Try(tables::NewDatabaseSql(schema), file);
   }
 }
 

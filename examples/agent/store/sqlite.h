@@ -22,9 +22,6 @@ class StoreError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// "name" as an SQL identifier.
-std::string Quoted(std::string_view name);
-
 class Connection;
 
 // A prepared statement. Parameters are numbered from 1 and columns from 0, as in SQLite; bound

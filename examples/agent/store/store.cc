@@ -11,9 +11,11 @@
 namespace ovix::agent {
 
 namespace storage = telemetry::contract::storage;
+namespace tables = telemetry::contract::tables;
 using google::protobuf::Descriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
+using tables::Quoted;
 
 namespace {
 
@@ -77,11 +79,11 @@ struct Store::Place {
 
   // Binds the key columns of `row` to the parameters from `first` on.
   void BindKey(const Message& row, Statement& statement, int first) const {
-    for (const Column& column : table.key) column.Bind(row, statement, first++);
+    for (const Column& column : table.key) Bind(column, row, statement, first++);
   }
   void BindColumns(const Message& row, Statement& statement) const {
     int parameter = 1;
-    for (const Column& column : table.columns) column.Bind(row, statement, parameter++);
+    for (const Column& column : table.columns) Bind(column, row, statement, parameter++);
   }
 
   const Table& table;
@@ -99,14 +101,16 @@ struct Store::Database {
   std::string SchemaOf(const std::string& database) const {
     return database == name ? "main" : database;
   }
-  bool HasTable(const Table& table) {
-    Statement& found = connection.Prepared("SELECT 1 FROM " + Quoted(SchemaOf(table.database)) +
-                                           ".sqlite_schema WHERE type = 'table' AND name = ?");
-    found.Bind(1, std::string_view(table.name));
+  bool Has(const std::string& schema, std::string_view type, const std::string& object) {
+    Statement& found = connection.Prepared("SELECT 1 FROM " + Quoted(schema) +
+                                           ".sqlite_schema WHERE type = ? AND name = ?");
+    found.Bind(1, type);
+    found.Bind(2, std::string_view(object));
     const bool has = found.Step();
     found.Start();
     return has;
   }
+  bool HasTable(const Table& table) { return Has(SchemaOf(table.database), "table", table.name); }
   void Touch(Place& place) {
     if (std::find(touched.begin(), touched.end(), &place) == touched.end()) {
       touched.push_back(&place);
@@ -124,10 +128,10 @@ struct Store::Database {
 };
 
 std::unique_ptr<Message> Store::Database::ReadRow(const Place& place, const Statement& row) const {
-  std::unique_ptr<Message> record(place.table.prototype->New());
+  std::unique_ptr<Message> record = NewRow(place.table);
   try {
     int column = 0;
-    for (const Column& c : place.table.columns) c.Read(row, column++, *record);
+    for (const Column& c : place.table.columns) agent::Read(c, row, column++, *record);
   } catch (const StoreError& error) {
     std::string key;
     for (size_t i = 0; i < place.table.columns.size(); ++i) {
@@ -149,42 +153,25 @@ std::unique_ptr<Message> Store::Database::ReadRow(const Place& place, const Stat
 // The SQL that the table needs before it can be used: none where it stands as its record says.
 std::vector<std::string> Store::Database::MissingDefinitions(const Table& table) {
   const std::string schema = SchemaOf(table.database);
-  const std::string name = Quoted(schema) + "." + Quoted(table.name);
-  std::map<std::string, std::pair<std::string, bool>> there;  // name to type, key
+  tables::StandingTable standing;
   Statement& info =
       connection.Prepared("SELECT name, type, pk FROM pragma_table_info(?, ?) ORDER BY cid");
   info.Bind(1, std::string_view(table.name));
   info.Bind(2, std::string_view(schema));
   while (info.Step()) {
-    there[std::string(info.Bytes(0))] = {std::string(info.Bytes(1)), info.Integer(2) != 0};
+    standing.columns[std::string(info.Bytes(0))] = {std::string(info.Bytes(1)),
+                                                    static_cast<int>(info.Integer(2))};
   }
   info.Start();
+  if (standing.columns.empty()) return tables::CreateSql(table, schema);
 
-  std::vector<std::string> sql;
-  if (there.empty()) {
-    std::string create =
-        "CREATE TABLE " + name + " (" +
-        Joined(table.columns, ", ", [](const Column& c) { return c.Definition(); });
-    if (!table.key.empty()) create += ", PRIMARY KEY (" + Joined(table.key, ", ", QuotedName) + ")";
-    sql.push_back(create + ")");
-    if (table.has_time() && (!table.state || table.max_rows != 0 || table.max_time_days != 0)) {
-      sql.push_back("CREATE INDEX " + Quoted(schema) + "." + Quoted(table.name + ".time") + " ON " +
-                    Quoted(table.name) + " (\"time\")");
-    }
-    return sql;
+  standing.has_time_index = Has(schema, "index", table.name + ".time");
+  try {
+    return tables::MigrateSql(table, standing, schema);
+  } catch (const tables::TableError& error) {
+    throw StoreError(file.string() + ": database " + table.database + ", " + error.what() +
+                     "; move the database away");
   }
-  for (const Column& column : table.columns) {
-    const auto found = there.find(column.name());
-    if (found == there.end() && !column.key) {
-      sql.push_back("ALTER TABLE " + name + " ADD COLUMN " + column.Definition());
-    } else if (found == there.end() || found->second.second != column.key ||
-               found->second.first != column.Type()) {
-      throw StoreError(file.string() + ": database " + table.database + ", table " + table.name +
-                       ": column " + column.name() +
-                       " is not what the contract says (type or key); move the database away");
-    }
-  }
-  return sql;
 }
 
 Store::Store(std::filesystem::path folder, const Catalogue& catalogue, Options options)
@@ -319,7 +306,7 @@ void Store::PutState(Database& database, Place& place, const Message& row, Chang
   // Seen again at another time is no change.
   std::unique_ptr<Message> same_time(row.New());
   same_time->CopyFrom(row);
-  if (place.table.has_time()) SetString(*same_time, "time", place.table.time_of(*before));
+  if (place.table.time != nullptr) SetString(*same_time, "time", TimeOf(place.table, *before));
   const bool changed = CanonicalBytes(*same_time) != CanonicalBytes(*before);
 
   Statement& update = database.connection.Prepared(place.update);
@@ -355,10 +342,10 @@ void Store::RecordChange(Database& database, const Table& state, const Message* 
                          const Message* after) {
   const Table* log = catalogue_.ChangeLog(state);
   if (log == nullptr) return;
-  const std::unique_ptr<Message> change(log->prototype->New());
+  const std::unique_ptr<Message> change = NewRow(*log);
   SetString(*change, "time", TimeText(options_.clock()));
-  SetString(*change, "type", state.record()->name());
-  change->GetReflection()->SetEnumValue(change.get(), log->record()->FindFieldByName("event"),
+  SetString(*change, "type", state.record->name());
+  change->GetReflection()->SetEnumValue(change.get(), log->record->FindFieldByName("event"),
                                         before == nullptr  ? storage::STATE_EVENT_INSERT
                                         : after == nullptr ? storage::STATE_EVENT_DELETE
                                                            : storage::STATE_EVENT_UPDATE);
@@ -493,9 +480,9 @@ void Store::TrimSize(Database& database, const std::string& name, Changes& chang
     std::string oldest_time;
     for (const Table& table : catalogue_.tables()) {
       if (table.database != name || table.state || !database.HasTable(table)) continue;
-      Statement first(connection, "SELECT " + std::string(table.has_time() ? "\"time\"" : "''") +
-                                      " FROM " + schema + "." + Quoted(table.name) +
-                                      " ORDER BY 1 LIMIT 1");
+      Statement first(connection,
+                      "SELECT " + std::string(table.time != nullptr ? "\"time\"" : "''") +
+                          " FROM " + schema + "." + Quoted(table.name) + " ORDER BY 1 LIMIT 1");
       if (!first.Step()) continue;
       const std::string time(first.Bytes(0));
       if (oldest == nullptr || time < oldest_time) {
@@ -513,8 +500,8 @@ void Store::TrimSize(Database& database, const std::string& name, Changes& chang
     const int64_t rows =
         std::max<int64_t>(1, connection.Number("SELECT count(*) FROM " + table) / 16);
     connection.Execute("DELETE FROM " + table + " WHERE _rowid_ IN (SELECT _rowid_ FROM " + table +
-                       " ORDER BY " + (oldest->has_time() ? "\"time\", " : "") + "_rowid_ LIMIT " +
-                       std::to_string(rows) + ")");
+                       " ORDER BY " + (oldest->time != nullptr ? "\"time\", " : "") +
+                       "_rowid_ LIMIT " + std::to_string(rows) + ")");
     changes.trimmed += connection.Changes();
     dropped = true;
   }
@@ -540,7 +527,7 @@ std::optional<Store::Usage> Store::MeasureTable(const Table& table) {
     if (size.Step()) usage.bytes = size.Integer(0);
     size.Start();
   }
-  if (table.has_time()) {
+  if (table.time != nullptr) {
     Statement age(connection, "SELECT julianday(?) - julianday(min(\"time\")) FROM \"main\"." +
                                   Quoted(table.name) + " WHERE " + kWellFormedTime);
     const std::string now = TimeText(options_.clock());
@@ -558,7 +545,7 @@ int64_t Store::CountChanges(const Table& state) {
   if (database == nullptr || !database->HasTable(*log)) return 0;
   Statement count(database->connection,
                   "SELECT count(*) FROM \"main\"." + Quoted(log->name) + " WHERE \"type\" = ?");
-  count.Bind(1, std::string_view(state.record()->name()));
+  count.Bind(1, std::string_view(state.record->name()));
   return count.Step() ? count.Integer(0) : 0;
 }
 

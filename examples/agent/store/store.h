@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "store/catalogue.h"
 #include "store/sqlite.h"
+#include "store/values.h"
 
 namespace ovix::agent {
 

@@ -1,36 +1,16 @@
-#include "store/table.h"
+#include "store/values.h"
 
-#include <algorithm>
 #include <bit>
 #include <cmath>
 
-#include "ovix/telemetry/contract/storage/state_change_utils.pb.h"
-#include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "store/json.h"
 
 namespace ovix::agent {
 namespace {
 
-namespace storage = ovix::telemetry::contract::storage;
-using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
-
-ColumnKind KindOf(const FieldDescriptor* field) {
-  if (field->is_repeated()) return ColumnKind::kJson;
-  switch (field->cpp_type()) {
-    case FieldDescriptor::CPPTYPE_MESSAGE:
-      return ColumnKind::kJson;
-    case FieldDescriptor::CPPTYPE_STRING:
-      return field->type() == FieldDescriptor::TYPE_BYTES ? ColumnKind::kBlob : ColumnKind::kText;
-    case FieldDescriptor::CPPTYPE_FLOAT:
-    case FieldDescriptor::CPPTYPE_DOUBLE:
-      return ColumnKind::kReal;
-    default:
-      return ColumnKind::kInteger;
-  }
-}
 
 int64_t IntegerValue(const Message& record, const FieldDescriptor* field) {
   const Reflection* reflection = record.GetReflection();
@@ -129,41 +109,17 @@ bool ReadReal(const Statement& row, int column, const FieldDescriptor* field, Me
   return true;
 }
 
-[[noreturn]] void Contradiction(const Descriptor* record, const std::string& what) {
-  throw StoreError(record->full_name() + ": " + what + "; mend the options in its schema");
-}
-
 }  // namespace
 
-const std::string& PersistanceType(const Descriptor* descriptor) {
-  return descriptor->options().GetExtension(storage::persistance).type();
-}
-
-const char* Column::Type() const {
-  switch (kind) {
-    case ColumnKind::kInteger:
-      return "INTEGER";
-    case ColumnKind::kReal:
-      return "REAL";
-    case ColumnKind::kBlob:
-      return "BLOB";
-    default:
-      return "TEXT";
-  }
-}
-
-std::string Column::Definition() const {
-  return Quoted(name()) + " " + Type() + (key ? " NOT NULL" : "");
-}
-
-void Column::Bind(const Message& record, Statement& statement, int parameter) const {
+void Bind(const Column& column, const Message& record, Statement& statement, int parameter) {
+  const FieldDescriptor* field = column.field;
   const Reflection* reflection = record.GetReflection();
   if (!field->is_repeated() && field->has_presence() && !reflection->HasField(record, field)) {
-    if (key) throw StoreError(field->full_name() + ": a key column must have a value");
+    if (column.key) throw StoreError(field->full_name() + ": a key column must have a value");
     statement.BindNull(parameter);
     return;
   }
-  switch (kind) {
+  switch (column.kind) {
     case ColumnKind::kInteger:
       return statement.Bind(parameter, IntegerValue(record, field));
     case ColumnKind::kReal:
@@ -182,74 +138,39 @@ void Column::Bind(const Message& record, Statement& statement, int parameter) co
   }
 }
 
-void Column::Read(const Statement& row, int column, Message& record) const {
+void Read(const Column& column, const Statement& row, int place, Message& record) {
+  const FieldDescriptor* field = column.field;
   const Reflection* reflection = record.GetReflection();
-  const int type = row.Type(column);
+  const int type = row.Type(place);
   if (type == SQLITE_NULL) return;
   bool fits = false;
-  switch (kind) {
+  switch (column.kind) {
     case ColumnKind::kInteger:
-      fits = type == SQLITE_INTEGER && SetInteger(record, field, row.Integer(column));
+      fits = type == SQLITE_INTEGER && SetInteger(record, field, row.Integer(place));
       break;
     case ColumnKind::kReal:
-      fits = ReadReal(row, column, field, record);
+      fits = ReadReal(row, place, field, record);
       break;
     case ColumnKind::kText:
     case ColumnKind::kBlob:
-      fits = type == (kind == ColumnKind::kText ? SQLITE_TEXT : SQLITE_BLOB) &&
-             (kind == ColumnKind::kBlob || IsUtf8(row.Bytes(column)));
-      if (fits) reflection->SetString(&record, field, std::string(row.Bytes(column)));
+      fits = type == (column.kind == ColumnKind::kText ? SQLITE_TEXT : SQLITE_BLOB) &&
+             (column.kind == ColumnKind::kBlob || IsUtf8(row.Bytes(place)));
+      if (fits) reflection->SetString(&record, field, std::string(row.Bytes(place)));
       break;
     case ColumnKind::kJson:
-      fits = type == SQLITE_TEXT && FieldFromJson(row.Bytes(column), field, record);
+      fits = type == SQLITE_TEXT && FieldFromJson(row.Bytes(place), field, record);
       break;
   }
-  if (!fits) throw StoreError("column " + name() + " does not hold what its field can");
+  if (!fits) throw StoreError("column " + column.name() + " does not hold what its field can");
 }
 
-Table::Table(const Message& prototype) : prototype(&prototype) {
-  const Descriptor* descriptor = record();
-  const auto& options = descriptor->options().GetExtension(storage::persistance);
-  name = options.table().name().empty() ? descriptor->name() : options.table().name();
-  database = options.database().name();
-  max_rows = options.table().max_rows();
-  max_time_days = options.table().max_time_days();
-  state = options.type() == "State";
-
-  for (int i = 0; i < descriptor->field_count(); ++i) {
-    const FieldDescriptor* field = descriptor->field(i);
-    const bool is_key = field->options().GetExtension(storage::column).constraint().pk();
-    columns.push_back({field, KindOf(field), is_key});
-    if (is_key) key.push_back(columns.back());
-    if (field->name() == "time" && columns.back().kind == ColumnKind::kText) time = field;
-  }
-  std::sort(key.begin(), key.end(),
-            [](const Column& a, const Column& b) { return a.field->number() < b.field->number(); });
-
-  if (!state && options.type() != "Historical") {
-    Contradiction(descriptor, "\"" + options.type() + "\" is no type of table");
-  }
-  if (database.empty()) Contradiction(descriptor, "a table without a database");
-  if (state && key.empty()) Contradiction(descriptor, "a \"State\" table without a key");
-  if ((max_rows != 0 || max_time_days != 0) && time == nullptr) {
-    Contradiction(descriptor, "limits without a text field `time` to tell which row is the oldest");
-  }
+std::unique_ptr<Message> NewRow(const Table& table) {
+  return std::unique_ptr<Message>(
+      google::protobuf::MessageFactory::generated_factory()->GetPrototype(table.record)->New());
 }
 
-bool Table::is_change_log() const {
-  const auto holds = [&](const char* field_name, ColumnKind kind) {
-    return std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
-      return column.name() == field_name && column.kind == kind;
-    });
-  };
-  const FieldDescriptor* event = record()->FindFieldByName("event");
-  return !state && event != nullptr && event->enum_type() == storage::StateEventType_descriptor() &&
-         holds("time", ColumnKind::kText) && holds("type", ColumnKind::kText) &&
-         holds("previous_state", ColumnKind::kText) && holds("current_state", ColumnKind::kText);
-}
-
-std::string Table::time_of(const Message& row) const {
-  return time == nullptr ? "" : row.GetReflection()->GetString(row, time);
+std::string TimeOf(const Table& table, const Message& row) {
+  return table.time == nullptr ? "" : row.GetReflection()->GetString(row, table.time);
 }
 
 }  // namespace ovix::agent

@@ -1,0 +1,247 @@
+// The catalogue as files: an address for everything, text that stays text, and folders that are
+// replaced whole or left alone. What a browser makes of it is in catalogue_test.mjs.
+#include "tool/catalogue.h"
+
+#include <google/protobuf/descriptor.pb.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ovix/telemetry/contract/storage/storage_options.pb.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "tool/catalogue_pages.h"
+#include "tool/error.h"
+
+#ifndef _WIN32
+#include <sys/resource.h>
+
+#include <csignal>
+#endif
+
+namespace ovix::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using google::protobuf::FileDescriptorProto;
+using tool::Contracts;
+
+size_t Count(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+std::map<std::string, std::string> FilesIn(const fs::path& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream input(entry.path(), std::ios::binary);
+    files[entry.path().lexically_relative(folder).generic_string()] =
+        std::string(std::istreambuf_iterator<char>(input), {});
+  }
+  return files;
+}
+
+void Put(const fs::path& file, const std::string& bytes) {
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << bytes;
+}
+
+TEST(Catalogue, EveryDeclarationHasItsAddress) {
+  const Contracts& contracts = Contracts::Installed();
+  const auto pages = tool::CataloguePages(contracts);
+  std::set<std::string> without_case;
+  for (const auto& [path, bytes] : pages) {
+    std::string lower;
+    for (const char c : path) lower += static_cast<char>(std::tolower(c));
+    EXPECT_TRUE(without_case.insert(lower).second) << path << ": another differs only in case";
+  }
+  size_t fields = 0;
+  for (const tool::Descriptor* message : contracts.messages()) {
+    const tool::Descriptor* outermost = message;
+    std::string inner;
+    for (; outermost->containing_type() != nullptr; outermost = outermost->containing_type()) {
+      inner = outermost->name() + "." + inner;
+    }
+    const auto page = pages.find("contracts/" + outermost->full_name() + ".html");
+    ASSERT_NE(page, pages.end()) << message->full_name();
+    if (!inner.empty()) {
+      const std::string anchor = inner.substr(0, inner.size() - 1);
+      EXPECT_EQ(Count(page->second, " id=\"" + anchor + "\""), 1u) << message->full_name();
+    }
+    for (int i = 0; i < message->field_count(); ++i, ++fields) {
+      const std::string anchor = inner + message->field(i)->name();
+      EXPECT_EQ(Count(page->second, " id=\"" + anchor + "\""), 1u)
+          << message->full_name() << anchor;
+    }
+  }
+  EXPECT_NE(pages.at("index.html").find("<dd>" + std::to_string(fields) + "</dd>"),
+            std::string::npos);
+}
+
+// A schema whose comments and options are markup.
+TEST(Catalogue, TextIsNeverMarkup) {
+  const std::string hostile = " Sees </script><script>x()</script> & \"quotes\" `<b>` and `open.\n";
+  google::protobuf::FileDescriptorSet set;
+  FileDescriptorProto::descriptor()->file()->CopyTo(set.add_file());
+  telemetry::contract::upload::cdmMessageOptions::descriptor()->file()->CopyTo(set.add_file());
+  telemetry::contract::storage::TableOptions::descriptor()->file()->CopyTo(set.add_file());
+  FileDescriptorProto& file = *set.add_file();
+  file.set_name("hostile.proto");
+  file.set_package("hostile");
+  file.set_syntax("proto3");
+  file.add_dependency(set.file(1).name());
+  file.add_dependency(set.file(2).name());
+  auto& message = *file.add_message_type();
+  message.set_name("Hostile");
+  auto& cdm = *message.mutable_options()->MutableExtension(telemetry::contract::upload::cdm);
+  cdm.set_gun("<img src=x onerror=\"x()\">");
+  cdm.set_version("1<2");
+  auto& field = *message.add_field();
+  field.set_name("field");
+  field.set_number(1);
+  field.set_type(google::protobuf::FieldDescriptorProto::TYPE_STRING);
+  field.set_label(google::protobuf::FieldDescriptorProto::LABEL_OPTIONAL);
+  auto& record = *file.add_message_type();
+  record.set_name("Record");
+  auto& persistance =
+      *record.mutable_options()->MutableExtension(telemetry::contract::storage::persistance);
+  persistance.set_type("Historical");
+  persistance.mutable_database()->set_name("<i>\"'&");
+  for (const std::vector<int>& path :
+       {std::vector<int>{FileDescriptorProto::kSyntaxFieldNumber}, {4, 0}, {4, 0, 2, 0}}) {
+    auto& location = *file.mutable_source_code_info()->add_location();
+    for (const int step : path) location.add_path(step);
+    for (const int place : {0, 0, 1}) location.add_span(place);
+    location.set_leading_comments(hostile + " Source: none, from <i>nobody</i>\n");
+  }
+  const Contracts contracts(set.SerializeAsString(), "hostile.binpb");
+  const auto pages = tool::CataloguePages(contracts);
+  for (const auto& [path, bytes] : pages) {
+    if (path.ends_with("site.js") || path.ends_with(".css")) continue;
+    for (const char* raw : {"<script>", "<b>`", "<i>", "<img", "1<2"}) {
+      EXPECT_EQ(bytes.find(raw), std::string::npos) << path << " has " << raw;
+    }
+  }
+  const std::string& page = pages.at("contracts/hostile.Hostile.html");
+  EXPECT_NE(page.find("&lt;script&gt;x()&lt;/script&gt; &amp; &quot;quotes&quot;"),
+            std::string::npos);
+  EXPECT_NE(page.find("`open."), std::string::npos);
+}
+
+class CatalogueFolder : public ::testing::Test {
+ protected:
+  CatalogueFolder() { fs::create_directories(root_); }
+  ~CatalogueFolder() override { fs::remove_all(root_); }
+
+  const fs::path root_ =
+      fs::temp_directory_path() /
+      ("catalogue-test-" +
+       std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
+       std::to_string(std::hash<std::string>()(fs::current_path().string()) % 1000000));
+};
+
+TEST_F(CatalogueFolder, IsReplacedWholeOrLeftAlone) {
+  const Contracts& contracts = Contracts::Installed();
+  tool::WriteCatalogue(contracts, root_ / "reference");
+  const auto reference = FilesIn(root_ / "reference");
+  ASSERT_EQ(reference.size(), tool::CataloguePages(contracts).size() + 1);  // and its list
+  const std::string list = reference.at("files.txt");
+
+  const struct {
+    const char* name;
+    std::function<void(const fs::path& out)> prepare;
+    const char* error;  // a part of it; empty: the site is written
+  } cases[] = {
+      {"missing", [](const fs::path&) {}, ""},
+      {"deep/below/missing", [](const fs::path&) {}, ""},
+      {"with-a-slash/", [](const fs::path&) {}, ""},
+      {"behind/../dots", [](const fs::path&) {}, ""},
+      {"empty", [](const fs::path& out) { fs::create_directories(out); }, ""},
+      {"earlier", [&](const fs::path& out) { tool::WriteCatalogue(contracts, out); }, ""},
+      {"older",
+       [&](const fs::path& out) {
+         Put(out / "files.txt", list + "contracts/gone.html\n");
+         Put(out / "index.html", "older");
+         Put(out / "contracts/gone.html", "older");
+       },
+       ""},
+      {"foreign", [](const fs::path& out) { Put(out / "notes/mine.txt", "mine"); },
+       "holds notes/mine.txt, which is of no catalogue; name a new folder"},
+      {"another-site", [](const fs::path& out) { Put(out / "index.html", "mine"); },
+       "holds index.html"},
+      {"other-list", [](const fs::path& out) { Put(out / "files.txt", "index.html\n"); },
+       "holds files.txt"},
+      {"mixed",
+       [&](const fs::path& out) {
+         tool::WriteCatalogue(contracts, out);
+         Put(out / "assets/mine.css", "mine");
+       },
+       "holds assets/mine.css"},
+      {"file", [](const fs::path& out) { Put(out, "mine"); }, "is a file; name a folder"},
+      {"below/file", [](const fs::path& out) { Put(out.parent_path(), "mine"); },
+       "cannot be written"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const fs::path above = root_ / "case";
+    fs::create_directories(above);
+    const fs::path out = above / c.name;
+    c.prepare(out);
+    const auto before = FilesIn(above);
+    std::string error;
+    try {
+      tool::WriteCatalogue(contracts, out);
+    } catch (const tool::Error& thrown) {
+      error = thrown.what();
+    }
+    if (*c.error == '\0') {
+      EXPECT_EQ(error, "");
+      EXPECT_EQ(FilesIn(out.lexically_normal()), reference);
+      EXPECT_EQ(FilesIn(above).size(), reference.size()) << "something was left beside it";
+    } else {
+      EXPECT_NE(error.find(c.error), std::string::npos) << error;
+      EXPECT_EQ(error.rfind(out.string(), 0), 0u) << error;
+      EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+      EXPECT_EQ(FilesIn(above), before);
+    }
+    fs::remove_all(above);
+  }
+}
+
+#ifndef _WIN32
+// As on a full disk: a file cannot be written to its end.
+TEST_F(CatalogueFolder, StaysAsItWasWhereAFileCannotBeWritten) {
+  const Contracts& contracts = Contracts::Installed();
+  tool::WriteCatalogue(contracts, root_ / "site");
+  Put(root_ / "site/index.html", "the site that was there");
+  const auto before = FilesIn(root_);
+
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const auto earlier_handler = std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{20000, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  std::string error;
+  try {
+    tool::WriteCatalogue(contracts, root_ / "site");
+  } catch (const tool::Error& thrown) {
+    error = thrown.what();
+  }
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, earlier_handler);
+
+  EXPECT_NE(error.find("cannot be written: File too large"), std::string::npos) << error;
+  EXPECT_EQ(FilesIn(root_), before);
+}
+#endif
+
+}  // namespace
+}  // namespace ovix::tests

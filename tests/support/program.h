@@ -1,0 +1,41 @@
+// Runs a program with its standard streams in files of a test's folder, so that output and errors
+// are told apart, byte for byte.
+#ifndef OVIX_TESTS_SUPPORT_PROGRAM_H_
+#define OVIX_TESTS_SUPPORT_PROGRAM_H_
+
+#include <cstdlib>
+#include <string>
+
+#include "support/folder.h"
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
+
+namespace ovix::tests {
+
+struct ProgramRun {
+  int exit_code;  // -1 where the program ended in another way
+  std::string output;
+  std::string errors;
+};
+
+// Runs `program` with arguments as a shell takes them, in the files in, out and err of the folder.
+inline ProgramRun RunIn(const Folder& folder, const std::string& program,
+                        const std::string& arguments, const std::string& input = "") {
+  folder.Write("in", input);
+  const auto quoted = [&](const char* name) { return "\"" + (folder / name).string() + "\""; };
+  const std::string command = program + " " + arguments + " <" + quoted("in") + " >" +
+                              quoted("out") + " 2>" + quoted("err");
+  const int status = std::system(command.c_str());
+#ifdef _WIN32
+  const int exit_code = status;
+#else
+  const int exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+  return {exit_code, folder.Read("out"), folder.Read("err")};
+}
+
+}  // namespace ovix::tests
+
+#endif  // OVIX_TESTS_SUPPORT_PROGRAM_H_

@@ -1,0 +1,671 @@
+// ovix-contracts as its user runs it: the executable, its output, its errors and its exit codes.
+#include <google/protobuf/struct.pb.h>
+#include <google/protobuf/util/delimited_message_util.h>
+#include <google/protobuf/util/json_util.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <set>
+#include <sstream>
+
+#include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
+#include "ovix/telemetry/contract/storage/storage_options.pb.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "store/sqlite.h"
+#include "store/store.h"
+#include "support/contracts.h"
+#include "support/folder.h"
+#include "support/program.h"
+#include "tool/contracts.h"
+#include "tool/diff.h"
+
+namespace ovix::tests {
+namespace {
+
+namespace storage = telemetry::contract::storage;
+namespace upload = telemetry::contract::upload;
+namespace tables = telemetry::contract::tables;
+using google::protobuf::DescriptorProto;
+using google::protobuf::FieldDescriptorProto;
+using google::protobuf::FileDescriptorSet;
+using google::protobuf::Message;
+using google::protobuf::Struct;
+
+ProgramRun RunTool(const Folder& folder, const std::string& arguments,
+                   const std::string& input = "") {
+  return RunIn(folder, OVIX_TESTS_TOOL, arguments, input);
+}
+
+Struct Json(const std::string& text) {
+  Struct json;
+  const auto status = google::protobuf::util::JsonStringToMessage(text, &json);
+  EXPECT_TRUE(status.ok()) << status.ToString() << "\n" << text;
+  return json;
+}
+
+// The message of a descriptor set with this name, nested ones by their path.
+DescriptorProto* Find(FileDescriptorSet& set, const std::string& full_name) {
+  for (auto& file : *set.mutable_file()) {
+    if (!full_name.starts_with(file.package() + ".")) continue;
+    for (auto& message : *file.mutable_message_type()) {
+      if (file.package() + "." + message.name() == full_name) return &message;
+    }
+  }
+  ADD_FAILURE() << "no message " << full_name;
+  static DescriptorProto nothing;
+  return &nothing;
+}
+
+FieldDescriptorProto* Field(DescriptorProto* message, const std::string& name) {
+  for (auto& field : *message->mutable_field()) {
+    if (field.name() == name) return &field;
+  }
+  ADD_FAILURE() << "no field " << name;
+  static FieldDescriptorProto nothing;
+  return &nothing;
+}
+
+void RemoveField(DescriptorProto* message, const std::string& name) {
+  const FieldDescriptorProto removed = *Field(message, name);
+  auto* fields = message->mutable_field();
+  fields->erase(std::remove_if(fields->begin(), fields->end(),
+                               [&](const auto& field) { return field.name() == name; }),
+                fields->end());
+  if (!removed.proto3_optional()) return;
+  // `optional` is a oneof of its own.
+  message->mutable_oneof_decl()->DeleteSubrange(removed.oneof_index(), 1);
+  for (auto& field : *fields) {
+    if (field.has_oneof_index() && field.oneof_index() > removed.oneof_index()) {
+      field.set_oneof_index(field.oneof_index() - 1);
+    }
+  }
+}
+
+constexpr char kLog[] = "ovix.telemetry.contract.storage.device_health.BatteryHealthLog";
+constexpr char kBattery[] = "ovix.telemetry.contract.storage.device_profile.HwBattery";
+constexpr char kPayload[] = "ovix.telemetry.contract.upload.log.hardware.HwBatteryHealthLogAsCDM";
+
+// --- list and show
+
+TEST(ToolList, HasEveryTableAndPayloadWithItsOptions) {
+  const Folder folder;
+  std::map<std::string, std::string> expected, listed;
+  for (const Message* prototype : AllPrototypes()) {
+    const auto& options = prototype->GetDescriptor()->options();
+    const auto& persistance = options.GetExtension(storage::persistance);
+    const auto& cdm = options.GetExtension(upload::cdm);
+    const std::string& name = prototype->GetDescriptor()->full_name();
+    if (!persistance.type().empty()) {
+      expected[name] = persistance.type() + " " + persistance.database().name() + " " +
+                       std::to_string(persistance.table().max_rows()) + " " +
+                       std::to_string(persistance.table().max_time_days());
+    } else if (!cdm.gun().empty()) {
+      expected[name] = cdm.gun() + " " + cdm.version();
+    }
+  }
+  const ProgramRun run = RunTool(folder, "list --format json");
+  EXPECT_EQ(run.exit_code, 0) << run.errors;
+  const Struct json = Json(run.output);
+  for (const auto& value : json.fields().at("tables").list_value().values()) {
+    const auto& table = value.struct_value().fields();
+    const auto number = [&](const char* key) {
+      return std::to_string(static_cast<int>(table.at(key).number_value()));
+    };
+    listed[table.at("name").string_value()] = table.at("type").string_value() + " " +
+                                              table.at("database").string_value() + " " +
+                                              number("max_rows") + " " + number("max_time_days");
+  }
+  for (const auto& value : json.fields().at("payloads").list_value().values()) {
+    const auto& payload = value.struct_value().fields();
+    listed[payload.at("name").string_value()] =
+        payload.at("gun").string_value() + " " + payload.at("version").string_value();
+  }
+  EXPECT_EQ(listed, expected);
+
+  const std::string csv = RunTool(folder, "list --format csv").output;
+  EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), static_cast<int>(expected.size()) + 1);
+}
+
+TEST(ToolList, TakesFilters) {
+  const Folder folder;
+  const struct {
+    const char* arguments;
+    std::vector<const char*> has;
+    std::vector<const char*> has_not;
+  } cases[] = {
+      {"--tables", {"HwBattery "}, {"AsCDM"}},
+      {"--payloads", {"HwBatteryHealthLogAsCDM"}, {"HealthLog  "}},
+      {"--database HealthLog",
+       {"BatteryHealthLog", "180 days, 128 MB in all"},
+       {"HwBattery", "AsCDM"}},
+      {"--match \"hwbatt*\"", {"HwBattery", "HwBatteryHealthLogAsCDM"}, {"BootHealthLog"}},
+      {"--match \"?wBattery\"", {"serial_number, ct_number"}, {"AsCDM"}},
+  };
+  for (const auto& c : cases) {
+    const ProgramRun run = RunTool(folder, std::string("list ") + c.arguments);
+    EXPECT_EQ(run.exit_code, 0) << run.errors;
+    for (const char* part : c.has) EXPECT_NE(run.output.find(part), std::string::npos) << part;
+    for (const char* part : c.has_not) EXPECT_EQ(run.output.find(part), std::string::npos) << part;
+    EXPECT_EQ(run.output.find('\x1b'), std::string::npos) << "colour, but no terminal";
+  }
+}
+
+TEST(ToolShow, TellsAMessageWhole) {
+  const Folder folder;
+  const struct {
+    const char* name;
+    std::vector<const char*> has;
+  } cases[] = {
+      {"BatteryHealthLog",
+       {"One health test of a battery", "HealthLog", "Historical", "180 days",
+        "HwBatteryHealthLogAsCDM", "Spelled so for ever", "BatteryStatus (part)",
+        "over_charged_alarm"}},
+      {kPayload,
+       {"category.pcLogHwBatteryHealth.version.1", "1.0.0", "explicit",
+        "from BatteryHealthLog.serial_number: renamed", "from no record: set by the uploader",
+        "from BatteryHealthLog.abo_info"}},
+      {"HardwareEvents", {"StateEventType (enumeration)", "STATE_EVENT_INSERT"}},
+      {"StateEventType", {"STATE_EVENT_DELETE", "used in"}},
+      {"storage.HealthLog", {"(database)", "128 MB"}},
+  };
+  for (const auto& c : cases) {
+    const ProgramRun run = RunTool(folder, std::string("show ") + c.name);
+    EXPECT_EQ(run.exit_code, 0) << run.errors;
+    for (const char* part : c.has) {
+      EXPECT_NE(run.output.find(part), std::string::npos) << part << " in:\n" << run.output;
+    }
+  }
+}
+
+TEST(ToolShow, GivesEveryFieldAsJson) {
+  const Folder folder;
+  for (const char* name : {kLog, kPayload, kBattery}) {
+    const Struct json = Json(RunTool(folder, std::string("show --format json ") + name).output);
+    const auto* message =
+        google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
+    const auto& fields = json.fields().at("fields").list_value();
+    ASSERT_EQ(fields.values_size(), message->field_count());
+    for (int i = 0; i < message->field_count(); ++i) {
+      const auto& field = fields.values(i).struct_value().fields();
+      EXPECT_EQ(field.at("name").string_value(), message->field(i)->name());
+      EXPECT_EQ(field.at("number").number_value(), message->field(i)->number());
+      EXPECT_EQ(field.at("key").bool_value(), tool::IsKey(message->field(i)));
+    }
+  }
+}
+
+// --- ddl
+
+// What SQLite has made of a database: every table and index as it says them itself.
+std::string SchemaOf(const std::filesystem::path& file) {
+  agent::Connection connection(file, std::chrono::seconds(1));
+  agent::Statement all(connection, "SELECT sql FROM sqlite_schema WHERE sql <> '' ORDER BY name");
+  std::string schema;
+  while (all.Step()) schema += std::string(all.Bytes(0)) + "\n";
+  return schema + std::to_string(connection.Number("PRAGMA auto_vacuum"));
+}
+
+// Columns in any order: a migration can only add behind.
+std::string ColumnsOf(const std::filesystem::path& file) {
+  agent::Connection connection(file, std::chrono::seconds(1));
+  agent::Statement all(connection,
+                       "SELECT m.name, c.name, c.type, c.pk, c.\"notnull\" FROM sqlite_schema m, "
+                       "pragma_table_info(m.name) c WHERE m.type = 'table' UNION ALL SELECT name, "
+                       "'', '', 0, 0 FROM sqlite_schema WHERE type = 'index' AND sql <> '' "
+                       "ORDER BY 1, 2");
+  std::string text;
+  while (all.Step()) {
+    for (int i = 0; i < 5; ++i) text += std::string(all.Bytes(i)) + " ";
+    text += "\n";
+  }
+  return text;
+}
+
+void Execute(const std::filesystem::path& file, const std::string& sql) {
+  // Not by the store's connection: what makes a new database what it is must be in the SQL.
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(file.string().c_str(), &database), SQLITE_OK);
+  char* error = nullptr;
+  EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK)
+      << (error == nullptr ? "" : error);
+  sqlite3_free(error);
+  sqlite3_close(database);
+}
+
+TEST(ToolDdl, MakesTheDatabasesThatTheStoreMakes) {
+  const Folder folder;
+  const agent::Catalogue catalogue;
+  std::set<std::string> databases;
+  {
+    agent::Store store(folder / "store", catalogue);
+    for (const auto& table : catalogue.tables()) {
+      const auto record = agent::NewRow(table);
+      FillAll(record.get(), 1);
+      store.Put(*record);
+      databases.insert(table.database);
+    }
+  }
+  std::string all;
+  for (const std::string& database : databases) {
+    const ProgramRun run = RunTool(folder, "ddl --database " + database);
+    ASSERT_EQ(run.exit_code, 0) << run.errors;
+    Execute(folder / (database + ".db"), run.output);
+    EXPECT_EQ(SchemaOf(folder / (database + ".db")),
+              SchemaOf(folder / ("store/" + database + ".db")));
+    all += (all.empty() ? "" : "\n") + run.output;
+  }
+  EXPECT_EQ(RunTool(folder, "ddl").output, all);
+}
+
+// Makes the databases of a descriptor set.
+void MakeDatabases(const Folder& folder, const FileDescriptorSet& set) {
+  const tool::Contracts contracts(set.SerializeAsString(), "older");
+  const tables::Catalogue catalogue(contracts.messages());
+  for (const auto& table : catalogue.tables()) {
+    for (const std::string& sql : tables::CreateSql(table)) {
+      Execute(folder / (table.database + ".db"), sql);
+    }
+  }
+}
+
+TEST(ToolDdl, MigratesAnOlderDatabaseToWhatANewOneIs) {
+  const Folder folder;
+  FileDescriptorSet older = DescriptorSet();
+  RemoveField(Find(older, kLog), "voltage_perc");
+  RemoveField(Find(older, kLog), "battery_status");
+  // A table whose limits came later has no index yet; one was not there at all.
+  Find(older, kBattery)->mutable_options()->ClearExtension(storage::persistance);
+  folder.Write("old.binpb", older.SerializeAsString());
+  MakeDatabases(folder, older);
+  for (const char* database : {"HealthLog", "DeviceProfile"}) {
+    const std::filesystem::path file = folder / (std::string(database) + ".db");
+    const std::string arguments = " --database " + std::string(database);
+    const ProgramRun migration =
+        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\"" + arguments);
+    ASSERT_EQ(migration.exit_code, 0) << migration.errors;
+    Execute(file, migration.output);
+    Execute(folder / "new.db", RunTool(folder, "ddl" + arguments).output);
+    EXPECT_EQ(ColumnsOf(file), ColumnsOf(folder / "new.db"));
+    std::filesystem::remove(folder / "new.db");
+  }
+  folder.Write("same.binpb", DescriptorSet().SerializeAsString());
+  EXPECT_EQ(RunTool(folder, "ddl --from \"" + (folder / "same.binpb").string() + "\"").output, "");
+}
+
+TEST(ToolDdl, RefusesWhatCannotBeMigrated) {
+  const Folder folder;
+  const std::pair<std::function<void(FileDescriptorSet&)>, const char*> cases[] = {
+      {[](auto& set) {
+         Field(Find(set, kLog), "voltage")->set_type(FieldDescriptorProto::TYPE_STRING);
+       },
+       "table BatteryHealthLog: column voltage is TEXT, but the contract says INTEGER"},
+      {[](auto& set) { Field(Find(set, kBattery), "ct_number")->mutable_options()->Clear(); },
+       "table HwBattery: column ct_number is not in the key, but in the contract's"},
+      {[](auto& set) { RemoveField(Find(set, kBattery), "ct_number"); },
+       "table HwBattery: column ct_number is new in the key"},
+  };
+  for (const auto& [change, reason] : cases) {
+    FileDescriptorSet older = DescriptorSet();
+    change(older);
+    folder.Write("old.binpb", older.SerializeAsString());
+    const ProgramRun run =
+        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\"");
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_NE(run.errors.find(reason), std::string::npos) << run.errors;
+  }
+}
+
+// --- encode and decode
+
+TEST(ToolConvert, GivesBackTheBytesThroughJsonAndText) {
+  const Folder folder;
+  const auto prototypes = AllPrototypes();
+  for (size_t i = 0; i < prototypes.size(); i += 25) {
+    const std::string name = prototypes[i]->GetDescriptor()->full_name();
+    const std::unique_ptr<Message> message(prototypes[i]->New());
+    std::string single, stream;
+    {
+      google::protobuf::io::StringOutputStream output(&stream);
+      FillAll(message.get(), 1);
+      single = message->SerializeAsString();
+      google::protobuf::util::SerializeDelimitedToZeroCopyStream(*message, &output);
+      message->Clear();
+      google::protobuf::util::SerializeDelimitedToZeroCopyStream(*message, &output);
+      FillExtremes(message.get());
+      google::protobuf::util::SerializeDelimitedToZeroCopyStream(*message, &output);
+    }
+    for (const std::string format : {" --format json", " --format text"}) {
+      SCOPED_TRACE(name + format);
+      const ProgramRun one = RunTool(folder, "decode " + name + format, single);
+      EXPECT_EQ(RunTool(folder, "encode " + name + format, one.output).output, single);
+      const std::string many = format + " --delimited";
+      const ProgramRun lines = RunTool(folder, "decode " + name + many, stream);
+      EXPECT_EQ(lines.errors, "");
+      // An empty message in text format is an empty line, which says nothing to encode.
+      if (format == " --format text") continue;
+      EXPECT_EQ(std::count(lines.output.begin(), lines.output.end(), '\n'), 3);
+      EXPECT_EQ(RunTool(folder, "encode " + name + many, lines.output).output, stream);
+    }
+  }
+}
+
+TEST(ToolConvert, ShowsUnknownFieldsOrSaysThatItCannot) {
+  const Folder folder;
+  const std::string known = "\x0a\x01x";
+  const std::string unknown = Tag(100, 0) + Varint(5) + Tag(19, 2) + "\x03" + Tag(99, 0) + "\x07";
+  const std::string message = known + unknown;
+  const ProgramRun text = RunTool(folder, "decode BatteryHealthLog --format text", message);
+  EXPECT_EQ(text.exit_code, 0);
+  EXPECT_NE(text.output.find("100: 5"), std::string::npos);
+  EXPECT_NE(text.output.find("99: 7"), std::string::npos);
+  EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog --format text", text.output).output,
+            known + Tag(19, 2) + "\x03" + Tag(99, 0) + "\x07" + Tag(100, 0) + Varint(5));
+
+  const ProgramRun json = RunTool(folder, "decode BatteryHealthLog", message);
+  EXPECT_EQ(json.exit_code, 1);
+  EXPECT_NE(json.errors.find("BatteryHealthLog 100"), std::string::npos) << json.errors;
+  EXPECT_NE(json.errors.find("BatteryStatus 99"), std::string::npos) << json.errors;
+  EXPECT_EQ(std::count(json.errors.begin(), json.errors.end(), '\n'), 1);
+}
+
+// --- diff
+
+TEST(ToolDiff, TellsEachKindOfChangeAndWhomItBreaks) {
+  const Folder folder;
+  const auto cdm = [](FileDescriptorSet& set) {
+    return Find(set, kPayload)->mutable_options()->MutableExtension(upload::cdm);
+  };
+  const auto persistance = [](FileDescriptorSet& set, const char* name) {
+    return Find(set, name)->mutable_options()->MutableExtension(storage::persistance);
+  };
+  const auto add = [](FileDescriptorSet& set, const char* message) {
+    FieldDescriptorProto* field = Find(set, message)->add_field();
+    field->set_name("added");
+    field->set_number(500);
+    field->set_type(FieldDescriptorProto::TYPE_STRING);
+    field->set_label(FieldDescriptorProto::LABEL_OPTIONAL);
+  };
+  const struct {
+    const char* rule;
+    std::vector<std::string> breaks;
+    std::function<void(FileDescriptorSet&)> change;
+  } cases[] = {
+      {"field-removed", {"wire", "source"}, [](auto& s) { RemoveField(Find(s, kLog), "age"); }},
+      {"field-removed-reserved",
+       {"wire", "source"},
+       [](auto& s) {
+         RemoveField(Find(s, kLog), "age");
+         auto* range = Find(s, kLog)->add_reserved_range();
+         range->set_start(7);
+         range->set_end(8);
+       }},
+      {"field-added", {}, [&](auto& s) { add(s, kLog); }},
+      {"field-renamed",
+       {"source", "store"},
+       [](auto& s) { Field(Find(s, kLog), "age")->set_name("years"); }},
+      {"field-renumbered", {"wire"}, [](auto& s) { Field(Find(s, kLog), "age")->set_number(300); }},
+      {"field-type-changed",
+       {"wire", "source", "store"},
+       [](auto& s) { Field(Find(s, kLog), "age")->set_type(FieldDescriptorProto::TYPE_DOUBLE); }},
+      {"field-type-widened",
+       {"source"},
+       [](auto& s) { Field(Find(s, kLog), "age")->set_type(FieldDescriptorProto::TYPE_UINT64); }},
+      {"field-label-changed",
+       {"wire", "source", "store"},
+       [](auto& s) {
+         Field(Find(s, kLog), "age")->set_label(FieldDescriptorProto::LABEL_REPEATED);
+       }},
+      {"message-removed",
+       {"wire", "source", "store"},
+       [](auto& s) {
+         for (auto& file : *s.mutable_file()) {
+           for (int i = 0; i < file.message_type_size(); ++i) {
+             if (file.package() + "." + file.message_type(i).name() == kLog) {
+               file.mutable_message_type()->DeleteSubrange(i, 1);
+             }
+           }
+         }
+       }},
+      {"table-removed", {"store"}, [&](auto& s) { persistance(s, kLog)->clear_type(); }},
+      {"table-type-changed",
+       {"store"},
+       [&](auto& s) { persistance(s, kBattery)->set_type("Historical"); }},
+      {"table-database-changed",
+       {"store"},
+       [&](auto& s) { persistance(s, kLog)->mutable_database()->set_name("Other"); }},
+      {"table-name-changed",
+       {"store"},
+       [&](auto& s) { persistance(s, kLog)->mutable_table()->set_name("Other"); }},
+      {"table-limit-changed",
+       {"store"},
+       [&](auto& s) { persistance(s, kLog)->mutable_table()->set_max_time_days(90); }},
+      {"table-key-changed",
+       {"store"},
+       [](auto& s) { Field(Find(s, kBattery), "ct_number")->mutable_options()->Clear(); }},
+      {"database-size-changed",
+       {"store"},
+       [&](auto& s) {
+         persistance(s, "ovix.telemetry.contract.storage.HealthLog")
+             ->mutable_database()
+             ->set_max_size_mb(64);
+       }},
+      {"payload-removed",
+       {"wire"},
+       [](auto& s) { Find(s, kPayload)->mutable_options()->ClearExtension(upload::cdm); }},
+      {"gun-changed", {"wire"}, [&](auto& s) { cdm(s)->set_gun("com.ovix.other.version.1"); }},
+      {"gun-taken",
+       {"wire"},
+       [&](auto& s) {
+         cdm(s)->set_gun(
+             "com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcHwBatteryUsageSummary."
+             "version.1");
+       }},
+      {"version-raised", {}, [&](auto& s) { cdm(s)->set_version("1.1.0"); }},
+      {"version-lowered", {"wire"}, [&](auto& s) { cdm(s)->set_version("1.0.0-beta.9"); }},
+      {"version-not-of-gun", {"wire"}, [&](auto& s) { cdm(s)->set_version("2.0.0"); }},
+      {"version-not-raised", {"wire"}, [&](auto& s) { add(s, kPayload); }},
+      {"version-not-raised",
+       {"wire"},
+       [&](auto& s) {
+         RemoveField(Find(s, kPayload), "age");
+         cdm(s)->set_version("1.1.0");
+       }},
+      {"field-order-changed",
+       {},
+       [](auto& s) { Find(s, kLog)->mutable_field()->SwapElements(0, 1); }},
+      {"option-changed",
+       {},
+       [](auto& s) { Field(Find(s, kLog), "age")->mutable_options()->set_deprecated(true); }},
+  };
+  folder.Write("old.binpb", DescriptorSet().SerializeAsString());
+  const std::string old_set = "diff \"" + (folder / "old.binpb").string() + "\" ";
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.rule);
+    FileDescriptorSet changed = DescriptorSet();
+    c.change(changed);
+    folder.Write("new.binpb", changed.SerializeAsString());
+    const ProgramRun run =
+        RunTool(folder, old_set + "\"" + (folder / "new.binpb").string() + "\" --format json");
+    const Struct json = Json(run.output);
+    bool found = false;
+    for (const auto& value : json.fields().at("changes").list_value().values()) {
+      const auto& change = value.struct_value().fields();
+      if (change.at("rule").string_value() != c.rule) continue;
+      found = true;
+      std::vector<std::string> breaks;
+      for (const auto& word : change.at("breaks").list_value().values()) {
+        breaks.push_back(word.string_value());
+      }
+      EXPECT_EQ(breaks, c.breaks);
+    }
+    EXPECT_TRUE(found) << run.output << run.errors;
+    EXPECT_EQ(run.exit_code, json.fields().at("breaking").bool_value() ? 1 : 0);
+    EXPECT_TRUE(c.breaks.empty() || run.exit_code == 1);
+  }
+  const ProgramRun same = RunTool(folder, old_set);
+  EXPECT_EQ(same.exit_code, 0) << same.errors;
+  EXPECT_EQ(same.output, "no change\n");
+}
+
+TEST(ToolDiff, LetsAPayloadChangeThatRaisesItsVersion) {
+  FileDescriptorSet changed = DescriptorSet();
+  auto* cdm = Find(changed, kPayload)->mutable_options()->MutableExtension(upload::cdm);
+  cdm->set_version("1.1.0");
+  auto* field = Find(changed, kPayload)->add_field();
+  *field = *Field(Find(changed, kPayload), "age");
+  field->clear_proto3_optional();
+  field->clear_oneof_index();
+  field->set_name("added");
+  field->set_json_name("added");
+  field->set_number(500);
+  const tool::Contracts older(DescriptorSet().SerializeAsString(), "old");
+  const tool::Contracts newer(changed.SerializeAsString(), "new");
+  for (const auto& difference : tool::Compare(older, newer)) {
+    EXPECT_EQ(difference.breaks, tool::kSafe) << difference.subject << " " << difference.what;
+  }
+}
+
+// --- Bad input
+
+TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
+  const Folder folder;
+  const auto path = [&](const char* name) { return "\"" + (folder / name).string() + "\""; };
+  folder.Write("text", "no descriptor set at all, but long enough");
+  folder.Write("empty", "");
+  const std::string out = " -o " + path("made");
+  const struct {
+    std::string arguments;
+    std::string input;
+    const char* said;
+  } cases[] = {
+      {"", "", "subcommand"},
+      {"lst", "", "lst: is no command; is it list?"},
+      {"list --format xml", "", "'xml' is none of table, json or csv"},
+      {"list --database HealtLog", "", "is it HealthLog?"},
+      {"show BateryHealthLog", "",
+       "BateryHealthLog: no contract has this name; is it BatteryHealthLog?"},
+      {"show HwBattery", "",
+       "HwBattery: is ambiguous; write ovix.telemetry.contract.storage.device_profile.HwBattery "
+       "or"},
+      {"show \"\"", "", "no contract has this name"},
+      {"ddl --from " + path("text"), "", "is no descriptor set"},
+      {"ddl --from " + path("empty"), "", "is no descriptor set"},
+      {"diff " + path("nowhere"), "", "cannot be read"},
+      {"diff \"" + folder.path().string() + "\"", "", "is a folder"},
+      {"encode StateEventType" + out, "{}", "is an enumeration"},
+      {"encode BatteryHealthLog" + out, "{\n \"age\": \"x\"}",
+       "standard input:2:2: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.age: "
+       "invalid value"},
+      {"encode BatteryHealthLog" + out, "{\n\n  \"time\" 1}", ":3:10: "},
+      {"encode BatteryHealthLog" + out, "{\"battery_status\":{\"nope\":1}}",
+       ":1:20: battery_status.nope: ovix.telemetry.contract.storage.device_health.BatteryStatus "
+       "has no such field"},
+      {"encode BatteryHealthLog" + out, "{\"time\":\"ab\xff\"}", ":1:12: "},
+      {"encode BatteryHealthLog --delimited" + out, "{}\n{}\n{", "standard input:3:"},
+      {"encode BatteryHealthLog --format text" + out, "time: \"\\377\"",
+       "BatteryHealthLog.time is text that is not UTF-8"},
+      {"encode BatteryHealthLog --format text" + out, "time: \"a\"\nage: x", ":2:6: "},
+      {"decode BatteryHealthLog" + out,
+       "\x0a\x05"
+       "ab",
+       "byte 0: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.time needs 5 bytes, "
+       "but 2 are left"},
+      {"decode BatteryHealthLog" + out, "\x38\x01\x0a\x01\xff",
+       "byte 4: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.time is text that "
+       "is not UTF-8"},
+      {"decode BatteryHealthLog" + out, "\x38\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\x01",
+       "byte 1: a number takes more than 10 bytes"},
+      {"decode BatteryHealthLog" + out, "\x3f", "wire type 7"},
+      {"decode BatteryHealthLog" + out, "\x3c", "a group ends"},
+      {"decode BatteryHealthLog --delimited" + out, "\x02\x38\x01\x09\x38",
+       "byte 4: message number 2 needs 9 bytes, but 1 are left"},
+      {"decode BatteryHealthLog --delimited" + out, "\xff\xff\xff\xff\xff", "byte 0: "},
+      {"decode BatteryHealthLog " + path("nowhere") + out, "", "cannot be read"},
+      {"decode BatteryHealthLog -o " + path("nowhere/made"), "", "cannot be written"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.arguments);
+    const ProgramRun run = RunTool(folder, c.arguments, c.input);
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    for (const char* left : {"made", "made.part"})
+      EXPECT_FALSE(std::filesystem::exists(folder / left));
+  }
+}
+
+#ifdef __linux__
+TEST(ToolErrors, TellAFullDiskAndAClosedPipe) {
+  const Folder folder;
+  const std::string tool = OVIX_TESTS_TOOL;
+  const std::pair<std::string, const char*> cases[] = {
+      {tool + " list >/dev/full", "No space left on device"},
+      {"sh -c 'trap \"\" PIPE; { sleep 0.2; " + tool + " list; echo $? >&2; } | true'",
+       "Broken pipe"},
+  };
+  for (const auto& [command, said] : cases) {
+    const int status = std::system((command + " 2>" + (folder / "err").string()).c_str());
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_NE(folder.Read("err").find(said), std::string::npos) << folder.Read("err");
+  }
+  EXPECT_NE(folder.Read("err").find("\n2\n"), std::string::npos) << "the exit code";
+}
+#endif
+
+TEST(ToolErrors, KeepTheFileThatWasThere) {
+  const Folder folder;
+  folder.Write("made", "as it was");
+  const std::string out = " -o \"" + (folder / "made").string() + "\"";
+  EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog" + out, "{").exit_code, 2);
+  EXPECT_EQ(folder.Read("made"), "as it was");
+  EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog" + out, "{\"age\":1}").exit_code, 0);
+  EXPECT_EQ(folder.Read("made"), "\x38\x01");
+}
+
+// --- Help, man page and completion
+
+TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
+  const Folder folder;
+  const std::string man = RunTool(folder, "describe --as man").output;
+  const std::string completion = RunTool(folder, "describe --as bash").output;
+  const std::string page = [] {
+    std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/tool.md");
+    return std::string{std::istreambuf_iterator<char>(file), {}};
+  }();
+  const auto without_escapes = [](std::string text) {
+    std::erase(text, '\\');
+    return text;
+  };
+  std::istringstream help(RunTool(folder, "--help").output);
+  bool in_commands = false;
+  int commands = 0;
+  for (std::string line; std::getline(help, line);) {
+    if (line.starts_with("Subcommands:")) in_commands = true;
+    if (!in_commands || !line.starts_with("  ") || line.starts_with("   ")) continue;
+    const std::string command = line.substr(2, line.find(' ', 2) - 2);
+    if (command == "ovix-contracts") continue;
+    ++commands;
+    SCOPED_TRACE(command);
+    EXPECT_NE(completion.find("    " + command + ")"), std::string::npos);
+    EXPECT_NE(page.find("## " + command), std::string::npos) << "docs/tool.md has no section";
+    const std::string text = RunTool(folder, command + " --help").output;
+    EXPECT_NE(text.find("Examples:"), std::string::npos);
+    std::istringstream words(text.substr(0, text.find("Examples:")));
+    for (std::string word; words >> word;) {
+      const size_t option = word.find("--");
+      if (option == std::string::npos) continue;
+      const std::string name = word.substr(
+          option, word.find_first_not_of("-abcdefghijklmnopqrstuvwxyz", option) - option);
+      EXPECT_NE(without_escapes(man).find(name), std::string::npos) << name;
+      EXPECT_NE(completion.find(name), std::string::npos) << name;
+    }
+  }
+  EXPECT_GE(commands, 6);
+  EXPECT_NE(RunTool(folder, "--version").output.find("ovix-contracts 1."), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ovix::tests

@@ -1,0 +1,82 @@
+// What kinds of change there are between two releases, and what each breaks: one table.
+#ifndef OVIX_TOOL_DIFF_RULES_H_
+#define OVIX_TOOL_DIFF_RULES_H_
+
+#include <string>
+
+namespace ovix::tool {
+
+// Whom a change breaks. A change may break several; none of them makes it safe.
+enum Breaks : unsigned {
+  kSafe = 0,
+  kWire = 1,    // who reads what was or will be sent: bytes, guns and versions
+  kSource = 2,  // programs against the classes; JSON and queries by name
+  kStore = 4,   // databases that stand
+};
+
+enum class Change {
+  kFileRemoved,
+  kFileAdded,
+  kImportsChanged,
+  kMessageRemoved,
+  kMessageAdded,
+  kMessageMoved,
+  kMessageOrderChanged,
+  kFieldRemoved,
+  kFieldRemovedReserved,
+  kFieldAdded,
+  kFieldRenamed,
+  kJsonNameChanged,
+  kFieldRenumbered,
+  kFieldTypeChanged,
+  kFieldTypeWidened,
+  kFieldLabelChanged,
+  kFieldPresenceChanged,
+  kFieldOneofChanged,
+  kFieldOrderChanged,
+  kTableAdded,
+  kTableRemoved,
+  kTableTypeChanged,
+  kTableDatabaseChanged,
+  kTableNameChanged,
+  kTableLimitChanged,
+  kTableKeyChanged,
+  kDatabaseSizeChanged,
+  kPayloadAdded,
+  kPayloadRemoved,
+  kGunChanged,
+  kGunTaken,
+  kVersionRaised,
+  kVersionLowered,
+  kVersionNotRaised,
+  kVersionNotOfGun,
+  kEnumRemoved,
+  kEnumAdded,
+  kEnumValueRemoved,
+  kEnumValueAdded,
+  kEnumValueRenamed,
+  kExtensionRemoved,
+  kExtensionAdded,
+  kExtensionChanged,
+  kOtherOptionChanged,
+};
+
+struct Rule {
+  Change change;
+  const char* id;   // stable, for programs: "field-removed"
+  unsigned breaks;  // of Breaks
+  const char* why;  // in a reader's words; empty where the change says all
+};
+
+const Rule& RuleOf(Change change);
+
+// How far a change of a payload's content has to raise its version.
+enum class Raise { kNone, kMinor, kMajor };
+Raise RaiseFor(Change change);
+
+// "wire-breaking, source-breaking"; "safe".
+std::string BreaksText(unsigned breaks);
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_DIFF_RULES_H_

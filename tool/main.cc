@@ -1,0 +1,102 @@
+// ovix-contracts: shows, converts and compares the data contracts of the telemetry agent.
+#include <google/protobuf/stubs/logging.h>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <vector>
+
+#include "ovix/telemetry/contract/version.h"
+#include "tool/commands.h"
+#include "tool/error.h"
+#include "tool/names.h"
+#include "tool/output.h"
+#include "tool/platform.h"
+
+namespace ovix::tool {
+
+void AddFormat(CLI::App& command, Format& format) {
+  AddChoice(command, "--format", format,
+            {{"table", Format::kTable}, {"json", Format::kJson}, {"csv", Format::kCsv}});
+}
+
+namespace {
+
+// Errors stand on one line, whatever was in a name.
+void Complain(std::string what) {
+  for (char& c : what) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
+  std::cerr << "ovix-contracts: " << what << "\n";
+}
+
+// Says what a wrong first word may have meant; CLI11 would only say that a command is missing.
+void CheckCommand(const CLI::App& app, int argc, char** argv) {
+  if (argc < 2 || argv[1][0] == '-') return;
+  std::vector<std::string> known;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    known.push_back(command->get_name());
+  }
+  if (std::find(known.begin(), known.end(), argv[1]) != known.end()) return;
+  throw Error(std::string(argv[1]) + ": is no command" + Suggestion(argv[1], known) +
+              "; see ovix-contracts --help");
+}
+
+int Main(int argc, char** argv) {
+  PrepareStandardStreams();
+  // What the runtime reports, the commands say in their own words.
+  google::protobuf::SetLogHandler(nullptr);
+
+  CLI::App app("Shows, converts and compares the data contracts of the telemetry agent.",
+               "ovix-contracts");
+  app.set_version_flag("--version", "ovix-contracts " OVIX_TELEMETRY_DATA_CONTRACTS_VERSION,
+                       "Print the version and exit");
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.require_subcommand(1);
+  app.footer(
+      "Examples:\n"
+      "  ovix-contracts list --tables\n"
+      "  ovix-contracts show BatteryHealthLog\n"
+      "  ovix-contracts decode HwBatteryHealthLogAsCDM payload.binpb\n"
+      "Exit codes: 0 done, 1 something was found, 2 failed.");
+  int exit_code = kDone;
+  AddList(app, exit_code);
+  AddShow(app, exit_code);
+  AddDdl(app, exit_code);
+  AddEncode(app, exit_code);
+  AddDecode(app, exit_code);
+  AddDiff(app, exit_code);
+  AddCatalogue(app, exit_code);
+  AddDescribe(app, exit_code);
+
+  for (CLI::App* command : app.get_subcommands(nullptr)) {
+    command->set_help_flag("-h,--help", "Print this help and exit");
+  }
+  CheckCommand(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    const auto chosen = app.get_subcommands();
+    WriteAll(chosen.empty() ? app.help() : chosen.front()->help("ovix-contracts"));
+  } catch (const CLI::CallForVersion& version) {
+    WriteAll(std::string(version.what()) + "\n");
+  } catch (const CLI::ParseError& error) {
+    const auto chosen = app.get_subcommands();
+    const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
+    Complain(std::string(error.what()) + "; see ovix-contracts" + command + " --help");
+    return kFailed;
+  }
+  return exit_code;
+}
+
+}  // namespace
+}  // namespace ovix::tool
+
+int main(int argc, char** argv) {
+  try {
+    return ovix::tool::Main(argc, argv);
+  } catch (const std::exception& error) {
+    ovix::tool::Complain(error.what());
+    return ovix::tool::kFailed;
+  }
+}
