@@ -1,5 +1,5 @@
-// Text is accepted, refused and reported just as the runtime does it by itself, whatever the library tests
-// before it asks the runtime.
+// Text is accepted, refused and reported just as the runtime does it by itself, whatever the
+// library tests before it asks the runtime.
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/wire_format_lite.h>
 #include <gtest/gtest.h>
@@ -21,10 +21,11 @@ namespace {
 using google::protobuf::internal::IsStructurallyValidUTF8;
 using google::protobuf::internal::WireFormatLite;
 using telemetry::contract::storage::CollectorCache;
-using Error = telemetry::contract::upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_SystemBoardInfo_Error;
+using Error =
+    telemetry::contract::upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_SystemBoardInfo_Error;
 
-// Every case where the code is fast; a sample of them, which meets every byte at every place, under the
-// sanitizers.
+// Every case where the code is fast; a sample of them, which meets every byte at every place, under
+// the sanitizers.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr uint32_t kStride = 251;
 #else
@@ -43,8 +44,8 @@ class CountReports {
   ~CountReports() { google::protobuf::SetLogHandler(nullptr); }
 };
 
-// Whether parsing and serializing treat the text as the runtime's validator does: refused by the one, reported
-// by both, its bytes never changed. Needs a CountReports.
+// Whether parsing and serializing treat the text as the runtime's validator does: refused by the
+// one, reported by both, its bytes never changed. Needs a CountReports.
 bool AsTheRuntimeDoes(const std::string& text) {
   const bool valid = IsStructurallyValidUTF8(text.data(), static_cast<int>(text.size()));
   static thread_local CollectorCache record;
@@ -87,7 +88,8 @@ TEST(VerifyUtf8, AnswersAsTheRuntimeForEverySequenceOfOneToThreeBytes) {
       });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(differing, 0U) << "of " << size << " bytes, for example (last byte first) 0x" << std::hex << example;
+    EXPECT_EQ(differing, 0U) << "of " << size << " bytes, for example (last byte first) 0x"
+                             << std::hex << example;
   }
 }
 
@@ -126,7 +128,8 @@ TEST(VerifyUtf8, FindsAByteThatIsNotAsciiAtEveryPlace) {
 TEST(VerifyUtf8, AnswersAsTheRuntimeForRandomText) {
   const CountReports count;
   std::mt19937 random(20240517);  // the same text each time
-  const char* pieces[] = {"a", "text", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x94\x8b", "\xed\xa0\x80", "\xff", "\xc3"};
+  const char* pieces[] = {
+      "a", "text", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x94\x8b", "\xed\xa0\x80", "\xff", "\xc3"};
   for (uint32_t i = 0; i < 200000 / kStride; ++i) {
     std::string text;
     // Mostly valid, now and then broken, for both answers are wanted of long texts too.
@@ -161,7 +164,8 @@ TEST(VerifyUtf8, ReportsTheFieldByItsFullNameAsTheRuntimeDoes) {
   check(&record, "ovix.telemetry.contract.storage.CollectorCache.collector");
   Error nested;
   check(&nested,
-        "ovix.telemetry.contract.upload.log.PcLogPerformanceSamplesAsCDM.HwInfo.SystemBoardInfo.Error."
+        "ovix.telemetry.contract.upload.log.PcLogPerformanceSamplesAsCDM.HwInfo.SystemBoardInfo."
+        "Error."
         "system_error_states");
 }
 

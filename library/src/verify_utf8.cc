@@ -27,12 +27,14 @@ bool IsAscii(const char* data, std::size_t size) {
 }  // namespace
 
 bool VerifyAnyUtf8(const std::string* text, const char* field_name) {
-  return IsAscii(text->data(), text->size()) || google::protobuf::internal::VerifyUTF8(text, field_name);
+  return IsAscii(text->data(), text->size()) ||
+         google::protobuf::internal::VerifyUTF8(text, field_name);
 }
 
 bool VerifyAnyUtf8String(const char* data, int size, Operation operation, const char* field_name) {
   return IsAscii(data, static_cast<std::size_t>(size)) ||
-         google::protobuf::internal::WireFormatLite::VerifyUtf8String(data, size, operation, field_name);
+         google::protobuf::internal::WireFormatLite::VerifyUtf8String(data, size, operation,
+                                                                      field_name);
 }
 
 }  // namespace ovix::telemetry::contract::internal

@@ -1,6 +1,6 @@
-// The test for plain ASCII that generated code makes before it asks the runtime whether text is UTF-8. Nearly
-// every text is plain ASCII, which is UTF-8; of all else the runtime decides, and reports it. Only the
-// library's own generated sources include this (see generate_contract.cmake).
+// The test for plain ASCII that generated code makes before it asks the runtime whether text is
+// UTF-8. Nearly every text is plain ASCII, which is UTF-8; of all else the runtime decides, and
+// reports it. Only the library's own generated sources include this (see generate_contract.cmake).
 #ifndef OVIX_TELEMETRY_CONTRACT_VERIFY_UTF8_H_
 #define OVIX_TELEMETRY_CONTRACT_VERIFY_UTF8_H_
 
@@ -34,7 +34,8 @@ inline bool VerifyUtf8(const std::string* text, const char* field_name) {
 }
 
 // Stands for google::protobuf::internal::WireFormatLite::VerifyUtf8String, likewise.
-inline bool VerifyUtf8String(const char* data, int size, Operation operation, const char* field_name) {
+inline bool VerifyUtf8String(const char* data, int size, Operation operation,
+                             const char* field_name) {
   return IsShortAscii(data, static_cast<std::size_t>(size)) ||
          VerifyAnyUtf8String(data, size, operation, field_name);
 }

@@ -1,5 +1,5 @@
-// A program with a schema of its own, linked with the library and with a second shared library. Fails by the
-// line of what it sees two of, or cannot read.
+// A program with a schema of its own, linked with the library and with a second shared library.
+// Fails by the line of what it sees two of, or cannot read.
 #include <google/protobuf/descriptor.h>
 
 #include <cstdio>
@@ -38,8 +38,8 @@ int main() {
 
   // What the library registered with the runtime is what the program refers to.
   const auto* factory = MessageFactory::generated_factory();
-  EXPECT(const_cast<MessageFactory*>(factory)->GetPrototype(storage::CollectorCache::descriptor()) ==
-         here.default_instance);
+  EXPECT(const_cast<MessageFactory*>(factory)->GetPrototype(
+             storage::CollectorCache::descriptor()) == here.default_instance);
   EXPECT(const_cast<MessageFactory*>(factory)->GetPrototype(
              storage::PersistanceMessageOptions::descriptor()) == here.option_default_instance);
   EXPECT(&Table().cache() == here.default_instance);

@@ -1,5 +1,5 @@
-// Where a piece of code finds what there must be one of: the addresses that the compiler of a program and that
-// of a second shared library come to.
+// Where a piece of code finds what there must be one of: the addresses that the compiler of a
+// program and that of a second shared library come to.
 #ifndef OVIX_TESTS_CONSUMERS_VIEW_H_
 #define OVIX_TESTS_CONSUMERS_VIEW_H_
 
