@@ -1,33 +1,14 @@
 // The agent as its user runs it: the program, its output and its exit code.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
 
 #include "store/sqlite.h"
 #include "support/folder.h"
+#include "support/process.h"
 
 namespace ovix::tests {
 namespace {
 
-struct Outcome {
-  int exit_code;
-  std::string output;  // standard output and error
-};
-
-Outcome RunAgent(const std::string& arguments) {
-  const std::string command = std::string(OVIX_TESTS_AGENT) + " " + arguments + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  Outcome outcome{-1, ""};
-  std::array<char, 4096> part;
-  while (size_t read = fread(part.data(), 1, part.size(), pipe)) {
-    outcome.output.append(part.data(), read);
-  }
-  const int status = pclose(pipe);
-  outcome.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return outcome;
-}
+Outcome RunAgent(const std::string& arguments) { return RunProgram(OVIX_TESTS_AGENT, arguments); }
 
 TEST(Agent, CollectsStoresAndTellsWhatChanged) {
   const Folder folder;
@@ -97,7 +78,7 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
       {"collect " + (folder / "file").string() + machine, "folder"},
       {"collect " + (folder / "damaged").string() + machine, "damaged"},
       {"show " + (folder / "nowhere").string(), "nowhere"},
-      {"collect", "store"},
+      {"show", "store"},
       {"collect x --root " + (folder / "nowhere").string(), "nowhere"},
   };
   const auto before = folder.Contents();

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
+
 #include "collectors/smbios.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_performance/thermal.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_location.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
 #include "support/folder.h"
@@ -173,6 +177,23 @@ TEST(Collectors, ReadAMachineThatHasEverything) {
   EXPECT_EQ(sample->cpu_temp(), 46U);
   EXPECT_EQ(sample->system1_temp(), 0U) << "below zero the record has no number";
 }
+
+#ifndef _WIN32
+TEST(Collectors, TellTheTimeZoneInMinutesEastOfGreenwich) {
+  const Folder root;
+  const char* before = std::getenv("TZ");
+  const std::string zone = before == nullptr ? "" : before;
+  const std::pair<const char*, int> cases[] = {{"AAA0", 0}, {"AAA-5:45", 345}, {"AAA9:30", -570}};
+  for (const auto& [name, minutes] : cases) {
+    setenv("TZ", name, 1);
+    tzset();
+    const Collection found = Collect(root);
+    EXPECT_EQ(RowsOf<profile::DeviceLocation>(found).at(0)->current_time_zone(), minutes) << name;
+  }
+  before == nullptr ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
+  tzset();
+}
+#endif
 
 TEST(Collectors, SayWhatAMachineLacks) {
   const Folder root;

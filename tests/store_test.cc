@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <thread>
 
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -469,6 +470,40 @@ TEST(StoreLimits, KeepADatabaseUnderItsSizeByDroppingItsOldestLogRows) {
 }
 
 // --- Tables of another version
+
+TEST(StoreLimits, LoseNothingToAClockThatGoesBack) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  const auto today = clock_now;
+  for (size_t row = 1; row < 5; ++row, clock_now -= std::chrono::days(30)) {
+    Sample sample;
+    sample.set_time(agent::TimeText(clock_now));
+    store.Put(sample);
+    store.Trim();
+    EXPECT_EQ(Rows<Sample>(store).size(), row) << "rows of the future do not age";
+  }
+  clock_now = today;
+}
+
+TEST(StoreSharing, LetsThreadsWithStoresOfTheirOwnWriteAtOnce) {
+  const Folder folder;
+  constexpr int kThreads = 4;
+  constexpr int kRows = 20;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      Store store(folder.path(), Library(), {.patience = std::chrono::minutes(1)});
+      for (int i = 0; i < kRows; ++i) {
+        profile::Application application;
+        application.set_name(std::to_string(thread * kRows + i));
+        EXPECT_EQ(store.Put(application).inserted, 1);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  Store store(folder.path(), Library(), {});
+  EXPECT_EQ(store.CountRows(Library().Get(profile::Application::descriptor())), kThreads * kRows);
+}
 
 TEST(StoreEvolution, GivesAnOlderTableItsMissingColumns) {
   const Folder folder;

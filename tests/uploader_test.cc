@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <limits>
 #include <set>
 
@@ -338,43 +334,10 @@ TEST(OutboxFolder, HoldsPayloadsWithTheirLabelsAndCleansUpAfterAnInterruptedRun)
   EXPECT_THROW(outbox.Write(record::Device()), std::runtime_error) << "a record is no payload";
 }
 
-TEST(OutboxFolder, SaysWhereItCannotWriteAndLeavesNothingHalfWritten) {
+TEST(OutboxFolder, SaysWhereItCannotBe) {
   const Folder folder;
   folder.Write("file", "");
   EXPECT_THROW(Outbox(folder / "file", kNow), std::runtime_error);
-
-  // With files limited to 100 bytes a small payload goes out and a large one does not; a full disk
-  // does the same.
-  const pid_t child = fork();
-  if (child == 0) {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {1000, 1000};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    int refused = 0;
-    Outbox outbox(folder / "outbox", kNow);
-    for (const size_t size : {10, 5000, 20}) {
-      upload::device_profile::IdentityAsCDM payload;
-      payload.set_device_unique_id(std::string(size, 'x'));
-      try {
-        outbox.Write(payload);
-      } catch (const std::runtime_error& error) {
-        refused += std::string(error.what()).find("cannot be written (File too large)") !=
-                   std::string::npos;
-      }
-    }
-    _exit(refused);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(WEXITSTATUS(status), 1) << "the one large payload is refused, and says why";
-  std::set<std::string> extensions;
-  size_t files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder / "outbox")) {
-    extensions.insert(entry.path().extension().string());
-    ++files;
-  }
-  EXPECT_EQ(extensions, (std::set<std::string>{".binpb", ".json"}));
-  EXPECT_EQ(files, 4U);
 }
 
 // --- Bad rows

@@ -1,5 +1,9 @@
 # The tests that say something about the DLL alone. They run under Wine, which the toolchain file
 # names as the emulator.
+find_program(wine "${CMAKE_CROSSCOMPILING_EMULATOR}" NO_CMAKE_FIND_ROOT_PATH)
+if(NOT wine)
+  message(FATAL_ERROR "${CMAKE_CROSSCOMPILING_EMULATOR} was not found, which runs the tests; install it (Debian: apt-get install wine wine64), or run scripts/setup windows")
+endif()
 
 get_target_property(runtime protobuf::libprotobuf IMPORTED_LOCATION_RELEASE)
 cmake_path(GET runtime PARENT_PATH runtime_folder)
@@ -14,7 +18,7 @@ foreach(folder IN LISTS dll_folders)
 endforeach()
 set(wine_environment
   "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
-set_tests_properties(library-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+set_tests_properties(library-tests agent-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
 add_executable(load-by-hand load_by_hand.cc)
 target_compile_features(load-by-hand PRIVATE cxx_std_20)

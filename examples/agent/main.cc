@@ -128,13 +128,14 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
   std::string folder;
-  std::string root = "/";
+  std::string root = Machine::kThis;
 
   CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
   collect->add_option("store", folder, "Folder of the databases; made where it is missing")
       ->required();
-  collect->add_option("--root", root, "Read the machine below this folder")
+  collect->add_option("--root", root, "Read the Linux machine below this folder")
       ->check(CLI::ExistingDirectory)
+      ->required(root.empty())
       ->capture_default_str();
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
   show->add_option("store", folder, "Folder of the databases")

@@ -1,8 +1,13 @@
 // Writes what the other runtimes are held against.
 //   write_values fill DIR     for every message two encodings, filled and with extreme values, each
 //                             with a label, as an outbox has them
+//   write_values corpus FILE  for every message four encodings, the last with fields that no schema
+//                             has, as a stream of google.protobuf.Any with their lengths
 //   write_values values DIR   beside each payload of an outbox its values, as protobuf's JSON
+#include <google/protobuf/any.pb.h>
 #include <google/protobuf/struct.pb.h>
+#include <google/protobuf/unknown_field_set.h>
+#include <google/protobuf/util/delimited_message_util.h>
 #include <google/protobuf/util/json_util.h>
 
 #include <filesystem>
@@ -63,6 +68,33 @@ void Fill(const std::filesystem::path& folder) {
   }
 }
 
+void Corpus(const std::filesystem::path& path) {
+  std::ofstream file(path, std::ios::binary);
+  const auto add = [&](const Message& message) {
+    google::protobuf::Any entry;
+    entry.PackFrom(message);
+    google::protobuf::util::SerializeDelimitedToOstream(entry, &file);
+  };
+  for (const Message* prototype : ovix::tests::AllPrototypes()) {
+    const std::unique_ptr<Message> message(prototype->New());
+    add(*message);
+    ovix::tests::FillExtremes(message.get());
+    add(*message);
+    message->Clear();
+    ovix::tests::FillAll(message.get(), 1);
+    add(*message);
+    auto* unknown = message->GetReflection()->MutableUnknownFields(message.get());
+    constexpr int kFirst = 100000;  // far beyond the numbers in use
+    unknown->AddVarint(kFirst, ~uint64_t{0});
+    unknown->AddFixed32(kFirst + 1, 0x80000001);
+    unknown->AddFixed64(kFirst + 2, 0x8000000000000001);
+    unknown->AddLengthDelimited(kFirst + 3, std::string("\0\xff no text", 10));
+    unknown->AddGroup(kFirst + 4)->AddVarint(1, 1);
+    add(*message);
+  }
+  if (!file.flush()) std::exit(1);
+}
+
 void Values(const std::filesystem::path& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() != ".json") continue;
@@ -84,10 +116,12 @@ void Values(const std::filesystem::path& folder) {
 int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == "fill") {
     Fill(argv[2]);
+  } else if (argc == 3 && std::string(argv[1]) == "corpus") {
+    Corpus(argv[2]);
   } else if (argc == 3 && std::string(argv[1]) == "values") {
     Values(argv[2]);
   } else {
-    std::cerr << "usage: write_values fill|values DIR\n";
+    std::cerr << "usage: write_values fill|values DIR, write_values corpus FILE\n";
     return 2;
   }
   return 0;

@@ -13,7 +13,15 @@ namespace ovix::agent {
 
 class Machine {
  public:
-  // `root` is "/" for this machine. Paths given to the functions begin with a slash.
+  // The root of the machine that this program runs on; empty where it is no Linux machine, and only
+  // a copied one can be read.
+#ifdef __linux__
+  static constexpr char kThis[] = "/";
+#else
+  static constexpr char kThis[] = "";
+#endif
+
+  // Paths given to the functions begin with a slash.
   explicit Machine(std::filesystem::path root) : root_(std::move(root)) {}
 
   bool Has(const std::string& path) const;

@@ -57,11 +57,12 @@ void CollectLocation(const Machine& machine, Collection& found) {
   auto& row = found.Add<profile::DeviceLocation>();
   row.set_id(1);
   row.set_locale(Locale(machine));
-  // Minutes east of Greenwich, of the clock that this program runs by.
+  // Minutes east of Greenwich, of the clock that this program runs by: what the time of Greenwich,
+  // taken for local time, is behind it.
   const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  row.set_current_time_zone(static_cast<int32_t>(local.tm_gmtoff / 60));
+  std::tm greenwich = *std::gmtime(&now);
+  greenwich.tm_isdst = std::localtime(&now)->tm_isdst;
+  row.set_current_time_zone(static_cast<int32_t>(std::difftime(now, std::mktime(&greenwich)) / 60));
 }
 
 void CollectApplications(const Machine& machine, Collection& found) {

@@ -119,10 +119,20 @@ std::string_view Statement::Bytes(int column) const {
   return {static_cast<const char*>(bytes), static_cast<size_t>(size)};
 }
 
+namespace {
+
+// SQLite takes names of files in UTF-8, whatever the system's own encoding.
+std::string NameOf(const std::filesystem::path& file) {
+  const auto name = file.u8string();
+  return std::string(name.begin(), name.end());
+}
+
+}  // namespace
+
 Connection::Connection(const std::filesystem::path& file, std::chrono::milliseconds patience)
     : file_(file) {
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(file.string().c_str(), &handle,
+  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   handle_.reset(handle);
   if (code != SQLITE_OK) Fail(code, file_);
@@ -133,7 +143,7 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
 
 void Connection::Attach(const std::filesystem::path& file, const std::string& schema) {
   const std::unique_ptr<char, decltype(&sqlite3_free)> sql(
-      sqlite3_mprintf("ATTACH %Q AS \"%w\"", file.string().c_str(), schema.c_str()), sqlite3_free);
+      sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(file).c_str(), schema.c_str()), sqlite3_free);
   Try(sql.get(), file);
   Prepare(file, schema);
 }

@@ -289,7 +289,7 @@ Changes Store::Put(const std::vector<const Message*>& records) {
     for (const Message* record : group) {
       PrepareToWrite(database, catalogue_.Get(record->GetDescriptor()));
     }
-    all += Write(database, [&](Changes& changes) {
+    all += Write(database, [&, &group = group](Changes& changes) {
       for (const Message* record : group) {
         Place& place = database.places.at(&catalogue_.Get(record->GetDescriptor()));
         if (place.table.state) {

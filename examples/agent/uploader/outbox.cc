@@ -1,10 +1,7 @@
 #include "uploader/outbox.h"
 
-#include <fcntl.h>
 #include <google/protobuf/util/json_util.h>
 #include <google/protobuf/wrappers.pb.h>
-#include <openssl/evp.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -12,23 +9,19 @@
 
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "store/time.h"
+#include "uploader/system.h"
 
 namespace ovix::agent {
 namespace {
 
 constexpr char kAside[] = ".part";
 
-std::string Sha256(const std::string& bytes) {
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int size = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest, &size, EVP_sha256(), nullptr) != 1) {
-    throw std::runtime_error("SHA-256 is not available in this OpenSSL");
-  }
+std::string Hexadecimal(const std::string& bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
-  for (unsigned int i = 0; i < size; ++i) {
-    const char* digits = "0123456789abcdef";
-    text += digits[digest[i] >> 4];
-    text += digits[digest[i] & 15];
+  for (unsigned char byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
   }
   return text;
 }
@@ -73,30 +66,25 @@ Outbox::Outbox(std::filesystem::path folder, std::chrono::system_clock::time_poi
 }
 
 void Outbox::WriteFile(const std::filesystem::path& file, const std::string& content) const {
-  const std::filesystem::path aside = file.string() + kAside;
-  const auto fail = [&](int error) {
+  std::filesystem::path aside = file;
+  aside += kAside;
+  const auto fail = [&](const std::string& why) {
     std::error_code ignored;
     std::filesystem::remove(aside, ignored);
-    throw std::runtime_error(file.string() + ": the payload cannot be written (" +
-                             std::strerror(error) +
+    throw std::runtime_error(file.string() + ": the payload cannot be written (" + why +
                              "); free space or mend the folder's permissions and run again");
   };
-  const int descriptor = open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (descriptor < 0) fail(errno);
-  size_t written = 0;
-  int error = 0;
-  while (error == 0 && written < content.size()) {
-    const ssize_t part = write(descriptor, content.data() + written, content.size() - written);
-    if (part >= 0) {
-      written += static_cast<size_t>(part);
-    } else if (errno != EINTR) {
-      error = errno;
-    }
+  std::FILE* output = OpenToWrite(aside);
+  if (output == nullptr) fail(std::strerror(errno));
+  const bool written = std::fwrite(content.data(), 1, content.size(), output) == content.size() &&
+                       std::fflush(output) == 0 && Sync(output);
+  const int error = errno;
+  if (const bool closed = std::fclose(output) == 0; !written || !closed) {
+    fail(std::strerror(written ? errno : error));
   }
-  if (error == 0 && fsync(descriptor) != 0) error = errno;
-  if (close(descriptor) != 0 && error == 0) error = errno;
-  if (error == 0 && rename(aside.c_str(), file.c_str()) != 0) error = errno;
-  if (error != 0) fail(error);
+  std::error_code not_renamed;
+  std::filesystem::rename(aside, file, not_renamed);
+  if (not_renamed) fail(not_renamed.message());
 }
 
 Outbox::Entry Outbox::Write(const google::protobuf::Message& payload) {
@@ -118,7 +106,7 @@ Outbox::Entry Outbox::Write(const google::protobuf::Message& payload) {
                             ",\n  \"message\": " + JsonText(payload.GetDescriptor()->full_name()) +
                             ",\n  \"payload\": " + JsonText(file.filename().string()) +
                             ",\n  \"bytes\": " + std::to_string(bytes.size()) +
-                            ",\n  \"sha256\": " + JsonText(Sha256(bytes)) + "\n}\n";
+                            ",\n  \"sha256\": " + JsonText(Hexadecimal(Sha256(bytes))) + "\n}\n";
 
   WriteFile(file, bytes);
   try {

@@ -1,17 +1,24 @@
 // What was acknowledged survives a kill in the middle of a write and a disk without space.
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 #include <set>
 
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
 #include "store/store.h"
 #include "support/folder.h"
+#include "uploader/outbox.h"
 
 namespace ovix::tests {
 namespace {
@@ -52,7 +59,9 @@ TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
   std::mt19937 random(20261121);
   std::set<std::string> acknowledged;
   int next = 0;
-  for (int round = 0; round < 25; ++round) {
+  // More than a hundred rounds where somebody has the time: see scripts/fuzz.
+  const char* rounds = std::getenv("OVIX_TESTS_KILLS");
+  for (int round = rounds == nullptr ? 100 : std::atoi(rounds); round > 0; --round) {
     int acknowledgements[2];
     ASSERT_EQ(pipe(acknowledgements), 0);
     const pid_t writer = Fork([&] {
@@ -133,6 +142,116 @@ TEST(StoreDurability, LeavesTheDatabasesAsTheyWereWhenTheDiskIsFull) {
   EXPECT_NE(std::string(said).find("no space is left"), std::string::npos) << said;
   EXPECT_EQ(folder.Contents(), before);
   EXPECT_EQ(Store(folder.path(), catalogue).Put(Application(1)).inserted, 1);
+}
+
+// The same with a real file system that has no space left, and space again afterwards.
+TEST(StoreDurability, GoesOnWhenAFullDiskHasSpaceAgain) {
+  const Folder folder;
+  const Catalogue catalogue;
+  int answers[2];
+  ASSERT_EQ(pipe(answers), 0);
+  const pid_t writer = Fork([&] {
+    const auto answer = [&](const std::string& text) {
+      if (write(answers[1], text.data(), text.size()) < 0) _exit(1);
+    };
+    // A mount that only this process sees.
+    const bool as_root = geteuid() == 0;
+    if (unshare(CLONE_NEWNS | (as_root ? 0 : CLONE_NEWUSER)) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", folder.path().c_str(), "tmpfs", 0, "size=1m") != 0) {
+      return answer(std::string("skipped: ") + std::strerror(errno));
+    }
+    folder.Write("ballast", std::string(300 << 10, 'x'));
+    Store store(folder / "store", catalogue);
+    int kept = 0;
+    std::string said;
+    while (said.empty()) {
+      try {
+        store.Put(Application(kept));
+        ++kept;
+      } catch (const agent::StoreError& error) {
+        said = error.what();
+      }
+    }
+    const auto rows = [&] {
+      return Store(folder / "store", catalogue)
+          .CountRows(catalogue.Get(profile::Application::descriptor()));
+    };
+    const int64_t rows_when_full = rows();
+    std::filesystem::remove(folder / "ballast");
+    store.Put(Application(kept));
+    answer(rows_when_full == kept && rows() == kept + 1 && kept > 10 &&
+                   Number(folder / "store/DeviceProfile.db",
+                          "SELECT integrity_check = 'ok' FROM pragma_integrity_check") == 1
+               ? said
+               : "rows were lost");
+  });
+  close(answers[1]);
+  int status = 0;
+  ASSERT_EQ(waitpid(writer, &status, 0), writer);
+  char text[1000] = {};
+  ASSERT_GT(read(answers[0], text, sizeof text - 1), 0);
+  close(answers[0]);
+  const std::string said = text;
+  if (said.starts_with("skipped")) GTEST_SKIP() << "this system mounts no tmpfs: " << said;
+  EXPECT_NE(said.find("no space is left"), std::string::npos) << said;
+}
+
+TEST(StoreDurability, LetsProcessesWriteAtOnce) {
+  const Folder folder;
+  const Catalogue catalogue;
+  constexpr int kWriters = 3;
+  constexpr int kRows = 40;
+  std::vector<pid_t> writers;
+  for (int writer = 0; writer < kWriters; ++writer) {
+    writers.push_back(Fork([&] {
+      Store store(folder.path(), catalogue, {.patience = std::chrono::minutes(1)});
+      for (int i = 0; i < kRows; ++i) store.Put(Application(writer * kRows + i));
+    }));
+  }
+  for (const pid_t writer : writers) {
+    int status = 0;
+    ASSERT_EQ(waitpid(writer, &status, 0), writer);
+    EXPECT_EQ(status, 0) << "a writer failed";
+  }
+  Store store(folder.path(), catalogue);
+  for (const auto* record :
+       {profile::Application::descriptor(), profile::ApplicationEvents::descriptor()}) {
+    EXPECT_EQ(store.CountRows(catalogue.Get(record)), kWriters * kRows) << record->name();
+  }
+}
+
+TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {
+  const Folder folder;
+  // Files can grow to 1000 bytes: the small payloads go out, the large one does not.
+  const pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {1000, 1000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    int refused = 0;
+    agent::Outbox outbox(folder / "outbox", std::chrono::system_clock::now());
+    for (const size_t size : {10, 5000, 20}) {
+      telemetry::contract::upload::device_profile::IdentityAsCDM payload;
+      payload.set_device_unique_id(std::string(size, 'x'));
+      try {
+        outbox.Write(payload);
+      } catch (const std::runtime_error& error) {
+        refused += std::string(error.what()).find("cannot be written (File too large)") !=
+                   std::string::npos;
+      }
+    }
+    _exit(refused);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 1) << "the one large payload is refused, and says why";
+  std::set<std::string> extensions;
+  for (const auto& [name, content] : folder.Contents()) {
+    extensions.insert(std::filesystem::path(name).extension().string());
+  }
+  EXPECT_EQ(extensions, (std::set<std::string>{".binpb", ".json"}));
+  EXPECT_EQ(folder.Contents().size(), 4U);
 }
 
 }  // namespace
