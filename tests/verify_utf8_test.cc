@@ -26,7 +26,7 @@ using Error =
 
 // Every case where the code is fast; a sample of them, which meets every byte at every place, under
 // the sanitizers.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef OVIX_TESTS_INSTRUMENTED
 constexpr uint32_t kStride = 251;
 #else
 constexpr uint32_t kStride = 1;
