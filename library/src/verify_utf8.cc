@@ -5,23 +5,36 @@
 namespace ovix::telemetry::contract::internal {
 namespace {
 
+// The bytes from here on as a word.
+template <typename Word>
+std::uint64_t Load(const char* from) {
+  Word word;
+  std::memcpy(&word, from, sizeof word);
+  return word;
+}
+
+// Words overlap where the size is no multiple of theirs: then a size takes no loop, whose end the
+// processor would guess wrong.
 bool IsAscii(const char* data, std::size_t size) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  const auto word = [data](std::size_t at) {
-    std::uint64_t value;
-    std::memcpy(&value, data + at, sizeof value);
-    return value;
-  };
-  if (size >= 8) {
-    // Whole words, then the last word once more, which overlaps them.
-    for (std::size_t at = 0; at < size - 8; at += 8) {
-      if ((word(at) & kHighBits) != 0) return false;
-    }
-    return (word(size - 8) & kHighBits) == 0;
+  using Word = std::uint64_t;
+  constexpr Word kHighBits = 0x8080808080808080;
+  const char* const end = data + size;
+  Word bits = 0;
+  if (size > 32) {
+    for (; end - data > 32; data += 16) bits |= Load<Word>(data) | Load<Word>(data + 8);
+    size = static_cast<std::size_t>(end - data);
   }
-  unsigned char bits = 0;
-  for (std::size_t at = 0; at < size; ++at) bits |= static_cast<unsigned char>(data[at]);
-  return bits < 0x80;
+  if (size >= 16) {
+    bits |= Load<Word>(data) | Load<Word>(data + 8) | Load<Word>(end - 16) | Load<Word>(end - 8);
+  } else if (size >= 8) {
+    bits |= Load<Word>(data) | Load<Word>(end - 8);
+  } else if (size >= 4) {
+    bits |= Load<std::uint32_t>(data) | Load<std::uint32_t>(end - 4);
+  } else if (size > 0) {
+    bits |= Load<std::uint8_t>(data) | Load<std::uint8_t>(data + size / 2) |
+            Load<std::uint8_t>(end - 1);
+  }
+  return (bits & kHighBits) == 0;
 }
 
 }  // namespace
