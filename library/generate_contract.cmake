@@ -1,5 +1,6 @@
-# Generates the C++ of one schema: runs protoc and makes the header self-contained, so that whoever
-# includes it gets the export macro without defining anything.
+# Generates the C++ of one schema: runs protoc, makes the header self-contained, so that whoever
+# includes it gets the export macro without defining anything, and has the source test text for plain
+# ASCII before it asks the runtime whether it is UTF-8.
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
 #   -D SCHEMA= -P generate_contract.cmake
@@ -17,13 +18,29 @@ if(failed)
   message(FATAL_ERROR "${SCHEMA}: protoc failed; its message above names the line")
 endif()
 
-set(header "${OUTPUT_ROOT}/${stem}.pb.h")
 set(insertion_point "// @@protoc_insertion_point(includes)")
+
+# Puts an #include at the insertion point of a generated file, whose text is in <text>.
+macro(include_at_insertion_point file include)
+  string(FIND "${text}" "${insertion_point}" found)
+  if(found EQUAL -1)
+    message(FATAL_ERROR "${file}: protoc left no \"${insertion_point}\" to include ${include} at")
+  endif()
+  string(REPLACE "${insertion_point}" "#include \"${include}\"\n${insertion_point}" text "${text}")
+endmacro()
+
+set(header "${OUTPUT_ROOT}/${stem}.pb.h")
 file(READ "${header}" text)
-string(FIND "${text}" "${insertion_point}" found)
-if(found EQUAL -1)
-  message(FATAL_ERROR "${header}: protoc left no \"${insertion_point}\" to put the export macro at")
-endif()
-string(REPLACE "${insertion_point}"
-  "#include \"ovix/telemetry/contract/export.h\"\n${insertion_point}" text "${text}")
+include_at_insertion_point("${header}" "ovix/telemetry/contract/export.h")
 file(WRITE "${header}" "${text}")
+
+# The runtime's two validators, parsing and serializing, as protoc writes them. A test looks into the
+# library for a call that was missed.
+set(source "${OUTPUT_ROOT}/${stem}.pb.cc")
+file(READ "${source}" text)
+include_at_insertion_point("${source}" "verify_utf8.h")
+string(REPLACE "::_pbi::VerifyUTF8("
+  "::ovix::telemetry::contract::internal::VerifyUtf8(" text "${text}")
+string(REPLACE "::PROTOBUF_NAMESPACE_ID::internal::WireFormatLite::VerifyUtf8String("
+  "::ovix::telemetry::contract::internal::VerifyUtf8String(" text "${text}")
+file(WRITE "${source}" "${text}")

@@ -1,9 +1,11 @@
 """Holds what a library exports against the descriptors: everything that a consumer needs, nothing else.
 
-Usage: exports_test.py CONTRACTS.BINPB EXPORTS [--inline]
-EXPORTS has a mangled name on each line. With --inline the accessors, which are inline, must be exported too.
+Usage: exports_test.py CONTRACTS.BINPB EXPORTS [--inline] [--by-name SYMBOLS]
+EXPORTS has a mangled name on each line. With --inline what is inline, as accessors are, must be exported too.
+SYMBOLS likewise has what the library itself looks up by name: of ours just what a program may hold a copy of.
 """
 
+import argparse
 import re
 import subprocess
 import sys
@@ -36,12 +38,14 @@ def members(name, short, message, inline):
     # What protoc defines inside the class body (New, descriptor ...) MinGW leaves to the consumer.
     out_of_line = ["~" + short, short, "Clear", "ByteSizeLong", "_InternalParse", "_InternalSerialize",
                    "MergeImpl", "CopyFrom", "IsInitialized", "InternalSwap", "GetMetadata",
-                   "GetClassData", "SharedCtor", "SharedDtor", "SetCachedSize", "_class_data_"]
+                   "GetClassData", "SetCachedSize", "_class_data_"]
     yield from (f"{name}::{member}" for member in out_of_line)
     yield f"vtable for {name}"
     yield f"typeinfo for {name}"
     if not inline:
         return
+    yield f"{name}::SharedCtor"
+    yield f"{name}::SharedDtor"
     for field in message.field:
         accessor = field.name + "_" if field.name in KEYWORDS else field.name
         yield f"{name}::{accessor}"
@@ -58,20 +62,23 @@ def members(name, short, message, inline):
             yield f"{name}::set_{accessor}"
 
 
-def main(contracts, exports, inline):
+def demangled_names(path):
+    with open(path, encoding="ascii") as file:
+        return subprocess.run(["c++filt"], input="\n".join(file.read().split()), capture_output=True, text=True,
+                              check=True).stdout.splitlines()
+
+
+def main(contracts, exports, inline, by_name):
     with open(contracts, "rb") as file:
         files = descriptor_pb2.FileDescriptorSet.FromString(file.read()).file
-    with open(exports, encoding="ascii") as file:
-        mangled = file.read().split()
-    demangled = subprocess.run(["c++filt"], input="\n".join(mangled), capture_output=True, text=True,
-                               check=True).stdout.splitlines()
+    demangled = demangled_names(exports)
     # A member is compared by its name alone: what stands before its arguments and a return type.
     exported = set()
     for symbol in demangled:
         name = re.sub(r"\(.*\)( const)?$", "", symbol.replace("[abi:cxx11]", ""))
         exported.add(name)
 
-    required, ours = set(), []
+    required, copied, ours = set(), set(), []
     for file in files:
         if not file.name.startswith("ovix/"):
             continue
@@ -82,7 +89,10 @@ def main(contracts, exports, inline):
             required.update(members(name, short, message, inline))
             required.add(f"{namespace}::_{short}_default_instance_")
             required.add(f"{name}* google::protobuf::Arena::CreateMaybeMessage<{name}>")
+            copied.update({f"{namespace}::_{short}_default_instance_", f"vtable for {name}"})
             ours.append(name)
+        copied.add("descriptor_table_" + mangled_file(file.name))
+        copied.update(f"{namespace}::{extension.name}" for extension in file.extension)
         for enum in file.enum_type:
             required.update({f"{namespace}::{enum.name}_descriptor", f"{namespace}::{enum.name}_IsValid"})
         required.update(f"{namespace}::{extension.name}" for extension in file.extension)
@@ -93,7 +103,8 @@ def main(contracts, exports, inline):
                      "operator=", "_collection"])
 
     missing = sorted(required - exported)
-    prefixes = {name + "::" for name in ours}
+    copied.add(f"vtable for {collection}")
+    prefixes = {f"{name}::{nested}" for name in ours for nested in ("", "_Internal::")}
     kinds = ("vtable for ", "typeinfo for ", "typeinfo name for ")
 
     def is_ours(symbol):
@@ -111,9 +122,27 @@ def main(contracts, exports, inline):
         print(f"exports_test: {name} is not exported", file=sys.stderr)
     for name in foreign[:20]:
         print(f"exports_test: {name} is exported and is not ours", file=sys.stderr)
-    print(f"exports_test: {len(mangled)} exports, {len(required)} required, "
+    wrong = len(missing) + len(foreign)
+    print(f"exports_test: {len(demangled)} exports, {len(required)} required, "
           f"{len(missing)} missing, {len(foreign)} foreign")
-    return 1 if missing or foreign or not required else 0
+
+    if by_name:
+        looked_up = {symbol for symbol in demangled_names(by_name) if is_ours(symbol)}
+        closed, needless = sorted(copied - looked_up), sorted(looked_up - copied)
+        for name in closed[:20]:
+            print(f"exports_test: {name} is not looked up by name, and a program's copy of it would be a second one; "
+                  "add it to library/interposable.list", file=sys.stderr)
+        for name in needless[:20]:
+            print(f"exports_test: {name} is looked up by name without need", file=sys.stderr)
+        wrong += len(closed) + len(needless)
+        print(f"exports_test: {len(looked_up)} of ours looked up by name, {len(closed)} missing, {len(needless)} needless")
+    return 1 if wrong or not required else 0
 
 
-sys.exit(main(sys.argv[1], sys.argv[2], "--inline" in sys.argv[3:]))
+parser = argparse.ArgumentParser()
+parser.add_argument("contracts")
+parser.add_argument("exports")
+parser.add_argument("--inline", action="store_true")
+parser.add_argument("--by-name")
+arguments = parser.parse_args()
+sys.exit(main(arguments.contracts, arguments.exports, arguments.inline, arguments.by_name))

@@ -30,6 +30,10 @@ expect() {
 storage=ovix/telemetry/contract/storage
 all=$(cd "$source" && find ovix -name '*.proto' | LC_ALL=C sort)
 expect "the first build" "$all"
+# Text is tested for plain ASCII everywhere before the runtime validates it.
+if grep -rlE '_pbi::VerifyUTF8\(|WireFormatLite::VerifyUtf8String\(' "$work/build/library/generated" | head -3 | grep .; then
+  fail "the files above call the runtime's validator of UTF-8 themselves; see library/generate_contract.cmake"
+fi
 expect "a build with nothing changed" ""
 sleep 1
 echo "// changed" >>"$work/tree/$storage/acm_cache.proto"

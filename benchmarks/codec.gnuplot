@@ -1,0 +1,16 @@
+# Draws how many times faster than the stock build the codec is. Called by scripts/bench with data and picture.
+set terminal svg size 860,420 font "sans-serif,13" background "white"
+set output picture
+set title "Times as fast as a stock build of the same schemas"
+set style data histogram
+set style histogram clustered gap 1
+set style fill solid 0.9 noborder
+set boxwidth 0.9
+set yrange [0:*]
+set ytics 0.5
+set grid ytics linecolor "#dddddd"
+set key outside bottom center horizontal
+set xtics scale 0
+stock(x) = 1
+plot for [i=2:5] data using i:xtic(1) title columnheader(i), \
+  stock(x) title "stock" with lines linecolor "black" dashtype 2

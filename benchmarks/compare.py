@@ -1,0 +1,183 @@
+"""Runs the measurements that were built, ours and stock in turn, and holds their ratios against the reaches.
+
+Usage: compare.py BUILD_DIR RESULTS_DIR
+A ratio is the median of those of the single rounds; its interval holds the true median 19 times out of 20. A
+reach is met or missed where the whole interval lies on one side of it; else the machine was too noisy to tell.
+"""
+
+import json
+import math
+import pathlib
+import statistics
+import subprocess
+import sys
+import tempfile
+
+LOAD_ROUNDS = 150
+CODEC_ROUNDS = 25
+WALK_ROUNDS = 25
+MESSAGES = ["BatteryHealthLog", "GraphicsCards", "PcLogPerformanceSamplesAsCDM", "PcDeviceHealthEventAsCDM"]
+
+
+def interval(values):
+    """The order statistics between which the median lies with a probability of at least 95 %."""
+    values, n = sorted(values), len(values)
+    tail, k = 0.0, 0
+    while k < n // 2 and tail + math.comb(n, k) / 2 ** n <= 0.025:
+        tail += math.comb(n, k) / 2 ** n
+        k += 1
+    return values[max(k - 1, 0)], values[n - max(k, 1)]
+
+
+class Table:
+    """The ratios, each with its reach and what is to be said of it."""
+
+    def __init__(self):
+        self.rows = []
+
+    def add(self, what, ratios, reach=None, at_most=False):
+        low, high = interval(ratios) if len(ratios) > 1 else (ratios[0], ratios[0])
+        verdict = ""
+        if reach is not None:
+            verdict = "too noisy to tell"
+            if (high <= reach) if at_most else (low >= reach):
+                verdict = "met"
+            elif (low > reach) if at_most else (high < reach):
+                verdict = "MISSED"
+        self.rows.append({"what": what, "ratio": round(statistics.median(ratios), 3), "low": round(low, 3),
+                          "high": round(high, 3), "reach": reach, "at_most": at_most, "verdict": verdict})
+
+    def ratio(self, what):
+        return next(row["ratio"] for row in self.rows if row["what"] == what)
+
+    def print(self):
+        width = max(len(row["what"]) for row in self.rows)
+        print(f"{'':{width}}  ratio  (19 of 20 within)  reach")
+        for row in self.rows:
+            reach = "" if row["reach"] is None else f"{'<=' if row['at_most'] else '>='} {row['reach']:.2f}"
+            within = f"({row['low']:.2f} to {row['high']:.2f})"
+            print(f"{row['what']:{width}}  {row['ratio']:5.2f}  {within:18}  {reach:7}  {row['verdict']}".rstrip())
+
+
+def run(*command):
+    return subprocess.run(list(map(str, command)), capture_output=True, text=True, check=True).stdout
+
+
+def measure_size(libraries, table, absolute, scratch):
+    sizes = {}
+    for build, library in libraries.items():
+        run("strip", "-o", scratch / build, library)
+        sizes[build] = (scratch / build).stat().st_size
+    absolute["stripped_bytes"] = sizes
+    table.add("size, stripped", [sizes["ours"] / sizes["stock"]], 0.90, at_most=True)
+
+
+def measure_load(programs, libraries, table, absolute):
+    for mode, what, reach in (("lazy", "load", 0.46), ("now", "load, every symbol bound at once", None)):
+        times = {build: [] for build in libraries}
+        for _ in range(LOAD_ROUNDS):
+            for build, library in libraries.items():
+                times[build].append(int(run(programs / "load", library, mode)))
+        absolute[f"load_{mode}_ms"] = {build: round(statistics.median(values) / 1e6, 3)
+                                       for build, values in times.items()}
+        table.add(what, [ours / stock for ours, stock in zip(times["ours"], times["stock"])], reach, at_most=True)
+
+    times = {"runtime": [], "stock": [], "ours": []}
+    for _ in range(LOAD_ROUNDS):
+        for build, values in times.items():
+            values.append(int(run(programs / f"start-{build}")))
+    # What a program with the runtime alone takes is the same for both; its median is steadier than one run.
+    runtime = statistics.median(times["runtime"])
+    absolute["start_ms_after_the_runtime"] = {
+        build: round((statistics.median(times[build]) - runtime) / 1e6, 3) for build in libraries}
+    table.add("start of a linked program, after the runtime",
+              [(ours - runtime) / (stock - runtime) for ours, stock in zip(times["ours"], times["stock"])],
+              at_most=True)
+
+
+def measure_codec(programs, table, absolute, scratch):
+    run(programs / "codec-ours", f"--samples={scratch}")
+    commands = {"stock": [programs / "codec-stock"], "ours": [programs / "codec-ours"],
+                "c": [programs / "codec-c", scratch]}
+    times = {}
+    for _ in range(CODEC_ROUNDS):
+        for build, command in commands.items():
+            report = json.loads(run(*command, "--benchmark_format=json", "--benchmark_min_time=0.02"))
+            for benchmark in report["benchmarks"]:
+                times.setdefault((build, benchmark["name"]), []).append(benchmark["cpu_time"])
+    absolute["nanoseconds"] = {f"{build} {name}": round(statistics.median(values), 1)
+                               for (build, name), values in sorted(times.items())}
+
+    def ratios(other, ours):
+        return [a / b for a, b in zip(times[other], times["ours", ours])]
+
+    for message in MESSAGES:
+        def against_stock(what, ours, stock, reach=None):
+            table.add(f"{message}: {what}", ratios(("stock", f"{stock}/{message}"), f"{ours}/{message}"), reach)
+
+        absolute.setdefault("bytes", {})[message] = (scratch / message).stat().st_size
+        against_stock("serialize", "serialize", "serialize", 1.4)
+        against_stock("parse, fresh message", "parse_fresh", "parse_fresh", 1.1)
+        against_stock("parse, arena", "parse_arena", "parse_fresh", 1.3)
+        against_stock("parse, reused message", "parse_reused", "parse_fresh", 2.0)
+        against_stock("parse, arena, against stock's arena", "parse_arena", "parse_arena")
+        against_stock("parse, reused, against stock's reused", "parse_reused", "parse_reused")
+        against_stock("serialize to a string", "serialize_as_string", "serialize_as_string")
+        for runtime in ("protobuf_c", "nanopb"):
+            table.add(f"{message}: serialize, against {runtime}",
+                      ratios(("c", f"{runtime}/serialize/{message}"), f"serialize/{message}"), 1.0)
+        table.add(f"{message}: parse, fresh, against protobuf_c",
+                  ratios(("c", f"protobuf_c/parse/{message}"), f"parse_fresh/{message}"))
+        # Like with like: nanopb works on one struct that is used again and allocates nothing.
+        table.add(f"{message}: parse, reused, against nanopb",
+                  ratios(("c", f"nanopb/parse/{message}"), f"parse_reused/{message}"), 1.0)
+        table.add(f"{message}: parse, fresh, against nanopb",
+                  ratios(("c", f"nanopb/parse/{message}"), f"parse_fresh/{message}"))
+
+
+def measure_walk(programs, absolute):
+    walks = [json.loads(run(programs / "walk")) for _ in range(WALK_ROUNDS)]
+    absolute["walk"] = {key: statistics.median(walk[key] for walk in walks) for key in walks[0]}
+    return max(walk["later_allocations"] for walk in walks)
+
+
+def write_plot_data(table, path):
+    ways = ["serialize", "parse, fresh message", "parse, arena", "parse, reused message"]
+    lines = ["message " + " ".join(f'"{way}"' for way in ways)]
+    for message in MESSAGES:
+        lines.append(message + " " + " ".join(str(table.ratio(f"{message}: {way}")) for way in ways))
+    path.write_text("\n".join(lines) + "\n", encoding="ascii")
+
+
+def main(build, results):
+    programs, results = pathlib.Path(build, "benchmarks"), pathlib.Path(results)
+    libraries = {"ours": programs.parent / "library/libovix-telemetry-data-contracts.so",
+                 "stock": programs / "libstock-contracts.so"}
+    table, absolute = Table(), {}
+    with tempfile.TemporaryDirectory() as scratch:
+        measure_size(libraries, table, absolute, pathlib.Path(scratch))
+        measure_load(programs, libraries, table, absolute)
+        measure_codec(programs, table, absolute, pathlib.Path(scratch))
+    later_allocations = measure_walk(programs, absolute)
+
+    table.print()
+    walk = absolute["walk"]
+    print(f"walk of {walk['steps']:.0f} prototypes reading every option: first {walk['first_us'] / 1000:.2f} ms, "
+          f"{walk['first_bytes'] / 1024:.0f} KiB in {walk['first_allocations']:.0f} allocations; later "
+          f"{walk['later_us']:.1f} us, {later_allocations} allocations")
+    (results / "results.json").write_text(
+        json.dumps({"ratios": table.rows, "absolute": absolute}, indent=1) + "\n", encoding="ascii")
+    write_plot_data(table, results / "codec.dat")
+
+    missed = [row["what"] for row in table.rows if row["verdict"] == "MISSED"]
+    noisy = [row["what"] for row in table.rows if row["verdict"] == "too noisy to tell"]
+    if later_allocations:
+        missed.append("walk: a later one allocates")
+    if noisy:
+        print("bench: the machine was too noisy to tell: " + "; ".join(noisy))
+    if missed:
+        print("bench: missed: " + "; ".join(missed))
+    return 1 if missed else 0
+
+
+sys.exit(main(*sys.argv[1:]))

@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Looks into the shared object: what it exports, what it looks up by name, that it stays loaded.
+# Usage: shared_object_test.sh LIBRARY CONTRACTS.BINPB NM READELF
+set -euo pipefail
+library=$1 contracts=$2 nm=$3 readelf=$4
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+  echo "shared_object_test: $*" >&2
+  exit 1
+}
+
+"$nm" -D --defined-only --format=posix "$library" | sed 's/[@ ].*//' >"$work/exports"
+"$readelf" --relocs --wide "$library" | awk '$3 ~ /^R_/ && NF > 4 { sub(/@.*/, "", $5); print $5 }' | sort -u >"$work/by_name"
+/usr/bin/python3 "$here/exports_test.py" "$contracts" "$work/exports" --by-name "$work/by_name"
+
+"$readelf" --dynamic "$library" >"$work/dynamic"
+grep -q 'Flags:.*NODELETE' "$work/dynamic" || fail "the library can be unloaded, which leaves the runtime pointers into nothing"
+if "$readelf" --version-info "$library" | grep -q GLIBC_ABI_DT_RELR; then
+  grep -q RELRSZ "$work/dynamic" || fail "relocations are not packed, though the library says that they are"
+fi
+echo "shared_object_test: passed"
