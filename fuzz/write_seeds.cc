@@ -2,6 +2,7 @@
 // databases that hold its records.
 //   write_seeds CORPUS.BINPB DIR
 #include <google/protobuf/any.pb.h>
+#include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/util/delimited_message_util.h>
 #include <google/protobuf/util/json_util.h>
 
@@ -12,6 +13,7 @@
 #include <map>
 
 #include "contracts.h"
+#include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "store/store.h"
 
 namespace {
@@ -27,6 +29,32 @@ std::string Choice(size_t number) {
 void Write(const fs::path& folder, size_t number, const std::string& content) {
   fs::create_directories(folder);
   std::ofstream(folder / std::to_string(number), std::ios::binary) << content;
+}
+
+// For each command of the tool what it reads.
+void WriteToolSeeds(const fs::path& folder) {
+  size_t written = 0;
+  for (const auto& [from, commands] : {std::pair("message", "\0\1"), {"json", "\3\5"}}) {
+    for (const auto& entry : fs::directory_iterator(folder / from)) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      const std::string seed{std::istreambuf_iterator<char>(file), {}};
+      Write(folder / "tool", written, commands[written % 2] + seed);
+      ++written;
+    }
+  }
+  google::protobuf::FileDescriptorSet set;
+  const auto* schema =
+      ovix::telemetry::contract::storage::device_profile::Application::descriptor()->file();
+  for (int i = 0; i < schema->dependency_count(); ++i) {
+    for (int n = 0; n < schema->dependency(i)->dependency_count(); ++n) {
+      schema->dependency(i)->dependency(n)->CopyTo(set.add_file());
+    }
+    schema->dependency(i)->CopyTo(set.add_file());
+  }
+  schema->CopyTo(set.add_file());
+  for (const char command : {'\6', '\7'}) {
+    Write(folder / "tool", written++, command + Choice(0) + set.SerializeAsString());
+  }
 }
 
 int WriteSeeds(const char* corpus, const fs::path& folder) {
@@ -79,6 +107,7 @@ int WriteSeeds(const char* corpus, const fs::path& folder) {
     ++written;
   }
   fs::remove_all(folder / "database");
+  WriteToolSeeds(folder);
   if (written == 0) std::cerr << "write_seeds: " << corpus << " has no entries\n";
   return written == 0;
 }

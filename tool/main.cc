@@ -15,11 +15,6 @@
 
 namespace ovix::tool {
 
-void AddFormat(CLI::App& command, Format& format) {
-  AddChoice(command, "--format", format,
-            {{"table", Format::kTable}, {"json", Format::kJson}, {"csv", Format::kCsv}});
-}
-
 namespace {
 
 // Errors stand on one line, whatever was in a name.

@@ -1,0 +1,86 @@
+// Every command of ovix-contracts that reads a file, given any bytes: it ends with its own error or
+// does what it says. The first byte chooses the command, the next two the contract.
+#include <google/protobuf/stubs/logging.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "contracts.h"
+#include "tool/commands.h"
+#include "tool/error.h"
+
+namespace {
+
+using namespace ovix::fuzz;
+namespace fs = std::filesystem;
+
+// Where this run's files lie, in memory where the system has such.
+const fs::path& Folder() {
+  static const fs::path folder = [] {
+    const fs::path memory = "/dev/shm";
+    const fs::path base = fs::exists(memory) ? memory : fs::temp_directory_path();
+    const fs::path made = base / ("ovix-tool-fuzz-" + std::to_string(std::random_device()()));
+    fs::create_directories(made);
+    // What the commands print is not looked at.
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
+    return made;
+  }();
+  return folder;
+}
+
+// As a shell gives it, but in this process.
+void Run(std::vector<std::string> words) {
+  CLI::App app;
+  int exit_code = 0;
+  ovix::tool::AddDdl(app, exit_code);
+  ovix::tool::AddEncode(app, exit_code);
+  ovix::tool::AddDecode(app, exit_code);
+  ovix::tool::AddDiff(app, exit_code);
+  std::reverse(words.begin(), words.end());  // as CLI11 takes them
+  try {
+    app.parse(words);
+  } catch (const CLI::ParseError&) {
+  } catch (const ovix::tool::Error& error) {
+    if (*error.what() == '\0') std::abort();
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size < 3) return 0;
+  const Input input = Choose(Prototypes(), data + 1, size - 1);
+  const std::string file = (Folder() / "input").string();
+  const std::string output = (Folder() / "output").string();
+  std::ofstream(file, std::ios::binary) << input.content;
+  const std::string name = input.prototype->GetTypeName();
+  switch (data[0] % 8) {
+    case 0:
+      Run({"decode", name, file, "-o", output});
+      break;
+    case 1:
+      Run({"decode", name, file, "--format", "text", "-o", output});
+      break;
+    case 2:
+      Run({"decode", name, file, "--delimited", "-o", output});
+      break;
+    case 3:
+      Run({"encode", name, file, "-o", output});
+      break;
+    case 4:
+      Run({"encode", name, file, "--format", "text", "-o", output});
+      break;
+    case 5:
+      Run({"encode", name, file, "--delimited", "-o", output});
+      break;
+    case 6:
+      Run({"diff", file, "--format", "json"});
+      break;
+    case 7:
+      Run({"ddl", "--from", file});
+      break;
+  }
+  return 0;
+}
