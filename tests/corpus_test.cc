@@ -22,6 +22,7 @@ TEST(Corpus, ComesBackByteForByte) {
   const std::filesystem::path releases = std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "compat";
   int read = 0;
   for (const auto& release : std::filesystem::directory_iterator(releases)) {
+    if (!release.is_directory()) continue;
     std::ifstream file(release.path() / "corpus.binpb", std::ios::binary);
     google::protobuf::io::IstreamInputStream stream(&file);
     google::protobuf::Any entry;
