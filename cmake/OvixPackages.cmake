@@ -6,6 +6,7 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_PACKAGE_CHECKSUM SHA256)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/same_times.cmake")
 
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
@@ -41,6 +42,33 @@ if(MINGW)
   install(FILES "${Protobuf_DIR}/../../../LICENSE" DESTINATION "${licences}" RENAME protobuf.txt)
 endif()
 
+# What is in the packages and what they need: what was built lies in them, the runtimes too on Windows.
+set(sbom "${CMAKE_BINARY_DIR}/sbom.spdx.json")
+set(parts "protobuf|${Protobuf_VERSION}|BSD-3-Clause|DEPENDS_ON")
+if(MINGW)
+  set(gcc "${CMAKE_CXX_COMPILER_VERSION}|GPL-3.0-or-later WITH GCC-exception-3.1|CONTAINS")
+  set(parts "protobuf|${Protobuf_VERSION}|BSD-3-Clause|CONTAINS|${runtime}"
+    "libstdc++|${gcc}|${stripped}/libstdc++-6.dll"
+    "libgcc|${gcc}|${stripped}/libgcc_s_seh-1.dll"
+    "winpthreads|NOASSERTION|MIT AND BSD-3-Clause-Clear|CONTAINS|${stripped}/libwinpthread-1.dll")
+elseif(UNIX)
+  list(APPEND parts "libstdc++|NOASSERTION|GPL-3.0-or-later WITH GCC-exception-3.1|DEPENDS_ON")
+endif()
+if(OVIX_BUILD_TOOL)
+  # Headers alone, compiled into the tool.
+  find_package(CLI11 2 REQUIRED)
+  list(APPEND parts "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS")
+endif()
+list(JOIN parts "@" parts)
+add_custom_command(OUTPUT "${sbom}"
+  COMMAND "${CMAKE_COMMAND}" -D "OUTPUT=${sbom}" -D "NAME=${PROJECT_NAME}" -D "VERSION=${PROJECT_VERSION}"
+    -D "PARTS=${parts}" -P "${CMAKE_CURRENT_LIST_DIR}/write_sbom.cmake"
+  DEPENDS ${compiler_runtime} "${CMAKE_CURRENT_LIST_DIR}/write_sbom.cmake"
+  COMMENT "Writing sbom.spdx.json"
+  VERBATIM)
+add_custom_target(ovix-sbom ALL DEPENDS "${sbom}")
+install(FILES "${sbom}" DESTINATION "${CMAKE_INSTALL_DATADIR}/${PROJECT_NAME}" COMPONENT runtime)
+
 if(UNIX)
   set(CPACK_GENERATOR DEB)
   set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -59,7 +87,7 @@ if(UNIX)
   set(CPACK_COMPONENT_TOOL_DESCRIPTION
     "command-line tool for the telemetry agent's data contracts\n It lists and shows the records and payloads of the telemetry agent, prints\n their tables as SQL, converts them to and from JSON, and tells what changed\n between two releases.")
   set(tool_package ovix-contracts)
-  set(runtime_package lib${PROJECT_NAME}${PROJECT_VERSION_MAJOR})
+  set(runtime_package lib${PROJECT_NAME}${OVIX_ABI_VERSION})
   set(development_package lib${PROJECT_NAME}-dev)
 
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
@@ -68,7 +96,7 @@ if(UNIX)
   # Debian's policy: a trigger for ldconfig, and the dependency that users of the library get.
   file(WRITE "${CMAKE_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
   file(WRITE "${CMAKE_BINARY_DIR}/debian/shlibs"
-    "lib${PROJECT_NAME} ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${PROJECT_VERSION})\n")
+    "lib${PROJECT_NAME} ${OVIX_ABI_VERSION} ${runtime_package} (>= ${PROJECT_VERSION})\n")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     "${CMAKE_BINARY_DIR}/debian/triggers" "${CMAKE_BINARY_DIR}/debian/shlibs")
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})

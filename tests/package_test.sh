@@ -51,6 +51,8 @@ while read -r schema; do
   cmp -s "$prefix/include/$schema" "$here/../$schema" || fail "$schema is not the schema of the tree"
 done <"$work/schemas"
 
+python3 "$here/sbom_test.py" "$prefix" || fail "the list of contents is not right"
+
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
   fail "the catalogue of the contracts is not installed"

@@ -27,6 +27,7 @@ for file in bin/ovix-contracts.exe bin/ovix-telemetry-data-contracts.dll bin/lib
   [ -s "$prefix/$file" ] || fail "$file is missing from the zip"
 done
 
+python3 "$here/sbom_test.py" "$prefix" || fail "the list of contents is not right"
 "$cmake" -G Ninja -S "$here/package" -B "$work/consumer" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
   -DCMAKE_PREFIX_PATH="$prefix" -DProtobuf_DIR="$protobuf" \
   >"$work/log" && "$cmake" --build "$work/consumer" >>"$work/log" ||

@@ -1,0 +1,77 @@
+# Writes a package's list of what is in it and what it needs (SPDX 2.3, JSON).
+#   cmake -D OUTPUT=... -D NAME=... -D VERSION=... -D PARTS=... -P write_sbom.cmake
+# PARTS: "name|version|licence|relation|file" and so on, separated by "@"; relation CONTAINS or DEPENDS_ON
+# says how the package stands to the part; file, where there is one, is what lies in the package.
+# The time is SOURCE_DATE_EPOCH's where it is set, so that two builds write the same bytes.
+
+string(TIMESTAMP now "%Y-%m-%dT%H:%M:%SZ" UTC)
+set(packages "")
+set(relations "")
+string(REPLACE "@" ";" parts "${PARTS}")
+foreach(part IN LISTS parts)
+  string(REPLACE "|" ";" columns "${part}")
+  list(GET columns 0 name)
+  list(GET columns 1 version)
+  list(GET columns 2 licence)
+  list(GET columns 3 relation)
+  list(LENGTH columns count)
+  set(file "")
+  if(count GREATER 4)
+    list(GET columns 4 path)
+    file(SHA256 "${path}" hash)
+    cmake_path(GET path FILENAME file_name)
+    set(file ",\n      \"packageFileName\": \"${file_name}\",\n      \"checksums\": [{\"algorithm\": \"SHA256\", \"checksumValue\": \"${hash}\"}]")
+  endif()
+  string(REGEX REPLACE "[^A-Za-z0-9.-]" "-" id "${name}")
+  string(APPEND packages ",
+    {
+      \"SPDXID\": \"SPDXRef-${id}\",
+      \"name\": \"${name}\",
+      \"versionInfo\": \"${version}\",
+      \"downloadLocation\": \"NOASSERTION\",
+      \"licenseConcluded\": \"${licence}\",
+      \"licenseDeclared\": \"${licence}\",
+      \"copyrightText\": \"NOASSERTION\"${file}
+    }")
+  string(APPEND relations ",
+    {
+      \"spdxElementId\": \"SPDXRef-package\",
+      \"relationshipType\": \"${relation}\",
+      \"relatedSpdxElement\": \"SPDXRef-${id}\"
+    }")
+endforeach()
+
+file(WRITE "${OUTPUT}" "{
+  \"spdxVersion\": \"SPDX-2.3\",
+  \"dataLicense\": \"CC0-1.0\",
+  \"SPDXID\": \"SPDXRef-DOCUMENT\",
+  \"name\": \"${NAME}-${VERSION}\",
+  \"documentNamespace\": \"https://ovix.example/sbom/${NAME}-${VERSION}\",
+  \"creationInfo\": {
+    \"created\": \"${now}\",
+    \"creators\": [\"Organization: Ovix\"]
+  },
+  \"hasExtractedLicensingInfos\": [
+    {\"licenseId\": \"LicenseRef-Ovix\", \"extractedText\": \"Copyright 2026 Ovix. All rights reserved.\"}
+  ],
+  \"packages\": [
+    {
+      \"SPDXID\": \"SPDXRef-package\",
+      \"name\": \"${NAME}\",
+      \"versionInfo\": \"${VERSION}\",
+      \"supplier\": \"Organization: Ovix\",
+      \"downloadLocation\": \"NOASSERTION\",
+      \"licenseConcluded\": \"LicenseRef-Ovix\",
+      \"licenseDeclared\": \"LicenseRef-Ovix\",
+      \"copyrightText\": \"Copyright 2026 Ovix. All rights reserved.\"
+    }${packages}
+  ],
+  \"relationships\": [
+    {
+      \"spdxElementId\": \"SPDXRef-DOCUMENT\",
+      \"relationshipType\": \"DESCRIBES\",
+      \"relatedSpdxElement\": \"SPDXRef-package\"
+    }${relations}
+  ]
+}
+")
