@@ -107,6 +107,8 @@ if(UNIX)
   set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${tool_package})
   set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  # Where the library lies that the tool needs: it is in no package yet that dpkg knows.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/library")
   set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${runtime_package} (>= ${PROJECT_VERSION})")
 
   # Debian's policy: each package says its licence and its changes.
