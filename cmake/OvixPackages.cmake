@@ -67,7 +67,9 @@ add_custom_command(OUTPUT "${sbom}"
   COMMENT "Writing sbom.spdx.json"
   VERBATIM)
 add_custom_target(ovix-sbom ALL DEPENDS "${sbom}")
-install(FILES "${sbom}" DESTINATION "${CMAKE_INSTALL_DATADIR}/${PROJECT_NAME}" COMPONENT runtime)
+# Named after the binary interface: runtime packages of two interfaces stand side by side.
+install(FILES "${sbom}" DESTINATION "${CMAKE_INSTALL_DATADIR}/${PROJECT_NAME}"
+  RENAME "sbom-${OVIX_ABI_VERSION}.spdx.json" COMPONENT runtime)
 
 if(UNIX)
   set(CPACK_GENERATOR DEB)

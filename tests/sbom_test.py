@@ -10,7 +10,8 @@ import os
 import sys
 
 prefix = sys.argv[1]
-with open(os.path.join(prefix, "share/ovix-telemetry-data-contracts/sbom.spdx.json"), encoding="utf-8") as file:
+[path] = glob.glob(os.path.join(prefix, "share/ovix-telemetry-data-contracts/sbom-*.spdx.json"))
+with open(path, encoding="utf-8") as file:
     sbom = json.load(file)
 
 problems = []
