@@ -1,6 +1,6 @@
 # Generates the C++ of one schema: runs protoc, makes the header self-contained, so that whoever
 # includes it gets the export macro without defining anything, and has the source test text for plain
-# ASCII before it asks the runtime whether it is UTF-8.
+# ASCII before it asks the runtime whether it is UTF-8 (src/utf8.h).
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
 #   -D SCHEMA= -P generate_contract.cmake
@@ -34,13 +34,14 @@ file(READ "${header}" text)
 include_at_insertion_point("${header}" "ovix/telemetry/contract/export.h")
 file(WRITE "${header}" "${text}")
 
-# The runtime's two validators, parsing and serializing, as protoc writes them. A test looks into the
-# library for a call that was missed.
+# Where text is parsed and where it is serialized, as protoc writes it. A test looks for what was missed.
 set(source "${OUTPUT_ROOT}/${stem}.pb.cc")
 file(READ "${source}" text)
-include_at_insertion_point("${source}" "verify_utf8.h")
-string(REPLACE "::_pbi::VerifyUTF8("
-  "::ovix::telemetry::contract::internal::VerifyUtf8(" text "${text}")
+include_at_insertion_point("${source}" "utf8.h")
+string(REGEX REPLACE
+  "::_pbi::InlineGreedyStringParser\\(str, ptr, ctx\\);\n( *)CHK_\\(ptr\\);\n *CHK_\\(::_pbi::VerifyUTF8\\(str, (\"[^\"]*\")\\)\\);"
+  "::ovix::telemetry::contract::internal::ReadUtf8(str, ptr, ctx, \\2);\n\\1CHK_(ptr);"
+  text "${text}")
 string(REPLACE "::PROTOBUF_NAMESPACE_ID::internal::WireFormatLite::VerifyUtf8String("
   "::ovix::telemetry::contract::internal::VerifyUtf8String(" text "${text}")
 file(WRITE "${source}" "${text}")

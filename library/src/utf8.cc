@@ -1,6 +1,4 @@
-#include "verify_utf8.h"
-
-#include <google/protobuf/parse_context.h>
+#include "utf8.h"
 
 namespace ovix::telemetry::contract::internal {
 namespace {
@@ -39,9 +37,14 @@ bool IsAscii(const char* data, std::size_t size) {
 
 }  // namespace
 
-bool VerifyAnyUtf8(const std::string* text, const char* field_name) {
-  return IsAscii(text->data(), text->size()) ||
-         google::protobuf::internal::VerifyUTF8(text, field_name);
+const char* ReadUtf8(std::string* text, const char* from,
+                     google::protobuf::internal::ParseContext* context, const char* field_name) {
+  const std::uint32_t size = google::protobuf::internal::ReadSize(&from);
+  if (from == nullptr) return nullptr;
+  from = context->ReadString(from, static_cast<int>(size), text);
+  if (from == nullptr) return nullptr;
+  if (IsAscii(text->data(), size)) return from;
+  return google::protobuf::internal::VerifyUTF8(text, field_name) ? from : nullptr;
 }
 
 bool VerifyAnyUtf8String(const char* data, int size, Operation operation, const char* field_name) {

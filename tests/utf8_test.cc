@@ -1,5 +1,6 @@
 // Text is accepted, refused and reported just as the runtime does it by itself, whatever the
 // library tests before it asks the runtime.
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/wire_format_lite.h>
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ namespace {
 
 using google::protobuf::internal::IsStructurallyValidUTF8;
 using google::protobuf::internal::WireFormatLite;
+using google::protobuf::io::ArrayInputStream;
 using telemetry::contract::storage::CollectorCache;
 using Error =
     telemetry::contract::upload::log::PcLogPerformanceSamplesAsCDM_HwInfo_SystemBoardInfo_Error;
@@ -70,7 +72,7 @@ std::string Hex(const std::string& text) {
   return hex;
 }
 
-TEST(VerifyUtf8, AnswersAsTheRuntimeForEverySequenceOfOneToThreeBytes) {
+TEST(Utf8, AnswersAsTheRuntimeForEverySequenceOfOneToThreeBytes) {
   const CountReports count;
   for (uint32_t size = 1; size <= 3; ++size) {
     const uint32_t end = 1U << (8 * size);
@@ -93,7 +95,7 @@ TEST(VerifyUtf8, AnswersAsTheRuntimeForEverySequenceOfOneToThreeBytes) {
   }
 }
 
-TEST(VerifyUtf8, AnswersAsTheRuntimeAtTheBoundariesOfFourBytes) {
+TEST(Utf8, AnswersAsTheRuntimeAtTheBoundariesOfFourBytes) {
   const CountReports count;
   const std::string leads = "\x7f\x80\xbf\xc1\xc2\xdf\xe0\xed\xef\xf0\xf1\xf3\xf4\xf5\xf7\xff";
   const std::string followers = "\x01\x7f\x80\x8f\x90\x9f\xa0\xbf\xc0\xc2\xe0\xf0\xff";
@@ -110,7 +112,7 @@ TEST(VerifyUtf8, AnswersAsTheRuntimeAtTheBoundariesOfFourBytes) {
   }
 }
 
-TEST(VerifyUtf8, FindsAByteThatIsNotAsciiAtEveryPlace) {
+TEST(Utf8, FindsAByteThatIsNotAsciiAtEveryPlace) {
   const CountReports count;
   for (size_t size = 0; size <= 70; ++size) {
     ASSERT_TRUE(AsTheRuntimeDoes(std::string(size, 'a')));
@@ -125,7 +127,7 @@ TEST(VerifyUtf8, FindsAByteThatIsNotAsciiAtEveryPlace) {
   }
 }
 
-TEST(VerifyUtf8, AnswersAsTheRuntimeForRandomText) {
+TEST(Utf8, AnswersAsTheRuntimeForRandomText) {
   const CountReports count;
   std::mt19937 random(20240517);  // the same text each time
   const char* pieces[] = {
@@ -140,7 +142,29 @@ TEST(VerifyUtf8, AnswersAsTheRuntimeForRandomText) {
   }
 }
 
-TEST(VerifyUtf8, ReportsTheFieldByItsFullNameAsTheRuntimeDoes) {
+TEST(Utf8, IsReadTheSameFromInputThatComesInPieces) {
+  const CountReports count;
+  const char* ends[] = {"", "\xc3\xa4", "\xe2\x82\xac", "\xff", "\xe2\x82"};
+  for (const size_t size : {0, 1, 7, 8, 13, 16, 17, 40, 127, 128, 300}) {
+    for (const std::string end : ends) {
+      const std::string text = std::string(size, 'a') + end;
+      const std::string bytes = Tag(1, 2) + Varint(text.size()) + text;
+      const bool valid = IsStructurallyValidUTF8(text.data(), static_cast<int>(text.size()));
+      for (const int piece : {1, 2, 3, 15, 16, 17, 33, 1000}) {
+        CollectorCache record;
+        ArrayInputStream input(bytes.data(), static_cast<int>(bytes.size()), piece);
+        reports = 0;
+        ASSERT_EQ(record.ParseFromZeroCopyStream(&input), valid) << Hex(text) << " by " << piece;
+        ASSERT_EQ(reports, valid ? 0 : 1) << Hex(text) << " by " << piece;
+        ASSERT_EQ(record.collector(), text) << "by " << piece;
+        ArrayInputStream less(bytes.data(), static_cast<int>(bytes.size()) - 1, piece);
+        ASSERT_FALSE(record.ParseFromZeroCopyStream(&less)) << Hex(text) << " by " << piece;
+      }
+    }
+  }
+}
+
+TEST(Utf8, ReportsTheFieldByItsFullNameAsTheRuntimeDoes) {
   const std::string text = "not UTF-8: \xff";
   // What the runtime says of a field when asked itself.
   const auto said = [&](WireFormatLite::Operation operation, const char* field) {
