@@ -1,0 +1,96 @@
+"""What ovix-contracts does for a person at a terminal: colour, how far a long run is, completion in bash.
+
+Usage: terminal_test.py OVIX_CONTRACTS COMPLETION
+"""
+
+import os
+import pty
+import subprocess
+import sys
+import threading
+import time
+
+tool, completion = map(os.path.abspath, sys.argv[1:])
+problems = []
+
+
+def at_terminal(arguments, feed=(), out=None, **environment):
+    """What the tool says to a terminal that is its error output, and its standard output unless out is given."""
+    ours, theirs = pty.openpty()
+    said = []
+
+    def listen():
+        while True:
+            try:
+                said.append(os.read(ours, 65536))
+            except OSError:  # how Linux tells that no one has the other end
+                return
+
+    settings = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "TERM")}
+    process = subprocess.Popen([tool, *arguments], stdin=subprocess.PIPE, stdout=out or theirs, stderr=theirs,
+                               env=dict(settings, **{"TERM": "xterm", **environment}))
+    os.close(theirs)
+    listener = threading.Thread(target=listen)
+    listener.start()
+    for piece in feed:
+        time.sleep(piece) if isinstance(piece, float) else (process.stdin.write(piece), process.stdin.flush())
+    process.stdin.close()
+    if process.wait(timeout=60) != 0:
+        problems.append(f"{' '.join(arguments)}: exit {process.returncode}")
+    listener.join()
+    os.close(ours)
+    return b"".join(said).decode().replace("\r\n", "\n")
+
+
+# --- Colour: at a terminal that takes it, unless NO_COLOR says otherwise; the text is the same.
+
+COLOURS = [({}, True), ({"NO_COLOR": ""}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False)]
+for arguments in (["show", "BatteryHealthLog"], ["list", "--payloads"]):
+    piped = subprocess.run([tool, *arguments], capture_output=True, text=True, check=True).stdout
+    if "\x1b" in piped:
+        problems.append(f"{arguments[0]}: colour in a pipe")
+    for environment, wanted in COLOURS:
+        said = at_terminal(arguments, **environment)
+        if ("\x1b[" in said) != wanted:
+            problems.append(f"{arguments[0]} with {environment}: {'no colour' if wanted else 'colour'}")
+        if not wanted and said != piped:
+            problems.append(f"{arguments[0]} with {environment}: not the text of a pipe")
+
+# --- How far a run is that takes more than a second, and nothing of it left behind; nothing of a short one.
+
+message = bytes([7, 10, 5]) + b"12:00"
+many = message * 3000
+for pause, wanted in ((1.3, True), (0.0, False)):
+    said = at_terminal(["decode", "BatteryHealthLog", "--delimited"], [many, pause, many], out=subprocess.DEVNULL)
+    if ("messages, 0 MB read" in said) != wanted or (wanted and not said.endswith("\r\x1b[K")):
+        problems.append(f"decode, {pause} s in between: said {said[-80:]!r}")
+
+# --- Completion: the words up to the cursor, and what must and what must not be among the answers.
+
+WORDS = [
+    ("ovix-contracts ", {"list", "decode", "--version"}, {"BatteryHealthLog"}),
+    ("ovix-contracts de", {"decode"}, {"diff"}),
+    ("ovix-contracts show BatteryHea", {"BatteryHealthLog"}, {"GraphicsCards"}),
+    ("ovix-contracts list --format ", {"csv", "json", "table"}, {"markdown"}),
+    ("ovix-contracts diff --format m", {"markdown"}, {"json"}),
+    ("ovix-contracts ddl --database Device", {"DeviceProfile"}, {"HealthLog"}),
+    ("ovix-contracts encode --", {"--delimited", "--output"}, {"--database"}),
+]
+SHELL = """
+source "$1"
+COMP_WORDS=($2); [ "${2% }" = "$2" ] || COMP_WORDS+=('')
+COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+$(complete -p ovix-contracts | sed 's/.*-F \\([^ ]*\\) .*/\\1/')
+printf '%s\\n' "${COMPREPLY[@]}"
+"""
+path = os.path.dirname(tool) + os.pathsep + os.environ["PATH"]
+for line, must, must_not in WORDS:
+    answer = subprocess.run(["bash", "-c", SHELL, "bash", completion, line], capture_output=True, text=True,
+                            env=dict(os.environ, PATH=path))
+    given = set(answer.stdout.split())
+    if not must <= given or must_not & given or answer.stderr:
+        problems.append(f"completion of '{line}': gave {sorted(given)[:12]} {answer.stderr}")
+
+for problem in problems:
+    print("terminal: " + problem)
+sys.exit(1 if problems else 0)
