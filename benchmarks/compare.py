@@ -1,66 +1,20 @@
 """Runs the measurements that were built, ours and stock in turn, and holds their ratios against the reaches.
 
 Usage: compare.py BUILD_DIR RESULTS_DIR
-A ratio is the median of those of the single rounds; its interval holds the true median 19 times out of 20. A
-reach is met or missed where the whole interval lies on one side of it; else the machine was too noisy to tell.
 """
 
 import json
-import math
 import pathlib
 import statistics
-import subprocess
 import sys
 import tempfile
+
+from ratios import Table, run
 
 LOAD_ROUNDS = 150
 CODEC_ROUNDS = 25
 WALK_ROUNDS = 25
 MESSAGES = ["BatteryHealthLog", "GraphicsCards", "PcLogPerformanceSamplesAsCDM", "PcDeviceHealthEventAsCDM"]
-
-
-def interval(values):
-    """The order statistics between which the median lies with a probability of at least 95 %."""
-    values, n = sorted(values), len(values)
-    tail, k = 0.0, 0
-    while k < n // 2 and tail + math.comb(n, k) / 2 ** n <= 0.025:
-        tail += math.comb(n, k) / 2 ** n
-        k += 1
-    return values[max(k - 1, 0)], values[n - max(k, 1)]
-
-
-class Table:
-    """The ratios, each with its reach and what is to be said of it."""
-
-    def __init__(self):
-        self.rows = []
-
-    def add(self, what, ratios, reach=None, at_most=False):
-        low, high = interval(ratios) if len(ratios) > 1 else (ratios[0], ratios[0])
-        verdict = ""
-        if reach is not None:
-            verdict = "too noisy to tell"
-            if (high <= reach) if at_most else (low >= reach):
-                verdict = "met"
-            elif (low > reach) if at_most else (high < reach):
-                verdict = "MISSED"
-        self.rows.append({"what": what, "ratio": round(statistics.median(ratios), 3), "low": round(low, 3),
-                          "high": round(high, 3), "reach": reach, "at_most": at_most, "verdict": verdict})
-
-    def ratio(self, what):
-        return next(row["ratio"] for row in self.rows if row["what"] == what)
-
-    def print(self):
-        width = max(len(row["what"]) for row in self.rows)
-        print(f"{'':{width}}  ratio  (19 of 20 within)  reach")
-        for row in self.rows:
-            reach = "" if row["reach"] is None else f"{'<=' if row['at_most'] else '>='} {row['reach']:.2f}"
-            within = f"({row['low']:.2f} to {row['high']:.2f})"
-            print(f"{row['what']:{width}}  {row['ratio']:5.2f}  {within:18}  {reach:7}  {row['verdict']}".rstrip())
-
-
-def run(*command):
-    return subprocess.run(list(map(str, command)), capture_output=True, text=True, check=True).stdout
 
 
 def strip(libraries, scratch):
