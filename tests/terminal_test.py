@@ -39,7 +39,7 @@ def at_terminal(arguments, feed=(), out=None, **environment):
         problems.append(f"{' '.join(arguments)}: exit {process.returncode}")
     listener.join()
     os.close(ours)
-    return b"".join(said).decode().replace("\r\n", "\n")
+    return b"".join(said).decode(errors="replace").replace("\r\n", "\n")
 
 
 # --- Colour: at a terminal that takes it, unless NO_COLOR says otherwise; the text is the same.
@@ -56,14 +56,16 @@ for arguments in (["show", "BatteryHealthLog"], ["list", "--payloads"]):
         if not wanted and said != piped:
             problems.append(f"{arguments[0]} with {environment}: not the text of a pipe")
 
-# --- How far a run is that takes more than a second, and nothing of it left behind; nothing of a short one.
+# --- How far a run is that takes more than a second, and nothing of it left behind; nothing of a short one, and
+# --- nothing among the messages where they go to the terminal too.
 
 message = bytes([7, 10, 5]) + b"12:00"
 many = message * 3000
-for pause, wanted in ((1.3, True), (0.0, False)):
-    said = at_terminal(["decode", "BatteryHealthLog", "--delimited"], [many, pause, many], out=subprocess.DEVNULL)
-    if ("messages, 0 MB read" in said) != wanted or (wanted and not said.endswith("\r\x1b[K")):
-        problems.append(f"decode, {pause} s in between: said {said[-80:]!r}")
+for command, piece in (("decode", many), ("encode", b'{"time": "12:00"}\n' * 3000)):
+    for pause, out, wanted in ((1.3, subprocess.DEVNULL, True), (0.0, subprocess.DEVNULL, False), (1.3, None, False)):
+        said = at_terminal([command, "BatteryHealthLog", "--delimited"], [piece, pause, piece], out=out)
+        if ("messages, 0 MB read" in said) != wanted or (wanted and not said.endswith("\r\x1b[K")):
+            problems.append(f"{command}, {pause} s in between, output {out}: said {said[-80:]!r}")
 
 # --- Completion: the words up to the cursor, and what must and what must not be among the answers.
 
