@@ -1,47 +1,107 @@
 # Generates the C++ of one schema: runs protoc, makes the header self-contained, so that whoever
 # includes it gets the export macro without defining anything, and has the source test text for plain
-# ASCII before it asks the runtime whether it is UTF-8 (src/utf8.h).
+# ASCII before it asks the runtime whether it is UTF-8 (src/ovix/telemetry/contract/internal/utf8.h).
+# Header and source come into their place whole: a run that is interrupted leaves nothing half-written there.
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
-#   -D SCHEMA= -P generate_contract.cmake
+#   -D STAGING_ROOT= -D SCHEMA= -P generate_contract.cmake
 
 string(REGEX REPLACE "\\.proto$" "" stem "${SCHEMA}")
+cmake_path(GET SCHEMA PARENT_PATH folder)
+file(MAKE_DIRECTORY "${STAGING_ROOT}/${folder}")
+set(descriptors "${STAGING_ROOT}/${stem}.binpb")
 execute_process(
   COMMAND "${PROTOC}"
     "--proto_path=${IMPORT_ROOT}"
     "--proto_path=${PROTOBUF_IMPORTS}"
-    "--cpp_out=dllexport_decl=OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT:${OUTPUT_ROOT}"
-    "--dependency_out=${OUTPUT_ROOT}/${stem}.pb.d"
+    "--cpp_out=dllexport_decl=OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT:${STAGING_ROOT}"
+    --include_imports
+    "--descriptor_set_out=${descriptors}"
     "${SCHEMA}"
   RESULT_VARIABLE failed)
 if(failed)
-  message(FATAL_ERROR "${SCHEMA}: protoc failed; its message above names the line")
+  message(FATAL_ERROR "${SCHEMA}: protoc failed (${failed}); its message above names the line")
 endif()
+execute_process(
+  COMMAND "${PROTOC}" "--proto_path=${PROTOBUF_IMPORTS}"
+    --decode=google.protobuf.FileDescriptorSet google/protobuf/descriptor.proto
+  INPUT_FILE "${descriptors}"
+  OUTPUT_VARIABLE description
+  RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "${SCHEMA}: protoc failed (${failed}) to print its descriptor; its message above says why")
+endif()
+file(REMOVE "${descriptors}")
+# Imports come first, the schema itself last.
+string(FIND "\n${description}" "\nfile {" own REVERSE)
+string(SUBSTRING "${description}" ${own} -1 own)
 
 set(insertion_point "// @@protoc_insertion_point(includes)")
 
 # Puts an #include at the insertion point of a generated file, whose text is in <text>.
-macro(include_at_insertion_point file include)
+macro(include_at_insertion_point include)
   string(FIND "${text}" "${insertion_point}" found)
   if(found EQUAL -1)
-    message(FATAL_ERROR "${file}: protoc left no \"${insertion_point}\" to include ${include} at")
+    message(FATAL_ERROR "${SCHEMA}: protoc left no \"${insertion_point}\" to include ${include} at")
   endif()
   string(REPLACE "${insertion_point}" "#include \"${include}\"\n${insertion_point}" text "${text}")
 endmacro()
 
-set(header "${OUTPUT_ROOT}/${stem}.pb.h")
-file(READ "${header}" text)
-include_at_insertion_point("${header}" "ovix/telemetry/contract/export.h")
-file(WRITE "${header}" "${text}")
+# Sets <count> to how often a pattern stands in a text.
+function(count_matches count pattern text)
+  string(REGEX REPLACE "[][;]" "" text "${text}")
+  string(REGEX MATCHALL "${pattern}" matches "${text}")
+  list(LENGTH matches matches)
+  set(${count} ${matches} PARENT_SCOPE)
+endfunction()
 
-# Where text is parsed and where it is serialized, as protoc writes it. A test looks for what was missed.
-set(source "${OUTPUT_ROOT}/${stem}.pb.cc")
-file(READ "${source}" text)
-include_at_insertion_point("${source}" "utf8.h")
+file(READ "${STAGING_ROOT}/${stem}.pb.h" text)
+include_at_insertion_point("ovix/telemetry/contract/export.h")
+set(header "${text}")
+
+# Where text is parsed and where it is serialized, as protoc writes it.
+file(READ "${STAGING_ROOT}/${stem}.pb.cc" text)
+include_at_insertion_point("ovix/telemetry/contract/internal/utf8.h")
 string(REGEX REPLACE
   "::_pbi::InlineGreedyStringParser\\(str, ptr, ctx\\);\n( *)CHK_\\(ptr\\);\n *CHK_\\(::_pbi::VerifyUTF8\\(str, (\"[^\"]*\")\\)\\);"
   "::ovix::telemetry::contract::internal::ReadUtf8(str, ptr, ctx, \\2);\n\\1CHK_(ptr);"
   text "${text}")
 string(REPLACE "::PROTOBUF_NAMESPACE_ID::internal::WireFormatLite::VerifyUtf8String("
   "::ovix::telemetry::contract::internal::VerifyUtf8String(" text "${text}")
-file(WRITE "${source}" "${text}")
+set(source "${text}")
+
+# Each string field is parsed in one place and serialized in one. Those of a map's entries are parsed by the
+# runtime; extensions are read and written by it.
+set(rest " *number: [0-9]+\n *label: LABEL_[A-Z]+\n *type: TYPE_")
+count_matches(strings "field {\n *name: \"[^\"]*\"\n${rest}STRING\n" "${own}")
+set(entry "field {\n *name: \"key\"\n${rest}[^{}]*}\n *field {\n *name: \"value\"\n${rest}[^{}]*}\n *options {\n *map_entry: true")
+string(REGEX MATCHALL "${entry}" entries "${own}")
+count_matches(in_entries "type: TYPE_STRING\n" "${entries}")
+math(EXPR parsed "${strings} - ${in_entries}")
+count_matches(reads "::ovix::telemetry::contract::internal::ReadUtf8\\(" "${source}")
+count_matches(writes "::ovix::telemetry::contract::internal::VerifyUtf8String\\(" "${source}")
+if(NOT reads EQUAL parsed OR NOT writes EQUAL strings)
+  message(FATAL_ERROR "${SCHEMA}: its ${strings} string fields are parsed in ${parsed} places and serialized in ${strings}, but ${reads} and ${writes} were found in what protoc writes; adapt library/generate_contract.cmake to it")
+endif()
+
+# The schema and all that it imports, for make and ninja. (protoc can list them too, but it escapes nothing.)
+string(REGEX MATCHALL "(^|\n)file {\n *name: \"[^\"]*\"" files "${description}")
+set(rule "${OUTPUT_ROOT}/${stem}.pb.cc:")
+foreach(file IN LISTS files)
+  string(REGEX REPLACE ".*\"(.*)\"" "\\1" file "${file}")
+  set(path "${IMPORT_ROOT}/${file}")
+  if(NOT EXISTS "${path}")
+    set(path "${PROTOBUF_IMPORTS}/${file}")
+  endif()
+  string(APPEND rule "\n${path}")
+endforeach()
+string(REPLACE "$" "$$" rule "${rule}")
+string(REGEX REPLACE "([ #])" "\\\\\\1" rule "${rule}")
+string(REPLACE "\n" " \\\n " rule "${rule}")
+
+file(WRITE "${STAGING_ROOT}/${stem}.pb.h" "${header}")
+file(WRITE "${STAGING_ROOT}/${stem}.pb.cc" "${source}")
+file(WRITE "${STAGING_ROOT}/${stem}.pb.d" "${rule}\n")
+foreach(suffix IN ITEMS .pb.h .pb.cc .pb.d)
+  file(RENAME "${STAGING_ROOT}/${stem}${suffix}" "${OUTPUT_ROOT}/${stem}${suffix}")
+endforeach()

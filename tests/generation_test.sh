@@ -1,10 +1,14 @@
 #!/usr/bin/env bash
-# protoc runs again for a schema that changed and for those that import it, and for nothing else.
-# Usage: generation_test.sh SOURCE_DIR CMAKE GENERATOR
+# protoc runs again for a schema that changed and for those that import it, and for nothing else, wherever the tree
+# lies. What is put into generated code is put in everywhere, or the build fails and leaves nothing half-written.
+# Usage: generation_test.sh SOURCE_DIR CMAKE GENERATOR PROTOC
 set -euo pipefail
-source=$1 cmake=$2 generator=$3
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source=$1 cmake=$2 generator=$3 protoc=$4
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+# Characters that make and ninja, CMake or a shell read otherwise.
+work="$folder/a b, ü (c) {d}"
+mkdir "$work"
 
 fail() {
   echo "generation_test: $*" >&2
@@ -18,7 +22,8 @@ cp -R "$source"/{CMakeLists.txt,cmake,library,ovix} "$work/tree"
 
 # Prints the schemas that a build generates from, one a line.
 generated() {
-  "$cmake" --build "$work/build" --target ovix-generated-contracts | sed -n 's/.*Generating //p' | LC_ALL=C sort
+  "$cmake" --build "$work/build" --target ovix-generated-contracts >"$work/log" || { cat "$work/log" >&2; return 1; }
+  sed -n 's/.*Generating //p' "$work/log" | LC_ALL=C sort
 }
 expect() {
   local what=$1 expected=$2 actual
@@ -30,10 +35,6 @@ expect() {
 storage=ovix/telemetry/contract/storage
 all=$(cd "$source" && find ovix -name '*.proto' | LC_ALL=C sort)
 expect "the first build" "$all"
-# Text is tested for plain ASCII everywhere before the runtime validates it.
-if grep -rlE '_pbi::VerifyUTF8\(|WireFormatLite::VerifyUtf8String\(' "$work/build/library/generated" | head -3 | grep .; then
-  fail "the files above call the runtime's validator of UTF-8 themselves; see library/generate_contract.cmake"
-fi
 expect "a build with nothing changed" ""
 sleep 1
 echo "// changed" >>"$work/tree/$storage/acm_cache.proto"
@@ -45,4 +46,60 @@ if "$cmake" --build "$work/build" --target ovix-generated-contracts >"$work/log"
   fail "a schema that does not compile built"
 fi
 grep -q "acm_cache.proto:[0-9]*:[0-9]*:" "$work/log" || fail "the line that does not compile is not named"
+
+# --- Every string field is tested for plain ASCII before the runtime validates it; a build in which protoc's code
+# is not as expected says so, and the files of before stay.
+
+mkdir -p "$work/kinds/one"
+cat >"$work/kinds/one/kinds.proto" <<'END'
+syntax = "proto3";
+import "google/protobuf/descriptor.proto";
+message Kinds {
+  string plain = 1 [json_name = "[a;b]", (text) = "type: TYPE_STRING\n }"];
+  repeated string many = 2;
+  optional string maybe = 3;
+  oneof either {
+    string this = 4;
+    int32 that = 5;
+  }
+  map<string, string> texts = 6;
+  map<int32, Inner> inners = 7;
+  bytes raw = 8;
+  message Inner {
+    string key = 1;
+    string value = 2;
+  }
+}
+extend google.protobuf.FieldOptions {
+  string text = 50000;
+}
+END
+imports=$(sed -n 's/^ *\([^ ]*\)\/google\/protobuf\/descriptor.proto.*/\1/p' \
+  "$work/build/library/generated/$storage/storage_options.pb.d")
+generate() { # PROTOC
+  "$cmake" -D PROTOC="$1" -D IMPORT_ROOT="$work/kinds" -D PROTOBUF_IMPORTS="$imports" -D OUTPUT_ROOT="$work/kinds" \
+    -D STAGING_ROOT="$work/staging" -D SCHEMA=one/kinds.proto -P "$source/library/generate_contract.cmake" \
+    >"$work/log" 2>&1
+}
+generate "$protoc" || { cat "$work/log"; fail "a schema with string fields of every kind was not generated"; }
+! grep -E '_pbi::VerifyUTF8\(|WireFormatLite::VerifyUtf8String\(' "$work/kinds/one/kinds.pb.cc" ||
+  fail "the calls above of the runtime's validator of UTF-8 are still there"
+[ -z "$(find "$work/staging" -type f)" ] || fail "files are left in the staging folder"
+
+# A protoc that writes one call otherwise, as another release may.
+for edit in '0,/_pbi::VerifyUTF8(str,/s//_pbi::VerifyUTF8( str,/' '0,/WireFormatLite::VerifyUtf8String(/s//WireFormatLite::VerifyUtf8(/' \
+  's/@@protoc_insertion_point(includes)//'; do
+  cat >"$work/protoc" <<END
+#!/bin/sh
+"$protoc" "\$@" || exit
+case "\$*" in *--decode*) exit ;; esac
+sed -i '$edit' "$work/staging/one/kinds.pb.cc"
+END
+  chmod +x "$work/protoc"
+  before=$(cd "$work/kinds/one" && sha256sum ./*.pb.*)
+  ! generate "$work/protoc" || fail "code that could not be adapted ($edit) was taken"
+  tr -s ' \n' ' ' <"$work/log" | grep -qE 'one/kinds.proto: (its [0-9]+ string fields|protoc left no)' ||
+    { cat "$work/log"; fail "the schema and what is wrong with its code ($edit) are not named"; }
+  [ "$before" = "$(cd "$work/kinds/one" && sha256sum ./*.pb.*)" ] || fail "a failed run changed the files ($edit)"
+done
 echo "generation_test: passed"

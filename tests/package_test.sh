@@ -6,7 +6,10 @@ set -euo pipefail
 build=$1 cmake=$2 generator=$3 cxx=$4
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# What an older build left behind of a schema that is gone.
+stale=$build/library/generated/ovix/telemetry/contract/storage/gone.pb.h
+trap 'rm -rf "$work" "$stale"' EXIT
+touch "$stale"
 
 fail() {
   echo "package_test: $*" >&2
@@ -50,6 +53,10 @@ while read -r schema; do
   [ -e "$prefix/include/${schema%.proto}.pb.h" ] || fail "$schema has no header beside it"
   cmp -s "$prefix/include/$schema" "$here/../$schema" || fail "$schema is not the schema of the tree"
 done <"$work/schemas"
+[ "$(find "$prefix/include" -name '*.pb.h' | wc -l)" = "$(wc -l <"$work/schemas")" ] ||
+  fail "the headers are not those of the schemas: $(cd "$prefix/include" && find . -name "$(basename "$stale")")"
+[ "$(find "$prefix/include" -name '*.h' ! -name '*.pb.h' -printf '%f\n' | LC_ALL=C sort | xargs)" = "contracts_collection.h export.h tables.h version.h" ] ||
+  fail "the headers that are not generated are not the four that there are"
 
 python3 "$here/sbom_test.py" "$prefix" || fail "the list of contents is not right"
 

@@ -57,7 +57,7 @@ expect_abort "a program with a schema of ours compiled in" "$work/compiled"
 expect_abort "a plug-in with a schema of ours compiled in" "$work/program" "$work/plugin.so"
 
 # The library under another name: a second version beside the first, or a private copy.
-mapfile -t objects < <(find "$build/library/CMakeFiles/ovix-telemetry-data-contracts.dir" -name '*.o')
+mapfile -t objects < <(find "$build"/library/CMakeFiles/ovix-contracts-{generated,frame}.dir -name '*.o')
 "$cxx" -shared -Wl,-soname,libovix-telemetry-data-contracts.so.0 "${objects[@]}" -o "$work/libovix-telemetry-data-contracts.so.0" -lprotobuf
 expect_abort "two versions of the library" "$work/program" "$work/libovix-telemetry-data-contracts.so.0"
 "$cxx" -Wl,--no-as-needed "$work/empty.cc" -shared -o "$work/user.so" "$work/libovix-telemetry-data-contracts.so.0" -Wl,-rpath,"$work"

@@ -5,12 +5,11 @@ if(NOT wine)
   message(FATAL_ERROR "${CMAKE_CROSSCOMPILING_EMULATOR} was not found, which runs the tests; install it (Debian: apt-get install wine wine64), or run scripts/setup windows")
 endif()
 
-get_target_property(runtime protobuf::libprotobuf IMPORTED_LOCATION_RELEASE)
-cmake_path(GET runtime PARENT_PATH runtime_folder)
 execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=libstdc++-6.dll
   OUTPUT_VARIABLE compiler_folder OUTPUT_STRIP_TRAILING_WHITESPACE)
 cmake_path(GET compiler_folder PARENT_PATH compiler_folder)
-set(dll_folders "$<TARGET_FILE_DIR:ovix-telemetry-data-contracts>" "${runtime_folder}"
+set(dll_folders "$<TARGET_FILE_DIR:ovix-telemetry-data-contracts>"
+  "$<TARGET_FILE_DIR:protobuf::libprotobuf>"
   "${compiler_folder}" /usr/x86_64-w64-mingw32/lib)
 set(wine_path "")
 foreach(folder IN LISTS dll_folders)
@@ -18,7 +17,11 @@ foreach(folder IN LISTS dll_folders)
 endforeach()
 set(wine_environment
   "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
-set_tests_properties(library-tests agent-tests tool-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+foreach(test IN ITEMS library-tests agent-tests tool-tests)
+  if(TEST ${test})
+    set_tests_properties(${test} PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+  endif()
+endforeach()
 
 add_executable(load-by-hand load_by_hand.cc)
 target_compile_features(load-by-hand PRIVATE cxx_std_20)
@@ -35,6 +38,10 @@ add_test(NAME load-unload-load-with-the-runtime-kept COMMAND load-by-hand keep)
 set_tests_properties(load-unload-load-with-the-runtime-kept PROPERTIES
   ENVIRONMENT "${wine_environment}" TIMEOUT 60
   PASS_REGULAR_EXPRESSION "File already exists in database: ovix/telemetry/contract/")
+
+# The script that gets the sources of what is linked, with apt's sources of others than Debian beside Debian's.
+add_test(NAME windows-libraries COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows_libraries_test.sh"
+  "${PROJECT_SOURCE_DIR}/scripts/windows-libraries")
 
 # The zip, unpacked elsewhere, with a consumer built against it.
 add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/zip_test.sh"

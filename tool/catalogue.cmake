@@ -50,6 +50,8 @@ add_custom_command(
 add_custom_target(ovix-catalogue ALL DEPENDS "${catalogue}/index.html")
 
 include(GNUInstallDirs)
+# Optional: the library can be built and installed without the tool that writes it.
 install(DIRECTORY "${catalogue}"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/ovix-telemetry-data-contracts"
-  COMPONENT development)
+  COMPONENT development
+  OPTIONAL)

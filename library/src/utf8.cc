@@ -1,4 +1,4 @@
-#include "utf8.h"
+#include "ovix/telemetry/contract/internal/utf8.h"
 
 namespace ovix::telemetry::contract::internal {
 namespace {

@@ -1,8 +1,8 @@
 // How generated code reads text and verifies it: plain ASCII, which nearly every text is and which
 // is UTF-8, by a look at its bytes; of all else the runtime decides, and reports it. Only the
 // library's own generated sources include this (see generate_contract.cmake).
-#ifndef OVIX_TELEMETRY_CONTRACT_UTF8_H_
-#define OVIX_TELEMETRY_CONTRACT_UTF8_H_
+#ifndef OVIX_TELEMETRY_CONTRACT_INTERNAL_UTF8_H_
+#define OVIX_TELEMETRY_CONTRACT_INTERNAL_UTF8_H_
 
 #include <google/protobuf/parse_context.h>
 #include <google/protobuf/wire_format_lite.h>
@@ -45,4 +45,4 @@ inline bool VerifyUtf8String(const char* data, int size, Operation operation,
 
 }  // namespace ovix::telemetry::contract::internal
 
-#endif  // OVIX_TELEMETRY_CONTRACT_UTF8_H_
+#endif  // OVIX_TELEMETRY_CONTRACT_INTERNAL_UTF8_H_
