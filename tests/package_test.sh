@@ -51,7 +51,7 @@ while read -r schema; do
   cmp -s "$prefix/include/$schema" "$here/../$schema" || fail "$schema is not the schema of the tree"
 done <"$work/schemas"
 
-python3 "$here/sbom_test.py" "$prefix" || fail "the list of contents is not right"
+python3 "$here/sbom_test.py" "$prefix" "lib${name}1" "lib$name-dev" ovix-contracts || fail "the list of contents is not right"
 
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
