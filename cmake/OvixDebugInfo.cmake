@@ -12,8 +12,8 @@ target_link_libraries(ovix-hardening INTERFACE ovix-debug-info)
 if(OVIX_DEBUG_INFO STREQUAL "FULL")
   target_compile_options(ovix-debug-info INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
 elseif(OVIX_DEBUG_INFO STREQUAL "LINES")
-  # For packages: without the folders of the machine that builds. Of two maps the later one holds.
-  set(maps "${PROJECT_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=./build")
+  # For packages: paths from the root of the source or of the build, without the folders of the machine that builds.
+  set(maps "${PROJECT_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=.")
   foreach(target IN ITEMS protobuf::libprotobuf CLI11::CLI11)
     if(TARGET ${target})
       get_target_property(folders ${target} INTERFACE_INCLUDE_DIRECTORIES)
