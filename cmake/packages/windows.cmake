@@ -129,6 +129,6 @@ if(MINGW AND NOT OVIX_DEBUG_INFO STREQUAL "OFF")
     set(folder "\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}")
     install(CODE "file(MAKE_DIRECTORY \"${folder}\")\nfile(TOUCH \"${folder}/${file}.debug\")"
       COMPONENT debug EXCLUDE_FROM_ALL)
-    list(APPEND CPACK_OVIX_DEBUG_FILES "${file}|debug")
+    list(APPEND CPACK_OVIX_DEBUG_FILES "*/*/${CMAKE_INSTALL_BINDIR}/${file}|debug")
   endforeach()
 endif()
