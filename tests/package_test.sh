@@ -58,7 +58,7 @@ done <"$work/schemas"
 [ "$(find "$prefix/include" -name '*.h' ! -name '*.pb.h' -printf '%f\n' | LC_ALL=C sort | xargs)" = "contracts_collection.h export.h tables.h version.h" ] ||
   fail "the headers that are not generated are not the four that there are"
 
-python3 "$here/sbom_test.py" "$prefix" || fail "the list of contents is not right"
+python3 "$here/sbom_test.py" "$prefix" "lib${name}1" "lib$name-dev" ovix-contracts || fail "the list of contents is not right"
 
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||

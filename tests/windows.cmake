@@ -52,3 +52,7 @@ add_test(NAME dll COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/dll_test.sh"
   "$<TARGET_FILE:ovix-telemetry-data-contracts>"
   "$<TARGET_PROPERTY:ovix::telemetry-data-contracts,OVIX_DESCRIPTOR_SET>"
   "${CMAKE_OBJDUMP}" "${CMAKE_NM}" "${CMAKE_STRIP}" "${PROJECT_VERSION}")
+
+# What only the zip needs is asked for when it is packed.
+add_test(NAME packages-configured COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/packages_configured_windows_test.sh"
+  "${PROJECT_SOURCE_DIR}" "${CMAKE_COMMAND}" "${CMAKE_GENERATOR}" "${PROJECT_BINARY_DIR}")

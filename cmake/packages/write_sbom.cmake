@@ -1,8 +1,9 @@
 # Writes a package's list of what is in it and what it needs (SPDX 2.3, JSON).
-#   cmake -D OUTPUT=... -D NAME=... -D VERSION=... -D PARTS=... -P write_sbom.cmake
+#   cmake -D OUTPUT=... -D NAME=... -D VERSION=... -D ARCHITECTURE=... -D PARTS=... -P write_sbom.cmake
 # PARTS: "name|version|licence|relation|file" and so on, separated by "@"; relation CONTAINS or DEPENDS_ON
 # says how the package stands to the part; file, where there is one, is what lies in the package.
-# The time is SOURCE_DATE_EPOCH's where it is set, so that two builds write the same bytes.
+# The time is SOURCE_DATE_EPOCH's where it is set, so that two builds write the same bytes. The document's namespace is
+# its own: it has the package, its version and architecture, and the hash of all that the document says.
 
 string(TIMESTAMP now "%Y-%m-%dT%H:%M:%SZ" UTC)
 set(packages "")
@@ -31,6 +32,7 @@ foreach(part IN LISTS parts)
       \"downloadLocation\": \"NOASSERTION\",
       \"licenseConcluded\": \"${licence}\",
       \"licenseDeclared\": \"${licence}\",
+      \"filesAnalyzed\": false,
       \"copyrightText\": \"NOASSERTION\"${file}
     }")
   string(APPEND relations ",
@@ -41,12 +43,15 @@ foreach(part IN LISTS parts)
     }")
 endforeach()
 
+set(name "${NAME}_${VERSION}_${ARCHITECTURE}")
+string(SHA256 hash "${name} ${now} ${packages} ${relations}")
+string(SUBSTRING "${hash}" 0 32 hash)
 file(WRITE "${OUTPUT}" "{
   \"spdxVersion\": \"SPDX-2.3\",
   \"dataLicense\": \"CC0-1.0\",
   \"SPDXID\": \"SPDXRef-DOCUMENT\",
-  \"name\": \"${NAME}-${VERSION}\",
-  \"documentNamespace\": \"https://ovix.example/sbom/${NAME}-${VERSION}\",
+  \"name\": \"${name}\",
+  \"documentNamespace\": \"https://ovix.example/sbom/${name}-${hash}\",
   \"creationInfo\": {
     \"created\": \"${now}\",
     \"creators\": [\"Organization: Ovix\"]
@@ -61,6 +66,7 @@ file(WRITE "${OUTPUT}" "{
       \"versionInfo\": \"${VERSION}\",
       \"supplier\": \"Organization: Ovix\",
       \"downloadLocation\": \"NOASSERTION\",
+      \"filesAnalyzed\": false,
       \"licenseConcluded\": \"LicenseRef-Ovix\",
       \"licenseDeclared\": \"LicenseRef-Ovix\",
       \"copyrightText\": \"Copyright 2026 Ovix. All rights reserved.\"

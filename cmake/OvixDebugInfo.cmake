@@ -1,0 +1,30 @@
+# ovix-debug-info: the debug information of everything that is shipped, as OVIX_DEBUG_INFO asks for it. Part of
+# ovix-hardening, which all of that is linked with.
+set(OVIX_DEBUG_INFO OFF CACHE STRING
+  "Debug information: OFF; LINES, functions and source lines, by which a crash is read; FULL, types and variables too")
+set_property(CACHE OVIX_DEBUG_INFO PROPERTY STRINGS OFF LINES FULL)
+if(NOT OVIX_DEBUG_INFO MATCHES "^(OFF|LINES|FULL)$")
+  message(FATAL_ERROR "OVIX_DEBUG_INFO is '${OVIX_DEBUG_INFO}'; set it to OFF, LINES or FULL")
+endif()
+
+add_library(ovix-debug-info INTERFACE)
+target_link_libraries(ovix-hardening INTERFACE ovix-debug-info)
+if(OVIX_DEBUG_INFO STREQUAL "FULL")
+  target_compile_options(ovix-debug-info INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
+elseif(OVIX_DEBUG_INFO STREQUAL "LINES")
+  # For packages: paths from the root of the source or of the build, without the folders of the machine that builds.
+  set(maps "${PROJECT_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=.")
+  foreach(target IN ITEMS protobuf::libprotobuf CLI11::CLI11)
+    if(TARGET ${target})
+      get_target_property(folders ${target} INTERFACE_INCLUDE_DIRECTORIES)
+      foreach(folder IN LISTS folders)
+        if(IS_ABSOLUTE "${folder}" AND NOT folder MATCHES "^/usr/")
+          list(APPEND maps "${folder}=./include")
+        endif()
+      endforeach()
+    endif()
+  endforeach()
+  list(TRANSFORM maps PREPEND "-ffile-prefix-map=")
+  target_compile_options(ovix-debug-info INTERFACE
+    "$<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g1;${maps}>")
+endif()
