@@ -1,9 +1,12 @@
 # Generates the C++ of one schema: runs protoc, makes the header self-contained, so that whoever
 # includes it gets the export macro without defining anything, and has the source test text for plain
-# ASCII before it asks the runtime whether it is UTF-8 (src/utf8.h).
+# ASCII before it asks the runtime whether it is UTF-8 (src/utf8.h) and register extensions after every
+# schema file (src/load_order.h).
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
 #   -D SCHEMA= -P generate_contract.cmake
+
+include("${CMAKE_CURRENT_LIST_DIR}/export_members.cmake")
 
 string(REGEX REPLACE "\\.proto$" "" stem "${SCHEMA}")
 execute_process(
@@ -32,12 +35,16 @@ endmacro()
 set(header "${OUTPUT_ROOT}/${stem}.pb.h")
 file(READ "${header}" text)
 include_at_insertion_point("${header}" "ovix/telemetry/contract/export.h")
+ovix_export_members("${header}" text)
 file(WRITE "${header}" "${text}")
 
 # Where text is parsed and where it is serialized, as protoc writes it. A test looks for what was missed.
 set(source "${OUTPUT_ROOT}/${stem}.pb.cc")
 file(READ "${source}" text)
 include_at_insertion_point("${source}" "utf8.h")
+include_at_insertion_point("${source}" "load_order.h")
+string(REPLACE "PROTOBUF_ATTRIBUTE_INIT_PRIORITY2 ::PROTOBUF_NAMESPACE_ID::internal::ExtensionIdentifier<"
+  "OVIX_INIT_EXTENSION ::PROTOBUF_NAMESPACE_ID::internal::ExtensionIdentifier<" text "${text}")
 string(REGEX REPLACE
   "::_pbi::InlineGreedyStringParser\\(str, ptr, ctx\\);\n( *)CHK_\\(ptr\\);\n *CHK_\\(::_pbi::VerifyUTF8\\(str, (\"[^\"]*\")\\)\\);"
   "::ovix::telemetry::contract::internal::ReadUtf8(str, ptr, ctx, \\2);\n\\1CHK_(ptr);"
