@@ -1,10 +1,13 @@
 # Generates the C++ of one schema: runs protoc, makes the header self-contained, so that whoever
 # includes it gets the export macro without defining anything, and has the source test text for plain
-# ASCII before it asks the runtime whether it is UTF-8 (src/ovix/telemetry/contract/internal/utf8.h).
+# ASCII before it asks the runtime whether it is UTF-8 (src/ovix/telemetry/contract/internal/utf8.h) and
+# register extensions after every schema file (src/load_order.h).
 # Header and source come into their place whole: a run that is interrupted leaves nothing half-written there.
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
 #   -D STAGING_ROOT= -D SCHEMA= -P generate_contract.cmake
+
+include("${CMAKE_CURRENT_LIST_DIR}/export_members.cmake")
 
 string(REGEX REPLACE "\\.proto$" "" stem "${SCHEMA}")
 cmake_path(GET SCHEMA PARENT_PATH folder)
@@ -57,11 +60,20 @@ endfunction()
 
 file(READ "${STAGING_ROOT}/${stem}.pb.h" text)
 include_at_insertion_point("ovix/telemetry/contract/export.h")
+ovix_export_members("${SCHEMA}" text)
 set(header "${text}")
 
 # Where text is parsed and where it is serialized, as protoc writes it.
 file(READ "${STAGING_ROOT}/${stem}.pb.cc" text)
 include_at_insertion_point("ovix/telemetry/contract/internal/utf8.h")
+include_at_insertion_point("load_order.h")
+set(extension "::PROTOBUF_NAMESPACE_ID::internal::ExtensionIdentifier<")
+string(REPLACE "PROTOBUF_ATTRIBUTE_INIT_PRIORITY2 ${extension}" "OVIX_INIT_EXTENSION ${extension}" text "${text}")
+count_matches(registered "OVIX_INIT_EXTENSION ${extension}" "${text}")
+count_matches(extensions "(^|\n) *extension {\n" "${own}")
+if(NOT registered EQUAL extensions)
+  message(FATAL_ERROR "${SCHEMA}: it has ${extensions} extensions, but ${registered} were found in what protoc writes; adapt library/generate_contract.cmake to it")
+endif()
 string(REGEX REPLACE
   "::_pbi::InlineGreedyStringParser\\(str, ptr, ctx\\);\n( *)CHK_\\(ptr\\);\n *CHK_\\(::_pbi::VerifyUTF8\\(str, (\"[^\"]*\")\\)\\);"
   "::ovix::telemetry::contract::internal::ReadUtf8(str, ptr, ctx, \\2);\n\\1CHK_(ptr);"

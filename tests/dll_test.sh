@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Looks into the DLL: what it exports, how its default instances are made, what Windows is told of it.
-# Usage: dll_test.sh DLL CONTRACTS.BINPB OBJDUMP NM STRIP VERSION
+# Looks into the DLL: what it exports, how its default instances are made, how it is hardened, what Windows is told of
+# it.
+# Usage: dll_test.sh DLL CONTRACTS.BINPB OBJDUMP NM STRIP VERSION ABI BUILD_DIR
 set -euo pipefail
-dll=$1 contracts=$2 objdump=$3 nm=$4 strip=$5 version=$6
+dll=$1 contracts=$2 objdump=$3 nm=$4 strip=$5 version=$6 abi=$7 build=$8
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -15,12 +16,16 @@ fail() {
 "$objdump" -p "$dll" >"$work/headers"
 awk '/\[Ordinal\/Name Pointer\]/ { names = 1; next } /^$/ { names = 0 } names { print $NF }' \
   "$work/headers" >"$work/exports"
-/usr/bin/python3 "$here/exports_test.py" "$contracts" "$work/exports" --inline
-[ "$(wc -l <"$work/exports")" -lt 65535 ] || fail "more exports than a DLL can have"
+/usr/bin/python3 "$here/exports_test.py" "$contracts" "$work/exports" "$abi" --inline \
+  --documented "$here/../docs/windows.md"
+[ "$(wc -l <"$work/exports")" -le 65535 ] || fail "more exports than a DLL can have"
 
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   grep -q "$flag" "$work/headers" || fail "$flag is not set"
 done
+# What the guards call is in it: no DLL more is to be carried along.
+python3 "$here/hardening_probe.py" "$build" "$nm" "$objdump" --guards-only library/generated library/src tool
+"$nm" "$dll" | grep -q ' T __stack_chk_fail$' || fail "stacks are guarded by a function of another DLL"
 
 instances=$("$nm" "$dll" | grep -E '^[0-9a-f]+ . _ZN4ovix.*_default_instance_E$' | awk '{ print $2 }' | sort | uniq -c | xargs)
 [[ $instances =~ ^[0-9]+\ D$ ]] ||
@@ -31,6 +36,8 @@ fi
 
 # As it is shipped: stripped, with no path of the machine that built it.
 "$strip" -o "$work/stripped.dll" "$dll"
+size=$(stat -c %s "$work/stripped.dll")
+[ "$size" -le 7500000 ] || fail "the DLL has $size bytes, and may have 7,500,000"
 if strings -a "$work/stripped.dll" | grep -E "(^|[^a-z_])/(usr|home|root|tmp|build)/|$(cd "$here/.." && pwd)/" | head -3 | grep .; then
   fail "the paths above are in the DLL"
 fi
@@ -38,4 +45,4 @@ strings -a -e l "$dll" >"$work/texts"
 for text in ProductName ovix-telemetry-data-contracts FileDescription "$version"; do
   grep -qx "$text" "$work/texts" || fail "the version resource has no '$text'"
 done
-echo "dll_test: $(wc -l <"$work/exports") exports, ${instances% D} default instances in initialised data, $(stat -c %s "$work/stripped.dll") bytes stripped"
+echo "dll_test: $(wc -l <"$work/exports") exports, ${instances% D} default instances in initialised data, $size bytes stripped"

@@ -55,7 +55,7 @@ while read -r schema; do
 done <"$work/schemas"
 [ "$(find "$prefix/include" -name '*.pb.h' | wc -l)" = "$(wc -l <"$work/schemas")" ] ||
   fail "the headers are not those of the schemas: $(cd "$prefix/include" && find . -name "$(basename "$stale")")"
-[ "$(find "$prefix/include" -name '*.h' ! -name '*.pb.h' -printf '%f\n' | LC_ALL=C sort | xargs)" = "contracts_collection.h export.h tables.h version.h" ] ||
+[ "$(find "$prefix/include" -name '*.h' ! -name '*.pb.h' -printf '%f\n' | LC_ALL=C sort | xargs)" = "abi.h contracts_collection.h export.h tables.h version.h" ] ||
   fail "the headers that are not generated are not the four that there are"
 
 python3 "$here/sbom_test.py" "$prefix" "lib${name}1" "lib$name-dev" ovix-contracts || fail "the list of contents is not right"

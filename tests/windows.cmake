@@ -43,15 +43,41 @@ set_tests_properties(load-unload-load-with-the-runtime-kept PROPERTIES
 add_test(NAME windows-libraries COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows_libraries_test.sh"
   "${PROJECT_SOURCE_DIR}/scripts/windows-libraries")
 
+if(TARGET ovix-stack-guard)
+  add_executable(stack-guard stack_guard.cc)
+  target_compile_features(stack-guard PRIVATE cxx_std_20)
+  target_link_libraries(stack-guard PRIVATE ovix-warnings ovix-hardening)
+  add_test(NAME stack-guard COMMAND stack-guard)
+  set_tests_properties(stack-guard PROPERTIES
+    ENVIRONMENT "${wine_environment};WINEDLLOVERRIDES=mscoree,mshtml,winedbg.exe=" TIMEOUT 60)
+endif()
+
+ovix_test_load_order()
+target_compile_options(load-order PRIVATE -Wno-cast-function-type)
+set_tests_properties(load-order PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 60)
+
+get_target_property(runtime_import protobuf::libprotobuf IMPORTED_IMPLIB_RELEASE)
+add_test(NAME other-release COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/other_release_test.sh"
+  "$<TARGET_FILE:ovix-telemetry-data-contracts>" "${PROJECT_SOURCE_DIR}"
+  "${PROJECT_BINARY_DIR}/library/generated" "${CMAKE_NM}" "${CMAKE_CXX_COMPILER}"
+  "-I${protobuf_imports}" -DPROTOBUF_USE_DLLS "${runtime_import}")
+set_tests_properties(other-release PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+
 # The zip, unpacked elsewhere, with a consumer built against it.
 add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/zip_test.sh"
   "${CMAKE_BINARY_DIR}" "${CMAKE_COMMAND}" "${CMAKE_TOOLCHAIN_FILE}" "${Protobuf_DIR}")
 set_tests_properties(zip PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
+set_target_properties(ovix-telemetry-data-contracts PROPERTIES EXPORT_COMPILE_COMMANDS ON)
+if(TARGET ovix-contracts)
+  set_target_properties(ovix-contracts-core ovix-contracts-commands ovix-contracts PROPERTIES
+    EXPORT_COMPILE_COMMANDS ON)
+endif()
 add_test(NAME dll COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/dll_test.sh"
   "$<TARGET_FILE:ovix-telemetry-data-contracts>"
   "$<TARGET_PROPERTY:ovix::telemetry-data-contracts,OVIX_DESCRIPTOR_SET>"
-  "${CMAKE_OBJDUMP}" "${CMAKE_NM}" "${CMAKE_STRIP}" "${PROJECT_VERSION}")
+  "${CMAKE_OBJDUMP}" "${CMAKE_NM}" "${CMAKE_STRIP}" "${PROJECT_VERSION}"
+  "${OVIX_ABI_VERSION}" "${PROJECT_BINARY_DIR}")
 
 # What only the zip needs is asked for when it is packed.
 add_test(NAME packages-configured COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/packages_configured_windows_test.sh"

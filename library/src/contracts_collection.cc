@@ -1,5 +1,6 @@
 #include "ovix/telemetry/contract/contracts_collection.h"
 
+#include "load_order.h"
 #include "ovix/telemetry/contract/storage/WinRT_cache.pb.h"
 #include "ovix/telemetry/contract/storage/acm_cache.pb.h"
 #include "ovix/telemetry/contract/storage/ai_cache.pb.h"
@@ -126,7 +127,7 @@ std::shared_ptr<Message> Prototype() {
 // names. A new contract adds its classes here.
 //
 // clang-format off
-const std::vector<std::shared_ptr<Message>> ContractsCollection::_collection = {
+OVIX_INIT_PROTOTYPES const std::vector<std::shared_ptr<Message>> ContractsCollection::_collection = {
     // storage/acm_cache.proto
     Prototype<storage::ACMCache>(),
     // storage/ai_cache.proto
@@ -561,20 +562,23 @@ const std::vector<std::shared_ptr<Message>> ContractsCollection::_collection = {
 };
 // clang-format on
 
-ContractsCollection::ContractsCollection() : cursor_(_collection.data()) {}
+ContractsCollection::ContractsCollection() noexcept : cursor_(_collection.data()) {}
 
-ContractsCollection::ContractsCollection(const ContractsCollection& other) = default;
+ContractsCollection::ContractsCollection(const ContractsCollection& other) noexcept = default;
 
-ContractsCollection& ContractsCollection::operator=(const ContractsCollection& other) = default;
+ContractsCollection& ContractsCollection::operator=(const ContractsCollection& other) noexcept =
+    default;
 
 ContractsCollection::~ContractsCollection() = default;
 
-bool ContractsCollection::HasNext() const {
+bool ContractsCollection::HasNext() const noexcept {
   return cursor_ != nullptr && cursor_ != _collection.data() + _collection.size();
 }
 
-const Message* ContractsCollection::Next() { return HasNext() ? (cursor_++)->get() : nullptr; }
+const Message* ContractsCollection::Next() noexcept {
+  return HasNext() ? (cursor_++)->get() : nullptr;
+}
 
-void ContractsCollection::Restart() { cursor_ = _collection.data(); }
+void ContractsCollection::Restart() noexcept { cursor_ = _collection.data(); }
 
 }  // namespace ovix::telemetry::contract

@@ -29,26 +29,26 @@ namespace ovix::telemetry::contract {
 // shared and must not be modified; make a record with prototype->New().
 //
 // Thread-safety: the prototypes may be walked from any number of threads at once, each with a
-// ContractsCollection of its own; one object belongs to one thread at a time. No operation throws.
+// ContractsCollection of its own; one object belongs to one thread at a time.
 class OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT ContractsCollection {
  public:
   // A cursor at the first prototype.
-  ContractsCollection();
+  ContractsCollection() noexcept;
   // A copy stands where the original stands and moves on its own.
-  ContractsCollection(const ContractsCollection& other);
-  ContractsCollection& operator=(const ContractsCollection& other);
+  ContractsCollection(const ContractsCollection& other) noexcept;
+  ContractsCollection& operator=(const ContractsCollection& other) noexcept;
   // Releases nothing: the prototypes belong to the library.
   virtual ~ContractsCollection();
 
   // Whether Next() has another prototype to give.
-  bool HasNext() const;
+  bool HasNext() const noexcept;
 
   // The prototype at the cursor, which then moves on by one; null at the end, however often it is
   // called there. The library owns the message.
-  const google::protobuf::Message* Next();
+  const google::protobuf::Message* Next() noexcept;
 
   // Puts the cursor back to the first prototype.
-  void Restart();
+  void Restart() noexcept;
 
  private:
   static const std::vector<std::shared_ptr<google::protobuf::Message>> _collection;
