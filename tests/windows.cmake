@@ -61,7 +61,7 @@ add_test(NAME other-release COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/other_release_t
   "$<TARGET_FILE:ovix-telemetry-data-contracts>" "${PROJECT_SOURCE_DIR}"
   "${PROJECT_BINARY_DIR}/library/generated" "${CMAKE_NM}" "${CMAKE_CXX_COMPILER}"
   "-I${protobuf_imports}" -DPROTOBUF_USE_DLLS "${runtime_import}")
-set_tests_properties(other-release PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+set_tests_properties(other-release PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 600)
 
 # The zip, unpacked elsewhere, with a consumer built against it.
 add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/zip_test.sh"
