@@ -116,7 +116,7 @@ double PlainSeconds(const fs::path& file, const std::vector<std::vector<Value>>&
   const auto execute = [&](const char* sql) {
     Check(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
   };
-  execute("PRAGMA synchronous = EXTRA; DELETE FROM BatteryHealthLog");
+  execute("PRAGMA synchronous = EXTRA; DELETE FROM BatteryHealthLog; VACUUM");
   std::string columns;
   std::string parameters;
   for (const auto& column : Library().Get(BatteryHealthLog::descriptor()).columns) {
