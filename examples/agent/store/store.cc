@@ -508,6 +508,27 @@ void Store::TrimSize(Database& database, const std::string& name, Changes& chang
   if (dropped) connection.Execute("PRAGMA " + schema + ".incremental_vacuum");
 }
 
+void Store::ReadAfter(const Descriptor* record, int64_t after,
+                      const std::function<void(int64_t, const Message*)>& visit,
+                      const std::function<void(const std::string&)>& on_bad_row) {
+  const Table& table = catalogue_.Get(record);
+  Database* database = OpenIfThere(table.database);
+  if (database == nullptr || !database->HasTable(table)) return;
+  const Place& place = Prepare(*database, table);
+  Statement select(database->connection, place.select + " WHERE _rowid_ > ? ORDER BY _rowid_");
+  select.Bind(1, after);
+  const int arrival = static_cast<int>(table.columns.size());
+  while (select.Step()) {
+    std::unique_ptr<Message> row;
+    try {
+      row = database->ReadRow(place, select);
+    } catch (const StoreError& error) {
+      on_bad_row(error.what());
+    }
+    visit(select.Integer(arrival), row.get());
+  }
+}
+
 int64_t Store::CountRows(const Table& table) {
   Database* database = OpenIfThere(table.database);
   if (database == nullptr || !database->HasTable(table)) return 0;

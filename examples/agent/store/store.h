@@ -75,6 +75,12 @@ class Store {
             const std::function<void(const google::protobuf::Message&)>& visit,
             const std::function<void(const std::string&)>& on_bad_row = nullptr);
 
+  // The rows of a "Historical" table whose arrival number is greater than `after`, as they came; null
+  // for one that does not read, which is told to `on_bad_row`.
+  void ReadAfter(const google::protobuf::Descriptor* record, int64_t after,
+                 const std::function<void(int64_t, const google::protobuf::Message*)>& visit,
+                 const std::function<void(const std::string&)>& on_bad_row);
+
   // Applies the limits of every table of the databases that exist.
   Changes Trim();
 
