@@ -1,6 +1,10 @@
 // The agent as its user runs it: the program, its output and its exit code.
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include "store/sqlite.h"
 #include "support/folder.h"
 #include "support/process.h"
@@ -71,8 +75,50 @@ TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
   folder.Write("file", "");
   const Outcome refused = RunAgent("upload " + store + " " + (folder / "file").string());
   EXPECT_EQ(refused.exit_code, 1);
-  EXPECT_NE(refused.output.find("outbox"), std::string::npos) << refused.output;
+  EXPECT_NE(refused.output.find("file: the folder cannot be created"), std::string::npos)
+      << refused.output;
 }
+
+#ifndef _WIN32
+TEST(Agent, KeepsTheOutboxForItsUserAlone) {
+  using std::filesystem::perms;
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=Some\n");
+  const std::string store = (folder / "store").string();
+  const std::string machine = " --root " + (folder / "machine").string();
+  std::filesystem::create_directory(folder / "found");
+  folder.Write("shared/notes.txt", "");
+  const perms shared = std::filesystem::status(folder / "shared").permissions();
+  int round = 0;
+  for (const mode_t mask : {0, 0277}) {
+    const mode_t before = umask(mask);
+    RunAgent("collect " + store + machine);
+    for (const char* outbox : {"made/outbox", "found", "shared"}) {
+      std::filesystem::remove(folder / "store/Upload.db");  // so that all goes out again
+      const Outcome outcome =
+          RunAgent("upload " + store + " " + (folder / outbox).string() + machine);
+      EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    }
+    umask(before);
+    ++round;
+    EXPECT_EQ(std::filesystem::status(folder / "shared").permissions(), shared)
+        << "somebody else uses it too";
+    for (const char* part : {"store", "made", "found"}) {
+      for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / part)) {
+        EXPECT_EQ(entry.status().permissions(),
+                  entry.is_directory() ? perms::owner_all : perms::owner_read | perms::owner_write)
+            << round << entry.path();
+      }
+      EXPECT_EQ(std::filesystem::status(folder / part).permissions(), perms::owner_all) << part;
+    }
+    for (const char* part : {"made", "found", "shared"}) {
+      std::filesystem::remove_all(folder / part);
+      if (part != std::string("made")) std::filesystem::create_directory(folder / part);
+    }
+    folder.Write("shared/notes.txt", "");
+  }
+}
+#endif
 
 TEST(Agent, AcknowledgesWhatTheCloudHas) {
   const Folder folder;

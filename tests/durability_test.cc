@@ -230,6 +230,7 @@ TEST(StoreDurability, LetsProcessesWriteAtOnce) {
 
 TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {
   const Folder folder;
+  std::filesystem::create_directory(folder / "outbox");
   // Files can grow to 1000 bytes: the small payloads go out, the large one does not.
   const pid_t child = fork();
   if (child == 0) {

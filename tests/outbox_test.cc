@@ -146,6 +146,7 @@ TEST(Text, BecomesUtf8AndFitsOneLine) {
 
 TEST(OutboxFolder, LetsOneProgramAtATimeIn) {
   const Folder folder;
+  std::filesystem::create_directory(folder / "outbox");
   {
     Outbox first(folder / "outbox", kMake, Files::System());
     try {
@@ -213,27 +214,6 @@ TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
 }
 
 #ifndef _WIN32
-TEST(OutboxFolder, IsForItsUserAlone) {
-  const Folder folder;
-  const mode_t before = umask(0);
-  { Outbox(folder / "a/outbox", kMake, Files::System()).Write(LabelOf("a", 1), "a"); }
-  umask(0277);
-  { Outbox(folder / "b/outbox", kMake, Files::System()).Write(LabelOf("a", 1), "a"); }
-  agent::DeviceIdOrKept(folder.path(), folder.path(), Files::System());
-  umask(before);
-  using std::filesystem::perms;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path())) {
-    EXPECT_EQ(entry.status().permissions(),
-              entry.is_directory() ? perms::owner_all : perms::owner_read | perms::owner_write)
-        << entry.path();
-  }
-  // A folder that somebody else uses too keeps its rights.
-  folder.Write("shared/notes.txt", "");
-  const perms shared = std::filesystem::status(folder / "shared").permissions();
-  { Outbox(folder / "shared", kMake, Files::System()); }
-  EXPECT_EQ(std::filesystem::status(folder / "shared").permissions(), shared);
-}
-
 TEST(Payloads, AreUtf8WhateverTheFoldersName) {
   const Folder folder;
   const Catalogue catalogue;

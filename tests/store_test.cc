@@ -47,10 +47,10 @@ const Catalogue& Library() {
 }
 
 const Catalogue& Awkward() {
-  static const Catalogue catalogue({Everything::descriptor(), EverythingEvents::descriptor(),
-                                    Sample::descriptor(), Small::descriptor(),
-                                    SmallLog::descriptor(), SmallState::descriptor(),
-                                    WithMap::descriptor()});
+  static const Catalogue catalogue(
+      {Everything::descriptor(), EverythingEvents::descriptor(), Sample::descriptor(),
+       Small::descriptor(), SmallAged::descriptor(), SmallLog::descriptor(),
+       SmallOtherLog::descriptor(), SmallState::descriptor(), WithMap::descriptor()});
   return catalogue;
 }
 
@@ -392,17 +392,22 @@ TEST(StoreState, FindsTheChangeLogOfEveryRecord) {
 TEST(StoreLimits, DropTheOldestRowsBeyondMaxRows) {
   const Folder folder;
   Store store(folder.path(), Awkward(), Options());
-  // Not in the order of their times; two of one time, of which the later stays.
-  const int hours[] = {9, 1, 8, 2, 7, 3, 6, 6};
-  for (int i = 0; i < 8; ++i) {
+  // In the order in which they came, whatever a clock that was wrong has dated them: the first ones
+  // lie in the future.
+  const int hours[] = {-9000, -9000, -9000, -9000, -9000, 9, 1, 8, 2, 7};
+  Changes changes;
+  for (int i = 0; i < 10; ++i) {
     Sample sample;
     sample.set_time(agent::TimeText(clock_now - std::chrono::hours(hours[i])));
     sample.set_value(i);
-    store.Put(sample);
+    changes += store.Put(sample);
   }
   std::vector<uint32_t> kept;
   for (const Sample& sample : Rows<Sample>(store)) kept.push_back(sample.value());
-  EXPECT_EQ(kept, (std::vector<uint32_t>{1, 3, 5, 6, 7}));
+  EXPECT_EQ(kept, (std::vector<uint32_t>{5, 6, 7, 8, 9}));
+  const auto what = std::pair(&Awkward().Get(Sample::descriptor()), agent::Limit::kRows);
+  EXPECT_EQ(changes.dropped.at(what), 5) << "what was dropped is told by table and limit";
+  EXPECT_EQ(changes.trimmed, 5);
 }
 
 TEST(StoreLimits, DropRowsOlderThanMaxTimeDays) {
@@ -421,10 +426,60 @@ TEST(StoreLimits, DropRowsOlderThanMaxTimeDays) {
     sample.set_time(time);
     EXPECT_EQ(store.Put(sample).trimmed, kept ? 0 : 1);
   }
-  clock_now += std::chrono::days(30);
+  clock_now += std::chrono::days(6);
   EXPECT_EQ(store.Trim().trimmed, 2) << "time alone makes rows old";
-  clock_now -= std::chrono::days(30);
+  clock_now -= std::chrono::days(6);
   EXPECT_EQ(Rows<Sample>(store).size(), 2U) << "a time that cannot be read never grows old";
+}
+
+// Steps of a clock, in days, and how many of a row's days they make it lose.
+TEST(StoreLimits, AgeByAClockThatIsAheadOnlyOnceItHasGoneOn) {
+  const auto today = clock_now;
+  struct Case {
+    const char* what;
+    std::vector<int> days;  // readings, in days from the first
+    bool is_kept;
+  };
+  const Case cases[] = {
+      {"a clock that goes on", {2, 4}, false},
+      {"a year ahead, once", {365}, true},
+      {"a year ahead, for less than a week", {365, 366, 371}, true},
+      {"a year ahead, time and again", {365, 1, 365, 1, 372, 0}, true},
+      {"in the past, then right, then ahead", {-9000, 1, 365}, true},
+      {"off for a month, then on for a week", {30, 33, 37}, false},
+      {"off for a month, on for a week, then at once", {30, 37, 38}, false},
+  };
+  for (const auto& [what, days, is_kept] : cases) {
+    SCOPED_TRACE(what);
+    const Folder folder;
+    Store store(folder.path(), Awkward(), Options());
+    clock_now = today;
+    Sample sample;
+    sample.set_time(DaysAgo(0));
+    store.Put(sample);
+    for (const int day : days) {
+      clock_now = today + std::chrono::days(day);
+      const Changes changes = store.Trim();
+      EXPECT_TRUE(changes.trimmed == 0 || !is_kept) << day;
+      if (is_kept && day > 30) {
+        EXPECT_GE(changes.clock_ahead_days, 360) << "and is told";
+      }
+    }
+    EXPECT_EQ(Rows<Sample>(store).size(), is_kept ? 1U : 0U);
+  }
+  clock_now = today;
+}
+
+TEST(StoreLimits, TrustNoClockAboutADatabaseOfAnOlderRelease) {
+  const Folder folder;
+  const auto today = clock_now;
+  Execute(folder / "Tests.db", "CREATE TABLE Sample (time TEXT, value INTEGER)");
+  Execute(folder / "Tests.db", "INSERT INTO Sample VALUES ('" + DaysAgo(1) + "', 1)");
+  clock_now += std::chrono::days(365);
+  Store store(folder.path(), Awkward(), Options());
+  EXPECT_EQ(store.Trim().trimmed, 0);
+  clock_now = today;
+  EXPECT_EQ(Execute(folder / "Tests.db", "PRAGMA application_id"), 0x4f564958);
 }
 
 TEST(StoreLimits, RecordADroppedStateRowAsDeleted) {
@@ -468,11 +523,202 @@ TEST(StoreLimits, KeepADatabaseUnderItsSizeByDroppingItsOldestLogRows) {
 
   state.set_name("too large");
   state.set_data(std::string(2 << 20, 'x'));
-  ExpectContains(ErrorOf([&] { store.Put(state); }), {"Small", "full", "1 MB"});
+  ExpectContains(ErrorOf([&] { store.Put(state); }), {"Small.db", "full", "1 MB"});
   EXPECT_EQ(Rows<SmallLog>(store).size(), rows.size()) << "a failed write drops nothing";
 }
 
-// --- Tables of another version
+TEST(StoreLimits, DropTheOldestRowsOfAllTablesOfADatabaseForItsSize) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  const auto put = [&](auto row, const std::string& time) {
+    row.set_time(time);
+    row.set_data(std::string(4000, 'x'));
+    return store.Put(row);
+  };
+  // Today's rows came first; those of a clock that was ahead are believed to be the oldest.
+  for (int i = 0; i < 80; ++i) put(SmallLog(), DaysAgo(0));
+  for (int i = 0; i < 20; ++i) put(SmallOtherLog(), DaysAgo(-365));
+  for (int i = 0; i < 80; ++i) put(SmallOtherLog(), DaysAgo(100));
+  Changes changes;
+  for (int i = 0; i < 120; ++i) changes += put(SmallLog(), DaysAgo(0));
+  EXPECT_EQ(Rows<SmallLog>(store).size(), 200U) << "today's rows stay";
+  const auto rest = Rows<SmallOtherLog>(store);
+  EXPECT_GT(rest.size(), 30U);
+  EXPECT_EQ(rest.front().time(), DaysAgo(100));
+  const auto what = std::pair(&Awkward().Get(SmallOtherLog::descriptor()), agent::Limit::kSize);
+  EXPECT_EQ(changes.dropped.at(what), 100 - static_cast<int64_t>(rest.size()));
+}
+
+TEST(StoreLimits, ShrinkAFileThatAnotherLimitHasMadeRoomIn) {
+  const Folder folder;
+  const auto today = clock_now;
+  {
+    // Grown where the limit was not kept.
+    Store store(folder.path(), Awkward(), Options());
+    SmallAged row;
+    row.set_time(DaysAgo(0));
+    store.Put(row);
+    Execute(folder / "Small.db",
+            "INSERT INTO SmallAged (time, data) SELECT time, printf('%.4000c', 'x') FROM SmallAged,"
+            " (WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 400) "
+            "SELECT i FROM n)");
+    EXPECT_GT(std::filesystem::file_size(folder / "Small.db"), 1U << 20);
+  }
+  clock_now += std::chrono::days(5);
+  Store store(folder.path(), Awkward(), Options());
+  EXPECT_EQ(store.Trim().trimmed, 401);
+  EXPECT_LE(std::filesystem::file_size(folder / "Small.db"), 1U << 20);
+  clock_now = today;
+}
+
+TEST(StoreLimits, RefuseOnlyGrowthWhereStateRowsExceedTheSize) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  SmallState state;
+  store.Put(state);
+  Execute(folder / "Small.db", "UPDATE SmallState SET data = printf('%.*c', 2 << 20, 'x')");
+  Sample old;
+  old.set_time(DaysAgo(1));
+  store.Put(old);
+  const auto today = clock_now;
+  clock_now += std::chrono::days(5);
+  EXPECT_EQ(store.Trim().trimmed, 1) << "the other databases are trimmed";
+  EXPECT_TRUE(store.TakeProblems().empty());
+  clock_now = today;
+  state.set_data("small again");
+  EXPECT_EQ(store.Put(state).updated, 1);
+}
+
+// --- Reading in the order of arrival
+
+// What a reader that comes back with its cursor gets, `most` rows at a time.
+template <typename Record>
+std::vector<uint64_t> ReadOn(Store& store, agent::Cursor& cursor, size_t most = 2) {
+  std::vector<uint64_t> got;
+  for (agent::Cursor before{-1, -1}; before != cursor;) {
+    before = cursor;
+    size_t in_batch = 0;
+    cursor = store.ReadAfter(
+        Record::descriptor(), cursor, most, [&](const Message& row, const agent::Cursor& at) {
+          const auto* value = row.GetDescriptor()->field(1);
+          got.push_back(value->cpp_type() == google::protobuf::FieldDescriptor::CPPTYPE_UINT32
+                            ? row.GetReflection()->GetUInt32(row, value)
+                            : static_cast<uint64_t>(at.row));
+          ++in_batch;
+        });
+    EXPECT_LE(in_batch, most);
+  }
+  return got;
+}
+
+TEST(StoreArrivals, GiveEachRowOnceInTheOrderOfItsArrival) {
+  using Values = std::vector<uint64_t>;
+  const Folder folder;
+  agent::Cursor cursor;
+  const auto today = clock_now;
+  uint32_t next = 1;
+  const auto put = [&](Store& store, int rows, int days_ago = 0) {
+    for (int i = 0; i < rows; ++i) {
+      Sample sample;
+      sample.set_time(DaysAgo(days_ago));
+      sample.set_value(next++);
+      store.Put(sample);
+    }
+  };
+  {
+    Store store(folder.path(), Awkward(), Options());
+    EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{}) << "where nothing is stored yet";
+    put(store, 3);
+    EXPECT_EQ(ReadOn<Sample>(store, cursor), (Values{1, 2, 3}));
+    EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{});
+    put(store, 4);  // of which the first is dropped
+  }
+  Store store(folder.path(), Awkward(), Options());
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), (Values{4, 5, 6, 7}));
+  // The newest is dropped as it comes; then all are.
+  put(store, 1, 300);
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{});
+  clock_now += std::chrono::days(5);
+  store.Trim();
+  EXPECT_EQ(store.CountRows(Awkward().Get(Sample::descriptor())), 0);
+  put(store, 2);
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), (Values{9, 10}));
+  EXPECT_EQ(cursor, store.Newest(Sample::descriptor()));
+  // A row that no longer reads is passed over once.
+  put(store, 2);
+  Execute(folder / "Tests.db", "UPDATE Sample SET value = 'x' WHERE value = 11");
+  std::string bad;
+  const agent::Cursor behind = store.ReadAfter(
+      Sample::descriptor(), cursor, 1, [](const Message&, const agent::Cursor&) { FAIL(); },
+      [&](const std::string& line) { bad = line; });
+  ExpectContains(bad, {"Sample", "value"});
+  cursor = behind;
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{12});
+  clock_now = today;
+  // Made anew, the database numbers its rows anew.
+  std::filesystem::remove(folder / "Tests.db");
+  put(store, 1);
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
+}
+
+TEST(StoreArrivals, DoNotFollowAKeyOfTheRecordsOwn) {
+  using storage::device_usage::Events;
+  const Folder folder;
+  agent::Cursor cursor;
+  const auto arrived = [&] {
+    Store store(folder.path(), Library(),
+                {.clock = Options().clock, .access = Store::Access::kRead});
+    std::vector<int64_t> keys;
+    cursor = store.ReadAfter(Events::descriptor(), cursor, 100,
+                             [&](const Message& row, const agent::Cursor&) {
+                               keys.push_back(static_cast<const Events&>(row).rowid());
+                             });
+    return keys;
+  };
+  // As release 1.0.0 made it.
+  Execute(folder / "WindowsEventsCache.db",
+          "CREATE TABLE Events (rowid INTEGER NOT NULL, time TEXT, PRIMARY KEY (rowid))");
+  Execute(folder / "WindowsEventsCache.db", "INSERT INTO Events VALUES (5, ''), (-7, ''), (9, '')");
+  EXPECT_EQ(arrived(), (std::vector<int64_t>{-7, 5, 9}));
+  Store store(folder.path(), Library(), Options());
+  for (const int key : {7, 3}) {
+    Events event;
+    event.set_rowid(key);
+    store.Put(event);
+  }
+  EXPECT_EQ(arrived(), (std::vector<int64_t>{7, 3}));
+  Execute(folder / "WindowsEventsCache.db", "DELETE FROM Events");
+  Events event;
+  store.Put(event);
+  EXPECT_EQ(arrived(), std::vector<int64_t>{0});
+}
+
+TEST(StoreArrivals, SeeOneStateOfAllDatabasesInASnapshot) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  profile::Application application;
+  store.Put(application);
+  application.set_name("new");
+  Store reader(folder.path(), Library(),
+               {.clock = Options().clock, .access = Store::Access::kRead});
+  const auto rows = [&] {
+    return std::pair(reader.CountRows(Library().Get(profile::Application::descriptor())),
+                     reader.CountRows(Library().Get(profile::ApplicationEvents::descriptor())));
+  };
+  {
+    const Store::Snapshot snapshot(reader);
+    ExpectContains(ErrorOf([&] { store.Put(application); }), {".db", "locked"});
+    storage::device_usage::Events event;
+    store.Put(event);
+    EXPECT_EQ(rows(), std::pair(int64_t{1}, int64_t{1}));
+    EXPECT_EQ(reader.CountRows(Library().Get(event.GetDescriptor())), 0)
+        << "a database that came later is of another moment";
+  }
+  store.Put(application);
+  EXPECT_EQ(rows(), std::pair(int64_t{2}, int64_t{2}));
+}
+
+// --- Sharing
 
 TEST(StoreLimits, LoseNothingToAClockThatGoesBack) {
   const Folder folder;
@@ -563,34 +809,147 @@ TEST(StoreErrors, NameWhatCannotBeStored) {
                  {"WindowsEventsCache.db", "key", "Events.rowid"});
   folder.Write("file", "");
   ExpectContains(ErrorOf([&] { Store(folder / "file", Library()); }), {"file", "folder"});
+  ExpectContains(
+      ErrorOf([&] { Store(folder / "none", Library(), {.access = Store::Access::kRead}); }),
+      {"none", "no such folder"});
   ExpectContains(ErrorOf([&] { Store(folder / "file/below", Library()); }), {"below", "folder"});
 }
 
-TEST(StoreErrors, LeaveADamagedOrLockedDatabaseAsItIs) {
+TEST(StoreErrors, SetADamagedDatabaseAsideAndBeginANewOne) {
+  const Folder folder;
+  profile::Application application;
+  Store(folder.path(), Library(), Options()).Put(application);
+  const auto sound = folder.Contents();
+  const std::vector<std::pair<const char*, std::string>> cases = {
+      {"DeviceProfile.db", "SQLite format 3, or so it says"},
+      {"DeviceProfileEvents.db", "SQLite format 3, or so it says"},
+      // A header that is sound, and pages that are not.
+      {"DeviceProfile.db",
+       folder.Read("DeviceProfile.db").substr(0, 4096) + std::string(90000, 'x')},
+      {"DeviceProfileEvents.db",
+       folder.Read("DeviceProfileEvents.db").substr(0, 4096) + std::string(90000, 'x')},
+  };
+  std::map<std::string, std::string> aside;
+  int number = 0;
+  for (const auto& [file, content] : cases) {
+    SCOPED_TRACE(file);
+    folder.Write(file, content);
+    folder.Write(std::string(file) + "-journal", "its journal");
+    {
+      Store reader(folder.path(), Library(), {.access = Store::Access::kRead});
+      for (const Table& table : Library().tables()) {
+        if (table.database + ".db" == file) {
+          ExpectContains(ErrorOf([&] { reader.Read(table.record, [](const Message&) {}); }),
+                         {file, "damaged"});
+          break;
+        }
+      }
+    }
+    application.set_name(std::to_string(++number));
+    Store store(folder.path(), Library(), Options());
+    EXPECT_EQ(store.Put(application).inserted, 1);
+    const auto problems = store.TakeProblems();
+    ASSERT_EQ(problems.size(), 1U);
+    ExpectContains(problems[0],
+                   {file, "damaged", "set aside as", ".db.damaged-20261121T000000000Z"});
+    EXPECT_EQ(problems[0].find('\n'), std::string::npos);
+    EXPECT_TRUE(store.TakeProblems().empty());
+    // What is set aside stays, whatever comes after it.
+    size_t before = aside.size();
+    for (const auto& [name, hash] : folder.Contents()) {
+      if (name.find(".damaged-") == std::string::npos) continue;
+      EXPECT_EQ(aside.emplace(name, hash).first->second, hash) << name;
+    }
+    EXPECT_EQ(aside.size(), before + 2) << "the database and its journal";
+  }
+  EXPECT_EQ(folder.Contents().size(), sound.size() + aside.size());
+}
+
+TEST(StoreErrors, NameTheDatabaseThatIsLocked) {
   const Folder folder;
   profile::Application application;
   Store(folder.path(), Library(), Options()).Put(application);
   const auto sound = folder.Contents();
   application.set_name("new");
   for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
-    SCOPED_TRACE(file);
-    const std::string content = folder.Read(file);
-    folder.Write(file, "SQLite format 3, or so it says");
-    const auto before = folder.Contents();
-    Store store(folder.path(), Library(), Options());
-    ExpectContains(ErrorOf([&] { store.Put(application); }), {file, "damaged"});
-    EXPECT_EQ(folder.Contents(), before);
-    folder.Write(file, content);
-
     agent::Connection other(folder / file, std::chrono::milliseconds(0));
-    other.Execute("BEGIN EXCLUSIVE");
+    other.Execute("BEGIN IMMEDIATE");
     Store waiting(folder.path(), Library(), Options());
-    ExpectContains(ErrorOf([&] { waiting.Put(application); }), {".db", "locked"});
+    ExpectContains(ErrorOf([&] { waiting.Put(application); }), {file, "locked"});
     other.Execute("ROLLBACK");
     EXPECT_EQ(folder.Contents(), sound);
   }
   Store store(folder.path(), Library(), Options());
   EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
+}
+
+TEST(StoreErrors, LeaveDatabasesThatAreNotTheStoresAlone) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"PRAGMA application_id = 7", "another program's (application_id 7)"},
+      {"CREATE TABLE Photos (name TEXT)", "another program's (application_id 0)"},
+      {"PRAGMA application_id = 0x4f564958; PRAGMA user_version = 2", "newer release"},
+  };
+  for (const auto& [sql, why] : cases) {
+    const Folder folder;
+    agent::Connection(folder / "DeviceProfileEvents.db", std::chrono::seconds(1)).Execute(sql);
+    const auto before = folder.Contents();
+    Store store(folder.path(), Library(), Options());
+    const std::initializer_list<const char*> parts = {"DeviceProfileEvents.db", why};
+    ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }), parts);
+    ExpectContains(ErrorOf([&] { Rows<profile::ApplicationEvents>(store); }), parts);
+    EXPECT_EQ(folder.Contents(), before);
+  }
+}
+
+TEST(StoreErrors, LeaveNothingOfARefusedWriteToANewStore) {
+  const Folder folder;
+  Store store(folder / "above/store", Awkward(), Options());
+  SmallState too_large;
+  too_large.set_data(std::string(2 << 20, 'x'));
+  ExpectContains(ErrorOf([&] { store.Put(too_large); }), {"Small.db", "full"});
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  store.Put(SmallState());
+  EXPECT_EQ(folder.Contents().size(), 1U);
+}
+
+TEST(StoreErrors, PutARowThatNoLongerReadsRight) {
+  const Folder folder;
+  Store store(folder.path(), Awkward(), Options());
+  Everything record;
+  for (const char* key : {"same", "other\n\x1b[2J\"\u202e", "gone"}) {
+    record.set_first_key(key);
+    store.Put(record);
+  }
+  const auto damage = [&] { Execute(folder / "Tests.db", "UPDATE Everything SET uint32 = 'x'"); };
+  damage();
+  record.set_first_key("same");
+  Changes changes = store.Put(record);
+  EXPECT_EQ(changes.updated, 1);
+  EXPECT_EQ(changes.unreadable, 1);
+  auto problems = store.TakeProblems();
+  ASSERT_EQ(problems.size(), 1U);
+  ExpectContains(problems[0], {"Tests.db", "Everything", "first_key=same", "uint32", "replaced"});
+
+  damage();
+  record.set_first_key("other\n\x1b[2J\"\u202e");
+  changes = store.Replace(Everything::descriptor(), {&record});
+  EXPECT_EQ(changes.updated, 1);
+  EXPECT_EQ(changes.deleted, 2);
+  EXPECT_EQ(changes.unreadable, 3);
+  std::string all;
+  for (const auto& line : store.TakeProblems()) all += line + "\n";
+  ExpectContains(all, {"first_key=other\\n\\x1b[2J\\\"\\u202e, second_key=0", "first_key=gone"});
+  EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3);
+
+  // Nothing is kept open that would shut out another program.
+  agent::Connection(folder / "Tests.db", std::chrono::milliseconds(0)).Execute("BEGIN EXCLUSIVE");
+  damage();
+  EXPECT_TRUE(store.Erase(record));
+  EXPECT_TRUE(Rows<Everything>(store).empty());
+  const auto log = Rows<EverythingEvents>(store);
+  ASSERT_EQ(log.size(), 8U);
+  EXPECT_EQ(log.back().event(), storage::STATE_EVENT_DELETE);
+  EXPECT_EQ(log.back().previous_state(), "") << "it cannot be told";
 }
 
 TEST(StoreErrors, NameTheRowThatNoLongerReads) {
@@ -624,11 +983,47 @@ TEST(StoreErrors, NameTheRowThatNoLongerReads) {
 
 TEST(StoreErrors, ReadingAStoreThatIsNotThereFindsNothingAndMakesNothing) {
   const Folder folder;
-  Store store(folder.path(), Library(), Options());
+  Store store(folder / "none", Library(), Options());
   EXPECT_TRUE(Rows<profile::Application>(store).empty());
   EXPECT_EQ(store.CountRows(Library().tables()[0]), 0);
   EXPECT_EQ(store.Trim().trimmed, 0);
-  EXPECT_TRUE(folder.Contents().empty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+// --- Files
+
+TEST(StoreFiles, AreSwitchedBackFromAWriteAheadLog) {
+  const Folder folder;
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    Execute(folder / file, "PRAGMA journal_mode = WAL");
+  }
+  const auto before = folder.Contents();
+  Store reader(folder.path(), Library(), {.access = Store::Access::kRead});
+  ExpectContains(ErrorOf([&] { Rows<profile::Application>(reader); }),
+                 {"DeviceProfile.db", "write-ahead log", "collect"});
+  EXPECT_EQ(folder.Contents(), before) << "reading creates nothing";
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    EXPECT_EQ(folder.Read(file)[18], 1) << file;
+  }
+}
+
+TEST(StoreFiles, AreOpenedToLastAndTrustNobody) {
+  const Folder folder;
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    EXPECT_EQ(Execute(folder / file, "PRAGMA application_id"), 0x4f564958);
+    EXPECT_EQ(Execute(folder / file, "PRAGMA user_version"), 1);
+  }
+  agent::Connection connection(folder / "DeviceProfile.db", std::chrono::milliseconds(0));
+  connection.Attach(folder / "DeviceProfileEvents.db", "log");
+  for (const char* schema : {"main", "log"}) {
+    EXPECT_EQ(connection.Number("PRAGMA " + std::string(schema) + ".synchronous"), 3) << schema;
+  }
+  EXPECT_EQ(connection.Number("PRAGMA trusted_schema"), 0);
+  connection.Execute("PRAGMA writable_schema = ON");
+  ExpectContains(ErrorOf([&] { connection.Execute("DELETE FROM sqlite_schema"); }), {"sqlite"});
 }
 
 }  // namespace

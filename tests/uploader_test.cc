@@ -51,7 +51,7 @@ const Catalogue& Library() {
 // Nothing has gone out yet.
 class NothingSent : public agent::Cursors {
  public:
-  int64_t After(const agent::Table&) override { return 0; }
+  agent::Cursor After(const agent::Table&) override { return {}; }
 };
 
 Built Build(Store& store) {
@@ -238,7 +238,10 @@ TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
   class AllSent : public agent::Cursors {
    public:
     explicit AllSent(const Built& built) : built_(built) {}
-    int64_t After(const agent::Table& table) override { return built_.read_up_to.at(&table); }
+    agent::Cursor After(const agent::Table& table) override {
+      const auto at = built_.read_up_to.find(&table);
+      return at == built_.read_up_to.end() ? agent::Cursor() : at->second;
+    }
 
    private:
     const Built& built_;

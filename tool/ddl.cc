@@ -46,6 +46,7 @@ std::string NewDatabases(const tables::Catalogue& catalogue, const std::string& 
   for (const std::string& database : DatabasesOf(catalogue, only)) {
     sql += (sql.empty() ? "" : "\n") + Heading(catalogue, database);
     AddStatements(sql, {tables::NewDatabaseSql(), "BEGIN"});
+    AddStatements(sql, tables::LayoutSql(true));
     for (const tables::Table& table : catalogue.tables()) {
       if (table.database == database) AddStatements(sql, CreateSql(table));
     }
@@ -86,6 +87,7 @@ std::string Migration(const tables::Catalogue& older, const tables::Catalogue& n
     if (statements.empty()) continue;
     if (is_new) AddStatements(sql, {tables::NewDatabaseSql()});
     AddStatements(sql, {"BEGIN"});
+    AddStatements(sql, tables::LayoutSql(is_new));
     AddStatements(sql, statements);
     AddStatements(sql, {"COMMIT"});
   }

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "device_id.h"
+#include "store/error.h"
 #include "system/hash.h"
 
 namespace ovix::agent {

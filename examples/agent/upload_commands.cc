@@ -13,6 +13,8 @@
 #include "collectors/machine.h"
 #include "device_id.h"
 #include "report.h"
+#include "store/error.h"
+#include "store/files/files.h"
 #include "store/store.h"
 #include "uploader/upload.h"
 
@@ -75,7 +77,7 @@ bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
 // Builds the payloads and puts them into the outbox; false where something was wrong.
 bool RunUpload(const UploadOptions& options) {
   const Catalogue catalogue;
-  Store store(options.store, catalogue);
+  Store store(options.store, catalogue, {.access = Store::Access::kRead});
   if (!HoldsDatabases(store, catalogue)) {
     throw std::runtime_error(Printable(std::filesystem::path(options.store)) +
                              ": holds no databases of the agent; name the folder that collect has "
@@ -84,7 +86,9 @@ bool RunUpload(const UploadOptions& options) {
   Files& files = Files::System();
   const UploadLock lock(options.store, "Upload.lock", "uploads from this store",
                         UploadLock::IfMissing::kMake, files);
+  for (const auto& folder : CreatePrivateFolder(options.outbox)) SyncFolder(folder.parent_path());
   Outbox outbox(options.outbox, UploadLock::IfMissing::kMake, files);
+  if (!outbox.holds_others()) MakePrivate(options.outbox);
   UploadLog log(options.store);
   OutboxLimits limits;
   limits.max_bytes = options.max_bytes;
@@ -101,7 +105,7 @@ std::string CheckedId(std::string id, const std::string& place) {
   std::transform(id.begin(), id.end(), id.begin(),
                  [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
   if (IsUuid(id)) return id;
-  throw std::runtime_error(place + ": \"" + Printable(std::string_view(id)) +
+  throw std::runtime_error(place + ": \"" + Escaped(id) +
                            "\" is no id of a payload; give the value of `id` in its label (nothing "
                            "was acknowledged)");
 }

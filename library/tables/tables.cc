@@ -68,6 +68,14 @@ std::string In(std::string_view schema, const std::string& name) {
   return (schema.empty() ? "" : Quoted(schema) + ".") + Quoted(name);
 }
 
+constexpr char kRowId[] = "_rowid_";
+constexpr char kArrival[] = "_arrival";
+
+std::string CreateArrivalIndex(const Table& table, std::string_view schema) {
+  return "CREATE UNIQUE INDEX " + In(schema, table.name + ".arrival") + " ON " +
+         Quoted(table.name) + " (" + Quoted(kArrival) + ")";
+}
+
 std::string CreateTimeIndex(const Table& table, std::string_view schema) {
   return "CREATE INDEX " + In(schema, table.name + ".time") + " ON " + Quoted(table.name) +
          " (\"time\")";
@@ -118,10 +126,17 @@ Table::Table(const Descriptor* record) : record(record) {
     const bool is_key = field->options().GetExtension(storage::column).constraint().pk();
     columns.push_back({field, KindOf(field), is_key});
     if (is_key) key.push_back(columns.back());
+    if (field->name() == kRowId || field->name() == kArrival) {
+      Contradiction(record, "the name " + field->name() + " is the store's own");
+    }
     if (field->name() == "time" && columns.back().kind == ColumnKind::kText) time = field;
   }
   std::sort(key.begin(), key.end(),
             [](const Column& a, const Column& b) { return a.field->number() < b.field->number(); });
+
+  // SQLite takes a key of one integer for the number of the row itself.
+  const bool key_is_row_id = key.size() == 1 && key[0].kind == ColumnKind::kInteger;
+  arrival = !state && key_is_row_id ? kArrival : kRowId;
 
   if (!state && options.type() != "Historical") {
     Contradiction(record, "\"" + options.type() + "\" is no type of table");
@@ -146,6 +161,8 @@ bool Table::is_change_log() const {
          holds("time", ColumnKind::kText) && holds("type", ColumnKind::kText) &&
          holds("previous_state", ColumnKind::kText) && holds("current_state", ColumnKind::kText);
 }
+
+bool Table::has_arrival_column() const { return arrival == kArrival; }
 
 bool Table::has_time_index() const {
   return time != nullptr && (!state || max_rows != 0 || max_time_days != 0);
@@ -209,6 +226,20 @@ std::string NewDatabaseSql(std::string_view schema) {
   return "PRAGMA " + (schema.empty() ? "" : Quoted(schema) + ".") + "auto_vacuum = INCREMENTAL";
 }
 
+std::vector<std::string> LayoutSql(bool is_new, std::string_view schema) {
+  const std::string prefix = "PRAGMA " + (schema.empty() ? "" : Quoted(schema) + ".");
+  std::vector<std::string> sql = {
+      prefix + "application_id = " + std::to_string(kApplicationId),
+      prefix + "user_version = " + std::to_string(kLayoutVersion),
+      "CREATE TABLE IF NOT EXISTS " + In(schema, kStoreTable) +
+          " (\"name\" TEXT NOT NULL PRIMARY KEY, \"value\" INTEGER NOT NULL) WITHOUT ROWID"};
+  if (is_new) {
+    sql.push_back("INSERT INTO " + In(schema, kStoreTable) +
+                  " VALUES ('database', (random() & 0x7fffffffffffffff) | 1)");
+  }
+  return sql;
+}
+
 std::vector<std::string> CreateSql(const Table& table, std::string_view schema) {
   std::string create = "CREATE TABLE " + In(schema, table.name) + " (";
   const char* separator = "";
@@ -216,6 +247,7 @@ std::vector<std::string> CreateSql(const Table& table, std::string_view schema) 
     create += separator + column.Definition();
     separator = ", ";
   }
+  if (table.has_arrival_column()) create += ", " + Quoted(kArrival) + " INTEGER";
   if (!table.key.empty()) {
     create += ", PRIMARY KEY (";
     separator = "";
@@ -226,6 +258,7 @@ std::vector<std::string> CreateSql(const Table& table, std::string_view schema) 
     create += ")";
   }
   std::vector<std::string> sql = {create + ")"};
+  if (table.has_arrival_column()) sql.push_back(CreateArrivalIndex(table, schema));
   if (table.has_time_index()) sql.push_back(CreateTimeIndex(table, schema));
   return sql;
 }
@@ -233,6 +266,7 @@ std::vector<std::string> CreateSql(const Table& table, std::string_view schema) 
 StandingTable Standing(const Table& table) {
   StandingTable standing;
   for (const Column& column : table.columns) standing.columns[column.name()] = {column.Type(), 0};
+  if (table.has_arrival_column()) standing.columns[kArrival] = {"INTEGER", 0};
   int place = 0;
   for (const Column& column : table.key) standing.columns[column.name()].key = ++place;
   standing.has_time_index = table.has_time_index();
@@ -266,6 +300,15 @@ std::vector<std::string> MigrateSql(const Table& table, const StandingTable& sta
       throw TableError("table " + table.name + ": column " + name +
                        " is in the key, but not in the contract");
     }
+  }
+  if (table.has_arrival_column() && standing.columns.count(kArrival) == 0) {
+    const std::string name = In(schema, table.name);
+    sql.push_back("ALTER TABLE " + name + " ADD COLUMN " + Quoted(kArrival) + " INTEGER");
+    sql.push_back("UPDATE " + name + " SET " + Quoted(kArrival) +
+                  " = \"n\".\"number\" FROM (SELECT _rowid_ AS \"row\", row_number() OVER (ORDER BY "
+                  "_rowid_) AS \"number\" FROM " +
+                  name + ") AS \"n\" WHERE \"n\".\"row\" = " + Quoted(table.name) + "._rowid_");
+    sql.push_back(CreateArrivalIndex(table, schema));
   }
   if (table.has_time_index() && !standing.has_time_index) {
     sql.push_back(CreateTimeIndex(table, schema));

@@ -60,12 +60,6 @@ class MemoryFiles : public agent::Files {
     return contents;
   }
 
-  std::error_code MakeFolder(const std::filesystem::path&) override {
-    return Call([] { return true; });
-  }
-  std::error_code MakePrivate(const std::filesystem::path&) override {
-    return Call([] { return true; });
-  }
   std::error_code List(const std::filesystem::path&, std::vector<Entry>& found) override {
     return Call([&] {
       for (const auto& [name, file] : names_) {

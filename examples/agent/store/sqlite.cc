@@ -1,8 +1,9 @@
 #include "store/sqlite.h"
 
-#include <cerrno>
+#include <array>
 
 #include "ovix/telemetry/contract/tables.h"
+#include "store/files/files.h"
 
 namespace ovix::agent {
 
@@ -11,46 +12,21 @@ using tables::Quoted;
 
 namespace {
 
-// What SQLite's result code means to the person who runs the agent. sqlite3_system_errno tells a
-// full disk or a file-size limit from other failed writes.
-std::string Explain(int code, int system_error, const char* message) {
-  const bool no_space = system_error == ENOSPC || system_error == EFBIG
-#ifdef EDQUOT
-                        || system_error == EDQUOT
-#endif
-      ;
-  switch (code & 0xff) {
-    case SQLITE_NOTADB:
-    case SQLITE_CORRUPT:
-      return "the database is damaged (" + std::string(message) +
-             "); move it away or put a sound copy in its place";
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return "the database is locked by another program; run again when that has finished";
-    case SQLITE_FULL:
-      return "no space is left on the disk; free some and run again";
-    case SQLITE_IOERR:
-      if (no_space) return "no space is left on the disk; free some and run again";
-      return "the disk failed (" + std::string(message) + "); check it and run again";
-    case SQLITE_CANTOPEN:
-    case SQLITE_PERM:
-    case SQLITE_READONLY:
-      return "the database cannot be opened for writing; check the permissions of file and folder";
-    case SQLITE_CONSTRAINT:
-      return "a row with this key is kept already (" + std::string(message) + ")";
-    default:
-      return message;
-  }
-}
-
 // A read that needs the database's header and nothing else.
 std::string ReadOf(const std::string& schema) {
   return "SELECT count(*) FROM " + Quoted(schema) + ".sqlite_schema";
 }
 
+// SQLite takes names of files in UTF-8, whatever the system's own encoding.
+std::string NameOf(const std::filesystem::path& file) {
+  const auto name = file.u8string();
+  return std::string(name.begin(), name.end());
+}
+
 }  // namespace
 
-Statement::Statement(Connection& connection, const std::string& sql) : connection_(connection) {
+Statement::Statement(Connection& connection, const std::string& sql, std::string schema)
+    : connection_(connection), schema_(std::move(schema)) {
   sqlite3_stmt* statement = nullptr;
   Check(sqlite3_prepare_v3(connection.handle(), sql.data(), static_cast<int>(sql.size()),
                            SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
@@ -58,13 +34,12 @@ Statement::Statement(Connection& connection, const std::string& sql) : connectio
 }
 
 void Statement::Check(int code) const {
-  if (code != SQLITE_OK) connection_.Fail(code);
+  if (code != SQLITE_OK) connection_.Fail(code, schema_);
 }
 
-Statement& Statement::Start() {
+void Statement::Reset() {
   sqlite3_reset(statement_.get());
   sqlite3_clear_bindings(statement_.get());
-  return *this;
 }
 
 void Statement::Bind(int parameter, int64_t value) {
@@ -92,14 +67,12 @@ bool Statement::Step() {
   const int code = sqlite3_step(statement_.get());
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
-  connection_.Fail(code);
+  connection_.Fail(code, schema_);
 }
 
 void Statement::Run() {
   while (Step()) {
   }
-  // A statement that has run but is not reset keeps its lock.
-  sqlite3_reset(statement_.get());
 }
 
 int Statement::Type(int column) const { return sqlite3_column_type(statement_.get(), column); }
@@ -116,76 +89,153 @@ std::string_view Statement::Bytes(int column) const {
   return {static_cast<const char*>(bytes), static_cast<size_t>(size)};
 }
 
-namespace {
-
-// SQLite takes names of files in UTF-8, whatever the system's own encoding.
-std::string NameOf(const std::filesystem::path& file) {
-  const auto name = file.u8string();
-  return std::string(name.begin(), name.end());
-}
-
-}  // namespace
-
-Connection::Connection(const std::filesystem::path& file, std::chrono::milliseconds patience)
-    : file_(file) {
+Connection::Connection(const std::filesystem::path& file, std::chrono::milliseconds patience,
+                       Mode mode)
+    : patience_(patience), mode_(mode) {
+  schemas_.emplace_back("main", file);
+  if (mode == Mode::kCreate) CreatePrivateFile(file);
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
   handle_.reset(handle);
-  if (code != SQLITE_OK) Fail(code, file_);
+  if (code != SQLITE_OK) Fail(code, "main");
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_timeout(handle, static_cast<int>(patience.count()));
-  Prepare(file, "main");
+  // A file that somebody else has written to can neither call functions through its schema nor be
+  // damaged by what is run here.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  Prepare("main");
 }
 
 void Connection::Attach(const std::filesystem::path& file, const std::string& schema) {
+  if (mode_ == Mode::kCreate) CreatePrivateFile(file);
   const std::unique_ptr<char, decltype(&sqlite3_free)> sql(
       sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(file).c_str(), schema.c_str()), sqlite3_free);
-  Try(sql.get(), file);
-  Prepare(file, schema);
+  schemas_.emplace_back(schema, file);
+  Execute(sql.get(), schema);
+  Prepare(schema);
 }
 
-void Connection::Prepare(const std::filesystem::path& file, const std::string& schema) {
-  schemas_.push_back(schema);
+void Connection::Prepare(const std::string& schema) {
+  UseRollbackJournal(schema);
   // SQLite opens lazily: only a read finds a damaged header.
-  Try(ReadOf(schema), file);
+  Execute(ReadOf(schema), schema);
+  if (mode_ == Mode::kRead) {
+    Execute("PRAGMA query_only = ON", schema);
+    return;
+  }
+  // EXTRA also waits until the disk has the removal of the journal, which is what commits.
+  Execute("PRAGMA " + Quoted(schema) + ".synchronous = EXTRA", schema);
   // Only a new file takes this; one that has content would be written to for nothing.
-  if (Number("PRAGMA " + Quoted(schema) + ".page_count") == 0) {
-    Try(tables::NewDatabaseSql(schema), file);
+  if (Number("PRAGMA " + Quoted(schema) + ".page_count", schema) == 0) {
+    Execute(tables::NewDatabaseSql(schema), schema);
   }
 }
 
-void Connection::Try(const std::string& sql, const std::filesystem::path& file) const {
-  const int code = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr);
-  if (code != SQLITE_OK) Fail(code, file);
+// Asks the file itself, before SQLite does: to read a database in WAL mode creates files beside it.
+void Connection::UseRollbackJournal(const std::string& schema) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(handle_.get(), schema.c_str(), SQLITE_FCNTL_FILE_POINTER, &file);
+  std::array<unsigned char, 20> header{};
+  if (file == nullptr || file->pMethods == nullptr ||
+      file->pMethods->xRead(file, header.data(), header.size(), 0) != SQLITE_OK ||
+      (header[18] != 2 && header[19] != 2)) {
+    return;
+  }
+  if (mode_ != Mode::kRead) {
+    Statement set(*this, "PRAGMA " + Quoted(schema) + ".journal_mode = DELETE", schema);
+    if (set.Step() && set.Bytes(0) == "delete") return;
+  }
+  for (const auto& [name, path] : schemas_) {
+    if (name != schema) continue;
+    throw StoreError(Printable(path) +
+                         ": another program has switched the database to a write-ahead log; close "
+                         "that program and run `ovix-agent collect`, which switches it back",
+                     StoreError::Kind::kLocked, path);
+  }
 }
 
-void Connection::Execute(const std::string& sql) { Try(sql, file_); }
+void Connection::Execute(const std::string& sql, const std::string& schema) {
+  const int code = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) Fail(code, schema);
+}
 
 void Connection::RollBack() const {
   sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   // After a failed write SQLite leaves the journal to whoever reads next; that is done here, so
   // that the files too are as they were.
-  for (const std::string& schema : schemas_) {
+  for (const auto& [schema, file] : schemas_) {
     sqlite3_exec(handle_.get(), ReadOf(schema).c_str(), nullptr, nullptr, nullptr);
   }
 }
 
-Statement& Connection::Prepared(const std::string& sql) {
+Use Connection::Prepared(const std::string& sql, const std::string& schema) {
   auto found = statements_.find(sql);
-  if (found == statements_.end()) found = statements_.try_emplace(sql, *this, sql).first;
-  return found->second.Start();
+  if (found == statements_.end()) found = statements_.try_emplace(sql, *this, sql, schema).first;
+  return Use(found->second);
 }
 
-int64_t Connection::Number(const std::string& sql) {
-  Statement statement(*this, sql);
+int64_t Connection::Number(const std::string& sql, const std::string& schema) {
+  Statement statement(*this, sql, schema);
   return statement.Step() ? statement.Integer(0) : 0;
 }
 
-void Connection::Fail(int code, const std::filesystem::path& file) const {
-  throw StoreError(
-      file.string() + ": " +
-      Explain(code, sqlite3_system_errno(handle_.get()), sqlite3_errmsg(handle_.get())));
+bool Connection::HasMoved() const {
+  for (const auto& [schema, file] : schemas_) {
+    int moved = 0;
+    if (sqlite3_file_control(handle_.get(), schema.c_str(), SQLITE_FCNTL_HAS_MOVED, &moved) ==
+            SQLITE_OK &&
+        moved != 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void Connection::Fail(int code, const std::string& schema) const {
+  const int system_error = sqlite3_system_errno(handle_.get());
+  const std::string message = sqlite3_errmsg(handle_.get());
+  const std::pair<std::string, std::filesystem::path>* failed = &schemas_.front();
+  for (const auto& candidate : schemas_) {
+    if (candidate.first == schema) failed = &candidate;
+  }
+  // What is damaged or locked may be another file than the one that the statement is about.
+  const int kind = code & 0xff;
+  const bool is_sure = !schema.empty() && kind != SQLITE_CORRUPT && kind != SQLITE_NOTADB;
+  if (schemas_.size() > 1 && !is_sure) {
+    for (const auto& candidate : schemas_) {
+      if (!IsAtFault(code, candidate.first, candidate.second)) continue;
+      failed = &candidate;
+      break;
+    }
+  }
+  throw SqliteError(failed->second, code, system_error, message);
+}
+
+bool Connection::IsAtFault(int code, const std::string& schema,
+                           const std::filesystem::path& file) const {
+  const int kind = code & 0xff;
+  if (kind != SQLITE_CORRUPT && kind != SQLITE_NOTADB && kind != SQLITE_BUSY) {
+    int last_error = 0;
+    sqlite3_file_control(handle_.get(), schema.c_str(), SQLITE_FCNTL_LAST_ERRNO, &last_error);
+    return last_error != 0 && last_error == sqlite3_system_errno(handle_.get());
+  }
+  if (kind != SQLITE_BUSY) return IsDamaged(file);
+  sqlite3* opened = nullptr;
+  sqlite3_open_v2(NameOf(file).c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
+  const std::unique_ptr<sqlite3, Close> probe(opened);
+  const int code_of_file = sqlite3_exec(opened, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  return (code_of_file & 0xff) == SQLITE_BUSY;
+}
+
+bool IsDamaged(const std::filesystem::path& file) {
+  try {
+    Connection connection(file, std::chrono::milliseconds(0), Connection::Mode::kRead);
+    Statement check(connection, "PRAGMA integrity_check(1)");
+    return check.Step() && check.Bytes(0) != "ok";
+  } catch (const StoreError& error) {
+    return error.kind() == StoreError::Kind::kDamaged;
+  }
 }
 
 Transaction::Transaction(Connection& connection) : connection_(connection) {

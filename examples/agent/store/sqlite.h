@@ -8,19 +8,15 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
-namespace ovix::agent {
+#include "store/error.h"
 
-// One line for a person: which file or record, what is wrong, what mends it.
-class StoreError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+namespace ovix::agent {
 
 class Connection;
 
@@ -28,10 +24,12 @@ class Connection;
 // values are copied.
 class Statement {
  public:
-  Statement(Connection& connection, const std::string& sql);
+  // `schema` is the attached database that the statement works on, which its errors name; empty
+  // where it is not one.
+  Statement(Connection& connection, const std::string& sql, std::string schema = "");
 
-  // Forgets the last run and its values.
-  Statement& Start();
+  // Ends the run, which gives up its lock, and forgets the bound values.
+  void Reset();
   void Bind(int parameter, int64_t value);
   void Bind(int parameter, double value);
   void Bind(int parameter, std::string_view text);
@@ -47,7 +45,7 @@ class Statement {
   int Type(int column) const;
   int64_t Integer(int column) const;
   double Real(int column) const;
-  // Of a text or blob; valid until the next Step or Start.
+  // Of a text or blob; valid until the next Step or Reset.
   std::string_view Bytes(int column) const;
 
  private:
@@ -57,42 +55,79 @@ class Statement {
   void Check(int code) const;
 
   Connection& connection_;
+  std::string schema_;
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+// A kept statement in use: it is reset when this goes, whatever ends the use.
+class Use {
+ public:
+  explicit Use(Statement& statement) : statement_(statement) {}
+  ~Use() { statement_.Reset(); }
+  Use(const Use&) = delete;
+  Use& operator=(const Use&) = delete;
+  Statement* operator->() const { return &statement_; }
+  Statement& operator*() const { return statement_; }
+
+ private:
+  Statement& statement_;
 };
 
 // One open database file. Not for use by two threads at once.
 class Connection {
  public:
-  // Opens the file, or makes it. Waits up to `patience` for another program's lock.
-  Connection(const std::filesystem::path& file, std::chrono::milliseconds patience);
+  enum class Mode {
+    kRead,    // nothing is written or created, but for what a crash left to be rolled back
+    kWrite,   // the file must be there
+    kCreate,  // the file is created where it is missing, for its owner alone
+  };
+
+  // Waits up to `patience` for another program's lock. A database that was switched to a
+  // write-ahead log is switched back, or refused when it is to be read.
+  Connection(const std::filesystem::path& file, std::chrono::milliseconds patience,
+             Mode mode = Mode::kCreate);
 
   // Attaches a second database file under `schema`, so that one transaction writes both.
   void Attach(const std::filesystem::path& file, const std::string& schema);
 
-  void Execute(const std::string& sql);
+  void Execute(const std::string& sql, const std::string& schema = "");
   // Undoes the open transaction; harmless where SQLite has done so by itself.
   void RollBack() const;
   // A statement kept for the next time that the same text is asked for.
-  Statement& Prepared(const std::string& sql);
-  int64_t Number(const std::string& sql);  // the first column of the first row; 0 without one
+  Use Prepared(const std::string& sql, const std::string& schema = "");
+  // The first column of the first row; 0 without one.
+  int64_t Number(const std::string& sql, const std::string& schema = "");
   int Changes() const { return sqlite3_changes(handle_.get()); }
 
+  // Whether one of the files is no longer the one that its path names.
+  bool HasMoved() const;
+  // The attached databases by schema, the first of them "main", with their files.
+  const std::vector<std::pair<std::string, std::filesystem::path>>& schemas() const {
+    return schemas_;
+  }
+
   sqlite3* handle() const { return handle_.get(); }
-  [[noreturn]] void Fail(int code) const { Fail(code, file_); }
+  // Throws the error that `code` means, naming the file that failed: that of `schema`, or the one
+  // that is found to be at fault.
+  [[noreturn]] void Fail(int code, const std::string& schema) const;
 
  private:
   struct Close {
     void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
   };
-  void Prepare(const std::filesystem::path& file, const std::string& schema);
-  void Try(const std::string& sql, const std::filesystem::path& file) const;
-  [[noreturn]] void Fail(int code, const std::filesystem::path& file) const;
+  void Prepare(const std::string& schema);
+  void UseRollbackJournal(const std::string& schema);
+  bool IsAtFault(int code, const std::string& schema, const std::filesystem::path& file) const;
 
-  std::filesystem::path file_;
-  std::vector<std::string> schemas_;
+  std::chrono::milliseconds patience_;
+  Mode mode_;
+  std::vector<std::pair<std::string, std::filesystem::path>> schemas_;
   std::unique_ptr<sqlite3, Close> handle_;
   std::unordered_map<std::string, Statement> statements_;
 };
+
+// Whether SQLite finds the file damaged, or no database; false also where it cannot tell.
+bool IsDamaged(const std::filesystem::path& file);
 
 // Writes everything or nothing: rolls back unless committed. It takes the write lock at once.
 class Transaction {

@@ -15,42 +15,49 @@
 #include <string>
 #include <vector>
 
+#include "store/database.h"
 #include "store/sqlite.h"
 #include "store/values.h"
+#include "store/writer.h"
 
 namespace ovix::agent {
 
-// What a write did, in rows. Rows of change logs are not counted among them.
-struct Changes {
-  int64_t inserted = 0;   // new keys of "State" tables
-  int64_t updated = 0;    // "State" rows with another content than before
-  int64_t deleted = 0;    // "State" rows taken out
-  int64_t unchanged = 0;  // "State" rows seen again as they were; only their time is new
-  int64_t appended = 0;   // rows of "Historical" tables
-  int64_t trimmed = 0;    // rows dropped to keep a limit, change logs included
+// How far a reader of a "Historical" table has come: past the row of this number. Rows are numbered
+// from 1 in the order in which the store got them; no number is ever given twice. A default one
+// stands before the first row.
+struct Cursor {
+  int64_t database = 0;  // of which database, as one that is made anew numbers its rows anew
+  int64_t row = 0;
 
-  Changes& operator+=(const Changes& other);
+  bool operator==(const Cursor&) const = default;
 };
 
 // Every write is one transaction over the table and its change log: after a crash, a kill or an
 // error it is there whole or not at all, and once the call has returned it is on the disk.
 //
-// Limits are kept by each write for the tables that it touched, and by Trim() for all: rows older
-// than max_time_days (by their `time`, which must be in the form of TimeText; others never grow
-// old) and rows beyond max_rows go, the oldest first; when a database is larger than its
-// max_size_mb the oldest rows of its "Historical" tables go until it fits. A "State" row is never
-// dropped for space.
+// Each write keeps the limits of the tables that it touched, Trim() those of all: see
+// docs/store.md.
+//
+// A row that no longer reads is replaced by the one that comes for its key. A database that is
+// damaged is set aside, as NAME.db.damaged-TIME, by the first write that meets it, and made anew.
+// TakeProblems() reports both.
 //
 // All operations throw StoreError. One store belongs to one thread at a time; several stores, in
 // one process or many, may share a folder.
 class Store {
  public:
+  enum class Access {
+    kRead,   // the folder must be there, and nothing is written or created
+    kWrite,  // the folder and databases are created by the first write
+  };
   struct Options {
     std::chrono::milliseconds patience{5000};  // how long to wait for another program's lock
     std::function<std::chrono::system_clock::time_point()> clock = std::chrono::system_clock::now;
+    Access access = Access::kWrite;
   };
 
-  // Makes the folder where it is missing; databases are opened when first used.
+  // Throws StoreError of kind kMissing where a folder to read is not there, kDenied where it may
+  // not be read.
   Store(std::filesystem::path folder, const Catalogue& catalogue, Options options);
   Store(std::filesystem::path folder, const Catalogue& catalogue);
   ~Store();
@@ -68,23 +75,50 @@ class Store {
   // Deletes the row of a "State" table with this record's key; false where there is none.
   bool Erase(const google::protobuf::Message& record);
 
-  // Calls `visit` with each row, in the order of their insertion (or of an integer key). `visit`
-  // must not write to this store. A row that no longer reads is told to `on_bad_row`, in one line
-  // with database, table and key, and passed over; without `on_bad_row` it is thrown.
-  void Read(const google::protobuf::Descriptor* record,
-            const std::function<void(const google::protobuf::Message&)>& visit,
-            const std::function<void(const std::string&)>& on_bad_row = nullptr);
-
-  // The rows of a "Historical" table whose arrival number is greater than `after`, as they came; null
-  // for one that does not read, which is told to `on_bad_row`.
-  void ReadAfter(const google::protobuf::Descriptor* record, int64_t after,
-                 const std::function<void(int64_t, const google::protobuf::Message*)>& visit,
-                 const std::function<void(const std::string&)>& on_bad_row);
-
-  // Applies the limits of every table of the databases that exist.
+  // Applies the limits of every table of the databases that exist. A database that fails is told by
+  // TakeProblems(), and the others go on.
   Changes Trim();
 
-  // Rows of a table, and changes recorded of a "State" table; 0 where its database is not there.
+  // One line each for what was found damaged and healed since the last call.
+  std::vector<std::string> TakeProblems();
+
+  // --- Reading. A database that is not there holds no rows; one that may not be read, is damaged
+  // or another program's is an error of that kind.
+
+  // Calls `visit` with each row, in the order of arrival. `visit` must not write to this store. A
+  // row that no longer reads is told to `on_bad_row`, in one line with database, table and key, and
+  // passed over; without `on_bad_row` it is thrown.
+  using OnBadRow = std::function<void(const std::string&)>;
+  void Read(const google::protobuf::Descriptor* record,
+            const std::function<void(const google::protobuf::Message&)>& visit,
+            const OnBadRow& on_bad_row = nullptr);
+
+  // Calls `visit` with the first `most` rows of a "Historical" table that arrived after `after`, in
+  // the order of their arrival and each with the cursor behind it. Returns the cursor behind the
+  // last of them, rows that no longer read included: `after` itself where nothing has arrived
+  // since. A cursor of a database that was made anew since stands before its first row.
+  Cursor ReadAfter(
+      const google::protobuf::Descriptor* record, const Cursor& after, size_t most,
+      const std::function<void(const google::protobuf::Message&, const Cursor&)>& visit,
+      const OnBadRow& on_bad_row = nullptr);
+  // The cursor behind the row that arrived last, dropped rows included.
+  Cursor Newest(const google::protobuf::Descriptor* record);
+
+  // While it lives, all reads of the store see the databases as they were when it was taken, all of
+  // them of one moment. Other programs' writes wait for its end, so it must be short, and its store
+  // must not be written to.
+  class Snapshot {
+   public:
+    explicit Snapshot(Store& store);
+    ~Snapshot();
+    Snapshot(const Snapshot&) = delete;
+    Snapshot& operator=(const Snapshot&) = delete;
+
+   private:
+    Store& store_;
+  };
+
+  // Rows of a table, and changes recorded of a "State" table.
   int64_t CountRows(const Table& table);
   int64_t CountChanges(const Table& state);
 
@@ -99,39 +133,44 @@ class Store {
   std::filesystem::path FileOf(const std::string& database) const;
 
  private:
-  struct Database;
-  struct Place;
+  // A database that is written to, and what was created for it by the write that goes on.
+  struct Written;
 
-  Database& Open(const std::string& name);
-  Database* OpenIfThere(const std::string& name);
-  // Creates or extends the table where that is needed, and knows its statements.
-  Place& Prepare(Database& database, const Table& table);
-  // The same for a table and its change log.
-  Place& PrepareToWrite(Database& database, const Table& table);
+  // The database to be read; null where it is not there.
+  Database* OpenToRead(const std::string& name);
+  bool IsThere(const std::string& name) const;
+  Database& OpenToWrite(const std::string& name);
+  void MakeFolderReady();
+  // Closes the database and removes the files that were created for it and are empty.
+  void Close(const std::string& name);
+  // What was created for a database stays, but for the files that are empty.
+  void KeepCreated(const std::string& name);
+  void RemoveEmpty(const std::vector<std::filesystem::path>& created);
+  void SetAside(const StoreError& damaged);
+
+  // Calls `visit` with the rows that `which` chooses, null for one that no longer reads, and their
+  // numbers of arrival.
+  void ReadRows(const Table& table, const std::string& which,
+                const std::function<void(Statement&)>& bind,
+                const std::function<void(const google::protobuf::Message*, int64_t)>& visit,
+                const OnBadRow& on_bad_row);
+
   // The table of a "State" record; throws for any other.
   const Table& GetState(const google::protobuf::Descriptor* record) const;
   // Runs `write` in one transaction and then keeps the limits of what it touched.
-  Changes Write(Database& database, const std::function<void(Changes&)>& write);
-
-  void PutState(Database& database, Place& place, const google::protobuf::Message& row,
-                Changes& changes);
-  // Deletes the row of this key and records it; false where there is none.
-  bool Delete(Database& database, Place& place, const google::protobuf::Message& row);
-  void Append(Database& database, Place& place, const google::protobuf::Message& row);
-  // Appends to the table's change log, where it has one; null for a state that there is not.
-  void RecordChange(Database& database, const Table& state, const google::protobuf::Message* before,
-                    const google::protobuf::Message* after);
-
-  void TrimRows(Database& database, Place& place, Changes& changes);
-  // Drops the rows that an SQL condition with one value chooses.
-  void Drop(Database& database, Place& place, const std::string& condition,
-            const std::function<void(Statement&)>& bind, Changes& changes);
-  void TrimSize(Database& database, const std::string& name, Changes& changes);
+  Changes Write(const std::string& database, const std::function<void(Writer&)>& write);
+  Changes WriteOnce(Database& database, const std::function<void(Writer&)>& write);
 
   std::filesystem::path folder_;
   const Catalogue& catalogue_;
   Options options_;
-  std::map<std::string, std::unique_ptr<Database>> databases_;
+  std::map<std::string, std::unique_ptr<Written>> written_;
+  std::map<std::string, std::unique_ptr<Database>> read_;
+  bool folder_is_ready_ = false;
+  std::vector<std::filesystem::path> created_folders_;
+  bool in_snapshot_ = false;
+  std::map<std::string, StoreError> unreadable_;  // in the snapshot
+  std::vector<std::string> problems_;
 };
 
 }  // namespace ovix::agent

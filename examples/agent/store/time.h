@@ -11,6 +11,11 @@ namespace ovix::agent {
 // the order of times. Years 0 to 9999.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
+// The SQL condition that a row's `time` is in this form: only then can it be told how old the row
+// is.
+inline constexpr char kWellFormedTime[] =
+    R"("time" GLOB '[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]T*Z')";
+
 }  // namespace ovix::agent
 
 #endif  // OVIX_AGENT_STORE_TIME_H_

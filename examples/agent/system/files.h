@@ -13,8 +13,8 @@
 namespace ovix::agent {
 
 // Every call returns why it failed, and nothing (an error code that is false) where it did what it
-// says. No call follows a symbolic link in the last part of a path, but MakeFolder, List and
-// SyncFolder: their folder is where the user says it is.
+// says. No call follows a symbolic link in the last part of a path, but List and SyncFolder:
+// their folder is where the user says it is.
 class Files {
  public:
   using Handle = intptr_t;
@@ -27,11 +27,6 @@ class Files {
 
   virtual ~Files() = default;
 
-  // Makes a folder and the folders above it where they are missing, for the user alone; one that is
-  // there stays as it is.
-  virtual std::error_code MakeFolder(const std::filesystem::path& folder) = 0;
-  // Takes the rights of everybody but the user from a folder that is there.
-  virtual std::error_code MakePrivate(const std::filesystem::path& folder) = 0;
   virtual std::error_code List(const std::filesystem::path& folder, std::vector<Entry>& found) = 0;
   // Makes a new file, which only the user can read, and opens it to be written.
   virtual std::error_code Create(const std::filesystem::path& file, Handle& opened) = 0;
@@ -59,11 +54,6 @@ class Files {
 
 // The path as UTF-8; what of it is not becomes U+FFFD.
 std::string PathText(const std::filesystem::path& path);
-
-// Text for a line that is read on a terminal: control characters become \xHH, and what is not UTF-8
-// U+FFFD.
-std::string Printable(std::string_view text);
-std::string Printable(const std::filesystem::path& path);
 
 // UTF-8 made of any bytes: each that belongs to no character becomes U+FFFD.
 std::string ToUtf8(std::string_view bytes);

@@ -40,26 +40,6 @@ std::error_code OpenOwn(const fs::path& file, int flags, Files::Handle& opened) 
 
 class PosixFiles : public Files {
  public:
-  std::error_code MakeFolder(const fs::path& folder) override {
-    std::error_code error;
-    if (folder.empty() || fs::is_directory(folder, error)) return {};
-    const fs::path above = folder.has_filename() ? folder.parent_path() : folder;
-    if (!folder.has_filename()) return MakeFolder(above.parent_path());
-    error = MakeFolder(above);
-    if (error) return error;
-    if (mkdir(folder.c_str(), S_IRWXU) != 0) {
-      // Another program may have been first.
-      const std::error_code failed = LastError();
-      return fs::is_directory(folder, error) ? std::error_code() : failed;
-    }
-    if (error = MakePrivate(folder); error) return error;
-    return SyncFolder(above.empty() ? "." : above);
-  }
-
-  std::error_code MakePrivate(const fs::path& folder) override {
-    return Done(chmod(folder.c_str(), S_IRWXU) == 0);
-  }
-
   std::error_code List(const fs::path& folder, std::vector<Entry>& found) override {
     std::error_code error;
     for (auto entry = fs::directory_iterator(folder, error);

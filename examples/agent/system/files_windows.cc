@@ -1,12 +1,8 @@
 // windows.h comes first: the others need its types.
 #include <windows.h>
 
-#include <aclapi.h>
-#include <sddl.h>
-
 #include <algorithm>
 #include <limits>
-#include <memory>
 
 #include "system/files.h"
 
@@ -32,35 +28,6 @@ std::error_code LastError() { return ErrorOf(GetLastError()); }
 std::error_code Done(BOOL done) { return done ? std::error_code() : LastError(); }
 HANDLE System(Files::Handle handle) { return reinterpret_cast<HANDLE>(handle); }
 
-struct FreeLocal {
-  void operator()(void* memory) const { LocalFree(memory); }
-};
-struct CloseSystem {
-  void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-
-// A security descriptor that gives everything to the user and the system, nothing to others, and is
-// inherited; null where it cannot be made.
-std::unique_ptr<void, FreeLocal> ForTheUserAlone() {
-  HANDLE opened = nullptr;
-  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) return nullptr;
-  const std::unique_ptr<void, CloseSystem> token(opened);
-  DWORD size = 0;
-  GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
-  std::vector<char> user(size);
-  if (!GetTokenInformation(token.get(), TokenUser, user.data(), size, &size)) return nullptr;
-  wchar_t* text = nullptr;
-  if (!ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid, &text)) {
-    return nullptr;
-  }
-  const std::unique_ptr<wchar_t, FreeLocal> sid(text);
-  const std::wstring rights = L"D:P(A;OICI;FA;;;" + std::wstring(sid.get()) + L")(A;OICI;FA;;;SY)";
-  void* descriptor = nullptr;
-  ConvertStringSecurityDescriptorToSecurityDescriptorW(rights.c_str(), SDDL_REVISION_1, &descriptor,
-                                                       nullptr);
-  return std::unique_ptr<void, FreeLocal>(descriptor);
-}
-
 // A link that is opened as what it is, and then refused.
 std::error_code Open(const fs::path& file, DWORD access, DWORD sharing, DWORD how,
                      Files::Handle& opened) {
@@ -79,27 +46,6 @@ std::error_code Open(const fs::path& file, DWORD access, DWORD sharing, DWORD ho
 
 class WindowsFiles : public Files {
  public:
-  std::error_code MakeFolder(const fs::path& folder) override {
-    std::error_code error;
-    if (folder.empty() || fs::is_directory(folder, error)) return {};
-    if (!folder.has_filename()) return MakeFolder(folder.parent_path());
-    error = MakeFolder(folder.parent_path());
-    if (error) return error;
-    const auto rights = ForTheUserAlone();
-    if (rights == nullptr) return LastError();
-    SECURITY_ATTRIBUTES attributes = {sizeof attributes, rights.get(), FALSE};
-    if (CreateDirectoryW(folder.c_str(), &attributes)) return {};
-    // Another program may have been first.
-    const std::error_code failed = LastError();
-    return fs::is_directory(folder, error) ? std::error_code() : failed;
-  }
-
-  std::error_code MakePrivate(const fs::path& folder) override {
-    const auto rights = ForTheUserAlone();
-    if (rights == nullptr) return LastError();
-    return Done(SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION, rights.get()));
-  }
-
   std::error_code List(const fs::path& folder, std::vector<Entry>& found) override {
     WIN32_FIND_DATAW entry;
     const HANDLE search = FindFirstFileW((folder / L"*").c_str(), &entry);

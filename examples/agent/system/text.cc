@@ -1,7 +1,5 @@
 #include <google/protobuf/stubs/common.h>
 
-#include <cstdio>
-
 #include "system/files.h"
 
 namespace ovix::agent {
@@ -29,24 +27,6 @@ std::string ToUtf8(std::string_view bytes) {
     bytes.remove_prefix(size == 0 ? 1 : size);
   }
   return text;
-}
-
-std::string Printable(std::string_view text) {
-  std::string printable;
-  for (const char c : ToUtf8(text)) {
-    if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) {
-      printable += c;
-    } else {
-      char escape[5];
-      std::snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned char>(c));
-      printable += escape;
-    }
-  }
-  return printable;
-}
-
-std::string Printable(const std::filesystem::path& path) {
-  return Printable(std::string_view(PathText(path)));
 }
 
 }  // namespace ovix::agent

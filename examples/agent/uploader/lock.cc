@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "store/error.h"
+
 namespace ovix::agent {
 
 UploadLock::UploadLock(const std::filesystem::path& folder, const std::string& name,

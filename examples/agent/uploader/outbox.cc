@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "store/error.h"
+
 namespace ovix::agent {
 namespace {
 
@@ -17,20 +19,8 @@ bool IsGone(const std::error_code& error) {
 
 }  // namespace
 
-std::filesystem::path Outbox::Prepared(std::filesystem::path folder,
-                                       UploadLock::IfMissing if_missing, Files& files) {
-  if (if_missing == UploadLock::IfMissing::kMake) {
-    const std::error_code error = files.MakeFolder(folder);
-    if (error) {
-      throw std::runtime_error(Printable(folder) + ": the outbox cannot be made (" +
-                               error.message() + "); name a folder that can be written");
-    }
-  }
-  return folder;
-}
-
 Outbox::Outbox(std::filesystem::path folder, UploadLock::IfMissing if_missing, Files& files)
-    : folder_(Prepared(std::move(folder), if_missing, files)),
+    : folder_(std::move(folder)),
       files_(files),
       lock_(folder_, kLockName, "works on this outbox", if_missing, files) {
   Look();
@@ -49,12 +39,11 @@ void Outbox::Look() {
                          "be removed (" + error.message() + ")");
     }
   };
-  bool is_ours_alone = true;
   for (const Files::Entry& entry : entries) {
     const auto name = ParseOutboxName(entry.name);
     if (!name) {
-      is_ours_alone =
-          is_ours_alone && (entry.name == kLockName || entry.name == "." || entry.name == "..");
+      holds_others_ =
+          holds_others_ || (entry.name != kLockName && entry.name != "." && entry.name != "..");
       continue;
     }
     if (entry.kind != Files::Kind::kFile) {
@@ -75,8 +64,6 @@ void Outbox::Look() {
       }
     }
   }
-  // A folder that holds other things too may be there for others.
-  if (is_ours_alone) files_.MakePrivate(folder_);
   for (auto at = payloads_.begin(); at != payloads_.end();) {
     auto& [stem, standing] = *at;
     if (standing.has_payload && standing.has_label) {

@@ -31,14 +31,15 @@ class Outbox {
     uint64_t bytes = 0;  // labels included
   };
 
-  // With kMake the folder is made where it is missing. Throws std::runtime_error, in one line,
-  // where the folder cannot be used or another program has it; with kRefuse also where it is no
-  // outbox.
+  // Throws std::runtime_error, in one line, where the folder is not there, cannot be used or is in
+  // use by another program; with kRefuse also where it is no outbox yet.
   Outbox(std::filesystem::path folder, UploadLock::IfMissing if_missing, Files& files);
 
   // Whether the payload of this id is there, whole.
   bool Has(const std::string& id) const { return by_id_.contains(id); }
-  // Of all payloads that ever had one of the names that are there; 0 without any.
+  // Whether the folder holds files or folders that are not the agent's.
+  bool holds_others() const { return holds_others_; }
+  // The largest sequence number of the payloads that are there; 0 without any.
   int64_t LargestSequence() const;
 
   // Writes a payload with its label. Throws std::runtime_error, in one line, and leaves nothing of
@@ -69,10 +70,7 @@ class Outbox {
   // By what a payload's two files are named.
   using Payloads = std::map<std::string, Standing>;
 
-  static std::filesystem::path Prepared(std::filesystem::path folder,
-                                        UploadLock::IfMissing if_missing, Files& files);
   void Look();
-  // Whether the label's payload is as long as it says.
   void ReadLabel(const std::string& stem, Standing& standing);
   void WriteFile(const std::string& name, std::string_view content);
   Taken Take(const std::vector<std::string>& stems, std::vector<std::string>& problems);
@@ -84,6 +82,7 @@ class Outbox {
   Payloads payloads_;
   std::map<std::string, std::string> by_id_;
   std::set<std::string> not_files_;  // links and folders with names like ours
+  bool holds_others_ = false;
   std::vector<std::string> unread_;  // labels, one line each
   std::vector<std::string> remarks_;
 };

@@ -40,6 +40,9 @@ namespace record = storage::device_profile;
 namespace profile = upload::device_profile;
 using google::protobuf::Message;
 
+// Of a table in one upload: what is read is held in memory.
+constexpr size_t kMostRows = 10000;
+
 // One run: what it reads, and what it has built so far.
 class Builder {
  public:
@@ -70,16 +73,13 @@ class Builder {
   template <typename Record>
   std::vector<Record> ReadNew() {
     const Table& table = catalogue_.Get(Record::descriptor());
-    int64_t last = cursors_.After(table);
     std::vector<Record> rows;
-    store_.ReadAfter(
-        Record::descriptor(), last,
-        [&](int64_t arrival, const Message* row) {
-          last = arrival;
-          if (row != nullptr) rows.push_back(static_cast<const Record&>(*row));
-        },
+    const Cursor read = store_.ReadAfter(
+        Record::descriptor(), cursors_.After(table), kMostRows,
+        [&](const Message& row, const Cursor&) { rows.push_back(static_cast<const Record&>(row)); },
         [&](const std::string& problem) { built_.problems.push_back(problem); });
-    built_.read_up_to[&table] = last;
+    // A database that is not there may come back.
+    if (read != Cursor()) built_.read_up_to[&table] = read;
     return rows;
   }
 
@@ -385,6 +385,7 @@ void BuildStorageUsage(Builder& builder, const Catalogue& catalogue) {
 Built BuildPayloads(Store& store, const Catalogue& catalogue, Cursors& cursors,
                     std::chrono::system_clock::time_point now) {
   Built built;
+  const Store::Snapshot snapshot(store);
   Builder builder(store, catalogue, cursors, now, built);
   const std::function<void(Builder&)> builds[] = {
       BuildFromLatest<record::Device, profile::IdentityAsCDM>,

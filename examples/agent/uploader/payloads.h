@@ -27,21 +27,19 @@ struct Payload {
 class Cursors {
  public:
   virtual ~Cursors() = default;
-  // The arrival number up to which they have; 0 where none has.
-  virtual int64_t After(const Table& table) = 0;
+  virtual Cursor After(const Table& table) = 0;
 };
 
 struct Built {
   std::vector<Payload> payloads;
-  // Tables whose new rows were read, to the arrival number of the last.
-  std::map<const Table*, int64_t> read_up_to;
-  std::vector<std::string> notes;     // values left out, one line each; nothing is wrong
+  std::map<const Table*, Cursor> read_up_to;  // the tables whose new rows were read
+  std::vector<std::string> notes;             // values left out, one line each; nothing is wrong
   std::vector<std::string> problems;  // rows or databases that could not be read, one line each
 };
 
-// Builds every payload for which the store holds records: of "State" tables as they are, of
-// "Historical" ones the rows beyond the cursors. What cannot be read is told in `problems`;
-// everything else is built all the same.
+// Builds every payload for which the store holds records, all from one snapshot: of "State" tables
+// as they are, of "Historical" ones the rows beyond the cursors, up to 10,000 of each. What cannot
+// be read is told in `problems`; everything else is built all the same.
 Built BuildPayloads(Store& store, const Catalogue& catalogue, Cursors& cursors,
                     std::chrono::system_clock::time_point now);
 

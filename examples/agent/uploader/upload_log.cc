@@ -13,7 +13,8 @@ constexpr std::chrono::milliseconds kLongestGap = std::chrono::days(1);
 
 constexpr char kTables[] = R"(
   CREATE TABLE IF NOT EXISTS state (name TEXT PRIMARY KEY, value INTEGER NOT NULL);
-  CREATE TABLE IF NOT EXISTS cursors (name TEXT PRIMARY KEY, arrival INTEGER NOT NULL);
+  CREATE TABLE IF NOT EXISTS cursors (
+    name TEXT PRIMARY KEY, database INTEGER NOT NULL, row INTEGER NOT NULL);
   CREATE TABLE IF NOT EXISTS snapshots (
     kind TEXT PRIMARY KEY, sha256 TEXT NOT NULL, day TEXT NOT NULL);
   CREATE TABLE IF NOT EXISTS waiting (
@@ -49,10 +50,10 @@ void UploadLog::WriteState(const std::string& name, int64_t value) {
   write.Run();
 }
 
-int64_t UploadLog::After(const Table& table) {
-  Statement read(connection_, "SELECT arrival FROM cursors WHERE name = ?");
+Cursor UploadLog::After(const Table& table) {
+  Statement read(connection_, "SELECT database, row FROM cursors WHERE name = ?");
   read.Bind(1, std::string_view(CursorName(table)));
-  return read.Step() ? read.Integer(0) : 0;
+  return read.Step() ? Cursor{read.Integer(0), read.Integer(1)} : Cursor();
 }
 
 int64_t UploadLog::Plan(const Built& built, const std::string& device,
@@ -93,10 +94,11 @@ int64_t UploadLog::Plan(const Built& built, const std::string& device,
     insert.Run();
   }
   WriteState("sequence", sequence);
-  for (const auto& [table, arrival] : built.read_up_to) {
-    Statement move(connection_, "INSERT OR REPLACE INTO cursors VALUES (?, ?)");
+  for (const auto& [table, cursor] : built.read_up_to) {
+    Statement move(connection_, "INSERT OR REPLACE INTO cursors VALUES (?, ?, ?)");
     move.Bind(1, std::string_view(CursorName(*table)));
-    move.Bind(2, arrival);
+    move.Bind(2, cursor.database);
+    move.Bind(3, cursor.row);
     move.Run();
   }
   transaction.Commit();

@@ -33,7 +33,7 @@ class UploadLog : public Cursors {
   // Makes the database where it is missing.
   explicit UploadLog(const std::filesystem::path& store_folder);
 
-  int64_t After(const Table& table) override;
+  Cursor After(const Table& table) override;
 
   // Keeps what was built and moves the cursors. A snapshot that was sent before on the same day
   // (UTC) with the same content is not sent again. Sequence numbers begin beyond `at_least`, and

@@ -70,11 +70,17 @@ struct Table {
   uint32_t max_time_days;       // 0: no limit
   std::vector<Column> columns;  // one per field, in the order of the schema
   std::vector<Column> key;      // in field-number order; empty without a key
+  // The column that numbers the rows in the order in which a store got them, unquoted: SQLite's own
+  // _rowid_, or _arrival where a key of one integer has taken that (has_arrival_column). A store
+  // never gives a number twice.
+  std::string arrival;
   // The text field `time`; null without one.
   const google::protobuf::FieldDescriptor* time = nullptr;
 
   // Whether it is a record of changes to "State" rows, by its shape.
   bool is_change_log() const;
+  // Whether `arrival` is a column beside those of the fields, with an index.
+  bool has_arrival_column() const;
   // Whether a store looks for its oldest rows, for which it has an index on `time`.
   bool has_time_index() const;
 };
@@ -132,7 +138,19 @@ std::string Quoted(std::string_view name);
 // which keeping a size limit needs.
 std::string NewDatabaseSql(std::string_view schema = "");
 
-// The table and its index.
+// What tells a database of a store from any other: SQLite's application_id ("OVIX") and, in
+// user_version, the version of what the store keeps beside the tables of the contracts. Databases of
+// release 1.0.0 have 0 for both.
+inline constexpr int32_t kApplicationId = 0x4f564958;
+inline constexpr int32_t kLayoutVersion = 1;
+// The table of the store's own numbers: name TEXT, value INTEGER.
+inline constexpr char kStoreTable[] = "_store";
+
+// Sets both and creates the table of the store's own numbers. A new database also gets a random
+// number of its own there, under the name `database`.
+std::vector<std::string> LayoutSql(bool is_new, std::string_view schema = "");
+
+// The table and its indexes.
 std::vector<std::string> CreateSql(const Table& table, std::string_view schema = "");
 
 // A table as it stands, in a database or in an older release.

@@ -1,0 +1,41 @@
+// The store's files and folders, readable by their owner alone: posix.cc and windows.cc.
+#ifndef OVIX_AGENT_STORE_FILES_FILES_H_
+#define OVIX_AGENT_STORE_FILES_FILES_H_
+
+#include <filesystem>
+#include <vector>
+
+namespace ovix::agent {
+
+// Creates an empty file that only its owner may read and write, whatever the umask (on Windows: the
+// user, SYSTEM and the Administrators); false where there is one of that name already, which stays
+// as it is. Throws StoreError.
+bool CreatePrivateFile(const std::filesystem::path& file);
+
+// Creates a folder for its owner alone, with the folders above it; gives those that it created, the
+// lowest first. Throws StoreError.
+std::vector<std::filesystem::path> CreatePrivateFolder(const std::filesystem::path& folder);
+
+// Takes the rights of everybody but the owner from a file or folder that is the user's own; leaves
+// any other as it is.
+void MakePrivate(const std::filesystem::path& path);
+
+// While it lives, no other program that takes it for the same folder goes on. It leaves no file.
+// Windows needs none: there an open file can be neither renamed nor removed.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::filesystem::path& folder);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  [[maybe_unused]] int folder_ = -1;
+};
+
+// Waits until the disk has the names of the folder's files.
+void SyncFolder(const std::filesystem::path& folder);
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_STORE_FILES_FILES_H_
