@@ -380,7 +380,7 @@ TEST_F(Uploads, SendEveryEventOnceWhateverStopsThem) {
   for (const char* serial : {"1", "2"}) AddReading(serial);
   int call = 0;
   for (bool happened = true; happened; ++call) {
-    for (const int kept : {-2, -1, 0, 2, 0xff}) {
+    for (const int kept : {-2, -1, 0}) {
       SCOPED_TRACE(std::to_string(call) + " " + std::to_string(kept));
       files_ = MemoryFiles();
       std::filesystem::remove(folder_ / "store/Upload.db");
