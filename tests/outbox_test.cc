@@ -257,6 +257,9 @@ class OutboxFaults : public testing::Test {
         standing_.insert(label.id);
       } catch (const std::runtime_error&) {
         gone_.insert(label.id);
+        for (const auto& [name, content] : files_.Contents()) {
+          EXPECT_EQ(name.find(label.FileStem()), std::string::npos) << name << " is left behind";
+        }
       }
     }
     std::vector<std::string> unknown;

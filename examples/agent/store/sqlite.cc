@@ -95,7 +95,8 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
   schemas_.emplace_back("main", file);
   if (mode == Mode::kCreate) CreatePrivateFile(file);
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(handle);
   if (code != SQLITE_OK) Fail(code, "main");
   sqlite3_extended_result_codes(handle, 1);
