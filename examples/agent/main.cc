@@ -14,6 +14,9 @@
 #include "store/store.h"
 #include "store/time.h"
 #include "upload_commands.h"
+#ifdef _WIN32
+#include "collectors/windows/windows.h"
+#endif
 
 namespace ovix::agent {
 namespace {
@@ -30,9 +33,8 @@ std::vector<const google::protobuf::Message*> Pointers(const Rows& rows) {
 }
 
 // Runs one collector and stores what it found; prints a line for each table.
-Changes CollectOne(const Collector& collector, const Machine& machine, Store& store) {
-  Collection found(TimeText(std::chrono::system_clock::now()));
-  collector.collect(machine, found);
+Changes CollectOne(const Collector& collector, Store& store) {
+  const Collection found = Run(collector, TimeText(std::chrono::system_clock::now()));
   Changes changes;
   std::string produced;
   for (const auto& snapshot : found.snapshots()) {
@@ -50,7 +52,7 @@ Changes CollectOne(const Collector& collector, const Machine& machine, Store& st
     produced += (produced.empty() ? "" : " ") + ("samples=" + std::to_string(appended.appended));
     changes += appended;
   }
-  for (const auto& skipped : found.skipped()) std::cout << "  skipped: " << skipped.why << "\n";
+  for (const std::string& why : found.skipped()) std::cout << "  skipped: " << why << "\n";
 
   telemetry::contract::storage::CollectorCache cache;
   cache.set_collector(collector.name);
@@ -63,11 +65,10 @@ Changes CollectOne(const Collector& collector, const Machine& machine, Store& st
 void Collect(const std::string& folder, const std::string& root) {
   const Catalogue catalogue;
   Store store(folder, catalogue);
-  const Machine machine(root);
   Changes all;
-  for (const Collector& collector : Collectors()) {
+  for (const Collector& collector : Collectors(root)) {
     std::cout << collector.name << "\n";
-    all += CollectOne(collector, machine, store);
+    all += CollectOne(collector, store);
   }
   all += store.Trim();
   std::cout << "\n";
@@ -88,15 +89,13 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
   std::string folder;
-  std::string root = Machine::kThis;
+  std::string root = kThisMachine;
 
   CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
   collect->add_option("store", folder, "Folder of the databases; made where it is missing")
       ->required();
-  collect->add_option("--root", root, "Read the Linux machine below this folder")
-      ->check(CLI::ExistingDirectory)
-      ->required(root.empty())
-      ->capture_default_str();
+  collect->add_option("--root", root, "Read a Linux machine whose files lie in this folder")
+      ->check(CLI::ExistingDirectory);
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
   show->add_option("store", folder, "Folder of the databases")
       ->required()
@@ -122,4 +121,16 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace ovix::agent
 
+#ifdef _WIN32
+// Windows gives the arguments in UTF-16; inside, and on the way out, all text is UTF-8.
+int wmain(int argc, wchar_t** argv) {
+  std::vector<std::string> arguments;
+  for (int i = 0; i < argc; ++i) arguments.push_back(ovix::agent::ToUtf8(argv[i]));
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  SetConsoleOutputCP(CP_UTF8);
+  return ovix::agent::Main(argc, pointers.data());
+}
+#else
 int main(int argc, char** argv) { return ovix::agent::Main(argc, argv); }
+#endif
