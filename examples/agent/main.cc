@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "collectors/collectors.h"
 #include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/version.h"
@@ -62,7 +63,7 @@ Changes CollectOne(const Collector& collector, Store& store) {
   return changes;
 }
 
-void Collect(const std::string& folder, const std::string& root) {
+void Collect(const std::filesystem::path& folder, const std::filesystem::path& root) {
   const Catalogue catalogue;
   Store store(folder, catalogue);
   Changes all;
@@ -78,7 +79,7 @@ void Collect(const std::string& folder, const std::string& root) {
             << " appended, " << all.trimmed << " trimmed to the limits.\n";
 }
 
-void Show(const std::string& folder) {
+void Show(const std::filesystem::path& folder) {
   const Catalogue catalogue;
   Store store(folder, catalogue);
   PrintStore(std::cout, store, catalogue);
@@ -95,19 +96,17 @@ int Main(int argc, char** argv) {
   collect->add_option("store", folder, "Folder of the databases; made where it is missing")
       ->required();
   collect->add_option("--root", root, "Read a Linux machine whose files lie in this folder")
-      ->check(CLI::ExistingDirectory);
+      ->check(ExistingFolder());
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
-  show->add_option("store", folder, "Folder of the databases")
-      ->required()
-      ->check(CLI::ExistingDirectory);
+  show->add_option("store", folder, "Folder of the databases")->required()->check(ExistingFolder());
 
   int exit_code = 0;
   AddUploadCommands(app, exit_code);
 
   try {
     app.parse(argc, argv);
-    if (*collect) Collect(folder, root);
-    if (*show) Show(folder);
+    if (*collect) Collect(PathOf(folder), PathOf(root));
+    if (*show) Show(PathOf(folder));
   } catch (const CLI::ParseError& error) {
     return app.exit(error);
   } catch (const std::exception& error) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "collectors/collectors.h"
 #include "device_id.h"
 #include "report.h"
@@ -75,23 +76,23 @@ bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
 // Builds the payloads and puts them into the outbox; false where something was wrong.
 bool RunUpload(const UploadOptions& options) {
   const Catalogue catalogue;
-  Store store(options.store, catalogue);
+  Store store(PathOf(options.store), catalogue);
   if (!HoldsDatabases(store, catalogue)) {
-    throw std::runtime_error(Printable(std::filesystem::path(options.store)) +
+    throw std::runtime_error(Printable(PathOf(options.store)) +
                              ": holds no databases of the agent; name the folder that collect has "
                              "filled");
   }
   Files& files = Files::System();
-  const UploadLock lock(options.store, "Upload.lock", "uploads from this store",
+  const UploadLock lock(PathOf(options.store), "Upload.lock", "uploads from this store",
                         UploadLock::IfMissing::kMake, files);
-  Outbox outbox(options.outbox, UploadLock::IfMissing::kMake, files);
-  UploadLog log(options.store);
+  Outbox outbox(PathOf(options.outbox), UploadLock::IfMissing::kMake, files);
+  UploadLog log(PathOf(options.store));
   OutboxLimits limits;
   limits.max_bytes = options.max_bytes;
   limits.max_age = std::chrono::days(options.max_age_days);
   const UploadResult result =
-      Upload(store, catalogue, DeviceIdOrKept(options.root, options.store, files), limits,
-             std::chrono::system_clock::now(), log, outbox);
+      Upload(store, catalogue, DeviceIdOrKept(PathOf(options.root), PathOf(options.store), files),
+             limits, std::chrono::system_clock::now(), log, outbox);
   PrintResult(result, options.shown);
   return result.problems.empty();
 }
@@ -110,8 +111,8 @@ std::string CheckedId(std::string id, const std::string& place) {
 void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   std::ifstream file;
   const bool is_file = name != "-";
-  const std::string said = is_file ? Printable(std::filesystem::path(name)) : "standard input";
-  if (is_file) file.open(std::filesystem::path(name), std::ios::binary);
+  const std::string said = is_file ? Printable(PathOf(name)) : "standard input";
+  if (is_file) file.open(PathOf(name), std::ios::binary);
   std::istream& input = is_file ? file : std::cin;
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
@@ -131,7 +132,7 @@ int RunAck(const AckOptions& options) {
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
 
-  Outbox outbox(options.outbox, UploadLock::IfMissing::kRefuse, Files::System());
+  Outbox outbox(PathOf(options.outbox), UploadLock::IfMissing::kRefuse, Files::System());
   std::vector<std::string> unknown;
   std::vector<std::string> problems;
   const Outbox::Taken taken = outbox.Acknowledge(ids, unknown, problems);
@@ -154,12 +155,12 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   const auto to_upload = std::make_shared<UploadOptions>();
   upload->add_option("store", to_upload->store, "Folder of the databases")
       ->required()
-      ->check(CLI::ExistingDirectory);
+      ->check(ExistingFolder());
   upload
       ->add_option("outbox", to_upload->outbox, "Folder of the payloads; made where it is missing")
       ->required();
   upload->add_option("--root", to_upload->root, "The machine that was collected: see collect")
-      ->check(CLI::ExistingDirectory)
+      ->check(ExistingFolder())
       ->capture_default_str();
   upload
       ->add_option("--max-bytes", to_upload->max_bytes,
@@ -179,7 +180,7 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   const auto to_ack = std::make_shared<AckOptions>();
   ack->add_option("outbox", to_ack->outbox, "Folder of the payloads")
       ->required()
-      ->check(CLI::ExistingDirectory);
+      ->check(ExistingFolder());
   CLI::Option* ids = ack->add_option("id", to_ack->ids, "Ids of payloads, from their labels");
   ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input");
   ack->callback([to_ack, ids, &exit_code] {
