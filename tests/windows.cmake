@@ -23,6 +23,16 @@ foreach(test IN ITEMS library-tests agent-tests tool-tests)
   endif()
 endforeach()
 
+# The same for scripts that call Wine themselves.
+string(REPLACE "\\;" ";" plain_wine_path "${wine_path}")
+file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT
+  "export WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=\nexport WINEPREFIX='${CMAKE_BINARY_DIR}/wine'\nexport WINEPATH='${plain_wine_path}'\n")
+
+# The agent on what Wine says of the machine.
+add_test(NAME agent-on-windows COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/agent_on_windows_test.sh"
+  "$<TARGET_FILE:ovix-agent>" "${wine}")
+set_tests_properties(agent-on-windows PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+
 add_executable(load-by-hand load_by_hand.cc)
 target_compile_features(load-by-hand PRIVATE cxx_std_20)
 # Linked with nothing of the library's, not even the compiler's runtime: what is loaded is the DLL's.
@@ -68,7 +78,8 @@ add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/zip_test.sh"
   "${CMAKE_BINARY_DIR}" "${CMAKE_COMMAND}" "${CMAKE_TOOLCHAIN_FILE}" "${Protobuf_DIR}")
 set_tests_properties(zip PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
-set_target_properties(ovix-telemetry-data-contracts PROPERTIES EXPORT_COMPILE_COMMANDS ON)
+set_target_properties(ovix-contracts-generated ovix-contracts-frame ovix-telemetry-contract-tables PROPERTIES
+  EXPORT_COMPILE_COMMANDS ON)
 if(TARGET ovix-contracts)
   set_target_properties(ovix-contracts-core ovix-contracts-commands ovix-contracts PROPERTIES
     EXPORT_COMPILE_COMMANDS ON)

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "collectors/collectors.h"
 #include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/version.h"
@@ -16,6 +17,9 @@
 #include "store/store.h"
 #include "store/time.h"
 #include "upload_commands.h"
+#ifdef _WIN32
+#include "collectors/windows/windows.h"
+#endif
 
 namespace ovix::agent {
 namespace {
@@ -32,16 +36,18 @@ std::vector<const google::protobuf::Message*> Pointers(const Rows& rows) {
 }
 
 // A run of all collectors. What fails is told, and the rest goes on.
-class Run {
+class CollectRun {
  public:
-  Run(const Machine& machine, const Catalogue& catalogue, Store& store)
-      : machine_(machine), catalogue_(catalogue), store_(store) {}
+  CollectRun(const Catalogue& catalogue, Store& store) : catalogue_(catalogue), store_(store) {}
 
   // Runs one collector and stores what it found; prints a line for each table.
   void Collect(const Collector& collector) {
     std::cout << collector.name << "\n";
-    Collection found(TimeText(std::chrono::system_clock::now()));
-    if (!Try([&] { collector.collect(machine_, found); })) return;
+    const Collection found = Run(collector, TimeText(std::chrono::system_clock::now()));
+    if (!found.failure().empty()) {
+      return Say(std::string("collector ") + collector.name + ": " + found.failure() +
+                 "; what it keeps stays as it was");
+    }
     std::string produced;
     for (const auto& snapshot : found.snapshots()) {
       Try([&] {
@@ -67,7 +73,7 @@ class Run {
         all_ += changes;
       });
     }
-    for (const auto& skipped : found.skipped()) std::cout << "  skipped: " << skipped.why << "\n";
+    for (const std::string& why : found.skipped()) std::cout << "  skipped: " << why << "\n";
     telemetry::contract::storage::CollectorCache cache;
     cache.set_collector(collector.name);
     cache.set_time(found.time());
@@ -112,7 +118,6 @@ class Run {
     std::cerr << "ovix-agent: " << problem << "\n";
   }
 
-  const Machine& machine_;
   const Catalogue& catalogue_;
   Store& store_;
   Changes all_;
@@ -120,17 +125,16 @@ class Run {
   std::set<std::string> said_;
 };
 
-bool Collect(const std::string& folder, const std::string& root) {
+bool Collect(const std::filesystem::path& folder, const std::filesystem::path& root) {
   const Catalogue catalogue;
   Store store(folder, catalogue);
-  const Machine machine(root);
-  Run run(machine, catalogue, store);
-  for (const Collector& collector : Collectors()) run.Collect(collector);
+  CollectRun run(catalogue, store);
+  for (const Collector& collector : Collectors(root)) run.Collect(collector);
   run.Trim();
   return run.Report();
 }
 
-bool Show(const std::string& folder) {
+bool Show(const std::filesystem::path& folder) {
   const Catalogue catalogue;
   Store store(folder, catalogue, {.access = Store::Access::kRead});
   const std::set<std::string> problems = PrintStore(std::cout, store, catalogue);
@@ -144,27 +148,23 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
   std::string folder;
-  std::string root = Machine::kThis;
+  std::string root = kThisMachine;
 
   CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
   collect->add_option("store", folder, "Folder of the databases; made where it is missing")
       ->required();
-  collect->add_option("--root", root, "Read the Linux machine below this folder")
-      ->check(CLI::ExistingDirectory)
-      ->required(root.empty())
-      ->capture_default_str();
+  collect->add_option("--root", root, "Read a Linux machine whose files lie in this folder")
+      ->check(ExistingFolder());
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
-  show->add_option("store", folder, "Folder of the databases")
-      ->required()
-      ->check(CLI::ExistingDirectory);
+  show->add_option("store", folder, "Folder of the databases")->required()->check(ExistingFolder());
 
   int exit_code = 0;
   AddUploadCommands(app, exit_code);
 
   try {
     app.parse(argc, argv);
-    if (*collect && !Collect(folder, root)) return 1;
-    if (*show && !Show(folder)) return 1;
+    if (*collect && !Collect(PathOf(folder), PathOf(root))) return 1;
+    if (*show && !Show(PathOf(folder))) return 1;
   } catch (const CLI::ParseError& error) {
     return app.exit(error);
   } catch (const std::exception& error) {
@@ -178,4 +178,16 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace ovix::agent
 
+#ifdef _WIN32
+// Windows gives the arguments in UTF-16; inside, and on the way out, all text is UTF-8.
+int wmain(int argc, wchar_t** argv) {
+  std::vector<std::string> arguments;
+  for (int i = 0; i < argc; ++i) arguments.push_back(ovix::agent::ToUtf8(argv[i]));
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  SetConsoleOutputCP(CP_UTF8);
+  return ovix::agent::Main(argc, pointers.data());
+}
+#else
 int main(int argc, char** argv) { return ovix::agent::Main(argc, argv); }
+#endif

@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "collectors/machine.h"
+#include "arguments.h"
+#include "collectors/collectors.h"
 #include "device_id.h"
 #include "report.h"
 #include "store/error.h"
@@ -24,7 +25,7 @@ namespace {
 struct UploadOptions {
   std::string store;
   std::string outbox;
-  std::string root = Machine::kThis;
+  std::string root = kThisMachine;
   std::string shown;
   uint64_t max_bytes = OutboxLimits().max_bytes;
   int max_age_days = static_cast<int>(OutboxLimits().max_age.count());
@@ -77,25 +78,26 @@ bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
 // Builds the payloads and puts them into the outbox; false where something was wrong.
 bool RunUpload(const UploadOptions& options) {
   const Catalogue catalogue;
-  Store store(options.store, catalogue, {.access = Store::Access::kRead});
+  Store store(PathOf(options.store), catalogue, {.access = Store::Access::kRead});
   if (!HoldsDatabases(store, catalogue)) {
-    throw std::runtime_error(Printable(std::filesystem::path(options.store)) +
+    throw std::runtime_error(Printable(PathOf(options.store)) +
                              ": holds no databases of the agent; name the folder that collect has "
                              "filled");
   }
   Files& files = Files::System();
-  const UploadLock lock(options.store, "Upload.lock", "uploads from this store",
+  const UploadLock lock(PathOf(options.store), "Upload.lock", "uploads from this store",
                         UploadLock::IfMissing::kMake, files);
-  for (const auto& folder : CreatePrivateFolder(options.outbox)) SyncFolder(folder.parent_path());
-  Outbox outbox(options.outbox, UploadLock::IfMissing::kMake, files);
-  if (!outbox.holds_others()) MakePrivate(options.outbox);
-  UploadLog log(options.store);
+  const std::filesystem::path folder = PathOf(options.outbox);
+  for (const auto& made : CreatePrivateFolder(folder)) SyncFolder(made.parent_path());
+  Outbox outbox(folder, UploadLock::IfMissing::kMake, files);
+  if (!outbox.holds_others()) MakePrivate(folder);
+  UploadLog log(PathOf(options.store));
   OutboxLimits limits;
   limits.max_bytes = options.max_bytes;
   limits.max_age = std::chrono::days(options.max_age_days);
   const UploadResult result =
-      Upload(store, catalogue, DeviceIdOrKept(options.root, options.store, files), limits,
-             std::chrono::system_clock::now(), log, outbox);
+      Upload(store, catalogue, DeviceIdOrKept(PathOf(options.root), PathOf(options.store), files),
+             limits, std::chrono::system_clock::now(), log, outbox);
   PrintResult(result, options.shown);
   return result.problems.empty();
 }
@@ -114,8 +116,8 @@ std::string CheckedId(std::string id, const std::string& place) {
 void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   std::ifstream file;
   const bool is_file = name != "-";
-  const std::string said = is_file ? Printable(std::filesystem::path(name)) : "standard input";
-  if (is_file) file.open(std::filesystem::path(name), std::ios::binary);
+  const std::string said = is_file ? Printable(PathOf(name)) : "standard input";
+  if (is_file) file.open(PathOf(name), std::ios::binary);
   std::istream& input = is_file ? file : std::cin;
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
@@ -135,7 +137,7 @@ int RunAck(const AckOptions& options) {
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
 
-  Outbox outbox(options.outbox, UploadLock::IfMissing::kRefuse, Files::System());
+  Outbox outbox(PathOf(options.outbox), UploadLock::IfMissing::kRefuse, Files::System());
   std::vector<std::string> unknown;
   std::vector<std::string> problems;
   const Outbox::Taken taken = outbox.Acknowledge(ids, unknown, problems);
@@ -158,12 +160,12 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   const auto to_upload = std::make_shared<UploadOptions>();
   upload->add_option("store", to_upload->store, "Folder of the databases")
       ->required()
-      ->check(CLI::ExistingDirectory);
+      ->check(ExistingFolder());
   upload
       ->add_option("outbox", to_upload->outbox, "Folder of the payloads; made where it is missing")
       ->required();
   upload->add_option("--root", to_upload->root, "The machine that was collected: see collect")
-      ->check(CLI::ExistingDirectory)
+      ->check(ExistingFolder())
       ->capture_default_str();
   upload
       ->add_option("--max-bytes", to_upload->max_bytes,
@@ -183,7 +185,7 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   const auto to_ack = std::make_shared<AckOptions>();
   ack->add_option("outbox", to_ack->outbox, "Folder of the payloads")
       ->required()
-      ->check(CLI::ExistingDirectory);
+      ->check(ExistingFolder());
   CLI::Option* ids = ack->add_option("id", to_ack->ids, "Ids of payloads, from their labels");
   ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input");
   ack->callback([to_ack, ids, &exit_code] {

@@ -1,0 +1,31 @@
+// Paths on the command line, which are UTF-8 on every system.
+#ifndef OVIX_AGENT_ARGUMENTS_H_
+#define OVIX_AGENT_ARGUMENTS_H_
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <string>
+
+namespace ovix::agent {
+
+// On Windows a path made of plain text would be read in another encoding.
+inline std::filesystem::path PathOf(const std::string& utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
+
+// Accepts the name of a folder that is there.
+inline CLI::Validator ExistingFolder() {
+  return CLI::Validator(
+      [](const std::string& name) {
+        std::error_code ignored;
+        return std::filesystem::is_directory(PathOf(name), ignored)
+                   ? std::string()
+                   : "Directory does not exist: " + name;
+      },
+      "DIR");
+}
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_ARGUMENTS_H_
