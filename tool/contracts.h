@@ -115,6 +115,13 @@ class Contracts {
   Comment CommentOf(const FieldDescriptor* field) const;  // an extension's too
   Comment CommentOf(const EnumDescriptor* enumeration) const;
   Comment CommentOf(const EnumValueDescriptor* value) const;
+  // The line of the schema, from 1, where the comment above a declaration begins; that of the
+  // declaration without a comment, 0 where the set has no places.
+  int LineOf(const FileDescriptor* file) const;
+  int LineOf(const Descriptor* message) const;
+  int LineOf(const FieldDescriptor* field) const;
+  int LineOf(const EnumDescriptor* enumeration) const;
+  int LineOf(const EnumValueDescriptor* value) const;
 
   // The fields whose type it is, in the order of messages().
   const std::vector<const FieldDescriptor*>& UsersOf(const Descriptor* message) const;
@@ -136,7 +143,11 @@ class Contracts {
   using Path = std::vector<int>;
   Contracts(std::string_view installed);
   void Index(std::string_view bytes);
-  std::string RawComment(const FileDescriptor* file, const Path& path) const;
+  struct Place {
+    std::string comment;  // raw
+    int line = 0;
+  };
+  const Place& PlaceOf(const FileDescriptor* file, const Path& path) const;
   void Collect() const;
   std::vector<Feed> FindFeeds(const std::set<const FileDescriptor*>& files) const;
 
@@ -152,7 +163,7 @@ class Contracts {
   mutable std::vector<const Descriptor*> messages_;
   mutable std::vector<const EnumDescriptor*> enums_;
   mutable std::map<const void*, std::vector<const FieldDescriptor*>> users_;
-  mutable std::map<const FileDescriptor*, std::map<Path, std::string>> comments_;
+  mutable std::map<const FileDescriptor*, std::map<Path, Place>> places_;
   mutable std::vector<Feed> feeds_;
   mutable bool has_feeds_ = false;
 };
