@@ -137,7 +137,7 @@ TEST(Facts, WhatIsWrongIsNamedWithItsLine) {
       {"  // Unit: ms\n", "bool waited", "s.proto:6: p.R.waited: Unit does not belong here"},
       {"", "uint32 waited", "s.proto:5: p.R.waited: is a number without a unit"},
       {"", "double load", "s.proto:5: p.R.load: is a number without a unit"},
-      {"  // Unti: ms\n", "uint32 waited", "s.proto:6: p.R.waited: 'Unti:' is not a fact"},
+      {"  // Unti: ms\n", "string waited", "s.proto:6: p.R.waited: 'Unti:' is not a fact"},
       {"  // Unit: ms\n  // Unit: s\n", "uint32 a", "s.proto:7: p.R.a: Unit is given twice"},
       {"  // Privacy: content\n  // Unit: ms\n", "uint32 a",
        "s.proto:7: p.R.a: Unit comes after Privacy"},

@@ -166,7 +166,7 @@ class Check {
       Add(field, LineOfFact(comment, "Unit"),
           "the name gives the unit " + facts.unit + " already; remove the line");
     }
-    const bool has_unit = !facts.unit.empty() || HasFact(comment, "Unit");
+    const bool has_unit = HasFact(comment, "Unit") || !UnitOfName(field->name()).empty();
     if (IsNumber(field) && !has_unit && facts.values.empty() &&
         !NameShowsNoQuantity(field->name()) && !ProseShowsNoQuantity(comment.text)) {
       Add(field, 0,
