@@ -159,7 +159,7 @@ TEST(ToolShow, TellsAMessageWhole) {
   } cases[] = {
       {"BatteryHealthLog",
        {"One health test of a battery", "HealthLog", "Historical", "180 days",
-        "HwBatteryHealthLogAsCDM", "Spelled so for ever", "BatteryStatus (part)",
+        "HwBatteryHealthLogAsCDM", "Misspelt on purpose", "BatteryStatus (part)",
         "over_charged_alarm"}},
       {kPayload,
        {"category.pcLogHwBatteryHealth.version.1", "1.0.0", "explicit",
