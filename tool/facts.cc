@@ -30,10 +30,11 @@ std::optional<std::string> Reason(std::string_view value) {
 
 bool IsUnit(std::string_view code) {
   static constexpr std::string_view kUnits[] = {
-      "ms",     "s",      "min", "h",      "d",      "By",     "KiBy",   "MiBy", "GiBy", "By/s",
-      "KiBy/s", "MiBy/s", "bit", "kbit/s", "Mbit/s", "Gbit/s", "Hz",     "MHz",  "GHz",  "Cel",
-      "mW",     "W",      "mWh", "Wh",     "mAh",    "mA",     "A",      "mV",   "V",    "mJ",
-      "J",      "mm",     "cm",  "[in_i]", "deg",    "lx",     "dB[mW]", "/min", "/s",   "%"};
+      "ms",     "s",      "min",    "h",       "d",      "By",     "KiBy",   "MiBy", "GiBy",
+      "By/s",   "KiBy/s", "MiBy/s", "bit",     "kbit/s", "Mbit/s", "Gbit/s", "Hz",   "MHz",
+      "GHz",    "Cel",    "mW",     "W",       "mWh",    "Wh",     "mAh",    "mA",   "A",
+      "mV",     "V",      "mJ",     "J",       "mm",     "cm",     "[in_i]", "deg",  "lx",
+      "dB[mW]", "/min",   "/s",     "10*12/s", "%"};
   return std::find(std::begin(kUnits), std::end(kUnits), code) != std::end(kUnits);
 }
 
