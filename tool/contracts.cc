@@ -427,6 +427,7 @@ std::vector<Feed> Contracts::FeedsOf(const Descriptor* record) const {
 
 std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& files) const {
   std::vector<Feed> feeds;
+  std::set<std::pair<const Descriptor*, const Descriptor*>> fed;
   std::map<const Descriptor*, int> order;
   for (const Descriptor* message : messages()) {
     order.emplace(message, static_cast<int>(order.size()));
@@ -435,12 +436,20 @@ std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& fi
       continue;
     const auto payloads = HoldersOf(message, Kind::kPayload);
     if (payloads.empty()) continue;
-    for (const Descriptor* source : SourcesOf(message)) {
-      for (const Descriptor* table : HoldersOf(source, Kind::kTable)) {
-        for (const Descriptor* payload : payloads) feeds.push_back({table, payload, message});
+    for (const Source& source : CommentOf(message).sources) {
+      const Descriptor* record = pool_->FindMessageTypeByName(source.name);
+      if (record == nullptr) continue;
+      for (const Descriptor* table : HoldersOf(record, Kind::kTable)) {
+        for (const Descriptor* payload : payloads) {
+          const bool same_data = source.words.starts_with("same data");
+          feeds.push_back({table, payload, message, same_data});
+          if (!same_data) fed.emplace(table, payload);
+        }
       }
     }
   }
+  // One part of a payload can be fed by what another has the same data as.
+  for (Feed& feed : feeds) feed.same_data = !fed.contains({feed.record, feed.payload});
   const auto place = [&](const Feed& feed) {
     return std::tuple(order[feed.record], order[feed.payload], order[feed.message]);
   };
@@ -450,6 +459,10 @@ std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& fi
                           [&](const Feed& a, const Feed& b) { return place(a) == place(b); }),
               feeds.end());
   return feeds;
+}
+
+std::string QualifiedName(const FieldDescriptor* field) {
+  return ShortName(field->containing_type()) + "." + field->name();
 }
 
 const FieldDescriptor* FindSourceField(const std::vector<const Descriptor*>& records,

@@ -67,6 +67,9 @@ std::string ShortName(const AnyDescriptor* descriptor) {
   return descriptor->full_name().substr(package.empty() ? 0 : package.size() + 1);
 }
 
+// "BatteryHealthLog.serial_number": a field's name behind that of its message, without the package.
+std::string QualifiedName(const FieldDescriptor* field);
+
 // Where a field of a payload comes from.
 struct Origin {
   const FieldDescriptor* field = nullptr;  // of the record; null where no record has it
@@ -75,12 +78,14 @@ struct Origin {
   bool stated = false;  // by the comment; else found by name and type
 };
 
-// A payload that a record feeds.
+// A payload that a record feeds, or that has the same data.
 struct Feed {
   const Descriptor* record;  // the table
   const Descriptor* payload;
   // The message whose comment says so: the payload or a part of it.
   const Descriptor* message;
+  // Whether no comment says that the record feeds the payload, only that it has the same data.
+  bool same_data;
 };
 
 // Descriptors belong to the object (those of Installed() to the library) and live as long. Not for

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "tool/commands.h"
@@ -36,7 +37,7 @@ struct Options {
   Notation notation = Notation::kJson;
   bool delimited = false;
   std::vector<std::string> redact;
-  std::string key_file;
+  std::optional<std::string> key_file;
 };
 
 std::unique_ptr<Message> NewMessage(const Options& options) {
@@ -199,10 +200,10 @@ bool TakeLength(Input& input, uint32_t& length) {
 
 int Decode(const Options& options) {
   const std::unique_ptr<Message> message = NewMessage(options);
-  Redactor redactor(Contracts::Installed(), options.redact, options.key_file);
-  if (options.redact.empty() && !options.key_file.empty()) {
+  if (options.redact.empty() && options.key_file) {
     throw Error("--key: there is nothing to hash; name the classes with --redact");
   }
+  Redactor redactor(Contracts::Installed(), options.redact, options.key_file);
   Input input(options.input);
   Output output(options.output);
   Printer printer(options);
@@ -431,8 +432,8 @@ void AddDecode(CLI::App& app, int& exit_code) {
                     "Read many messages, each behind its length, and write one a line");
   command
       ->add_option("--redact", options->redact,
-                   "Take out the values of these privacy classes: identifier, location, content, "
-                   "interaction or all, separated by commas")
+                   "Take out the values of these privacy classes, separated by commas: "
+                   "identifier, location, content, interaction or all")
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("CLASS");

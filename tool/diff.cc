@@ -105,7 +105,8 @@ std::string OtherOptions(Options options) {
 
 class Comparison {
  public:
-  Comparison(const Contracts& older, const Contracts& newer) : older_(older), newer_(newer) {}
+  Comparison(const Contracts& older, const Contracts& newer)
+      : older_(older), newer_(newer), older_states_facts_(StatesFacts(older)) {}
 
   std::vector<Difference> Run() {
     CompareFiles();
@@ -238,10 +239,25 @@ class Comparison {
     }
   }
 
+  // Whether a release's comments are written with facts; lineage alone is older than they are.
+  static bool StatesFacts(const Contracts& contracts) {
+    for (const Descriptor* message : contracts.messages()) {
+      for (int i = 0; i < message->field_count(); ++i) {
+        for (const Fact& fact : contracts.CommentOf(message->field(i)).facts) {
+          if (fact.key != "Source") return true;
+        }
+      }
+    }
+    return false;
+  }
+
   // Whether a fact is stated that was not, or more strictly.
   bool CompareFacts(const FieldDescriptor* was, const FieldDescriptor* is,
                     const Descriptor* holder) {
-    const FieldFacts before = FactsOf(older_, was), after = FactsOf(newer_, is);
+    FieldFacts before = FactsOf(older_, was);
+    const FieldFacts after = FactsOf(newer_, is);
+    // A name promises its unit only where a line would say otherwise.
+    if (!older_states_facts_ && before.unit != after.unit) before.unit.clear();
     const auto changed = [&](Change change, const char* what, const std::string& from,
                              const std::string& to) {
       AddContent(holder, change, was->full_name(), what + FromTo(from, to));
@@ -559,6 +575,7 @@ class Comparison {
 
   const Contracts& older_;
   const Contracts& newer_;
+  const bool older_states_facts_;
   std::vector<Difference> differences_;
   std::map<const void*, Raise> raises_;  // by the newer release's message or enumeration
   std::map<const Descriptor*, std::set<const void*>> contents_;

@@ -2,6 +2,7 @@
 #ifndef OVIX_TOOL_PERSONAL_H_
 #define OVIX_TOOL_PERSONAL_H_
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -29,6 +30,8 @@ class PersonalData {
   // Those of a message and of all in it, in the order of the fields; a message that holds itself is
   // entered once.
   std::vector<PersonalField> In(const Descriptor* message) const;
+  // How many fields of all messages have a class.
+  size_t size() const { return fields_.size(); }
 
  private:
   void Collect(const Descriptor* message, const std::string& path,

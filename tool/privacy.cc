@@ -1,8 +1,6 @@
 // privacy: which personal data each table keeps and each payload carries.
-#include <algorithm>
 #include <map>
 #include <memory>
-#include <set>
 
 #include "tool/commands.h"
 #include "tool/contracts.h"
@@ -15,17 +13,15 @@
 namespace ovix::tool {
 namespace {
 
+enum class PrivacyFormat { kTable, kJson, kCsv, kMarkdown };
+
 struct Options {
   std::string name;
   std::string privacy;
   bool tables = false;
   bool payloads = false;
-  Format format = Format::kTable;
+  PrivacyFormat format = PrivacyFormat::kTable;
 };
-
-std::string QualifiedName(const FieldDescriptor* field) {
-  return ShortName(field->containing_type()) + "." + field->name();
-}
 
 std::vector<std::string> Names(const std::vector<const FieldDescriptor*>& fields) {
   std::vector<std::string> names;
@@ -48,7 +44,12 @@ std::string AsTable(const std::vector<Holder>& holders) {
   const bool colour = WantsColour();
   std::string text;
   std::map<Privacy, size_t> counts;
+  std::vector<std::string> without;
   for (const Holder& holder : holders) {
+    if (holder.fields.empty()) {
+      without.push_back(ShortName(holder.message));
+      continue;
+    }
     text +=
         Styled(ShortName(holder.message), Style::kHeading, colour) +
         Styled(std::string(" (") + KindText(KindOf(holder.message)) + ")", Style::kQuiet, colour) +
@@ -61,6 +62,10 @@ std::string AsTable(const std::vector<Holder>& holders) {
                    to.empty() ? "-" : to});
     }
     text += listing.Print(colour) + "\n";
+  }
+  if (!without.empty()) {
+    text += Styled("No personal data", Style::kHeading, colour) + "\n" +
+            Wrapped(Joined(without), 100, 2) + "\n";
   }
   std::string summary;
   for (const Privacy privacy : PrivacyClasses()) {
@@ -105,6 +110,24 @@ std::string AsCsv(const std::vector<Holder>& holders) {
   return csv;
 }
 
+// A table with a line for each message and class, as docs/privacy.md has it.
+std::string AsMarkdown(const std::vector<Holder>& holders) {
+  std::string text = "| Contract | Class | Fields |\n|---|---|---|\n";
+  for (const Holder& holder : holders) {
+    const std::string begin = "| `" + ShortName(holder.message) + "` | ";
+    if (holder.fields.empty()) text += begin + "none | |\n";
+    for (const Privacy privacy : PrivacyClasses()) {
+      std::vector<std::string> paths;
+      for (const PersonalField& field : holder.fields) {
+        if (field.privacy == privacy) paths.push_back("`" + field.path + "`");
+      }
+      if (paths.empty()) continue;
+      text += begin + PrivacyText(privacy) + " | " + Joined(paths) + " |\n";
+    }
+  }
+  return text;
+}
+
 void Show(Options options) {
   const Contracts& contracts = Contracts::Installed();
   if (!options.tables && !options.payloads) options.tables = options.payloads = true;
@@ -124,13 +147,15 @@ void Show(Options options) {
     if (only) {
       std::erase_if(holder.fields, [&](const auto& field) { return field.privacy != *only; });
     }
-    if (!holder.fields.empty() || !options.name.empty()) holders.push_back(std::move(holder));
+    if (!holder.fields.empty() || !only) holders.push_back(std::move(holder));
   }
   switch (options.format) {
-    case Format::kJson:
+    case PrivacyFormat::kJson:
       return WriteAll(AsJson(holders));
-    case Format::kCsv:
+    case PrivacyFormat::kCsv:
       return WriteAll(AsCsv(holders));
+    case PrivacyFormat::kMarkdown:
+      return WriteAll(AsMarkdown(holders));
     default:
       return WriteAll(AsTable(holders));
   }
@@ -142,12 +167,14 @@ void AddPrivacy(CLI::App& app, int&) {
   CLI::App* command =
       app.add_subcommand("privacy", "List the personal data in tables and payloads");
   const auto options = std::make_shared<Options>();
-  command
-      ->add_option("name", options->name,
-                   "Only this message: its full name, or the end of it if no other has the same")
-      ->type_name("NAME");
-  command->add_flag("--tables", options->tables, "Only the tables");
-  command->add_flag("--payloads", options->payloads, "Only the payloads");
+  CLI::Option* name =
+      command
+          ->add_option(
+              "name", options->name,
+              "Only this message: its full name, or the end of it if no other has the same")
+          ->type_name("NAME");
+  command->add_flag("--tables", options->tables, "Only the tables")->excludes(name);
+  command->add_flag("--payloads", options->payloads, "Only the payloads")->excludes(name);
   command
       ->add_option("--class", options->privacy,
                    "Only this class: identifier, location, content or interaction")
@@ -158,7 +185,11 @@ void AddPrivacy(CLI::App& app, int&) {
                                        "content or interaction";
       })
       ->type_name("CLASS");
-  AddFormat(*command, options->format);
+  AddChoice(*command, "--format", options->format,
+            {{"table", PrivacyFormat::kTable},
+             {"json", PrivacyFormat::kJson},
+             {"csv", PrivacyFormat::kCsv},
+             {"markdown", PrivacyFormat::kMarkdown}});
   command->footer(
       "Examples:\n"
       "  ovix-contracts privacy HwBatteryHealthLogAsCDM\n"

@@ -15,6 +15,11 @@ using google::protobuf::Message;
 constexpr size_t kLeastKey = 16;
 
 std::string ReadKey(const std::filesystem::path& file) {
+  if (file.empty()) throw Error("--key: names no file; name a file with the key");
+  std::error_code ignored;
+  if (std::filesystem::is_directory(file, ignored)) {
+    throw Error(file.string() + ": is a folder; name a file with the key");
+  }
   std::ifstream input(file, std::ios::binary);
   std::string key{std::istreambuf_iterator<char>(input), {}};
   if (!input.is_open() || input.bad()) {
@@ -31,7 +36,7 @@ std::string ReadKey(const std::filesystem::path& file) {
 }  // namespace
 
 Redactor::Redactor(const Contracts& contracts, const std::vector<std::string>& classes,
-                   const std::filesystem::path& key_file)
+                   const std::optional<std::filesystem::path>& key_file)
     : contracts_(contracts) {
   for (const std::string& word : classes) {
     if (word == "all") {
@@ -44,7 +49,7 @@ Redactor::Redactor(const Contracts& contracts, const std::vector<std::string>& c
                   "all");
     }
   }
-  if (!key_file.empty()) key_ = ReadKey(key_file);
+  if (key_file) key_ = ReadKey(*key_file);
 }
 
 bool Redactor::IsMeant(const FieldDescriptor* field) {

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,7 +23,7 @@ class Redactor {
   // by its keyed hash, so that equal values can still be recognised; without one it is dropped.
   // Throws Error: a word that is no class, a key file that cannot be read or is too short.
   Redactor(const Contracts& contracts, const std::vector<std::string>& classes,
-           const std::filesystem::path& key_file);
+           const std::optional<std::filesystem::path>& key_file);
 
   // Numbers, flags and nested messages of the classes are dropped with or without a key: they
   // cannot hold a hash. So are unknown fields, however deep: what they hold nobody knows.

@@ -153,10 +153,15 @@ class TextView {
     std::string key;
     for (const FieldDescriptor* field : table.key) key += (key.empty() ? "" : ", ") + field->name();
     if (!key.empty()) Line("key", key);
-    std::vector<std::string> fed;
-    for (const Feed& feed : contracts_.FeedsOf(message)) fed.push_back(WithPackage(feed.payload));
-    fed.erase(std::unique(fed.begin(), fed.end()), fed.end());
+    std::vector<std::string> fed, same;
+    for (const Feed& feed : contracts_.FeedsOf(message)) {
+      (feed.same_data ? same : fed).push_back(WithPackage(feed.payload));
+    }
+    for (auto* payloads : {&fed, &same}) {
+      payloads->erase(std::unique(payloads->begin(), payloads->end()), payloads->end());
+    }
     Lines("feeds", fed);
+    Lines("same in", same);
   }
 
   void ShowFields(const Descriptor* message) {
@@ -272,13 +277,17 @@ class JsonView {
       json_.Key("key").BeginArray();
       for (const FieldDescriptor* field : table.key) json_.Value(field->name());
       json_.EndArray();
-      json_.Key("feeds").BeginArray();
-      const Descriptor* last = nullptr;
-      for (const Feed& feed : contracts_.FeedsOf(message)) {
-        if (feed.payload != last) json_.Value(feed.payload->full_name());
-        last = feed.payload;
+      const auto feeds = contracts_.FeedsOf(message);
+      for (const bool same_data : {false, true}) {
+        json_.Key(same_data ? "same_data_in" : "feeds").BeginArray();
+        const Descriptor* last = nullptr;
+        for (const Feed& feed : feeds) {
+          if (feed.same_data != same_data || feed.payload == last) continue;
+          json_.Value(feed.payload->full_name());
+          last = feed.payload;
+        }
+        json_.EndArray();
       }
-      json_.EndArray();
     }
     if (kind == Kind::kPayload) {
       const PayloadOptions payload = PayloadOptionsOf(message);
