@@ -5,6 +5,11 @@
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <regex>
 #include <sstream>
 
 #include "tool/contracts.h"
@@ -302,6 +307,97 @@ TEST(Facts, AChangeThatReadersRelyOnBreaksThem) {
     const Contracts silent(after.SerializeAsString(), "silent");
     EXPECT_EQ(tool::Compare(older, silent).size(), 0u);
   }
+}
+
+// A unit that only the name gives is promised once a release states facts at all.
+TEST(Facts, AUnitByItsNameIsPromisedByAReleaseThatStatesFacts) {
+  for (const bool states_facts : {false, true}) {
+    SCOPED_TRACE(states_facts);
+    const auto schema = [&](const char* line) {
+      FileDescriptorSet set;
+      AddSchema(set, "s.proto",
+                std::string("syntax = \"proto3\";\npackage p;\n// A record.\nmessage R {\n") +
+                    line + "  uint32 a_ms = 1;\n" +
+                    (states_facts ? "  // Privacy: content\n" : "  // Unsigned: whatever.\n") +
+                    "  string b = 2;\n}\n");
+      return set.SerializeAsString();
+    };
+    const Contracts older(schema(""), "old"), newer(schema("  // Unit: s\n"), "new");
+    const auto differences = tool::Compare(older, newer);
+    ASSERT_EQ(differences.size(), 1u);
+    EXPECT_EQ(tool::RuleOf(differences[0].change).id,
+              std::string(states_facts ? "unit-changed" : "facts-added"));
+  }
+}
+
+// docs/contracts.md between two of its headings.
+std::string Section(const std::string& begin, const std::string& end) {
+  std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/contracts.md");
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const size_t from = page.find("\n" + begin + "\n"), to = page.find("\n" + end + "\n");
+  EXPECT_LT(from, to) << begin;
+  EXPECT_NE(to, std::string::npos) << end;
+  return page.substr(from, to - from);
+}
+
+// What stands in backticks.
+std::vector<std::string> Codes(const std::string& text) {
+  static const std::regex code("`([^`]+)`");
+  std::vector<std::string> codes;
+  for (std::sregex_iterator it(text.begin(), text.end(), code), end; it != end; ++it) {
+    codes.push_back((*it)[1]);
+  }
+  return codes;
+}
+
+template <typename Range>
+std::vector<std::string> InOrder(const Range& words) {
+  std::vector<std::string> sorted(words.begin(), words.end());
+  std::sort(sorted.begin(), sorted.end());
+  return sorted;
+}
+
+TEST(Facts, ThePageListsWhatTheToolKnows) {
+  const std::string units = Section("### Unit", "### Values");
+  const std::string formats = Section("### Format", "### Privacy");
+  const std::string classes = Section("### Privacy", "## Conventions");
+
+  std::map<std::string, std::string> listed, known;
+  const std::regex pair(R"(\| ((?:`_\w+`(?:, )?)+) \| `([^`]+)` )");
+  for (std::sregex_iterator it(units.begin(), units.end(), pair), end; it != end; ++it) {
+    for (const std::string& suffix : Codes((*it)[1])) listed[suffix] = (*it)[2];
+  }
+  for (const auto& [suffix, unit] : tool::UnitSuffixes()) {
+    known["_" + std::string(suffix)] = std::string(unit);
+  }
+  EXPECT_EQ(listed, known);
+
+  const size_t begin = units.find("Codes in use: ");
+  const std::string codes = units.substr(begin, units.find(". ", begin) - begin);
+  EXPECT_EQ(InOrder(Codes(codes)), InOrder(tool::Units()));
+
+  std::vector<std::string> words;
+  for (const char* what : {"- identifiers and positions: ", "- codes and flags: ", "- counts: "}) {
+    const size_t at = units.find(what);
+    const size_t stop = std::min(units.find("\n-", at), units.find("\n\n", at));
+    for (std::string& word : Codes(units.substr(at, stop - at))) words.push_back(std::move(word));
+  }
+  EXPECT_EQ(InOrder(words), InOrder(tool::WordsOfNoQuantity()));
+
+  const std::regex row(R"(\n\| `([^`]+)` \|)");
+  const auto rows = [&](const std::string& text) {
+    std::vector<std::string> names;
+    for (std::sregex_iterator it(text.begin(), text.end(), row), end; it != end; ++it) {
+      names.push_back((*it)[1]);
+    }
+    return names;
+  };
+  EXPECT_EQ(InOrder(rows(formats)), InOrder(tool::Formats()));
+  std::vector<std::string> ranked;
+  for (const tool::Privacy privacy : tool::PrivacyClasses()) {
+    ranked.emplace_back(tool::PrivacyText(privacy));
+  }
+  EXPECT_EQ(rows(classes), ranked) << "the order is the rank";
 }
 
 TEST(Facts, OfTheSchemasAreRight) {

@@ -114,9 +114,9 @@ std::string PrivacyPage(const Contracts& contracts, const PersonalData& personal
   };
   for (const Privacy privacy : PrivacyClasses()) {
     const std::string name = PrivacyText(privacy);
-    classes += "<div id=\"class-" + name + "\"><dt><b class=\"privacy\">" + name +
-               "</b></dt><dd>" + Meaning(privacy) + " <span class=\"quiet\">(" +
-               std::to_string(counts[privacy]) + ")</span></dd></div>\n";
+    classes += "<div id=\"class-" + name + "\"><dt><b class=\"privacy\">" + name + "</b></dt><dd>" +
+               Meaning(privacy) + " <span class=\"quiet\">(" + std::to_string(counts[privacy]) +
+               ")</span></dd></div>\n";
     choice("class", name, name);
   }
   choice("kind", "payload", "in payloads");

@@ -700,7 +700,8 @@ std::string Site::StartPage() const {
       "field of a payload, and what changes on the way; <b>To</b>: the way back. Without words the "
       "value is copied; with <b>same data</b> "
       "it has the same values, but is not known to be copied.</dd></div>\n"
-      "<div><dt>Facts</dt><dd><b>Unit</b>: a code of UCUM. <b>Values</b>: a list that is closed, or "
+      "<div><dt>Facts</dt><dd><b>Unit</b>: a code of UCUM. <b>Values</b>: a list that is closed, "
+      "or "
       "open if it ends in points. <b>Format</b>: what a text holds. <b>Privacy</b>: the class of "
       "<a href=\"privacy.html\">personal data</a>. <b>unspecified</b>: whoever fills the field "
       "decides.</dd></div>\n<div><dt>Rows</dt><dd><b>State</b>: one row per key, its "
@@ -709,7 +710,8 @@ std::string Site::StartPage() const {
       "oldest.</dd></div>\n<div><dt>Addresses</dt><dd>A page has a message&#8217;s full name, a "
       "field&#8217;s name is its anchor: both stay as long as the contract.</dd></div>\n"
       "<div><dt>Keys</dt><dd><kbd>/</kbd> searches; <kbd>&#8593;</kbd> <kbd>&#8595;</kbd> choose, "
-      "<kbd>Enter</kbd> opens, <kbd>Esc</kbd> leaves. <code>privacy:location</code> finds the fields "
+      "<kbd>Enter</kbd> opens, <kbd>Esc</kbd> leaves. <code>privacy:location</code> finds the "
+      "fields "
       "of a privacy class only.</dd></div>\n</dl>\n</section>\n</div>\n"
       "</div>\n";
   return Whole("", "", "Every record and payload of the telemetry agent.", main);

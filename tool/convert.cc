@@ -233,8 +233,9 @@ int Decode(const Options& options) {
   }
   output.Finish();
   if (!options.redact.empty()) {
-    std::cerr << "ovix-contracts: " << input.name() << ": " << redactor.replaced()
-              << " values replaced by a hash, " << redactor.dropped() << " dropped\n";
+    std::cerr << "ovix-contracts: " << input.name()
+              << ": values replaced by a hash: " << redactor.replaced()
+              << ", dropped: " << redactor.dropped() << "\n";
   }
   if (unknown.any()) unknown.Say(input.name(), options.delimited);
   return unknown.any() ? kFound : kDone;

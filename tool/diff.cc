@@ -244,7 +244,10 @@ class Comparison {
     for (const Descriptor* message : contracts.messages()) {
       for (int i = 0; i < message->field_count(); ++i) {
         for (const Fact& fact : contracts.CommentOf(message->field(i)).facts) {
-          if (fact.key != "Source") return true;
+          FieldFacts facts;
+          const bool is_known = fact.key == "Unit" || fact.key == "Values" ||
+                                fact.key == "Format" || fact.key == "Privacy";
+          if (is_known && ReadFact(fact, facts)) return true;
         }
       }
     }

@@ -28,21 +28,19 @@ std::optional<std::string> Reason(std::string_view value) {
   return std::string(value.substr(2, value.size() - 3));
 }
 
-bool IsUnit(std::string_view code) {
-  static constexpr std::string_view kUnits[] = {
-      "ms",     "s",      "min",    "h",       "d",      "By",     "KiBy",   "MiBy", "GiBy",
-      "By/s",   "KiBy/s", "MiBy/s", "bit",     "kbit/s", "Mbit/s", "Gbit/s", "Hz",   "MHz",
-      "GHz",    "Cel",    "mW",     "W",       "mWh",    "Wh",     "mAh",    "mA",   "A",
-      "mV",     "V",      "mJ",     "J",       "mm",     "cm",     "[in_i]", "deg",  "lx",
-      "dB[mW]", "/min",   "/s",     "10*12/s", "%"};
-  return std::find(std::begin(kUnits), std::end(kUnits), code) != std::end(kUnits);
-}
+constexpr std::string_view kUnits[] = {
+    "ms",     "s",      "min",    "h",       "d",      "By",     "KiBy",   "MiBy", "GiBy",
+    "By/s",   "KiBy/s", "MiBy/s", "bit",     "kbit/s", "Mbit/s", "Gbit/s", "Hz",   "MHz",
+    "GHz",    "Cel",    "mW",     "W",       "mWh",    "Wh",     "mAh",    "mA",   "A",
+    "mV",     "V",      "mJ",     "J",       "mm",     "cm",     "[in_i]", "deg",  "lx",
+    "dB[mW]", "/min",   "/s",     "10*12/s", "%"};
 
-bool IsFormat(std::string_view format) {
-  static constexpr std::string_view kFormats[] = {
-      "RFC 3339",         "date", "decimal number", "integer", "hexadecimal", "boolean", "version",
-      "semantic version", "GUID", "MAC address",    "JSON",    "SHA-256",     "path"};
-  return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
+constexpr std::string_view kFormats[] = {
+    "RFC 3339",         "date", "decimal number", "integer", "hexadecimal", "boolean", "version",
+    "semantic version", "GUID", "MAC address",    "JSON",    "SHA-256",     "path"};
+
+bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
+  return std::find(known.begin(), known.end(), word) != known.end();
 }
 
 bool ReadValues(std::string_view text, FieldFacts& facts) {
@@ -111,6 +109,10 @@ std::optional<Privacy> ReadPrivacy(std::string_view text) {
   return {};
 }
 
+std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes() { return kSuffixes; }
+std::span<const std::string_view> Units() { return kUnits; }
+std::span<const std::string_view> Formats() { return kFormats; }
+
 std::string UnitOfName(std::string_view field_name) {
   const size_t underscore = field_name.rfind('_');
   if (underscore == std::string_view::npos) return "";
@@ -123,7 +125,7 @@ std::string UnitOfName(std::string_view field_name) {
 bool ReadFact(const Fact& fact, FieldFacts& facts) {
   const auto reason = Reason(fact.value);
   if (fact.key == "Unit") {
-    if (!reason && !IsUnit(fact.value)) return false;
+    if (!reason && !IsOneOf(kUnits, fact.value)) return false;
     facts.unit = reason ? kUnspecified : std::string_view(fact.value);
     facts.unit_reason = reason.value_or("");
     facts.unit_from = UnitFrom::kLine;
@@ -132,7 +134,7 @@ bool ReadFact(const Fact& fact, FieldFacts& facts) {
     facts.values = reason ? kUnspecified : std::string_view(fact.value);
     facts.values_reason = reason.value_or("");
   } else if (fact.key == "Format") {
-    if (!reason && !IsFormat(fact.value)) return false;
+    if (!reason && !IsOneOf(kFormats, fact.value)) return false;
     facts.format = reason ? kUnspecified : std::string_view(fact.value);
     facts.format_reason = reason.value_or("");
   } else if (fact.key == "Privacy") {

@@ -4,8 +4,10 @@
 #define OVIX_TOOL_FACTS_H_
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tool/contracts.h"
@@ -44,6 +46,13 @@ bool ReadFact(const Fact& fact, FieldFacts& facts);
 
 bool IsNumber(const FieldDescriptor* field);     // integers and floating point; no enumeration
 bool CanHaveUnit(const FieldDescriptor* field);  // a number, or a text that may hold one
+
+// What the grammar knows: the suffixes with their units, the codes of units, the formats.
+std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes();
+std::span<const std::string_view> Units();
+std::span<const std::string_view> Formats();
+// The last words of names of numbers that are no quantities.
+std::span<const std::string_view> WordsOfNoQuantity();
 
 // The unit that a field's name gives by its suffix; empty without one.
 std::string UnitOfName(std::string_view field_name);

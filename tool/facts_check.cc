@@ -14,14 +14,20 @@ namespace {
 // In the order in which a comment has them.
 constexpr std::array<std::string_view, 5> kKeys = {"Unit", "Values", "Format", "Privacy", "Source"};
 
-// The last words of names of numbers that are no quantities.
-bool NameShowsNoQuantity(const std::string& name) {
-  static const std::regex& pattern = *new std::regex(
-      "number_of_.*|(.*_)?(id|ids|code|count|number|num|numbers|rank|index|oid|rowid|priority|"
-      "version|revision|type|status|state|opcode|word|flags?|rows|slots|instance|crashes|events|"
-      "anomalies|connections|partitions|tracks|track|heads|cylinders|sectors|cylinder|lanes|"
-      "processors|cores|shaders|commands|entries|errors|shutdowns|found|sku|generation)");
-  return std::regex_match(name, pattern);
+constexpr std::string_view kWordsOfNoQuantity[] = {
+    "id",         "ids",        "oid",         "rowid",     "index",   "instance", "number",
+    "num",        "numbers",    "rank",        "priority",  "track",   "cylinder", "version",
+    "revision",   "generation", "sku",         "code",      "opcode",  "type",     "status",
+    "state",      "word",       "flag",        "flags",     "count",   "rows",     "slots",
+    "partitions", "tracks",     "heads",       "cylinders", "sectors", "lanes",    "processors",
+    "cores",      "shaders",    "connections", "commands",  "entries", "events",   "errors",
+    "anomalies",  "crashes",    "shutdowns",   "found"};
+
+bool NameShowsNoQuantity(std::string_view name) {
+  if (name.starts_with("number_of_")) return true;
+  const std::string_view last = name.substr(name.rfind('_') + 1);
+  const auto words = WordsOfNoQuantity();
+  return std::find(words.begin(), words.end(), last) != words.end();
 }
 
 bool ProseShowsNoQuantity(const std::string& text) {
@@ -219,6 +225,8 @@ class Check {
 };
 
 }  // namespace
+
+std::span<const std::string_view> WordsOfNoQuantity() { return kWordsOfNoQuantity; }
 
 std::vector<CommentProblem> CheckComments(const Contracts& contracts) {
   return Check(contracts).Run();
