@@ -58,6 +58,10 @@ if(OVIX_BUILD_TOOL)
   # Headers alone, compiled into the tool.
   find_package(CLI11 2 REQUIRED)
   list(APPEND parts "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS")
+  if(UNIX)
+    find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
+    list(APPEND parts "OpenSSL|${OPENSSL_VERSION}|Apache-2.0|DEPENDS_ON")
+  endif()
 endif()
 list(JOIN parts "@" parts)
 add_custom_command(OUTPUT "${sbom}"
