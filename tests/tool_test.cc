@@ -1,7 +1,5 @@
 // ovix-contracts as its user runs it: the executable, its output, its errors and its exit codes.
-#include <google/protobuf/struct.pb.h>
 #include <google/protobuf/util/delimited_message_util.h>
-#include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,7 +14,7 @@
 #include "store/store.h"
 #include "support/contracts.h"
 #include "support/folder.h"
-#include "support/program.h"
+#include "support/tool.h"
 #include "tool/contracts.h"
 #include "tool/diff.h"
 
@@ -31,18 +29,6 @@ using google::protobuf::FieldDescriptorProto;
 using google::protobuf::FileDescriptorSet;
 using google::protobuf::Message;
 using google::protobuf::Struct;
-
-ProgramRun RunTool(const Folder& folder, const std::string& arguments,
-                   const std::string& input = "") {
-  return RunIn(folder, OVIX_TESTS_TOOL, arguments, input);
-}
-
-Struct Json(const std::string& text) {
-  Struct json;
-  const auto status = google::protobuf::util::JsonStringToMessage(text, &json);
-  EXPECT_TRUE(status.ok()) << status.ToString() << "\n" << text;
-  return json;
-}
 
 // The message of a descriptor set with this name, nested ones by their path.
 DescriptorProto* Find(FileDescriptorSet& set, const std::string& full_name) {
@@ -192,84 +178,6 @@ TEST(ToolShow, GivesEveryFieldAsJson) {
       EXPECT_EQ(field.at("number").number_value(), message->field(i)->number());
       EXPECT_EQ(field.at("key").bool_value(), tool::IsKey(message->field(i)));
     }
-  }
-}
-
-TEST(ToolShow, GivesFactsAsFieldsOfTheirOwn) {
-  const Folder folder;
-  const struct {
-    const char* name;
-    const char* field;
-    std::vector<const char*> text;
-    std::map<std::string, std::string> json;  // a list as its words with commas
-    const char* csv;                          // the last columns
-  } cases[] = {
-      {"PersistanceMessageOptions",
-       "type",
-       {"values: \"State\", \"Historical\"\n"},
-       {{"values_kind", "closed"}, {"values", "State,Historical"}},
-       ",,\"\"\"State\"\", \"\"Historical\"\"\",,\r\n"},
-      {"storage.device_profile.DeviceLocation",
-       "latitude",
-       {"unit: unspecified\n", "format: unspecified\n", "privacy: location\n"},
-       {{"unit", "unspecified"},
-        {"unit_from", "comment"},
-        {"format", "unspecified"},
-        {"privacy", "location"}},
-       ",unspecified,,unspecified,location\r\n"},
-      {"PcAppInventorySummaryAsCDM",
-       "total_aggregation_hours",
-       {"unit: h (by its name)\n"},
-       {{"unit", "h"}, {"unit_from", "name"}},
-       ",h,,,\r\n"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string show = std::string("show ") + c.name;
-    const std::string text = RunTool(folder, show).output;
-    for (const char* part : c.text) EXPECT_NE(text.find(part), std::string::npos) << text;
-
-    std::map<std::string, std::string> facts;
-    const Struct json = Json(RunTool(folder, show + " --format json").output);
-    for (const auto& value : json.fields().at("fields").list_value().values()) {
-      const auto& field = value.struct_value().fields();
-      if (field.at("name").string_value() != c.field) continue;
-      for (const char* key : {"unit", "unit_from", "unit_reason", "values_kind", "values",
-                              "values_reason", "format", "format_reason", "privacy"}) {
-        if (!field.contains(key)) continue;
-        std::string words = field.at(key).string_value();
-        for (const auto& word : field.at(key).list_value().values()) {
-          words += (words.empty() ? "" : ",") + word.string_value();
-        }
-        facts[key] = words;
-      }
-    }
-    EXPECT_EQ(facts, c.json);
-
-    const std::string csv = RunTool(folder, show + " --format csv").output;
-    EXPECT_NE(csv.find("sources,unit,values,format,privacy\r\n"), std::string::npos) << csv;
-    const size_t line = csv.find("," + std::string(c.field) + ",", csv.find("\r\n"));
-    ASSERT_NE(line, std::string::npos);
-    const std::string row = csv.substr(line, csv.find("\r\n", line) + 2 - line);
-    EXPECT_TRUE(row.ends_with(c.csv)) << row;
-  }
-}
-
-TEST(ToolShow, TellsWhatFeedsAPayloadFromWhatHasTheSameData) {
-  const Folder folder;
-  const std::string summary = "ovix.telemetry.contract.upload.analytics.PcAppInventorySummaryAsCDM";
-  for (const auto& [table, key, other] :
-       {std::tuple("Application", "same_data_in", "feeds"),
-        std::tuple("ApplicationEvents", "feeds", "same_data_in")}) {
-    SCOPED_TRACE(table);
-    const Struct json = Json(RunTool(folder, std::string("show --format json ") + table).output);
-    const auto has = [&](const char* list) {
-      const auto& values = json.fields().at(list).list_value().values();
-      return std::any_of(values.begin(), values.end(),
-                         [&](const auto& value) { return value.string_value() == summary; });
-    };
-    EXPECT_TRUE(has(key));
-    EXPECT_FALSE(has(other));
   }
 }
 
@@ -585,72 +493,6 @@ TEST(ToolDiff, TellsEachKindOfChangeAndWhomItBreaks) {
   const ProgramRun same = RunTool(folder, old_set);
   EXPECT_EQ(same.exit_code, 0) << same.errors;
   EXPECT_EQ(same.output, "no change\n");
-}
-
-// The first comment of a contract's file that has `before` gets `after` in its place.
-void ChangeComment(FileDescriptorSet& set, const std::string& package, const std::string& before,
-                   const std::string& after) {
-  for (auto& file : *set.mutable_file()) {
-    if (!file.package().starts_with(package)) continue;
-    for (auto& location : *file.mutable_source_code_info()->mutable_location()) {
-      std::string& comment = *location.mutable_leading_comments();
-      const size_t at = comment.find(before);
-      if (at == std::string::npos) continue;
-      comment.replace(at, before.size(), after);
-      return;
-    }
-  }
-  ADD_FAILURE() << "no comment has " << before;
-}
-
-TEST(ToolDiff, ComparesTheFactsOfComments) {
-  const Folder folder;
-  const std::string storage = "ovix.telemetry.contract.storage";
-  const std::string upload = "ovix.telemetry.contract.upload";
-  const struct {
-    std::string package;
-    const char* before;
-    const char* after;
-    std::set<std::string> rules;
-    int exit_code;
-  } cases[] = {
-      {upload, " Unit: By/s\n", " Unit: KiBy/s\n", {"unit-changed", "version-not-raised"}, 1},
-      {storage,
-       " Values: \"State\", \"Historical\"\n",
-       " Values: \"State\"\n",
-       {"values-changed"},
-       1},
-      {storage, " Format: GUID\n", " Format: hexadecimal\n", {"format-changed"}, 1},
-      {upload, " Privacy: identifier\n", " Privacy: content\n", {"privacy-lowered"}, 1},
-      {upload, " Privacy: content\n", " Privacy: location\n", {"facts-added"}, 0},
-      {storage, " Unit: unspecified\n", " Unit: mW\n", {"facts-added"}, 0},
-  };
-  folder.Write("old.binpb", DescriptorSet().SerializeAsString());
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.before) + c.after);
-    FileDescriptorSet changed = DescriptorSet();
-    ChangeComment(changed, c.package, c.before, c.after);
-    folder.Write("new.binpb", changed.SerializeAsString());
-    const std::string sets = "diff \"" + (folder / "old.binpb").string() + "\" \"" +
-                             (folder / "new.binpb").string() + "\"";
-    const ProgramRun run = RunTool(folder, sets + " --format json");
-    EXPECT_EQ(run.exit_code, c.exit_code) << run.errors;
-    std::set<std::string> rules;
-    const Struct json = Json(run.output);
-    for (const auto& value : json.fields().at("changes").list_value().values()) {
-      rules.insert(value.struct_value().fields().at("rule").string_value());
-    }
-    EXPECT_EQ(rules, c.rules);
-  }
-  // The first release stated no facts: they are additions, and shown as one.
-  const std::string first = "diff \"" OVIX_TESTS_SOURCE_ROOT "/compat/1.0.0/contracts.binpb\"";
-  for (const char* format : {"", " --format markdown"}) {
-    const ProgramRun run = RunTool(folder, first + format);
-    EXPECT_EQ(run.exit_code, 0) << run.output;
-    EXPECT_NE(run.output.find("the comments state more; --format json names the fields"),
-              std::string::npos);
-    EXPECT_LT(std::count(run.output.begin(), run.output.end(), '\n'), 40) << run.output;
-  }
 }
 
 TEST(ToolDiff, LetsAPayloadChangeThatRaisesItsVersion) {
