@@ -139,6 +139,25 @@ TEST(Catalogue, FactsHaveLabelsAndPersonalDataItsLists) {
   }
 }
 
+// The classes are defined once, in docs/contracts.md, and shown elsewhere.
+TEST(Catalogue, SaysOfTheClassesWhatTheDocsSay) {
+  const auto read = [](const char* page) {
+    std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/" + page);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  const std::string defined = read("contracts.md"), carried = read("privacy.md");
+  const std::string list = tool::CataloguePages(Contracts::Installed()).at("privacy.html");
+  for (const tool::Privacy privacy : tool::PrivacyClasses()) {
+    const std::string begin = std::string("\n| `") + tool::PrivacyText(privacy) + "` | ";
+    const size_t at = defined.find(begin);
+    ASSERT_NE(at, std::string::npos) << begin;
+    const size_t meaning = at + begin.size();
+    const std::string text = defined.substr(meaning, defined.find(" |", meaning) - meaning);
+    EXPECT_NE(list.find("<dd>" + text + " <span"), std::string::npos) << text;
+    EXPECT_NE(carried.find(begin + text + " |\n"), std::string::npos) << text;
+  }
+}
+
 // A table whose change log feeds a payload, but which does not.
 TEST(Catalogue, TellsWhatFeedsAPayloadFromWhatHasTheSameData) {
   const auto pages = tool::CataloguePages(Contracts::Installed());
