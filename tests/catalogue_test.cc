@@ -18,6 +18,8 @@
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "tool/catalogue_pages.h"
 #include "tool/error.h"
+#include "tool/facts.h"
+#include "tool/personal.h"
 
 #ifndef _WIN32
 #include <sys/resource.h>
@@ -86,8 +88,92 @@ TEST(Catalogue, EveryDeclarationHasItsAddress) {
             std::string::npos);
 }
 
+// The row of a field on its page.
+std::string Row(const std::string& page, const std::string& anchor) {
+  const size_t begin = page.find("<tr role=\"row\" id=\"" + anchor + "\">");
+  return begin == std::string::npos ? "" : page.substr(begin, page.find("</tr>", begin) - begin);
+}
+
+TEST(Catalogue, FactsHaveLabelsAndPersonalDataItsLists) {
+  const Contracts& contracts = Contracts::Installed();
+  const auto pages = tool::CataloguePages(contracts);
+  const tool::PersonalData personal(contracts);
+  const std::string& list = pages.at("privacy.html");
+  std::map<tool::Privacy, size_t> rows;
+  size_t groups = 0, facts = 0;
+  for (const tool::Descriptor* message : contracts.messages()) {
+    const auto page = pages.find("contracts/" + message->full_name() + ".html");
+    if (page == pages.end()) continue;
+    SCOPED_TRACE(message->full_name());
+    for (int i = 0; i < message->field_count(); ++i) {
+      const tool::FieldFacts stated = tool::FactsOf(contracts, message->field(i));
+      const std::string row = Row(page->second, message->field(i)->name());
+      for (const auto& [label, is_stated] :
+           {std::pair("Unit", !stated.unit.empty()), std::pair("Values", !stated.values.empty()),
+            std::pair("Format", !stated.format.empty()),
+            std::pair("Privacy", stated.privacy != tool::Privacy::kNone)}) {
+        EXPECT_EQ(Count(row, std::string("<dt>") + label + "</dt>"), is_stated ? 1u : 0u)
+            << message->field(i)->name() << " " << label;
+        facts += is_stated ? 1 : 0;
+      }
+    }
+    const auto kind = tool::KindOf(message);
+    if (kind != tool::Kind::kTable && kind != tool::Kind::kPayload) continue;
+    const auto fields = personal.In(message);
+    EXPECT_EQ(Count(page->second, "<dt>Personal data</dt><dd>none</dd>"), fields.empty() ? 1u : 0u);
+    if (!fields.empty()) ++groups;
+    for (const tool::PersonalField& field : fields) {
+      ++rows[field.privacy];
+      EXPECT_NE(
+          page->second.find(std::string("privacy.html#class-") + tool::PrivacyText(field.privacy)),
+          std::string::npos);
+    }
+  }
+  EXPECT_GT(facts, 500u);
+  EXPECT_EQ(Count(list, "<tbody"), groups);
+  for (const tool::Privacy privacy : tool::PrivacyClasses()) {
+    const std::string name = tool::PrivacyText(privacy);
+    EXPECT_GT(rows[privacy], 0u) << name;
+    EXPECT_EQ(Count(list, "data-privacy=\"" + name + "\""), rows[privacy]) << name;
+    EXPECT_EQ(Count(list, " id=\"class-" + name + "\""), 1u) << name;
+  }
+}
+
+// The classes are defined once, in docs/contracts.md, and shown elsewhere.
+TEST(Catalogue, SaysOfTheClassesWhatTheDocsSay) {
+  const auto read = [](const char* page) {
+    std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/" + page);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  const std::string defined = read("contracts.md"), carried = read("privacy.md");
+  const std::string list = tool::CataloguePages(Contracts::Installed()).at("privacy.html");
+  for (const tool::Privacy privacy : tool::PrivacyClasses()) {
+    const std::string begin = std::string("\n| `") + tool::PrivacyText(privacy) + "` | ";
+    const size_t at = defined.find(begin);
+    ASSERT_NE(at, std::string::npos) << begin;
+    const size_t meaning = at + begin.size();
+    const std::string text = defined.substr(meaning, defined.find(" |", meaning) - meaning);
+    EXPECT_NE(list.find("<dd>" + text + " <span"), std::string::npos) << text;
+    EXPECT_NE(carried.find(begin + text + " |\n"), std::string::npos) << text;
+  }
+}
+
+// A table whose change log feeds a payload, but which does not.
+TEST(Catalogue, TellsWhatFeedsAPayloadFromWhatHasTheSameData) {
+  const auto pages = tool::CataloguePages(Contracts::Installed());
+  const std::string storage = "contracts/ovix.telemetry.contract.storage.device_profile.";
+  const std::string same = "<span class=\"quiet\">same data in</span>";
+  const std::string& table = pages.at(storage + "Application.html");
+  EXPECT_NE(table.find("none says that it is filled from here</span>" + same), std::string::npos);
+  const std::string& log = pages.at(storage + "ApplicationEvents.html");
+  EXPECT_EQ(log.find(same), std::string::npos);
+  EXPECT_NE(log.find("Feeds "), std::string::npos);
+}
+
 // A schema whose comments and options are markup.
 TEST(Catalogue, TextIsNeverMarkup) {
+  constexpr const char* kFacts =
+      " Unit: unspecified, as <i>they</i> say.\n Values: \"<i>\" = <b>`\n Privacy: content\n";
   const std::string hostile = " Sees </script><script>x()</script> & \"quotes\" `<b>` and `open.\n";
   google::protobuf::FileDescriptorSet set;
   FileDescriptorProto::descriptor()->file()->CopyTo(set.add_file());
@@ -120,7 +206,8 @@ TEST(Catalogue, TextIsNeverMarkup) {
     auto& location = *file.mutable_source_code_info()->add_location();
     for (const int step : path) location.add_path(step);
     for (const int place : {0, 0, 1}) location.add_span(place);
-    location.set_leading_comments(hostile + " Source: none, from <i>nobody</i>\n");
+    location.set_leading_comments(hostile + (path.size() == 4 ? kFacts : "") +
+                                  " Source: none, from <i>nobody</i>\n");
   }
   const Contracts contracts(set.SerializeAsString(), "hostile.binpb");
   const auto pages = tool::CataloguePages(contracts);
@@ -134,6 +221,7 @@ TEST(Catalogue, TextIsNeverMarkup) {
   EXPECT_NE(page.find("&lt;script&gt;x()&lt;/script&gt; &amp; &quot;quotes&quot;"),
             std::string::npos);
   EXPECT_NE(page.find("`open."), std::string::npos);
+  EXPECT_NE(page.find("<dt>Values</dt><dd><code>&quot;&lt;i&gt;&quot;"), std::string::npos);
 }
 
 class CatalogueFolder : public ::testing::Test {

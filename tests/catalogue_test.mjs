@@ -16,6 +16,7 @@ const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
 const start = 'index.html';
 const table = 'contracts/ovix.telemetry.contract.storage.device_profile.HwBattery.html';
 const payload = 'contracts/ovix.telemetry.contract.upload.analytics.PcAppInventorySummaryAsCDM.html';
+const list = 'privacy.html';
 const wide = { width: 1280, height: 900 };
 const phone = { width: 360, height: 740 };
 
@@ -106,7 +107,8 @@ test('every page: links and anchors resolve, nothing is wider than a phone', asy
   const indexed = await page.evaluate(() => window.ovixCatalogue.entries.map(
     ([, , place, anchor]) => `contracts/${window.ovixCatalogue.pages[place]}#${anchor}`));
   assert.deepEqual(indexed.filter((entry) => !entry.endsWith('#')).sort(), [...rows].sort());
-  assert.equal(indexed.filter((entry) => entry.endsWith('#')).length, written.length - 1);
+  // All but the start page and that of personal data.
+  assert.equal(indexed.filter((entry) => entry.endsWith('#')).length, written.length - 2);
   await leave(page);
 });
 
@@ -118,7 +120,9 @@ test('search finds names, fields, guns and comments, by keyboard alone', async (
     ['battery health log serial', 'storage.device_health.BatteryHealthLog.html#serial_number'],
     ['pcLogHwBatteryHealth', health],
     ['com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1', health],
-    ['charge cycles so far', 'BatteryHealthLog.html#cycle_count'],
+    ['offset can be negative', 'DeviceLocation.html#current_time_zone'],
+    ['privacy:location time_zone', 'storage.device_profile.DeviceLocation.html#current_time_zone'],
+    ['privacy:loc', 'storage.device_profile.DeviceLocation.html'],
     ['OS_ARCH_64_BITS', 'OSArchitecture.html#OS_ARCH_64_BITS'],
   ];
   const page = await visit(table);
@@ -171,6 +175,62 @@ test('search: no result, markup, Escape, wrapping round, the page it is on', asy
   await page.mouse.click(5, 500);
   assert.equal(await page.isVisible('.panel'), false);
   await leave(page);
+});
+
+test('search: a privacy class takes its fields and the contracts that have them', async () => {
+  const page = await visit(table);
+  const count = async (query) => {
+    await page.fill('#page-search', query);
+    await page.waitForFunction(() => /result|^Nothing/.test(
+      document.querySelector('.search [role=status]').textContent));
+    return parseInt(await page.textContent('.search [role=status]'), 10) || 0;
+  };
+  const classes = ['identifier', 'location', 'content', 'interaction'];
+  const byClass = [];
+  for (const name of classes) byClass.push(await count(`privacy:${name}`));
+  assert.ok(byClass.every((number) => number > 5), String(byClass));
+  assert.ok(await count('privacy:') > Math.max(...byClass));
+  assert.equal(await count('privacy:identifier serial_number privacy:location'), 0);
+  assert.equal(await count('privacy:nonsense'), 0);
+  assert.ok(await count('privacy:identifier serial_number') < await count('serial_number'));
+  await leave(page);
+});
+
+test('personal data: filtered by class and kind, by a link, and whole without scripts', async () => {
+  const page = await visit(list);
+  const rows = () => page.locator('.personal [data-privacy]').evaluateAll((all) => all
+    .filter((row) => row.checkVisibility())
+    .map((row) => `${row.dataset.privacy} ${row.parentElement.dataset.kind}`));
+  const status = () => page.textContent('.filter [role=status]');
+  const all = await rows();
+  assert.equal((await status()).split(' ')[0], String(all.length));
+  await page.getByLabel('identifier').focus();
+  await page.keyboard.press('Space');
+  assert.deepEqual(await rows(), all.filter((row) => !row.startsWith('identifier')));
+  await page.getByLabel('in tables').uncheck();
+  const left = all.filter((row) => !row.startsWith('identifier') && row.endsWith('payload'));
+  assert.deepEqual(await rows(), left);
+  assert.equal((await status()).split(' ')[0], String(left.length));
+  // No heading is left without rows.
+  const empty = await page.locator('.personal tbody').evaluateAll((groups) => groups.filter((group) =>
+    group.checkVisibility() && ![...group.querySelectorAll('[data-privacy]')].some(
+      (row) => row.checkVisibility())).length);
+  assert.equal(empty, 0);
+  for (const name of ['location', 'content', 'interaction']) await page.getByLabel(name).uncheck();
+  assert.deepEqual(await rows(), []);
+  assert.match(await status(), /^0 fields/);
+
+  // The label of a field leads here, to its class.
+  await page.goto(site + table);
+  await page.locator('#serial_number .privacy').click();
+  await page.waitForURL(/privacy\.html#class-identifier$/);
+  assert.deepEqual(new Set((await rows()).map((row) => row.split(' ')[0])), new Set(['identifier']));
+  await leave(page);
+
+  const plain = await visit(list, { javaScriptEnabled: false });
+  assert.equal(await plain.isVisible('.filter'), false);
+  assert.equal(await plain.locator('.personal [data-privacy]:visible').count(), all.length);
+  await leave(plain);
 });
 
 test('themes: the system\'s, the reader\'s, and without a storage', async () => {
@@ -252,7 +312,10 @@ test('accessibility: no violation that axe knows', async () => {
   for (const address of [start, table, payload]) {
     states.push([address, { colorScheme: 'light' }], [address, { colorScheme: 'dark' }]);
   }
-  states.push([table, { viewport: phone }], [table, {}, 'battery'],
+  // Of the list the colours of the dark theme, and one class of it on a phone, for it is long.
+  states.push([table, { viewport: phone }], [list, { colorScheme: 'dark' }],
+    [`${list}#class-location`, { viewport: phone }], [table, {}, 'battery'],
+    [table, {}, 'privacy:'],
     [table, { colorScheme: 'dark' }, 'battery']);
   for (const [address, options, query] of states) {
     const page = await visit(address, options);

@@ -49,7 +49,7 @@ CASES = [
     ("move a schema", [(BOOT, None, "start.proto"), (LIST, r"/boot\.proto", "/start.proto")], "boot.proto"),
     ("leave a schema out of the list", [(LIST, r"  \S+/boot\.proto\n", "")], "add or remove it there"),
     ("list schemas in another order", [(LIST, r"(  \S+/battery\.proto\n)(  \S+/boot\.proto\n)", r"\2\1")], "another order"),
-    ("put fields in another order", [(APPLICATION, r"(  string version = 4;\n)(.*\n)(  string size = 5;\n)", r"\3\2\1")], "order"),
+    ("put fields in another order", [(APPLICATION, r"(?s)(  string version = 4;\n)(.*?)(  string size = 5;\n)", r"\3\2\1")], "order"),
     ("put messages in another order", [(IDENTITY, r"(?s)(// The device as another.*?\n\}\n\n)(.*)", r"\2\n\1")], "order"),
     ("remove an enumeration's value", [(SYSTEM, r"  OS_ARCH_64_BITS = \d+;\n", "")], "OS_ARCH_64_BITS"),
     ("rename an enumeration's value", [(SYSTEM, r"OS_ARCH_64_BITS", "OS_ARCH_WIDE")], "OS_ARCH_64_BITS"),
@@ -83,6 +83,15 @@ CASES = [
     ("change a comment", [(BOOT, r"One boot of the device", "One start of the device")], None),
 ]
 
+# The same against a release that states facts in its comments, which is made of these schemas.
+PRIVACY = r"(  // Privacy: )identifier(\n  string serial_number)"
+FACTS = [
+    ("lower a privacy class", [(IDENTITY, PRIVACY, r"\1interaction\2")], "privacy class lowered from identifier to interaction"),
+    ("change a format", [(IDENTITY, r"Format: GUID", "Format: hexadecimal")], "format changed from GUID to hexadecimal"),
+    ("narrow a closed list", [(OPTIONS, r'Values: "State", "Historical"', 'Values: "State"')], "closed list of values changed"),
+    ("change prose and add a fact", [(IDENTITY, r"  string product_id", "  // The product.\n  // Privacy: identifier\n  string product_id")], None),
+]
+
 
 def change(root, path, pattern, replacement):
     path = os.path.join(root, path)
@@ -104,7 +113,25 @@ def change(root, path, pattern, replacement):
         file.write(after)
 
 
-def run(case):
+def freeze(root):
+    """Makes a release of the schemas in a folder, with a gate of its own."""
+    frozen = os.path.join(root, "compat", "1.0.0")
+    os.makedirs(frozen)
+    os.makedirs(os.path.join(root, "scripts"))
+    gate = shutil.copy(os.path.join(ROOT, "scripts", "check-contracts"), os.path.join(root, "scripts"))
+    os.symlink(os.path.join(ROOT, "node_modules"), os.path.join(root, "node_modules"))
+    shutil.copy(os.path.join(root, LIST), frozen)
+    with open(os.path.join(root, LIST), encoding="utf-8") as file:
+        schemas = re.findall(r"^  (ovix/\S+\.proto)$", file.read(), re.MULTILINE)
+    binpb = os.path.join(frozen, "contracts.binpb")
+    subprocess.run(
+        ["protoc", "-I.", "--include_imports", "--include_source_info", f"--descriptor_set_out={binpb}", *schemas],
+        cwd=root, check=True,
+    )
+    return gate
+
+
+def run(case, against_itself=False):
     name, edits, expected = case
     with tempfile.TemporaryDirectory() as root:
         for part in ("ovix", "buf.yaml", LIST):
@@ -114,11 +141,10 @@ def run(case):
             else:
                 os.makedirs(os.path.dirname(target), exist_ok=True)
                 shutil.copy(source, target)
+        gate = freeze(root) if against_itself else os.path.join(ROOT, "scripts", "check-contracts")
         for edit in edits:
             change(root, *edit)
-        done = subprocess.run(
-            [os.path.join(ROOT, "scripts", "check-contracts"), TOOL, root], capture_output=True, text=True
-        )
+        done = subprocess.run([gate, TOOL, root], capture_output=True, text=True)
     said = done.stderr
     if expected is None:
         return None if done.returncode == 0 else f"{name}: was refused:\n{said}"
@@ -133,7 +159,9 @@ def run(case):
 
 
 with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-    failures = [failure for failure in pool.map(run, CASES) if failure]
+    found = [*pool.map(run, CASES), *pool.map(lambda case: run(case, True), FACTS)]
+    failures = [failure for failure in found if failure]
+CASES += FACTS
 for failure in failures:
     print(f"check_contracts_test: {failure}", file=sys.stderr)
 refused = sum(1 for _, _, expected in CASES if expected is not None)

@@ -1,7 +1,5 @@
 // ovix-contracts as its user runs it: the executable, its output, its errors and its exit codes.
-#include <google/protobuf/struct.pb.h>
 #include <google/protobuf/util/delimited_message_util.h>
-#include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,7 +14,7 @@
 #include "store/store.h"
 #include "support/contracts.h"
 #include "support/folder.h"
-#include "support/program.h"
+#include "support/tool.h"
 #include "tool/contracts.h"
 #include "tool/diff.h"
 
@@ -31,18 +29,6 @@ using google::protobuf::FieldDescriptorProto;
 using google::protobuf::FileDescriptorSet;
 using google::protobuf::Message;
 using google::protobuf::Struct;
-
-ProgramRun RunTool(const Folder& folder, const std::string& arguments,
-                   const std::string& input = "") {
-  return RunIn(folder, OVIX_TESTS_TOOL, arguments, input);
-}
-
-Struct Json(const std::string& text) {
-  Struct json;
-  const auto status = google::protobuf::util::JsonStringToMessage(text, &json);
-  EXPECT_TRUE(status.ok()) << status.ToString() << "\n" << text;
-  return json;
-}
 
 // The message of a descriptor set with this name, nested ones by their path.
 DescriptorProto* Find(FileDescriptorSet& set, const std::string& full_name) {
@@ -159,7 +145,7 @@ TEST(ToolShow, TellsAMessageWhole) {
   } cases[] = {
       {"BatteryHealthLog",
        {"One health test of a battery", "HealthLog", "Historical", "180 days",
-        "HwBatteryHealthLogAsCDM", "Spelled so for ever", "BatteryStatus (part)",
+        "HwBatteryHealthLogAsCDM", "Misspelt on purpose", "BatteryStatus (part)",
         "over_charged_alarm"}},
       {kPayload,
        {"category.pcLogHwBatteryHealth.version.1", "1.0.0", "explicit",

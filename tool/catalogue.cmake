@@ -12,6 +12,7 @@ configure_file(catalogue_assets.cc.in catalogue_assets.cc @ONLY)
 target_sources(ovix-contracts-core PRIVATE
   catalogue.cc
   catalogue_addresses.cc
+  catalogue_facts.cc
   catalogue_html.cc
   catalogue_pages.cc
   catalogue_search.cc

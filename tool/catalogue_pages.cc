@@ -10,9 +10,12 @@
 #include "ovix/telemetry/contract/version.h"
 #include "tool/catalogue_addresses.h"
 #include "tool/catalogue_assets.h"
+#include "tool/catalogue_facts.h"
 #include "tool/catalogue_html.h"
 #include "tool/catalogue_search.h"
 #include "tool/error.h"
+#include "tool/facts.h"
+#include "tool/personal.h"
 
 namespace ovix::tool {
 namespace {
@@ -20,11 +23,6 @@ namespace {
 namespace tables = telemetry::contract::tables;
 
 constexpr std::string_view kTitle = "Telemetry data contracts";
-
-// "BatteryHealthLog.serial_number"
-std::string QualifiedName(const FieldDescriptor* field) {
-  return ShortName(field->containing_type()) + "." + field->name();
-}
 
 std::string Count(size_t number, const std::string& noun) {
   return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
@@ -59,8 +57,9 @@ class Site {
   std::string LinkTo(const Descriptor* message, const std::string& root = "") const;
   std::string LinksTo(const std::vector<const Descriptor*>& messages,
                       const std::string& root = "") const;
-  std::vector<const Descriptor*> PayloadsOf(const Descriptor* table) const;
-  std::vector<const Descriptor*> TablesOf(const Descriptor* payload) const;
+  // Those that feed or are fed; with `same_data` those that only have the same data.
+  std::vector<const Descriptor*> PayloadsOf(const Descriptor* table, bool same_data = false) const;
+  std::vector<const Descriptor*> TablesOf(const Descriptor* payload, bool same_data = false) const;
   const Descriptor* ChangeLogOf(const Descriptor* table) const;
 
   std::string LinkTo(const FieldDescriptor* field, Kind kind) const;
@@ -90,6 +89,7 @@ class Site {
                     const std::string& description, const std::string& main) const;
 
   const Contracts& contracts_;
+  const PersonalData personal_;
   tables::Catalogue tables_;
   std::vector<const Descriptor*> pages_;
   std::vector<const EnumDescriptor*> enum_pages_;
@@ -101,7 +101,8 @@ class Site {
   std::map<const Descriptor*, std::vector<const Descriptor*>> logged_in_;  // by change log
 };
 
-Site::Site(const Contracts& contracts) : contracts_(contracts), tables_(contracts.messages()) {
+Site::Site(const Contracts& contracts)
+    : contracts_(contracts), personal_(contracts), tables_(contracts.messages()) {
   for (const Descriptor* message : contracts.messages()) {
     by_name_[message->name()].push_back(message);
     if (message->containing_type() == nullptr) pages_.push_back(message);
@@ -174,9 +175,10 @@ std::string Site::LinksTo(const std::vector<const Descriptor*>& messages,
   return html + "</ul>";
 }
 
-std::vector<const Descriptor*> Site::PayloadsOf(const Descriptor* table) const {
+std::vector<const Descriptor*> Site::PayloadsOf(const Descriptor* table, bool same_data) const {
   std::vector<const Descriptor*> payloads;
   for (const Feed& feed : contracts_.feeds()) {
+    if (feed.same_data != same_data) continue;
     if (feed.record == table && (payloads.empty() || payloads.back() != feed.payload)) {
       payloads.push_back(feed.payload);
     }
@@ -184,9 +186,10 @@ std::vector<const Descriptor*> Site::PayloadsOf(const Descriptor* table) const {
   return payloads;
 }
 
-std::vector<const Descriptor*> Site::TablesOf(const Descriptor* payload) const {
+std::vector<const Descriptor*> Site::TablesOf(const Descriptor* payload, bool same_data) const {
   std::vector<const Descriptor*> records;
   for (const Feed& feed : contracts_.feeds()) {
+    if (feed.same_data != same_data) continue;
     if (feed.payload == payload && (records.empty() || records.back() != feed.record)) {
       records.push_back(feed.record);
     }
@@ -285,7 +288,7 @@ std::string Site::FieldRow(const FieldDescriptor* field) const {
     }
     meaning += "</ul>";
   }
-  meaning += Lineage(field);
+  meaning += FactsHtml(FactsOf(contracts_, field)) + Lineage(field);
   return "<tr role=\"row\" id=\"" + Escaped(anchor) + "\"><td role=\"cell\" class=\"number\">" +
          std::to_string(field->number()) +
          "</td><th role=\"rowheader\" scope=\"row\" class=\"name\">" +
@@ -383,6 +386,9 @@ std::string Site::Flow(const Descriptor* message) const {
   const auto quiet = [](const std::string& html) {
     return "<span class=\"quiet\">" + html + "</span>";
   };
+  const auto same_data = [&](const std::vector<const Descriptor*>& messages) {
+    return messages.empty() ? "" : quiet("same data in") + LinksTo(messages);
+  };
   const std::string self = "<b>" + Breakable(message->name()) + "</b>";
   if (kind == Kind::kTable) {
     const TableOptions options = TableOptionsOf(message);
@@ -392,14 +398,16 @@ std::string Site::Flow(const Descriptor* message) const {
              quiet(", " + SizeText(options.database)));
     step("table", Escaped(options.type) + " table", self);
     step("payload", payloads.empty() ? "Payloads" : "Feeds " + Count(payloads.size(), "payload"),
-         payloads.empty() ? quiet("none says that it is filled from here") : LinksTo(payloads));
+         (payloads.empty() ? quiet("none says that it is filled from here") : LinksTo(payloads)) +
+             same_data(PayloadsOf(message, true)));
   } else if (kind == Kind::kPayload) {
     const auto records = TablesOf(message);
     const std::string sources = Sources(message);
     step("table", records.empty() ? "Tables" : "From " + Count(records.size(), "table"),
-         !records.empty()  ? LinksTo(records)
-         : sources.empty() ? quiet("its comment names none")
-                           : sources);
+         (!records.empty()  ? LinksTo(records)
+          : sources.empty() ? quiet("its comment names none")
+                            : sources) +
+             (records.empty() ? "" : same_data(TablesOf(message, true))));
     step("payload", "Payload",
          self + quiet(", version " + Escaped(PayloadOptionsOf(message).version)));
   }
@@ -433,6 +441,10 @@ std::string Site::Facts(const Descriptor* message) const {
   } else if (kind == Kind::kMarker) {
     fact("Database", Link("../index.html#database-" + message->name(), Breakable(message->name())) +
                          ", " + SizeText(message->name()));
+  }
+  const std::string personal = PersonalDataHtml(personal_.In(message));
+  if (!personal.empty() || kind == Kind::kTable || kind == Kind::kPayload) {
+    fact("Personal data", personal.empty() ? "none" : personal);
   }
   fact("Full name", "<code>" + Breakable(message->full_name()) + "</code>");
   fact("Schema", "<code>" + Breakable(message->file()->name()) + "</code>");
@@ -633,6 +645,7 @@ std::string Site::StartPage() const {
   count(payloads.size(), "payloads", "#page-payloads");
   count(contracts_.messages().size(), "messages", "#page-parts");
   count(fields, "fields", "");
+  count(personal_.size(), "with personal data", "privacy.html");
   main +=
       "</dl>\n</div>\n<div class=\"body\">\n<section>\n<h2 id=\"page-databases\">Databases, their "
       "tables, and the payloads that these feed</h2>\n" +
@@ -685,13 +698,21 @@ std::string Site::StartPage() const {
       "and read as if never set. <b>repeated</b>: a list. <b>map</b>: values by "
       "key.</dd></div>\n<div><dt>Lineage</dt><dd><b>From</b>: the field of a record that fills a "
       "field of a payload, and what changes on the way; <b>To</b>: the way back. Without words the "
-      "value is copied.</dd></div>\n<div><dt>Rows</dt><dd><b>State</b>: one row per key, its "
+      "value is copied; with <b>same data</b> "
+      "it has the same values, but is not known to be copied.</dd></div>\n"
+      "<div><dt>Facts</dt><dd><b>Unit</b>: a code of UCUM. <b>Values</b>: a list that is closed, "
+      "or "
+      "open if it ends in points. <b>Format</b>: what a text holds. <b>Privacy</b>: the class of "
+      "<a href=\"privacy.html\">personal data</a>. <b>unspecified</b>: whoever fills the field "
+      "decides.</dd></div>\n<div><dt>Rows</dt><dd><b>State</b>: one row per key, its "
       "changes kept in the table named. <b>Historical</b>: rows are appended until a limit drops "
       "the "
       "oldest.</dd></div>\n<div><dt>Addresses</dt><dd>A page has a message&#8217;s full name, a "
       "field&#8217;s name is its anchor: both stay as long as the contract.</dd></div>\n"
       "<div><dt>Keys</dt><dd><kbd>/</kbd> searches; <kbd>&#8593;</kbd> <kbd>&#8595;</kbd> choose, "
-      "<kbd>Enter</kbd> opens, <kbd>Esc</kbd> leaves.</dd></div>\n</dl>\n</section>\n</div>\n"
+      "<kbd>Enter</kbd> opens, <kbd>Esc</kbd> leaves. <code>privacy:location</code> finds the "
+      "fields "
+      "of a privacy class only.</dd></div>\n</dl>\n</section>\n</div>\n"
       "</div>\n";
   return Whole("", "", "Every record and payload of the telemetry agent.", main);
 }
@@ -738,7 +759,10 @@ std::map<std::string, std::string> Site::Files() const {
   for (const Descriptor* page : pages_) files["contracts/" + PageOf(page)] = MessagePage(page);
   for (const EnumDescriptor* page : enum_pages_)
     files["contracts/" + PageOf(page)] = EnumPage(page);
-  files["assets/index.js"] = SearchIndex(contracts_);
+  files["privacy.html"] =
+      Whole("", "Personal data", "The personal data in tables and payloads, by privacy class.",
+            PrivacyPage(contracts_, personal_));
+  files["assets/index.js"] = SearchIndex(contracts_, personal_);
   files["assets/style.css"] = kStyleSheet;
   files["assets/site.js"] = kSiteScript;
   files["assets/theme.js"] = kThemeScript;

@@ -14,6 +14,7 @@ namespace ovix::tool {
 // as sections:
 //
 //   index.html
+//   privacy.html                   #class-identifier ...
 //   contracts/FULL.NAME.html       #field_name, #Nested, #Nested.field_name, #VALUE
 //   assets/style.css, site.js, theme.js, index.js
 //

@@ -24,6 +24,7 @@ void AddDdl(CLI::App& app, int& exit_code);
 void AddEncode(CLI::App& app, int& exit_code);
 void AddDecode(CLI::App& app, int& exit_code);
 void AddDiff(CLI::App& app, int& exit_code);
+void AddPrivacy(CLI::App& app, int& exit_code);
 void AddCatalogue(CLI::App& app, int& exit_code);
 // The man page and the completion of all of these; hidden, for the build.
 void AddDescribe(CLI::App& app, int& exit_code);

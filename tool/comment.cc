@@ -5,8 +5,6 @@
 namespace ovix::tool {
 namespace {
 
-constexpr std::string_view kMark = "Source: ";
-
 // Calls `visit` with each line, without its end.
 template <typename Visit>
 void ForEachLine(std::string_view text, const Visit& visit) {
@@ -23,33 +21,56 @@ std::string_view WithoutSpace(std::string_view line) {
   return line.substr(first, line.find_last_not_of(" \t\r") - first + 1);
 }
 
+// The key of a line "KEY: value" or "KEY:"; empty for prose. A key is one capitalised word.
+std::string_view KeyOf(std::string_view words) {
+  const size_t colon = words.find(':');
+  if (colon == std::string_view::npos || colon == 0) return "";
+  if (colon + 1 < words.size() && words[colon + 1] != ' ') return "";
+  const auto is_lower = [](char c) { return c >= 'a' && c <= 'z'; };
+  const std::string_view key = words.substr(0, colon);
+  if (key[0] < 'A' || key[0] > 'Z') return "";
+  return std::all_of(key.begin() + 1, key.end(), is_lower) ? key : "";
+}
+
+Source SourceOf(const std::string& value) {
+  const size_t comma = value.find(", ");
+  if (comma == std::string::npos) return {value, ""};
+  return {value.substr(0, comma), value.substr(comma + 2)};
+}
+
 }  // namespace
 
 Comment ParseComment(std::string_view raw) {
   Comment comment;
   bool goes_on = false;
+  int number = -1;
   ForEachLine(raw, [&](std::string_view line) {
+    ++number;
     const std::string_view words = WithoutSpace(line);
-    if (words.starts_with(kMark)) {
-      const size_t comma = words.find(", ");
-      Source source;
-      source.name = words.substr(kMark.size(), std::min(comma, words.size()) - kMark.size());
-      if (comma != std::string_view::npos) source.words = words.substr(comma + 2);
-      comment.sources.push_back(std::move(source));
+    const bool is_indented = line.starts_with("  ");
+    if (const std::string_view key = KeyOf(words); !key.empty() && !is_indented) {
+      const std::string_view value = WithoutSpace(words.substr(key.size() + 1));
+      comment.facts.push_back({std::string(key), std::string(value), number});
       goes_on = true;
     } else if (words.empty()) {
       goes_on = false;
-      if (comment.sources.empty()) comment.text += '\n';
+      if (comment.facts.empty()) comment.text += '\n';
     } else if (goes_on) {
-      comment.sources.back().words.append(" ").append(words);
-    } else if (!comment.sources.empty()) {
-      if (comment.misplaced.empty()) comment.misplaced = words;
+      std::string& value = comment.facts.back().value;
+      value.append(value.empty() ? "" : " ").append(words);
+    } else if (!comment.facts.empty()) {
+      if (!comment.misplaced.empty()) return;
+      comment.misplaced = words;
+      comment.misplaced_line = number;
     } else {
       // One space stands between the slashes and the text.
       line.remove_prefix(line.starts_with(' ') ? 1 : 0);
       comment.text.append(line.substr(0, line.find_last_not_of(" \t\r") + 1)).append("\n");
     }
   });
+  for (const Fact& fact : comment.facts) {
+    if (fact.key == "Source") comment.sources.push_back(SourceOf(fact.value));
+  }
   while (comment.text.ends_with('\n')) comment.text.pop_back();
   return comment;
 }

@@ -1,5 +1,5 @@
-// The comment of a schema, taken apart: what it says, and the lineage in its "Source:" lines
-// (docs/payloads.md has the grammar).
+// The comment of a schema, taken apart: its prose, and the facts in the lines after it
+// (docs/contracts.md has the grammar). What the facts mean is in facts.h.
 #ifndef OVIX_TOOL_COMMENT_H_
 #define OVIX_TOOL_COMMENT_H_
 
@@ -15,10 +15,19 @@ struct Source {
   std::string words;  // what changes on the way; empty where there are none
 };
 
+// A line "KEY: value"; the value may go on over the lines below it, here joined by spaces.
+struct Fact {
+  std::string key;  // any capitalised word: whether it is known is for facts.h to say
+  std::string value;
+  int line = 0;  // of the comment, from 0
+};
+
 struct Comment {
-  std::string text;  // without the lineage; lines end in \n but for the last, without indentation
-  std::vector<Source> sources;
-  std::string misplaced;  // the first line of text that stands behind the lineage; none may
+  std::string text;             // the prose; lines end in \n but for the last, without indentation
+  std::vector<Fact> facts;      // all, lineage included, as written
+  std::vector<Source> sources;  // the lineage
+  std::string misplaced;        // the first line of prose after a fact and an empty line
+  int misplaced_line = 0;       // of the comment, from 0
 };
 
 // Takes apart a comment as the descriptor set carries it.

@@ -299,39 +299,59 @@ uint32_t Contracts::MaxSizeMb(const std::string& database) const {
   return 0;
 }
 
-std::string Contracts::RawComment(const FileDescriptor* file, const Path& path) const {
-  auto known = comments_.find(file);
-  if (known == comments_.end()) {
-    known = comments_.try_emplace(file).first;
+const Contracts::Place& Contracts::PlaceOf(const FileDescriptor* file, const Path& path) const {
+  static const Place& nowhere = *new Place;
+  auto known = places_.find(file);
+  if (known == places_.end()) {
+    known = places_.try_emplace(file).first;
     const auto encoded = encoded_.find(file->name());
     FileDescriptorProto schema;
     if (encoded != encoded_.end() &&
         schema.ParseFromArray(encoded->second.data(), static_cast<int>(encoded->second.size()))) {
       for (auto& location : *schema.mutable_source_code_info()->mutable_location()) {
-        if (!location.has_leading_comments()) continue;
+        if (location.span_size() == 0) continue;
+        Place place{std::move(*location.mutable_leading_comments()), location.span(0) + 1};
+        place.line -=
+            static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
         known->second.emplace(Path(location.path().begin(), location.path().end()),
-                              std::move(*location.mutable_leading_comments()));
+                              std::move(place));
       }
     }
   }
   const auto found = known->second.find(path);
-  return found == known->second.end() ? "" : found->second;
+  return found == known->second.end() ? nowhere : found->second;
 }
 
 Comment Contracts::CommentOf(const FileDescriptor* file) const {
-  return ParseComment(RawComment(file, {FileDescriptorProto::kSyntaxFieldNumber}));
+  return ParseComment(PlaceOf(file, {FileDescriptorProto::kSyntaxFieldNumber}).comment);
 }
 Comment Contracts::CommentOf(const Descriptor* message) const {
-  return ParseComment(RawComment(message->file(), PathOf(message)));
+  return ParseComment(PlaceOf(message->file(), PathOf(message)).comment);
 }
 Comment Contracts::CommentOf(const FieldDescriptor* field) const {
-  return ParseComment(RawComment(field->file(), PathOf(field)));
+  return ParseComment(PlaceOf(field->file(), PathOf(field)).comment);
 }
 Comment Contracts::CommentOf(const EnumDescriptor* enumeration) const {
-  return ParseComment(RawComment(enumeration->file(), PathOf(enumeration)));
+  return ParseComment(PlaceOf(enumeration->file(), PathOf(enumeration)).comment);
 }
 Comment Contracts::CommentOf(const EnumValueDescriptor* value) const {
-  return ParseComment(RawComment(value->type()->file(), PathOf(value)));
+  return ParseComment(PlaceOf(value->type()->file(), PathOf(value)).comment);
+}
+
+int Contracts::LineOf(const FileDescriptor* file) const {
+  return PlaceOf(file, {FileDescriptorProto::kSyntaxFieldNumber}).line;
+}
+int Contracts::LineOf(const Descriptor* message) const {
+  return PlaceOf(message->file(), PathOf(message)).line;
+}
+int Contracts::LineOf(const FieldDescriptor* field) const {
+  return PlaceOf(field->file(), PathOf(field)).line;
+}
+int Contracts::LineOf(const EnumDescriptor* enumeration) const {
+  return PlaceOf(enumeration->file(), PathOf(enumeration)).line;
+}
+int Contracts::LineOf(const EnumValueDescriptor* value) const {
+  return PlaceOf(value->type()->file(), PathOf(value)).line;
 }
 
 const std::vector<const FieldDescriptor*>& Contracts::UsersOf(const Descriptor* message) const {
@@ -407,6 +427,7 @@ std::vector<Feed> Contracts::FeedsOf(const Descriptor* record) const {
 
 std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& files) const {
   std::vector<Feed> feeds;
+  std::set<std::pair<const Descriptor*, const Descriptor*>> fed;
   std::map<const Descriptor*, int> order;
   for (const Descriptor* message : messages()) {
     order.emplace(message, static_cast<int>(order.size()));
@@ -415,12 +436,20 @@ std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& fi
       continue;
     const auto payloads = HoldersOf(message, Kind::kPayload);
     if (payloads.empty()) continue;
-    for (const Descriptor* source : SourcesOf(message)) {
-      for (const Descriptor* table : HoldersOf(source, Kind::kTable)) {
-        for (const Descriptor* payload : payloads) feeds.push_back({table, payload, message});
+    for (const Source& source : CommentOf(message).sources) {
+      const Descriptor* record = pool_->FindMessageTypeByName(source.name);
+      if (record == nullptr) continue;
+      for (const Descriptor* table : HoldersOf(record, Kind::kTable)) {
+        for (const Descriptor* payload : payloads) {
+          const bool same_data = source.words.starts_with("same data");
+          feeds.push_back({table, payload, message, same_data});
+          if (!same_data) fed.emplace(table, payload);
+        }
       }
     }
   }
+  // One part of a payload can be fed by what another has the same data as.
+  for (Feed& feed : feeds) feed.same_data = !fed.contains({feed.record, feed.payload});
   const auto place = [&](const Feed& feed) {
     return std::tuple(order[feed.record], order[feed.payload], order[feed.message]);
   };
@@ -430,6 +459,10 @@ std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& fi
                           [&](const Feed& a, const Feed& b) { return place(a) == place(b); }),
               feeds.end());
   return feeds;
+}
+
+std::string QualifiedName(const FieldDescriptor* field) {
+  return ShortName(field->containing_type()) + "." + field->name();
 }
 
 const FieldDescriptor* FindSourceField(const std::vector<const Descriptor*>& records,

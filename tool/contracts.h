@@ -67,6 +67,9 @@ std::string ShortName(const AnyDescriptor* descriptor) {
   return descriptor->full_name().substr(package.empty() ? 0 : package.size() + 1);
 }
 
+// "BatteryHealthLog.serial_number": a field's name behind that of its message, without the package.
+std::string QualifiedName(const FieldDescriptor* field);
+
 // Where a field of a payload comes from.
 struct Origin {
   const FieldDescriptor* field = nullptr;  // of the record; null where no record has it
@@ -75,12 +78,14 @@ struct Origin {
   bool stated = false;  // by the comment; else found by name and type
 };
 
-// A payload that a record feeds.
+// A payload that a record feeds, or that has the same data.
 struct Feed {
   const Descriptor* record;  // the table
   const Descriptor* payload;
   // The message whose comment says so: the payload or a part of it.
   const Descriptor* message;
+  // Whether no comment says that the record feeds the payload, only that it has the same data.
+  bool same_data;
 };
 
 // Descriptors belong to the object (those of Installed() to the library) and live as long. Not for
@@ -115,6 +120,13 @@ class Contracts {
   Comment CommentOf(const FieldDescriptor* field) const;  // an extension's too
   Comment CommentOf(const EnumDescriptor* enumeration) const;
   Comment CommentOf(const EnumValueDescriptor* value) const;
+  // The line of the schema, from 1, where the comment above a declaration begins; that of the
+  // declaration without a comment, 0 where the set has no places.
+  int LineOf(const FileDescriptor* file) const;
+  int LineOf(const Descriptor* message) const;
+  int LineOf(const FieldDescriptor* field) const;
+  int LineOf(const EnumDescriptor* enumeration) const;
+  int LineOf(const EnumValueDescriptor* value) const;
 
   // The fields whose type it is, in the order of messages().
   const std::vector<const FieldDescriptor*>& UsersOf(const Descriptor* message) const;
@@ -136,7 +148,11 @@ class Contracts {
   using Path = std::vector<int>;
   Contracts(std::string_view installed);
   void Index(std::string_view bytes);
-  std::string RawComment(const FileDescriptor* file, const Path& path) const;
+  struct Place {
+    std::string comment;  // raw
+    int line = 0;
+  };
+  const Place& PlaceOf(const FileDescriptor* file, const Path& path) const;
   void Collect() const;
   std::vector<Feed> FindFeeds(const std::set<const FileDescriptor*>& files) const;
 
@@ -152,7 +168,7 @@ class Contracts {
   mutable std::vector<const Descriptor*> messages_;
   mutable std::vector<const EnumDescriptor*> enums_;
   mutable std::map<const void*, std::vector<const FieldDescriptor*>> users_;
-  mutable std::map<const FileDescriptor*, std::map<Path, std::string>> comments_;
+  mutable std::map<const FileDescriptor*, std::map<Path, Place>> places_;
   mutable std::vector<Feed> feeds_;
   mutable bool has_feeds_ = false;
 };

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "tool/commands.h"
@@ -17,6 +18,7 @@
 #include "tool/names.h"
 #include "tool/output.h"
 #include "tool/platform.h"
+#include "tool/redact.h"
 #include "tool/unknown_text.h"
 #include "tool/wire.h"
 
@@ -34,6 +36,8 @@ struct Options {
   std::string output;
   Notation notation = Notation::kJson;
   bool delimited = false;
+  std::vector<std::string> redact;
+  std::optional<std::string> key_file;
 };
 
 std::unique_ptr<Message> NewMessage(const Options& options) {
@@ -196,6 +200,10 @@ bool TakeLength(Input& input, uint32_t& length) {
 
 int Decode(const Options& options) {
   const std::unique_ptr<Message> message = NewMessage(options);
+  if (options.redact.empty() && options.key_file) {
+    throw Error("--key: there is nothing to hash; name the classes with --redact");
+  }
+  Redactor redactor(Contracts::Installed(), options.redact, options.key_file);
   Input input(options.input);
   Output output(options.output);
   Printer printer(options);
@@ -204,6 +212,7 @@ int Decode(const Options& options) {
   const bool look = options.notation == Notation::kJson;
   if (!options.delimited) {
     Parse(input.PeekAll(), 0, input.name(), *message);
+    if (!options.redact.empty()) redactor.Redact(*message);
     if (look) unknown.Look(*message, 1);
     output.Write(printer.Print(*message));
   } else {
@@ -217,11 +226,17 @@ int Decode(const Options& options) {
       }
       Parse(bytes, input.offset(), input.name(), *message);
       progress.Count();
+      if (!options.redact.empty()) redactor.Redact(*message);
       if (look) unknown.Look(*message, progress.messages());
       output.Write(printer.Print(*message));
     }
   }
   output.Finish();
+  if (!options.redact.empty()) {
+    std::cerr << "ovix-contracts: " << input.name()
+              << ": values replaced by a hash: " << redactor.replaced()
+              << ", dropped: " << redactor.dropped() << "\n";
+  }
   if (unknown.any()) unknown.Say(input.name(), options.delimited);
   return unknown.any() ? kFound : kDone;
 }
@@ -416,10 +431,22 @@ void AddDecode(CLI::App& app, int& exit_code) {
                  "Where to write, whole or not at all; standard output without it");
   command->add_flag("--delimited", options->delimited,
                     "Read many messages, each behind its length, and write one a line");
+  command
+      ->add_option("--redact", options->redact,
+                   "Take out the values of these privacy classes, separated by commas: "
+                   "identifier, location, content, interaction or all")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("CLASS");
+  command
+      ->add_option("--key", options->key_file,
+                   "With --redact: replace texts by their HMAC-SHA-256 under the key in this file")
+      ->type_name("FILE");
   command->footer(
       "Examples:\n"
       "  ovix-contracts decode HwBatteryHealthLogAsCDM payload.binpb\n"
       "  ovix-contracts decode BatteryHealthLog --delimited <log.binpb >log.jsonl\n"
+      "  ovix-contracts decode IdentityAsCDM payload.binpb --redact identifier --key secret\n"
       "Exit code 1: the input holds fields that these contracts do not know. JSON leaves them "
       "out,\n"
       "--format text shows them, and encode takes them back.");

@@ -105,10 +105,17 @@ std::string Words(const CLI::App& app) {
   return words;
 }
 
-// The values of an option that takes one of a few words: "table, json or csv".
+// Whether an option takes words of a few, which its description names.
+bool HasChoices(const CLI::Option& option) {
+  return option.get_type_name() == "FORMAT" || option.get_type_name() == "CLASS";
+}
+
+// Those words: of "table, json or csv" and of "Only these: table, json or csv".
 std::string Choices(const CLI::Option& option) {
-  std::string words;
-  for (char c : option.get_description()) {
+  std::string description = option.get_description(), words;
+  const size_t colon = description.find(": ");
+  if (colon != std::string::npos) description.erase(0, colon + 2);
+  for (char c : description) {
     if (c != ',') words += c;
   }
   for (size_t at; (at = words.find(" or ")) != std::string::npos;) words.replace(at, 4, " ");
@@ -158,7 +165,7 @@ std::string Completion(const CLI::App& app) {
     for (const CLI::Option* option : command->get_options()) {
       const bool is_name = option->get_type_name() == "NAME";
       takes_name = takes_name || (option->get_positional() && is_name);
-      if (option->get_positional() || (!is_name && option->get_type_name() != "FORMAT")) continue;
+      if (option->get_positional() || (!is_name && !HasChoices(*option))) continue;
       values += "        --" + option->get_lnames().front() + ") COMPREPLY=($(compgen -W " +
                 (is_name ? kDatabases : "'" + Choices(*option) + "'") +
                 " -- \"$word\")); return ;;\n";

@@ -11,6 +11,7 @@
 
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "tool/facts.h"
 
 namespace ovix::tool {
 namespace {
@@ -104,7 +105,8 @@ std::string OtherOptions(Options options) {
 
 class Comparison {
  public:
-  Comparison(const Contracts& older, const Contracts& newer) : older_(older), newer_(newer) {}
+  Comparison(const Contracts& older, const Contracts& newer)
+      : older_(older), newer_(newer), older_states_facts_(StatesFacts(older)) {}
 
   std::vector<Difference> Run() {
     CompareFiles();
@@ -218,6 +220,88 @@ class Comparison {
     ComparePayloads(before, after);
     CompareOther(before->full_name(), before->options(), after->options());
     CompareFields(before, after);
+    CompareFacts(before, after);
+  }
+
+  // What the comments state of the fields; nothing if one of the releases has no comments.
+  void CompareFacts(const Descriptor* before, const Descriptor* after) {
+    if (older_.LineOf(before) == 0 || newer_.LineOf(after) == 0) return;
+    std::string added;
+    for (int i = 0; i < before->field_count(); ++i) {
+      const FieldDescriptor* was = before->field(i);
+      const FieldDescriptor* is = after->FindFieldByNumber(was->number());
+      if (is != nullptr && CompareFacts(was, is, after)) {
+        added += (added.empty() ? "" : ", ") + is->name();
+      }
+    }
+    if (!added.empty()) {
+      Add(Change::kFactsAdded, before->full_name(), "the comments state more of " + added);
+    }
+  }
+
+  // Whether a release's comments are written with facts; lineage alone is older than they are.
+  static bool StatesFacts(const Contracts& contracts) {
+    for (const Descriptor* message : contracts.messages()) {
+      for (int i = 0; i < message->field_count(); ++i) {
+        for (const Fact& fact : contracts.CommentOf(message->field(i)).facts) {
+          FieldFacts facts;
+          const bool is_known = fact.key == "Unit" || fact.key == "Values" ||
+                                fact.key == "Format" || fact.key == "Privacy";
+          if (is_known && ReadFact(fact, facts)) return true;
+        }
+      }
+    }
+    return false;
+  }
+
+  // Whether a fact is stated that was not, or more strictly.
+  bool CompareFacts(const FieldDescriptor* was, const FieldDescriptor* is,
+                    const Descriptor* holder) {
+    FieldFacts before = FactsOf(older_, was);
+    const FieldFacts after = FactsOf(newer_, is);
+    // A name promises its unit only where a line would say otherwise.
+    if (!older_states_facts_ && before.unit != after.unit) before.unit.clear();
+    const auto changed = [&](Change change, const char* what, const std::string& from,
+                             const std::string& to) {
+      AddContent(holder, change, was->full_name(), what + FromTo(from, to));
+    };
+    // Nothing was said before where a fact was missing or unspecified.
+    const auto is_said = [](const std::string& fact) {
+      return !fact.empty() && fact != "unspecified";
+    };
+    bool adds = false;
+    if (before.unit != after.unit) {
+      if (is_said(before.unit)) {
+        changed(Change::kUnitChanged, "unit changed ", before.unit, after.unit);
+      } else {
+        adds = true;
+      }
+    }
+    if (before.format != after.format) {
+      if (is_said(before.format)) {
+        changed(Change::kFormatChanged, "format changed ", before.format, after.format);
+      } else {
+        adds = true;
+      }
+    }
+    if (before.is_closed && (!after.is_closed || Sorted(before) != Sorted(after))) {
+      changed(Change::kValuesChanged, "closed list of values changed ", before.values,
+              after.values);
+    } else if (before.values != after.values) {
+      adds = true;
+    }
+    if (after.privacy < before.privacy) {
+      changed(Change::kPrivacyLowered, "privacy class lowered ", PrivacyText(before.privacy),
+              PrivacyText(after.privacy));
+    } else if (after.privacy > before.privacy) {
+      adds = true;
+    }
+    return adds;
+  }
+  static std::vector<std::string> Sorted(const FieldFacts& facts) {
+    std::vector<std::string> values = facts.listed_values;
+    std::sort(values.begin(), values.end());
+    return values;
   }
 
   void CompareTables(const Descriptor* before, const Descriptor* after) {
@@ -494,6 +578,7 @@ class Comparison {
 
   const Contracts& older_;
   const Contracts& newer_;
+  const bool older_states_facts_;
   std::vector<Difference> differences_;
   std::map<const void*, Raise> raises_;  // by the newer release's message or enumeration
   std::map<const Descriptor*, std::set<const void*>> contents_;

@@ -1,5 +1,6 @@
 // diff: what changed between two releases.
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 
 #include "tool/commands.h"
@@ -37,10 +38,26 @@ std::string Count(const std::vector<Difference>& differences) {
          " safe";
 }
 
+// More messages with facts added than this are counted instead of named: a release that begins to
+// state facts does so everywhere.
+constexpr std::ptrdiff_t kMostNamed = 10;
+
+bool IsFactsAdded(const Difference& difference) { return difference.change == Change::kFactsAdded; }
+
+// What a reader is shown: all, or all but the facts added, and then how many messages have some.
+std::vector<Difference> ForReaders(std::vector<Difference> differences) {
+  const auto added = std::count_if(differences.begin(), differences.end(), IsFactsAdded);
+  if (added <= kMostNamed) return differences;
+  std::erase_if(differences, IsFactsAdded);
+  differences.push_back({Change::kFactsAdded, kSafe, std::to_string(added) + " messages",
+                         "the comments state more; --format json names the fields", ""});
+  return differences;
+}
+
 std::string AsText(const std::vector<Difference>& differences) {
   const bool colour = WantsColour();
   std::string text;
-  for (const Difference& difference : differences) {
+  for (const Difference& difference : ForReaders(differences)) {
     text += Styled(BreaksText(difference.breaks),
                    difference.breaks == kSafe ? Style::kGood : Style::kBad, colour) +
             ": " + Styled(difference.subject, Style::kName, colour) + "\n" +
@@ -51,9 +68,10 @@ std::string AsText(const std::vector<Difference>& differences) {
 
 std::string AsMarkdown(const std::vector<Difference>& differences) {
   std::string text = Count(differences) + ".\n";
+  const std::vector<Difference> shown = ForReaders(differences);
   for (const bool breaking : {true, false}) {
     std::string rows;
-    for (const Difference& difference : differences) {
+    for (const Difference& difference : shown) {
       if ((difference.breaks != kSafe) != breaking) continue;
       std::string words = Words(difference);
       for (size_t at = 0; (at = words.find('|', at)) != std::string::npos; at += 2) {

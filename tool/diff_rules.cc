@@ -52,6 +52,11 @@ constexpr Rule kRules[] = {
     {Change::kExtensionAdded, "extension-added", kSafe, ""},
     {Change::kExtensionChanged, "extension-changed", kWire | kSource, "options of schemas are written with it"},
     {Change::kOtherOptionChanged, "option-changed", kSafe, ""},
+    {Change::kUnitChanged, "unit-changed", kWire, "readers take the number for the old quantity"},
+    {Change::kValuesChanged, "values-changed", kWire, "readers and old data rely on the old list"},
+    {Change::kFormatChanged, "format-changed", kWire, "readers parse the old format"},
+    {Change::kPrivacyLowered, "privacy-lowered", kWire, "old data in the field is as personal as before"},
+    {Change::kFactsAdded, "facts-added", kSafe, ""},
 };
 // clang-format on
 
@@ -60,7 +65,7 @@ constexpr bool RulesStandInOrder() {
   for (const Rule& rule : kRules) {
     if (static_cast<size_t>(rule.change) != place++) return false;
   }
-  return place == static_cast<size_t>(Change::kOtherOptionChanged) + 1;
+  return place == static_cast<size_t>(kLastChange) + 1;
 }
 static_assert(RulesStandInOrder(), "one rule for each change, in the order of Change");
 
@@ -85,6 +90,9 @@ Raise RaiseFor(Change change) {
     case Change::kFieldOneofChanged:
     case Change::kEnumValueRemoved:
     case Change::kEnumValueRenamed:
+    case Change::kUnitChanged:
+    case Change::kValuesChanged:
+    case Change::kFormatChanged:
       return Raise::kMajor;
     default:
       return Raise::kNone;

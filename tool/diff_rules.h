@@ -59,6 +59,11 @@ enum class Change {
   kExtensionAdded,
   kExtensionChanged,
   kOtherOptionChanged,
+  kUnitChanged,
+  kValuesChanged,
+  kFormatChanged,
+  kPrivacyLowered,
+  kFactsAdded,
 };
 
 struct Rule {
@@ -69,6 +74,8 @@ struct Rule {
 };
 
 const Rule& RuleOf(Change change);
+
+constexpr Change kLastChange = Change::kFactsAdded;
 
 // How far a change of a payload's content has to raise its version.
 enum class Raise { kNone, kMinor, kMajor };

@@ -61,6 +61,7 @@ int Main(int argc, char** argv) {
   AddEncode(app, exit_code);
   AddDecode(app, exit_code);
   AddDiff(app, exit_code);
+  AddPrivacy(app, exit_code);
   AddCatalogue(app, exit_code);
   AddDescribe(app, exit_code);
 

@@ -6,6 +6,7 @@
 
 #include "tool/commands.h"
 #include "tool/contracts.h"
+#include "tool/facts.h"
 #include "tool/limits.h"
 #include "tool/names.h"
 #include "tool/output.h"
@@ -152,10 +153,15 @@ class TextView {
     std::string key;
     for (const FieldDescriptor* field : table.key) key += (key.empty() ? "" : ", ") + field->name();
     if (!key.empty()) Line("key", key);
-    std::vector<std::string> fed;
-    for (const Feed& feed : contracts_.FeedsOf(message)) fed.push_back(WithPackage(feed.payload));
-    fed.erase(std::unique(fed.begin(), fed.end()), fed.end());
+    std::vector<std::string> fed, same;
+    for (const Feed& feed : contracts_.FeedsOf(message)) {
+      (feed.same_data ? same : fed).push_back(WithPackage(feed.payload));
+    }
+    for (auto* payloads : {&fed, &same}) {
+      payloads->erase(std::unique(payloads->begin(), payloads->end()), payloads->end());
+    }
     Lines("feeds", fed);
+    Lines("same in", same);
   }
 
   void ShowFields(const Descriptor* message) {
@@ -178,6 +184,9 @@ class TextView {
         text_ += ", one of " + field->real_containing_oneof()->name();
       }
       text_ += "\n" + Wrapped(Reflowed(contracts_.CommentOf(field).text), width_, 10);
+      for (const std::string& line : FactLines(FactsOf(contracts_, field))) {
+        text_ += Styled(Wrapped(line, width_, 10), Style::kQuiet, colour_);
+      }
       for (const Origin& origin : contracts_.OriginsOf(field)) {
         text_ += Styled(Wrapped(OriginText(origin), width_, 10), Style::kQuiet, colour_);
       }
@@ -268,13 +277,17 @@ class JsonView {
       json_.Key("key").BeginArray();
       for (const FieldDescriptor* field : table.key) json_.Value(field->name());
       json_.EndArray();
-      json_.Key("feeds").BeginArray();
-      const Descriptor* last = nullptr;
-      for (const Feed& feed : contracts_.FeedsOf(message)) {
-        if (feed.payload != last) json_.Value(feed.payload->full_name());
-        last = feed.payload;
+      const auto feeds = contracts_.FeedsOf(message);
+      for (const bool same_data : {false, true}) {
+        json_.Key(same_data ? "same_data_in" : "feeds").BeginArray();
+        const Descriptor* last = nullptr;
+        for (const Feed& feed : feeds) {
+          if (feed.same_data != same_data || feed.payload == last) continue;
+          json_.Value(feed.payload->full_name());
+          last = feed.payload;
+        }
+        json_.EndArray();
       }
-      json_.EndArray();
     }
     if (kind == Kind::kPayload) {
       const PayloadOptions payload = PayloadOptionsOf(message);
@@ -308,6 +321,7 @@ class JsonView {
       json_.Add("oneof", field->real_containing_oneof()->name());
     }
     json_.Add("comment", contracts_.CommentOf(field).text);
+    AddFacts(json_, FactsOf(contracts_, field));
     json_.Key("sources").BeginArray();
     for (const Origin& origin : contracts_.OriginsOf(field)) {
       json_.BeginObject().Add("name", origin.name);
@@ -344,18 +358,20 @@ class JsonView {
 std::string AsCsv(const Contracts& contracts, const Descriptor* message) {
   Types types;
   types.Collect(message);
-  std::string csv =
-      CsvLine({"message", "number", "field", "type", "presence", "key", "comment", "sources"});
+  std::string csv = CsvLine({"message", "number", "field", "type", "presence", "key", "comment",
+                             "sources", "unit", "values", "format", "privacy"});
   for (const Descriptor* part : types.messages) {
     for (int i = 0; i < part->field_count(); ++i) {
       const FieldDescriptor* field = part->field(i);
+      const FieldFacts facts = FactsOf(contracts, field);
       std::string sources;
       for (const Origin& origin : contracts.OriginsOf(field)) {
         sources += (sources.empty() ? "" : "; ") + OriginText(origin);
       }
       csv += CsvLine({part->full_name(), std::to_string(field->number()), field->name(),
                       TypeText(field), PresenceText(field), IsKey(field) ? "true" : "false",
-                      Reflowed(contracts.CommentOf(field).text), sources});
+                      Reflowed(contracts.CommentOf(field).text), sources, facts.unit, facts.values,
+                      facts.format, PrivacyText(facts.privacy)});
     }
   }
   return csv;

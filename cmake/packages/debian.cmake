@@ -66,7 +66,9 @@ set(development_parts "${library}" "${protobuf}|DEPENDS_ON" "${descriptor}")
 if(OVIX_BUILD_TOOL)
   # Headers alone, compiled into the tool.
   find_package(CLI11 2 REQUIRED)
+  find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
   set(tool_parts "${library}" "${protobuf}|DEPENDS_ON" "${libstdcxx}" "${descriptor}"
+    "OpenSSL|${OPENSSL_VERSION}|Apache-2.0|DEPENDS_ON"
     "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS")
 endif()
 

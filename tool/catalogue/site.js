@@ -55,11 +55,11 @@
     script.src = `${root}assets/index.js`;
     script.addEventListener('load', () => {
       const { pages, entries: all } = window.ovixCatalogue;
-      entries = all.map(([mark, name, page, anchor, context, text], order) => {
+      entries = all.map(([mark, name, page, anchor, context, text, classes = ''], order) => {
         const kind = kinds[mark];
         const inside = kind === 'field' || kind === 'value';
         return {
-          kind, name, context, text, order,
+          kind, name, context, text, order, classes,
           href: `${root}contracts/${pages[page]}${anchor ? `#${anchor}` : ''}`,
           words: name.split(/[_.]|(?<=[a-z0-9])(?=[A-Z])/).map((word) => word.toLowerCase()),
           lower: name.toLowerCase(),
@@ -84,10 +84,17 @@
     return entry.said.includes(word) ? 10 : 0;
   };
 
+  // "privacy:location" takes what has that class, and "privacy:" what has any.
+  const filter = 'privacy:';
   const find = (query) => {
-    const words = query.toLowerCase().split(/\s+/).filter(Boolean);
+    const all = query.toLowerCase().split(/\s+/).filter(Boolean);
+    const words = all.filter((word) => !word.startsWith(filter));
+    const wanted = all.filter((word) => word.startsWith(filter))
+      .map((word) => word.slice(filter.length));
     const found = [];
     for (const entry of entries) {
+      const has = (start) => entry.classes.split(' ').some((name) => name && name.startsWith(start));
+      if (!wanted.every(has)) continue;
       let sum = entry.weight - entry.whole.length / 40;
       for (const word of words) {
         const points = score(entry, word);
@@ -108,6 +115,7 @@
 
   // The text with the words of the query marked.
   const marked = (text, words) => {
+    if (words.length === 0) return [text];
     const pattern = words.map((word) => word.replace(/[.*+?^${}()|[\]\\]/g, '\\$&')).join('|');
     return text.split(new RegExp(`(${pattern})`, 'i')).map(
       (piece, place) => (place % 2 ? element('mark', '', piece) : piece));
@@ -159,7 +167,8 @@
       const option = element('a', '',
         element('span', `kind kind-${entry.kind}`, entry.kind), ' ',
         element('span', 'result-name', ...marked(entry.name, words)), ' ',
-        element('span', 'result-context', inside ? 'in ' : '', ...marked(entry.context, words)), ' ',
+        element('span', 'result-context', inside ? 'in ' : '', ...marked(entry.context, words),
+          entry.classes ? ` · ${entry.classes.replaceAll(' ', ', ')}` : ''), ' ',
         element('span', 'result-text', ...marked(excerpt(entry.text, words), words)));
       option.href = entry.href;
       option.id = `page-result-${place}`;
@@ -220,4 +229,39 @@
     input.select();
   });
   form.hidden = false;
+
+  // --- The filter of the page of personal data.
+
+  const choices = document.querySelector('.filter');
+  if (!choices) return;
+  const boxes = [...choices.querySelectorAll('input')];
+  const groups = [...document.querySelectorAll('.personal tbody')].map((group) => (
+    { group, rows: [...group.querySelectorAll('[data-privacy]')] }));
+  const apply = () => {
+    const chosen = new Set(boxes.filter((box) => box.checked).map((box) => box.value));
+    let fields = 0;
+    let contracts = 0;
+    for (const { group, rows } of groups) {
+      const isKind = chosen.has(group.dataset.kind);
+      for (const row of rows) row.hidden = !chosen.has(row.dataset.privacy);
+      const shown = isKind ? rows.filter((row) => !row.hidden).length : 0;
+      group.hidden = shown === 0;
+      fields += shown;
+      contracts += shown === 0 ? 0 : 1;
+    }
+    choices.querySelector('[role=status]').textContent =
+      `${fields} fields in ${contracts} tables and payloads`;
+  };
+  // A link to a class shows that class alone.
+  const follow = () => {
+    const name = location.hash.replace('#class-', '');
+    if (boxes.every((box) => box.value !== name)) return;
+    for (const box of boxes) if (box.name === 'class') box.checked = box.value === name;
+    apply();
+  };
+  choices.addEventListener('change', apply);
+  addEventListener('hashchange', follow);
+  choices.hidden = false;
+  apply();
+  follow();
 })();
