@@ -176,8 +176,12 @@ void Store::KeepCreated(const std::string& name) {
   created_folders_.clear();
   if (written.created.empty()) return;
   bool all_are_used = true;
-  for (const auto& [schema, file] : written.database.connection().schemas()) {
-    all_are_used = all_are_used && written.database.UsedBytes(schema) > 0;
+  try {
+    for (const auto& [schema, file] : written.database.connection().schemas()) {
+      all_are_used = all_are_used && written.database.UsedBytes(schema) > 0;
+    }
+  } catch (const StoreError&) {
+    all_are_used = false;  // the write is done, whatever the disk does now
   }
   if (all_are_used) {
     written.created.clear();
@@ -294,6 +298,7 @@ Changes Store::WriteOnce(Database& database, const std::function<void(Writer&)>&
   KeepLimits(writer, catalogue_);
   database.KeepArrivals();
   transaction.Commit();
+  ShrinkFiles(database, catalogue_);
   problems_.insert(problems_.end(), problems.begin(), problems.end());
   return changes;
 }
