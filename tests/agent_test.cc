@@ -68,6 +68,38 @@ TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
   EXPECT_NE(refused.output.find("outbox"), std::string::npos) << refused.output;
 }
 
+TEST(Agent, GoesOnAroundWhatFailsAndHealsIt) {
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=x\n");
+  folder.Write("machine/var/lib/dpkg/status", "Package: a\nStatus: install ok installed\n");
+  const std::string collect =
+      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+  ASSERT_EQ(RunAgent(collect).exit_code, 0);
+  const auto run = [&](int exit_code, std::initializer_list<const char*> parts) {
+    const Outcome outcome = RunAgent(collect);
+    EXPECT_EQ(outcome.exit_code, exit_code);
+    for (const char* part : parts) {
+      EXPECT_NE(outcome.output.find(part), std::string::npos) << part << " in:\n" << outcome.output;
+    }
+  };
+  // A row that no longer reads.
+  agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
+      .Execute("UPDATE OperatingSystem SET sku = 'x'");
+  run(1, {"ovix-agent: ", "OperatingSystem, rowid=1: column sku", "replaced by the row that came",
+          "1 changed, 0 gone, 3 as before"});
+  run(0, {"0 changed, 0 gone, 4 as before"});
+  // A database that is another program's: it alone is left out.
+  agent::Connection(folder / "store/Cache.db", std::chrono::seconds(1))
+      .Execute("PRAGMA application_id = 7");
+  run(1, {"Cache.db: the database is another program's", "4 as before"});
+  std::filesystem::remove(folder / "store/Cache.db");
+  // A damaged one is begun anew.
+  folder.Write("store/DeviceProfile.db", "no database, but long enough to be read as one");
+  run(1, {"DeviceProfile.db: the database is damaged", "set aside as DeviceProfile.db.damaged-",
+          "4 new"});
+  run(0, {"4 as before"});
+}
+
 TEST(Agent, SaysBadInputInOneLineAndFails) {
   const Folder folder;
   folder.Write("file", "");
@@ -76,7 +108,7 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
   const std::string machine = " --root " + (folder / "machine").string();
   const std::pair<std::string, const char*> cases[] = {
       {"collect " + (folder / "file").string() + machine, "folder"},
-      {"collect " + (folder / "damaged").string() + machine, "damaged"},
+      {"show " + (folder / "damaged").string(), "DeviceProfile.db: the database is damaged"},
       {"show " + (folder / "nowhere").string(), "nowhere"},
       {"show", "store"},
       {"collect x --root " + (folder / "nowhere").string(), "nowhere"},

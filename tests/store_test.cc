@@ -678,8 +678,8 @@ TEST(StoreArrivals, DoNotFollowAKeyOfTheRecordsOwn) {
   // As release 1.0.0 made it.
   Execute(folder / "WindowsEventsCache.db",
           "CREATE TABLE Events (rowid INTEGER NOT NULL, time TEXT, PRIMARY KEY (rowid))");
-  Execute(folder / "WindowsEventsCache.db", "INSERT INTO Events VALUES (5, ''), (-7, ''), (9, '')");
-  EXPECT_EQ(arrived(), (std::vector<int64_t>{-7, 5, 9}));
+  Execute(folder / "WindowsEventsCache.db", "INSERT INTO Events VALUES (5, ''), (2, ''), (9, '')");
+  EXPECT_EQ(arrived(), (std::vector<int64_t>{2, 5, 9}));
   Store store(folder.path(), Library(), Options());
   for (const int key : {7, 3}) {
     Events event;
@@ -834,16 +834,14 @@ TEST(StoreErrors, SetADamagedDatabaseAsideAndBeginANewOne) {
   for (const auto& [file, content] : cases) {
     SCOPED_TRACE(file);
     folder.Write(file, content);
-    folder.Write(std::string(file) + "-journal", "its journal");
+    folder.Write(std::string(file) + "-journal", std::string(28, '\0'));
     {
       Store reader(folder.path(), Library(), {.access = Store::Access::kRead});
-      for (const Table& table : Library().tables()) {
-        if (table.database + ".db" == file) {
-          ExpectContains(ErrorOf([&] { reader.Read(table.record, [](const Message&) {}); }),
-                         {file, "damaged"});
-          break;
-        }
-      }
+      const auto* record = std::string(file) == "DeviceProfile.db"
+                               ? profile::Application::descriptor()
+                               : profile::ApplicationEvents::descriptor();
+      ExpectContains(ErrorOf([&] { reader.Read(record, [](const Message&) {}); }),
+                     {file, "damaged"});
     }
     application.set_name(std::to_string(++number));
     Store store(folder.path(), Library(), Options());
@@ -938,7 +936,7 @@ TEST(StoreErrors, PutARowThatNoLongerReadsRight) {
   EXPECT_EQ(changes.unreadable, 3);
   std::string all;
   for (const auto& line : store.TakeProblems()) all += line + "\n";
-  ExpectContains(all, {"first_key=other\\n\\x1b[2J\\\"\\u202e, second_key=0", "first_key=gone"});
+  ExpectContains(all, {"first_key=other\\n\\x1b[2J\\\"\\u202e:", "first_key=gone"});
   EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3);
 
   // Nothing is kept open that would shut out another program.

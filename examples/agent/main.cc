@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <iostream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -32,57 +33,106 @@ std::vector<const google::protobuf::Message*> Pointers(const Rows& rows) {
   return pointers;
 }
 
-// Runs one collector and stores what it found; prints a line for each table.
-Changes CollectOne(const Collector& collector, const Machine& machine, Store& store) {
-  Collection found(TimeText(std::chrono::system_clock::now()));
-  collector.collect(machine, found);
-  Changes changes;
-  std::string produced;
-  for (const auto& snapshot : found.snapshots()) {
-    const Changes of_table = store.Replace(snapshot.record, Pointers(snapshot.rows));
-    std::cout << "  " << snapshot.record->name() << ": " << Plural(snapshot.rows.size(), "row")
-              << ", " << of_table.inserted << " new, " << of_table.updated << " changed, "
-              << of_table.deleted << " gone\n";
-    produced += (produced.empty() ? "" : " ") + snapshot.record->name() + "=" +
-                std::to_string(snapshot.rows.size());
-    changes += of_table;
-  }
-  if (!found.appended().empty()) {
-    const Changes appended = store.Put(Pointers(found.appended()));
-    std::cout << "  " << Plural(appended.appended, "sample") << " appended\n";
-    produced += (produced.empty() ? "" : " ") + ("samples=" + std::to_string(appended.appended));
-    changes += appended;
-  }
-  for (const auto& skipped : found.skipped()) std::cout << "  skipped: " << skipped.why << "\n";
+// A run of all collectors. What fails is told, and the rest goes on.
+class Run {
+ public:
+  Run(const Machine& machine, const Catalogue& catalogue, Store& store)
+      : machine_(machine), catalogue_(catalogue), store_(store) {}
 
-  telemetry::contract::storage::CollectorCache cache;
-  cache.set_collector(collector.name);
-  cache.set_time(found.time());
-  cache.set_data(produced);
-  store.Put(cache);
-  return changes;
-}
+  // Runs one collector and stores what it found; prints a line for each table.
+  void Collect(const Collector& collector) {
+    std::cout << collector.name << "\n";
+    Collection found(TimeText(std::chrono::system_clock::now()));
+    if (!Try([&] { collector.collect(machine_, found); })) return;
+    std::string produced;
+    for (const auto& snapshot : found.snapshots()) {
+      Try([&] {
+        const Changes changes = store_.Replace(snapshot.record, Pointers(snapshot.rows));
+        std::cout << "  " << snapshot.record->name() << ": " << Plural(snapshot.rows.size(), "row")
+                  << ", " << changes.inserted << " new, " << changes.updated << " changed, "
+                  << changes.deleted << " gone\n";
+        produced += (produced.empty() ? "" : " ") + snapshot.record->name() + "=" +
+                    std::to_string(snapshot.rows.size());
+        all_ += changes;
+      });
+    }
+    // One write for each database, so that one that fails takes no other's rows with it.
+    std::map<std::string, std::vector<const google::protobuf::Message*>> samples;
+    for (const auto* row : Pointers(found.appended())) {
+      samples[catalogue_.Get(row->GetDescriptor()).database].push_back(row);
+    }
+    for (const auto& [database, rows] : samples) {
+      Try([&, &rows = rows] {
+        const Changes changes = store_.Put(rows);
+        std::cout << "  " << Plural(changes.appended, "sample") << " appended\n";
+        produced += (produced.empty() ? "" : " ") + ("samples=" + std::to_string(changes.appended));
+        all_ += changes;
+      });
+    }
+    for (const auto& skipped : found.skipped()) std::cout << "  skipped: " << skipped.why << "\n";
+    telemetry::contract::storage::CollectorCache cache;
+    cache.set_collector(collector.name);
+    cache.set_time(found.time());
+    cache.set_data(produced);
+    Try([&] { store_.Put(cache); });
+  }
 
-void Collect(const std::string& folder, const std::string& root) {
+  void Trim() {
+    Try([&] { all_ += store_.Trim(); });
+  }
+
+  // Prints what all collectors did; false where something was wrong, all of which has been said.
+  bool Report() {
+    Try([&] {
+      std::cout << "\n";
+      PrintStore(std::cout, store_, catalogue_);
+    });
+    std::cout << "\nSince the last run: ";
+    PrintChanges(std::cout, all_);
+    std::cout.flush();
+    return succeeded_;
+  }
+
+ private:
+  // Does one thing of which others are independent, and says what goes wrong.
+  template <typename Action>
+  bool Try(const Action& action) {
+    bool succeeded = true;
+    const auto say = [&](const std::string& problem) {
+      std::cout.flush();
+      std::cerr << "ovix-agent: " << problem << "\n";
+      succeeded_ = false;
+    };
+    try {
+      action();
+    } catch (const std::exception& error) {
+      say(error.what());
+      succeeded = false;
+    }
+    for (const std::string& problem : store_.TakeProblems()) say(problem);
+    return succeeded;
+  }
+
+  const Machine& machine_;
+  const Catalogue& catalogue_;
+  Store& store_;
+  Changes all_;
+  bool succeeded_ = true;
+};
+
+bool Collect(const std::string& folder, const std::string& root) {
   const Catalogue catalogue;
   Store store(folder, catalogue);
   const Machine machine(root);
-  Changes all;
-  for (const Collector& collector : Collectors()) {
-    std::cout << collector.name << "\n";
-    all += CollectOne(collector, machine, store);
-  }
-  all += store.Trim();
-  std::cout << "\n";
-  PrintStore(std::cout, store, catalogue);
-  std::cout << "\nSince the last run: " << all.inserted << " new, " << all.updated << " changed, "
-            << all.deleted << " gone, " << all.unchanged << " as before, " << all.appended
-            << " appended, " << all.trimmed << " trimmed to the limits.\n";
+  Run run(machine, catalogue, store);
+  for (const Collector& collector : Collectors()) run.Collect(collector);
+  run.Trim();
+  return run.Report();
 }
 
 void Show(const std::string& folder) {
   const Catalogue catalogue;
-  Store store(folder, catalogue);
+  Store store(folder, catalogue, {.access = Store::Access::kRead});
   PrintStore(std::cout, store, catalogue);
 }
 
@@ -90,7 +140,7 @@ void Show(const std::string& folder) {
 // has been said.
 bool Upload(const std::string& folder, const std::string& outbox_folder, const std::string& shown) {
   const Catalogue catalogue;
-  Store store(folder, catalogue);
+  Store store(folder, catalogue, {.access = Store::Access::kRead});
   const auto now = std::chrono::system_clock::now();
   Outbox outbox(outbox_folder, now);
   Built built = BuildPayloads(store, catalogue, now);
@@ -154,7 +204,7 @@ int Main(int argc, char** argv) {
 
   CLI11_PARSE(app, argc, argv);
   try {
-    if (*collect) Collect(folder, root);
+    if (*collect && !Collect(folder, root)) return 1;
     if (*show) Show(folder);
     if (*upload && !Upload(folder, outbox, shown)) return 1;
   } catch (const std::exception& error) {

@@ -17,6 +17,33 @@ std::string LimitsOf(const Table& table, uint32_t max_size_mb) {
 
 }  // namespace
 
+void PrintChanges(std::ostream& out, const Changes& changes) {
+  out << changes.inserted << " new, " << changes.updated << " changed, " << changes.deleted
+      << " gone, " << changes.unchanged << " as before, " << changes.appended << " appended, "
+      << changes.trimmed << " dropped to keep the limits.\n";
+  for (const auto& [what, rows] : changes.dropped) {
+    const auto& [table, limit] = what;
+    out << "  dropped: " << rows << " of " << table->database << "." << table->name << ", ";
+    switch (limit) {
+      case Limit::kAge:
+        out << "older than " << table->max_time_days << " days\n";
+        break;
+      case Limit::kRows:
+        out << "beyond " << table->max_rows << " rows\n";
+        break;
+      case Limit::kSize:
+        out << "as the database is full\n";
+        break;
+    }
+  }
+  if (changes.clock_ahead_days > 0) {
+    out << "  note: the clock is " << changes.clock_ahead_days
+        << " days ahead of the last run; until it has gone on for a week, no row is dropped for "
+           "its "
+           "age\n";
+  }
+}
+
 void PrintTable(std::ostream& out, const std::vector<std::vector<std::string>>& rows,
                 const std::vector<size_t>& right) {
   std::vector<size_t> widths;

@@ -18,6 +18,9 @@ void PrintTable(std::ostream& out, const std::vector<std::vector<std::string>>& 
 // Databases, tables, keys, limits, rows and recorded changes of every table that holds rows.
 void PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue);
 
+// One line of counts, and below it one for each table that lost rows to a limit, and why.
+void PrintChanges(std::ostream& out, const Changes& changes);
+
 }  // namespace ovix::agent
 
 #endif  // OVIX_AGENT_REPORT_H_

@@ -95,9 +95,7 @@ void Database::CheckIsOurs(const std::string& database, const std::filesystem::p
     return;
   }
   // Release 1.0.0 set no application_id: then its tables tell.
-  const bool is_empty =
-      connection_.Number("SELECT count(*) FROM " + Quoted(schema) + ".sqlite_schema", schema) == 0;
-  if (id == 0 && is_empty) return;
+  if (id == 0 && IsEmpty(schema)) return;
   const bool is_ours = std::any_of(
       catalogue_.tables().begin(), catalogue_.tables().end(),
       [&](const Table& table) { return table.database == database && HasTable(table); });
@@ -113,6 +111,12 @@ bool Database::Has(const std::string& schema, std::string_view type, const std::
   found->Bind(1, type);
   found->Bind(2, std::string_view(object));
   return found->Step();
+}
+
+bool Database::IsEmpty(const std::string& schema) {
+  const Use first =
+      connection_.Prepared("SELECT 1 FROM " + Quoted(schema) + ".sqlite_schema", schema);
+  return !first->Step();
 }
 
 bool Database::HasTable(const Table& table) { return Has(SchemaOf(table), "table", table.name); }
@@ -172,7 +176,7 @@ Place& Database::Prepare(const Table& table) {
   if (known != places_.end()) return known->second;
   const std::string schema = SchemaOf(table);
   if (!Has(schema, "table", tables::kStoreTable)) {
-    const bool is_new = connection_.Number("PRAGMA " + Quoted(schema) + ".page_count", schema) == 0;
+    const bool is_new = IsEmpty(schema);
     for (const std::string& sql : tables::LayoutSql(is_new, schema)) {
       connection_.Execute(sql, schema);
     }

@@ -58,6 +58,8 @@ class Database {
   std::string SchemaOf(const Table& table) const { return SchemaOf(table.database); }
   // The file of a schema.
   const std::filesystem::path& FileOf(const std::string& schema) const;
+  // Whether it holds nothing at all.
+  bool IsEmpty(const std::string& schema);
   bool HasTable(const Table& table);
 
   // The table as it stands, to be read; nothing where it is not there.

@@ -13,10 +13,11 @@ using std::chrono::milliseconds;
 using std::chrono::system_clock;
 using telemetry::contract::tables::Quoted;
 
-// The names of the store's own numbers for its clock: the last reading that is believed, and the
-// first of a leap that is not yet.
+// The names of the store's own numbers for its clock: the last reading that is believed; the first
+// and the last reading since a leap that is not believed yet, 0 without one.
 constexpr char kClock[] = "clock";
 constexpr char kLeap[] = "leap";
+constexpr char kLeapSeen[] = "leap seen";
 
 int64_t ToNumber(system_clock::time_point time) {
   return std::chrono::floor<milliseconds>(time.time_since_epoch()).count();
@@ -79,16 +80,20 @@ system_clock::time_point Retention::Today(const std::string& schema) {
     last = NewestRow(schema);
   }
   int64_t leap = database_.Number(schema, kLeap).value_or(0);
+  if (leap != 0 && now >= leap + span) {
+    // It has gone on: what it read last time was right.
+    last = database_.Number(schema, kLeapSeen).value_or(leap);
+    leap = 0;
+  }
   if (now <= last + span) {
+    last = now;
     leap = 0;
   } else if (leap == 0 || now < leap) {
     leap = now;
-  } else if (now >= leap + span) {
-    leap = 0;
   }
-  if (leap == 0) last = now;
   database_.SetNumber(schema, kClock, last);
   database_.SetNumber(schema, kLeap, leap);
+  database_.SetNumber(schema, kLeapSeen, leap == 0 ? 0 : now);
   const auto ahead = std::chrono::floor<std::chrono::days>(milliseconds(now - last));
   writer_.changes().clock_ahead_days =
       std::max<int64_t>(writer_.changes().clock_ahead_days, ahead.count());

@@ -116,6 +116,8 @@ Database& Store::OpenToWrite(const std::string& name) {
   MakeFolderReady();
   std::vector<std::filesystem::path> created;
   const auto make_ready = [&](const std::filesystem::path& file) {
+    // Not while another store removes or sets aside the file of this name.
+    const FolderLock lock(folder_);
     if (CreatePrivateFile(file)) {
       created.push_back(file);
     } else {
@@ -178,7 +180,7 @@ void Store::KeepCreated(const std::string& name) {
   bool all_are_used = true;
   try {
     for (const auto& [schema, file] : written.database.connection().schemas()) {
-      all_are_used = all_are_used && written.database.UsedBytes(schema) > 0;
+      all_are_used = all_are_used && !written.database.IsEmpty(schema);
     }
   } catch (const StoreError&) {
     all_are_used = false;  // the write is done, whatever the disk does now
@@ -201,7 +203,7 @@ void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created) {
         // this name anew where it finds that this one is gone.
         Connection connection(file, std::chrono::milliseconds(0), Connection::Mode::kWrite);
         connection.Execute("BEGIN EXCLUSIVE");
-        is_empty = connection.Number("PRAGMA page_count") == 0;
+        is_empty = connection.Number("SELECT count(*) FROM sqlite_schema") == 0;
         if (is_empty && std::filesystem::remove(file, ignored)) is_empty = false;
       } catch (const StoreError&) {
         continue;  // in use, so not empty for long
