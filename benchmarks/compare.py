@@ -14,6 +14,7 @@ from ratios import Table, run
 LOAD_ROUNDS = 150
 CODEC_ROUNDS = 25
 WALK_ROUNDS = 25
+STORE_ROUNDS = 25
 MESSAGES = ["BatteryHealthLog", "GraphicsCards", "PcLogPerformanceSamplesAsCDM", "PcDeviceHealthEventAsCDM"]
 
 
@@ -99,6 +100,20 @@ def measure_walk(programs, absolute):
     return max(walk["later_allocations"] for walk in walks)
 
 
+def measure_store(programs, table, absolute):
+    rates = {}
+    for line in run(programs / "store-bench", STORE_ROUNDS).splitlines():
+        rate = json.loads(line)
+        rates.setdefault(rate["batch"], []).append(rate)
+    for batch, reach in ((1000, 0.7), (1, None)):
+        what = "in batches of 1000" if batch > 1 else "one by one"
+        table.add(f"store: records a second {what}, against plain SQLite",
+                  [rate["ours"] / rate["plain"] for rate in rates[batch]], reach)
+        absolute[f"store_records_per_second_{batch}"] = {
+            who: statistics.median(rate[who] for rate in rates[batch]) for who in ("ours", "plain")}
+    absolute["store_million"] = json.loads(run(programs / "store-bench", "million"))
+
+
 def write_plot_data(table, path):
     ways = ["serialize", "parse, fresh message", "parse, arena", "parse, reused message"]
     lines = ["message " + " ".join(f'"{way}"' for way in ways)]
@@ -118,12 +133,16 @@ def main(build, results):
         measure_load(programs, stripped, table, absolute)
         measure_codec(programs, table, absolute, pathlib.Path(scratch))
     later_allocations = measure_walk(programs, absolute)
+    measure_store(programs, table, absolute)
 
     table.print()
     walk = absolute["walk"]
     print(f"walk of {walk['steps']:.0f} prototypes reading every option: first {walk['first_us'] / 1000:.2f} ms, "
           f"{walk['first_bytes'] / 1024:.0f} KiB in {walk['first_allocations']:.0f} allocations; later "
           f"{walk['later_us']:.1f} us, {later_allocations} allocations")
+    million = absolute["store_million"]
+    print(f"store of {million['rows']} rows: kept in {million['kept_s']:.1f} s, read in {million['read_s']:.1f} s, "
+          f"{million['dropped']} of them dropped in {million['trim_s']:.2f} s, peak {million['peak_mb']:.0f} MB")
     (results / "results.json").write_text(
         json.dumps({"ratios": table.rows, "absolute": absolute}, indent=1) + "\n", encoding="ascii")
     write_plot_data(table, results / "codec.dat")

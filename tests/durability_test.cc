@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,7 +64,10 @@ TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
   // More than a hundred rounds where somebody has the time: see scripts/fuzz.
   const char* rounds = std::getenv("OVIX_TESTS_KILLS");
   for (int round = rounds == nullptr ? 100 : std::atoi(rounds); round > 0; --round) {
-    if (round % 50 == 0) {  // before the database is as large as it may be
+    // Before the database is as large as it may be, however quick the disk is: the writer stops by
+    // itself after kMost writes.
+    constexpr int kMost = 200;
+    if (next > 600) {
       std::filesystem::remove_all(folder.path());
       acknowledged.clear();
       next = 0;
@@ -72,7 +76,7 @@ TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
     ASSERT_EQ(pipe(acknowledgements), 0);
     const pid_t writer = Fork([&] {
       Store store(folder.path(), catalogue);
-      for (int number = next;; ++number) {
+      for (int number = next; number < next + kMost; ++number) {
         // Five rows and their five changes are one write.
         std::vector<profile::Application> batch;
         for (int i = 0; i < 5; ++i) batch.push_back(Application(number * 5 + i));
@@ -81,17 +85,27 @@ TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
         store.Put(pointers);
         if (write(acknowledgements[1], &number, sizeof number) != sizeof number) _exit(1);
       }
+      pause();
     });
     close(acknowledgements[1]);
-    usleep(std::uniform_int_distribution<useconds_t>(0, 40000)(random));
+    int number = 0;
+    const auto read_one = [&] {
+      if (read(acknowledgements[0], &number, sizeof number) != sizeof number) return false;
+      for (int i = 0; i < 5; ++i) acknowledged.insert(Application(number * 5 + i).name());
+      next = number + 1;
+      ++acknowledgements_read;
+      return true;
+    };
+    // However slow the disk is: some writes have ended, and the kill falls into one.
+    for (int writes = std::uniform_int_distribution(0, 3)(random); writes > 0; --writes) {
+      ASSERT_TRUE(read_one());
+    }
+    usleep(std::uniform_int_distribution<useconds_t>(0, 10000)(random));
     kill(writer, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(writer, &status, 0), writer);
     ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed by itself";
-    for (int number = 0; read(acknowledgements[0], &number, sizeof number) == sizeof number;) {
-      for (int i = 0; i < 5; ++i) acknowledged.insert(Application(number * 5 + i).name());
-      next = number + 1;
-      ++acknowledgements_read;
+    while (read_one()) {
     }
     close(acknowledgements[0]);
 
@@ -226,6 +240,86 @@ TEST(StoreDurability, LetsProcessesWriteAtOnce) {
        {profile::Application::descriptor(), profile::ApplicationEvents::descriptor()}) {
     EXPECT_EQ(store.CountRows(catalogue.Get(record)), kWriters * kRows) << record->name();
   }
+}
+
+// --- Who may read
+
+int ModeOf(const std::filesystem::path& path) {
+  return static_cast<int>(std::filesystem::status(path).permissions()) & 0777;
+}
+
+TEST(StorePermissions, AreTheOwnersAloneWhateverTheUmask) {
+  const Catalogue catalogue;
+  for (const mode_t mask : {0, 0022, 0277}) {
+    SCOPED_TRACE(mask);
+    const Folder folder;
+    const mode_t before = umask(mask);
+    Store(folder / "above/store", catalogue).Put(Application(0));
+    umask(before);
+    EXPECT_EQ(ModeOf(folder / "above"), 0700);
+    EXPECT_EQ(ModeOf(folder / "above/store"), 0700);
+    for (const char* name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+      EXPECT_EQ(ModeOf(folder / ("above/store/" + std::string(name))), 0600) << name;
+    }
+    umask(0);
+    agent::Connection connection(folder / "above/store/DeviceProfile.db", std::chrono::seconds(1));
+    connection.Execute("BEGIN; DELETE FROM Application");
+    EXPECT_EQ(ModeOf(folder / "above/store/DeviceProfile.db-journal"), 0600);
+    umask(before);
+  }
+}
+
+TEST(StorePermissions, AreTakenFromOthersWhereTheStoreIsOlder) {
+  namespace fs = std::filesystem;
+  const Folder folder;
+  const Catalogue catalogue;
+  Store(folder / "store", catalogue).Put(Application(0));
+  const fs::perms wide = fs::perms(0755);
+  for (const bool is_shared : {false, true}) {
+    if (is_shared) folder.Write("store/somebody's.txt", "");
+    for (const char* path : {"store", "store/DeviceProfile.db", "store/DeviceProfileEvents.db"}) {
+      fs::permissions(folder / path, wide);
+    }
+    Store(folder / "store", catalogue).Put(Application(1));
+    EXPECT_EQ(ModeOf(folder / "store"), is_shared ? 0755 : 0700);
+    EXPECT_EQ(ModeOf(folder / "store/DeviceProfile.db"), 0600);
+    EXPECT_EQ(ModeOf(folder / "store/DeviceProfileEvents.db"), 0600);
+  }
+}
+
+TEST(StorePermissions, ThatAreMissingAreAnErrorAndNotAnEmptyStore) {
+  const Folder folder;
+  const Catalogue catalogue;
+  Store(folder / "store", catalogue).Put(Application(0));
+  const auto before = folder.Contents();
+  const auto denied = [&](const std::function<void(Store&)>& use) {
+    const pid_t stranger = Fork([&] {
+      // The superuser may read everything; nobody may not.
+      if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(2);
+      try {
+        Store store(folder / "store", catalogue, {.access = Store::Access::kRead});
+        use(store);
+      } catch (const agent::StoreError& error) {
+        _exit(error.kind() == agent::StoreError::Kind::kDenied ? 3 : 4);
+      }
+    });
+    int status = 0;
+    waitpid(stranger, &status, 0);
+    return WEXITSTATUS(status) == 3;
+  };
+  namespace fs = std::filesystem;
+  const auto nothing = [](Store&) {};
+  const auto count = [&](Store& store) {
+    store.CountRows(catalogue.Get(profile::Application::descriptor()));
+  };
+  fs::permissions(folder / "store", fs::perms(0));
+  EXPECT_TRUE(denied(nothing)) << "the folder cannot be read";
+  fs::permissions(folder / "store", fs::perms(0444));
+  EXPECT_TRUE(denied(count)) << "the files cannot be reached";
+  fs::permissions(folder / "store", fs::perms(0755));
+  fs::permissions(folder / "store/DeviceProfile.db", fs::perms(0));
+  EXPECT_TRUE(denied(count)) << "the file cannot be read";
+  EXPECT_EQ(folder.Contents(), before);
 }
 
 TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {

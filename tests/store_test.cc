@@ -508,17 +508,21 @@ TEST(StoreLimits, KeepADatabaseUnderItsSizeByDroppingItsOldestLogRows) {
   state.set_data(kilobytes);
   store.Put(state);
   int64_t dropped = 0;
-  for (int i = 0; i < 600; ++i) {
-    SmallLog row;
-    row.set_time(agent::TimeText(clock_now + std::chrono::seconds(i)));
-    row.set_data(kilobytes);
-    dropped += store.Put(row).trimmed;
+  for (int i = 0; i < 600; i += 10) {
+    std::vector<SmallLog> batch(10);
+    std::vector<const Message*> pointers;
+    for (SmallLog& row : batch) {
+      row.set_time(agent::TimeText(clock_now - std::chrono::seconds(600 - i)));
+      row.set_data(kilobytes);
+      pointers.push_back(&row);
+    }
+    dropped += store.Put(pointers).trimmed;
     ASSERT_LE(std::filesystem::file_size(folder / "Small.db"), 1U << 20) << i;
   }
   const auto rows = Rows<SmallLog>(store);
   EXPECT_EQ(static_cast<int64_t>(rows.size()) + dropped, 600);
   EXPECT_GT(rows.size(), 150U) << "no more is dropped than is needed";
-  EXPECT_EQ(rows.back().time(), agent::TimeText(clock_now + std::chrono::seconds(599)));
+  EXPECT_EQ(rows.back().time(), agent::TimeText(clock_now - std::chrono::seconds(10)));
   EXPECT_EQ(Rows<SmallState>(store).size(), 1U);
 
   state.set_name("too large");
@@ -530,17 +534,17 @@ TEST(StoreLimits, KeepADatabaseUnderItsSizeByDroppingItsOldestLogRows) {
 TEST(StoreLimits, DropTheOldestRowsOfAllTablesOfADatabaseForItsSize) {
   const Folder folder;
   Store store(folder.path(), Awkward(), Options());
-  const auto put = [&](auto row, const std::string& time) {
+  const auto put = [&](auto row, int count, const std::string& time) {
     row.set_time(time);
     row.set_data(std::string(4000, 'x'));
-    return store.Put(row);
+    return store.Put(std::vector<const Message*>(count, &row));
   };
   // Today's rows came first; those of a clock that was ahead are believed to be the oldest.
-  for (int i = 0; i < 80; ++i) put(SmallLog(), DaysAgo(0));
-  for (int i = 0; i < 20; ++i) put(SmallOtherLog(), DaysAgo(-365));
-  for (int i = 0; i < 80; ++i) put(SmallOtherLog(), DaysAgo(100));
+  put(SmallLog(), 80, DaysAgo(0));
+  put(SmallOtherLog(), 20, DaysAgo(-365));
+  put(SmallOtherLog(), 80, DaysAgo(100));
   Changes changes;
-  for (int i = 0; i < 120; ++i) changes += put(SmallLog(), DaysAgo(0));
+  for (int i = 0; i < 12; ++i) changes += put(SmallLog(), 10, DaysAgo(0));
   EXPECT_EQ(Rows<SmallLog>(store).size(), 200U) << "today's rows stay";
   const auto rest = Rows<SmallOtherLog>(store);
   EXPECT_GT(rest.size(), 30U);

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <iostream>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -83,10 +84,8 @@ class Run {
 
   // Prints what all collectors did; false where something was wrong, all of which has been said.
   bool Report() {
-    Try([&] {
-      std::cout << "\n";
-      PrintStore(std::cout, store_, catalogue_);
-    });
+    std::cout << "\n";
+    for (const std::string& problem : PrintStore(std::cout, store_, catalogue_)) Say(problem);
     std::cout << "\nSince the last run: ";
     PrintChanges(std::cout, all_);
     std::cout.flush();
@@ -98,19 +97,22 @@ class Run {
   template <typename Action>
   bool Try(const Action& action) {
     bool succeeded = true;
-    const auto say = [&](const std::string& problem) {
-      std::cout.flush();
-      std::cerr << "ovix-agent: " << problem << "\n";
-      succeeded_ = false;
-    };
     try {
       action();
     } catch (const std::exception& error) {
-      say(error.what());
+      Say(error.what());
       succeeded = false;
     }
-    for (const std::string& problem : store_.TakeProblems()) say(problem);
+    for (const std::string& problem : store_.TakeProblems()) Say(problem);
     return succeeded;
+  }
+
+  // What several collectors meet is said once.
+  void Say(const std::string& problem) {
+    succeeded_ = false;
+    if (!said_.insert(problem).second) return;
+    std::cout.flush();
+    std::cerr << "ovix-agent: " << problem << "\n";
   }
 
   const Machine& machine_;
@@ -118,6 +120,7 @@ class Run {
   Store& store_;
   Changes all_;
   bool succeeded_ = true;
+  std::set<std::string> said_;
 };
 
 bool Collect(const std::string& folder, const std::string& root) {
@@ -130,10 +133,13 @@ bool Collect(const std::string& folder, const std::string& root) {
   return run.Report();
 }
 
-void Show(const std::string& folder) {
+bool Show(const std::string& folder) {
   const Catalogue catalogue;
   Store store(folder, catalogue, {.access = Store::Access::kRead});
-  PrintStore(std::cout, store, catalogue);
+  const std::set<std::string> problems = PrintStore(std::cout, store, catalogue);
+  std::cout.flush();
+  for (const std::string& problem : problems) std::cerr << "ovix-agent: " << problem << "\n";
+  return problems.empty();
 }
 
 // Builds the payloads and puts them into the outbox; false where something was wrong, all of which
@@ -205,7 +211,7 @@ int Main(int argc, char** argv) {
   CLI11_PARSE(app, argc, argv);
   try {
     if (*collect && !Collect(folder, root)) return 1;
-    if (*show) Show(folder);
+    if (*show && !Show(folder)) return 1;
     if (*upload && !Upload(folder, outbox, shown)) return 1;
   } catch (const std::exception& error) {
     std::cout.flush();

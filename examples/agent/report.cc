@@ -63,17 +63,24 @@ void PrintTable(std::ostream& out, const std::vector<std::vector<std::string>>& 
   }
 }
 
-void PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue) {
+std::set<std::string> PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue) {
   std::vector<std::vector<std::string>> rows = {
       {"DATABASE", "TABLE", "TYPE", "KEY", "LIMITS", "ROWS", "CHANGES"}};
+  std::set<std::string> problems;
   std::string database;
   std::vector<const Table*> tables;
   for (const Table& table : catalogue.tables()) tables.push_back(&table);
   std::stable_sort(tables.begin(), tables.end(),
                    [](const Table* a, const Table* b) { return a->database < b->database; });
   for (const Table* table : tables) {
-    const int64_t count = store.CountRows(*table);
-    const int64_t changes = table->state ? store.CountChanges(*table) : 0;
+    int64_t count = 0;
+    int64_t changes = 0;
+    try {
+      count = store.CountRows(*table);
+      changes = table->state ? store.CountChanges(*table) : 0;
+    } catch (const StoreError& error) {
+      problems.insert(error.what());
+    }
     if (count == 0 && changes == 0) continue;
     std::string key;
     for (const Column& column : table->key) key += (key.empty() ? "" : ", ") + column.name();
@@ -84,6 +91,7 @@ void PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue) {
     database = table->database;
   }
   PrintTable(out, rows, {5, 6});
+  return problems;
 }
 
 }  // namespace ovix::agent

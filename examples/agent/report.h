@@ -3,6 +3,7 @@
 #define OVIX_AGENT_REPORT_H_
 
 #include <ostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,8 @@ void PrintTable(std::ostream& out, const std::vector<std::vector<std::string>>& 
                 const std::vector<size_t>& right);
 
 // Databases, tables, keys, limits, rows and recorded changes of every table that holds rows.
-void PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue);
+// Returns a line for each database that cannot be read.
+std::set<std::string> PrintStore(std::ostream& out, Store& store, const Catalogue& catalogue);
 
 // One line of counts, and below it one for each table that lost rows to a limit, and why.
 void PrintChanges(std::ostream& out, const Changes& changes);
