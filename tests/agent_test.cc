@@ -1,9 +1,14 @@
 // The agent as its user runs it: the program, its output and its exit code.
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include "store/sqlite.h"
 #include "support/folder.h"
 #include "support/process.h"
+#include "uploader/outbox.h"
 
 namespace ovix::tests {
 namespace {
@@ -45,12 +50,17 @@ TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
   folder.Write("machine/etc/machine-id", "0123\n");
   const std::string store = (folder / "store").string();
   RunAgent("collect " + store + " --root " + (folder / "machine").string());
-  const std::string upload = "upload " + store + " " + (folder / "outbox").string();
+  const std::string upload = "upload " + store + " " + (folder / "outbox").string() + " --root " +
+                             (folder / "machine").string();
 
   const Outcome sound = RunAgent(upload + " --show OperatingSystemAsCDM");
   EXPECT_EQ(sound.exit_code, 0) << sound.output;
   for (const char* part : {"category.pcIdentity.version.1  ", " 1.1.0 ", "\"name\": \"Some\""}) {
     EXPECT_NE(sound.output.find(part), std::string::npos) << part << " in:\n" << sound.output;
+  }
+  const Outcome again = RunAgent(upload + " --show OperatingSystemAsCDM");
+  for (const char* part : {"more as they were sent today already", "\"name\": \"Some\""}) {
+    EXPECT_NE(again.output.find(part), std::string::npos) << part << " in:\n" << again.output;
   }
 
   agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
@@ -58,14 +68,104 @@ TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
   const Outcome damaged = RunAgent(upload);
   EXPECT_EQ(damaged.exit_code, 1);
   for (const char* part :
-       {"database DeviceProfile, table OperatingSystem, rowid=1: column sku", "IdentityAsCDM"}) {
+       {"database DeviceProfile, table OperatingSystem, rowid=1: column sku", "12 more as"}) {
     EXPECT_NE(damaged.output.find(part), std::string::npos) << part << " in:\n" << damaged.output;
   }
 
   folder.Write("file", "");
   const Outcome refused = RunAgent("upload " + store + " " + (folder / "file").string());
   EXPECT_EQ(refused.exit_code, 1);
-  EXPECT_NE(refused.output.find("outbox"), std::string::npos) << refused.output;
+  EXPECT_NE(refused.output.find("file: the folder cannot be created"), std::string::npos)
+      << refused.output;
+}
+
+#ifndef _WIN32
+TEST(Agent, KeepsTheOutboxForItsUserAlone) {
+  using std::filesystem::perms;
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=Some\n");
+  const std::string store = (folder / "store").string();
+  const std::string machine = " --root " + (folder / "machine").string();
+  std::filesystem::create_directory(folder / "found");
+  folder.Write("shared/notes.txt", "");
+  const perms shared = std::filesystem::status(folder / "shared").permissions();
+  int round = 0;
+  for (const mode_t mask : {0, 0277}) {
+    const mode_t before = umask(mask);
+    RunAgent("collect " + store + machine);
+    for (const char* outbox : {"made/outbox", "found", "shared"}) {
+      std::filesystem::remove(folder / "store/Upload.db");  // so that all goes out again
+      const Outcome outcome =
+          RunAgent("upload " + store + " " + (folder / outbox).string() + machine);
+      EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    }
+    umask(before);
+    ++round;
+    EXPECT_EQ(std::filesystem::status(folder / "shared").permissions(), shared)
+        << "somebody else uses it too";
+    for (const char* part : {"store", "made", "found"}) {
+      for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / part)) {
+        EXPECT_EQ(entry.status().permissions(),
+                  entry.is_directory() ? perms::owner_all : perms::owner_read | perms::owner_write)
+            << round << entry.path();
+      }
+      EXPECT_EQ(std::filesystem::status(folder / part).permissions(), perms::owner_all) << part;
+    }
+    for (const char* part : {"made", "found", "shared"}) {
+      std::filesystem::remove_all(folder / part);
+      if (part != std::string("made")) std::filesystem::create_directory(folder / part);
+    }
+    folder.Write("shared/notes.txt", "");
+  }
+}
+#endif
+
+TEST(Agent, AcknowledgesWhatTheCloudHas) {
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=Some\n");
+  folder.Write("machine/etc/machine-id", "0123\n");
+  const std::string store = (folder / "store").string();
+  const std::string outbox = (folder / "outbox").string();
+  const std::string machine = " --root " + (folder / "machine").string();
+  RunAgent("collect " + store + machine);
+  ASSERT_EQ(RunAgent("upload " + store + " " + outbox + machine).exit_code, 0);
+  std::vector<std::string> ids;
+  for (const auto& entry : std::filesystem::directory_iterator(outbox)) {
+    if (entry.path().extension() != ".json") continue;
+    const std::string label = folder.Read("outbox/" + entry.path().filename().string());
+    EXPECT_NE(label.find("\"device\": \"5c91a2bf-2873-8c8c-9f56-07345e9936b3\""), std::string::npos)
+        << label;
+    ids.push_back(label.substr(label.find("\"id\": \"") + 7, 36));
+  }
+  ASSERT_GT(ids.size(), 3U);
+  const std::string unknown = "00000000-0000-8000-8000-000000000000";
+  folder.Write("ids", ids[1] + "\r\n\n" + ids[2] + "\n");
+  folder.Write("bad-ids", ids[0] + "\n" + "x\x1b[31m\n");
+  const size_t files = folder.Contents().size();
+  const auto expect = [&](const std::string& arguments, int exit_code, const std::string& said,
+                          size_t removed) {
+    const Outcome outcome = RunAgent("ack " + arguments);
+    EXPECT_EQ(outcome.exit_code, exit_code) << arguments << "\n" << outcome.output;
+    EXPECT_NE(outcome.output.find(said), std::string::npos) << said << " in:\n" << outcome.output;
+    EXPECT_EQ(folder.Contents().size(), files - removed * 2) << arguments;
+  };
+  expect(outbox, 1, "no ids", 0);
+  expect(outbox + " " + ids[0] + " nonsense", 1, "\"nonsense\" is no id", 0);
+  expect(outbox + " --file " + (folder / "bad-ids").string(), 1, "bad-ids:2: \"x", 0);
+  expect(outbox + " --file " + (folder / "none").string(), 1, "none: cannot be read", 0);
+  expect(store + " " + ids[0], 1, "is no outbox", 0);
+  expect((folder / "nowhere").string() + " " + ids[0], 105, "nowhere", 0);
+  expect(outbox + " " + ids[0], 0, "1 payload acknowledged", 1);
+  expect(outbox + " " + ids[0] + " " + ids[0], 2, ids[0] + ": is not in the outbox", 1);
+  expect(outbox + " " + unknown + " --file " + (folder / "ids").string(), 2,
+         unknown + ": is not in the outbox", 3);
+
+  // Whoever is second is refused, whichever command it is.
+  const agent::Outbox held(outbox, agent::UploadLock::IfMissing::kMake, agent::Files::System());
+  expect(outbox + " " + ids[3], 1, "outbox: another ovix-agent works on this outbox", 3);
+  const Outcome second = RunAgent("upload " + store + " " + outbox + machine);
+  EXPECT_EQ(second.exit_code, 1);
+  EXPECT_NE(second.output.find("another ovix-agent"), std::string::npos) << second.output;
 }
 
 TEST(Agent, GoesOnAroundWhatFailsAndHealsIt) {
@@ -112,6 +212,9 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
       {"show " + (folder / "nowhere").string(), "nowhere"},
       {"show", "store"},
       {"collect x --root " + (folder / "nowhere").string(), "nowhere"},
+      {"upload " + (folder / "machine").string() + " " + (folder / "outbox").string(),
+       "holds no databases"},
+      {"upload " + (folder / "machine").string() + " x --max-bytes -1", "--max-bytes"},
   };
   const auto before = folder.Contents();
   for (const auto& [arguments, named] : cases) {

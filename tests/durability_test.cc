@@ -324,6 +324,7 @@ TEST(StorePermissions, ThatAreMissingAreAnErrorAndNotAnEmptyStore) {
 
 TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {
   const Folder folder;
+  std::filesystem::create_directory(folder / "outbox");
   // Files can grow to 1000 bytes: the small payloads go out, the large one does not.
   const pid_t child = fork();
   if (child == 0) {
@@ -331,12 +332,15 @@ TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {
     const rlimit limit = {1000, 1000};
     setrlimit(RLIMIT_FSIZE, &limit);
     int refused = 0;
-    agent::Outbox outbox(folder / "outbox", std::chrono::system_clock::now());
+    agent::Outbox outbox(folder / "outbox", agent::UploadLock::IfMissing::kMake,
+                         agent::Files::System());
     for (const size_t size : {10, 5000, 20}) {
-      telemetry::contract::upload::device_profile::IdentityAsCDM payload;
-      payload.set_device_unique_id(std::string(size, 'x'));
+      const std::string payload(size, 'x');
       try {
-        outbox.Write(payload);
+        outbox.Write(agent::MakeLabel(
+                         telemetry::contract::upload::device_profile::IdentityAsCDM::descriptor(),
+                         payload, "", "2026-11-21T00:00:00.000Z", static_cast<int64_t>(size)),
+                     payload);
       } catch (const std::runtime_error& error) {
         refused += std::string(error.what()).find("cannot be written (File too large)") !=
                    std::string::npos;
@@ -351,8 +355,8 @@ TEST(OutboxDurability, LeavesNothingHalfWrittenWhenTheDiskIsFull) {
   for (const auto& [name, content] : folder.Contents()) {
     extensions.insert(std::filesystem::path(name).extension().string());
   }
-  EXPECT_EQ(extensions, (std::set<std::string>{".binpb", ".json"}));
-  EXPECT_EQ(folder.Contents().size(), 4U);
+  EXPECT_EQ(extensions, (std::set<std::string>{".binpb", ".json", ".lock"}));
+  EXPECT_EQ(folder.Contents().size(), 5U);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // ovix-agent: the agent in small. Collects what this machine tells of itself, keeps it, and builds
 // the payloads that go to the cloud.
-#include <google/protobuf/util/json_util.h>
-
 #include <CLI/CLI.hpp>
 
 #include <chrono>
@@ -17,8 +15,7 @@
 #include "report.h"
 #include "store/store.h"
 #include "store/time.h"
-#include "uploader/outbox.h"
-#include "uploader/payloads.h"
+#include "upload_commands.h"
 
 namespace ovix::agent {
 namespace {
@@ -142,43 +139,6 @@ bool Show(const std::string& folder) {
   return problems.empty();
 }
 
-// Builds the payloads and puts them into the outbox; false where something was wrong, all of which
-// has been said.
-bool Upload(const std::string& folder, const std::string& outbox_folder, const std::string& shown) {
-  const Catalogue catalogue;
-  Store store(folder, catalogue, {.access = Store::Access::kRead});
-  const auto now = std::chrono::system_clock::now();
-  Outbox outbox(outbox_folder, now);
-  Built built = BuildPayloads(store, catalogue, now);
-
-  std::vector<std::vector<std::string>> table = {{"PAYLOAD", "GUN", "VERSION", "RECORDS", "BYTES"}};
-  const google::protobuf::Message* to_show = nullptr;
-  for (const Payload& payload : built.payloads) {
-    try {
-      const Outbox::Entry entry = outbox.Write(*payload.message);
-      table.push_back({entry.message, entry.gun, entry.version, std::to_string(payload.records),
-                       std::to_string(entry.bytes)});
-      if (entry.message == shown && to_show == nullptr) to_show = payload.message.get();
-    } catch (const std::runtime_error& error) {
-      built.problems.push_back(error.what());
-    }
-  }
-  PrintTable(std::cout, table, {3, 4});
-  if (to_show != nullptr) {
-    google::protobuf::util::JsonPrintOptions options;
-    options.preserve_proto_field_names = true;
-    options.add_whitespace = true;
-    std::string json;
-    if (google::protobuf::util::MessageToJsonString(*to_show, &json, options).ok()) {
-      std::cout << "\n" << shown << "\n" << json;
-    }
-  }
-  std::cout.flush();
-  for (const std::string& note : built.notes) std::cerr << "ovix-agent: note: " << note << "\n";
-  for (const std::string& problem : built.problems) std::cerr << "ovix-agent: " << problem << "\n";
-  return built.problems.empty();
-}
-
 int Main(int argc, char** argv) {
   CLI::App app("Collects what this machine tells of itself and keeps it in local databases.");
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
@@ -198,27 +158,21 @@ int Main(int argc, char** argv) {
       ->required()
       ->check(CLI::ExistingDirectory);
 
-  std::string outbox;
-  std::string shown;
-  CLI::App* upload = app.add_subcommand("upload", "Build payloads from what is stored");
-  upload->add_option("store", folder, "Folder of the databases")
-      ->required()
-      ->check(CLI::ExistingDirectory);
-  upload->add_option("outbox", outbox, "Folder of the payloads; made where it is missing")
-      ->required();
-  upload->add_option("--show", shown, "Print the first payload of this message as JSON");
+  int exit_code = 0;
+  AddUploadCommands(app, exit_code);
 
-  CLI11_PARSE(app, argc, argv);
   try {
+    app.parse(argc, argv);
     if (*collect && !Collect(folder, root)) return 1;
     if (*show && !Show(folder)) return 1;
-    if (*upload && !Upload(folder, outbox, shown)) return 1;
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error);
   } catch (const std::exception& error) {
     std::cout.flush();
     std::cerr << "ovix-agent: " << error.what() << "\n";
     return 1;
   }
-  return 0;
+  return exit_code;
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "uploader/convert.h"
 
-#include <limits>
+#include <cstdint>
 #include <optional>
 
 namespace ovix::agent {
@@ -10,64 +10,68 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 
-// An integer of any type of the schemas: its sign apart from its amount.
+// An integer of any type of the schemas.
 struct Integer {
+  uint64_t bits;  // of its two's complement, in full width
   bool negative;
-  uint64_t amount;
+  bool wide;  // its type has 64 bits
 };
 
-Integer FromSigned(int64_t value) {
-  return {value < 0, value < 0 ? ~static_cast<uint64_t>(value) + 1 : static_cast<uint64_t>(value)};
+Integer FromSigned(int64_t value, bool wide) {
+  return {static_cast<uint64_t>(value), value < 0, wide};
 }
 
 std::optional<Integer> IntegerOf(const Message& record, const FieldDescriptor* field) {
   const Reflection* reflection = record.GetReflection();
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_INT32:
-      return FromSigned(reflection->GetInt32(record, field));
+      return FromSigned(reflection->GetInt32(record, field), false);
     case FieldDescriptor::CPPTYPE_INT64:
-      return FromSigned(reflection->GetInt64(record, field));
+      return FromSigned(reflection->GetInt64(record, field), true);
     case FieldDescriptor::CPPTYPE_UINT32:
-      return Integer{false, reflection->GetUInt32(record, field)};
+      return Integer{reflection->GetUInt32(record, field), false, false};
     case FieldDescriptor::CPPTYPE_UINT64:
-      return Integer{false, reflection->GetUInt64(record, field)};
+      return Integer{reflection->GetUInt64(record, field), false, true};
     case FieldDescriptor::CPPTYPE_BOOL:
-      return Integer{false, reflection->GetBool(record, field) ? 1U : 0U};
+      return Integer{reflection->GetBool(record, field) ? 1U : 0U, false, false};
     default:
       return std::nullopt;
   }
 }
 
 std::string Digits(const Integer& value) {
-  return (value.negative ? "-" : "") + std::to_string(value.amount);
+  return value.negative ? std::to_string(static_cast<int64_t>(value.bits))
+                        : std::to_string(value.bits);
+}
+
+// The plain conversion between integer types: between signed and unsigned the bits stay. Nothing
+// where a wider type's value does not fit.
+template <typename To>
+std::optional<To> Converted(const Integer& from) {
+  const To to = static_cast<To>(from.bits);
+  const bool fits = static_cast<uint64_t>(to) == from.bits && (to < 0) == from.negative;
+  if (from.wide && sizeof(To) < sizeof(from.bits) && !fits) return std::nullopt;
+  return to;
 }
 
 // False where the value does not fit the field's type.
 bool SetInteger(const Integer& value, const FieldDescriptor* field, Message& payload) {
   const Reflection* reflection = payload.GetReflection();
-  const auto is_within = [&](uint64_t most) {
-    return value.amount <= most + (value.negative ? 1 : 0);
+  const auto set = [&](const auto& converted, auto setter) {
+    if (converted) (reflection->*setter)(&payload, field, *converted);
+    return converted.has_value();
   };
-  const auto as_signed = static_cast<int64_t>(value.negative ? ~value.amount + 1 : value.amount);
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_INT32:
-      if (!is_within(std::numeric_limits<int32_t>::max())) return false;
-      reflection->SetInt32(&payload, field, static_cast<int32_t>(as_signed));
-      return true;
+      return set(Converted<int32_t>(value), &Reflection::SetInt32);
     case FieldDescriptor::CPPTYPE_INT64:
-      if (!is_within(std::numeric_limits<int64_t>::max())) return false;
-      reflection->SetInt64(&payload, field, as_signed);
-      return true;
+      return set(Converted<int64_t>(value), &Reflection::SetInt64);
     case FieldDescriptor::CPPTYPE_UINT32:
-      if (value.negative || value.amount > std::numeric_limits<uint32_t>::max()) return false;
-      reflection->SetUInt32(&payload, field, static_cast<uint32_t>(value.amount));
-      return true;
+      return set(Converted<uint32_t>(value), &Reflection::SetUInt32);
     case FieldDescriptor::CPPTYPE_UINT64:
-      if (value.negative) return false;
-      reflection->SetUInt64(&payload, field, value.amount);
-      return true;
+      return set(Converted<uint64_t>(value), &Reflection::SetUInt64);
     case FieldDescriptor::CPPTYPE_BOOL:
-      reflection->SetBool(&payload, field, value.amount != 0);
+      reflection->SetBool(&payload, field, value.bits != 0);
       return true;
     case FieldDescriptor::CPPTYPE_STRING:
       reflection->SetString(&payload, field, Digits(value));

@@ -19,8 +19,8 @@ using Renamed = std::map<std::string, std::string>;
 // Empty text and absent values stay absent. A number or flag is carried as it stands, zero too: a
 // record cannot tell zero from unknown, and zero is what it says. Where the types differ an
 // enumeration becomes the name of its value, a number its digits, and an integer another integer
-// type where the value fits. One that does not fit, or an enumeration number without a name, is
-// left absent; `notes` gets a line.
+// type by plain conversion: between int32 and uint32 the bits stay. A 64-bit value that does not
+// fit 32 bits, or an enumeration number without a name, is left absent; `notes` gets a line.
 void Fill(const google::protobuf::Message& record, const Renamed& renamed,
           google::protobuf::Message& payload, std::vector<std::string>& notes);
 

@@ -1,122 +1,234 @@
 #include "uploader/outbox.h"
 
-#include <google/protobuf/util/json_util.h>
-#include <google/protobuf/wrappers.pb.h>
-
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
 
-#include "ovix/telemetry/contract/upload/upload_options.pb.h"
-#include "store/time.h"
-#include "uploader/system.h"
+#include "store/error.h"
 
 namespace ovix::agent {
 namespace {
 
-constexpr char kAside[] = ".part";
+constexpr char kLockName[] = ".ovix-agent.lock";
+constexpr char kPayloadEnding[] = ".binpb";
+constexpr char kLabelEnding[] = ".json";
+constexpr size_t kLongestLabel = 64 << 10;
 
-std::string Hexadecimal(const std::string& bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (unsigned char byte : bytes) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 15];
-  }
-  return text;
-}
-
-// The text as a JSON string.
-std::string JsonText(const std::string& text) {
-  google::protobuf::StringValue value;
-  value.set_value(text);
-  std::string json;
-  const auto status = google::protobuf::util::MessageToJsonString(value, &json);
-  if (!status.ok()) throw std::runtime_error(status.ToString());
-  return json;
-}
-
-// The name of a run's files: the time without what a file name should not hold.
-std::string NameOf(std::chrono::system_clock::time_point now) {
-  std::string name;
-  for (char c : TimeText(now)) {
-    if (c != '-' && c != ':' && c != '.') name += c;
-  }
-  return name;
+bool IsGone(const std::error_code& error) {
+  return !error || error == std::errc::no_such_file_or_directory;
 }
 
 }  // namespace
 
-Outbox::Outbox(std::filesystem::path folder, std::chrono::system_clock::time_point now)
-    : folder_(std::move(folder)), time_(NameOf(now)) {
-  std::error_code error;
-  std::filesystem::create_directories(folder_, error);
-  const auto entries = std::filesystem::directory_iterator(folder_, error);
-  if (error) {
-    throw std::runtime_error(folder_.string() + ": the outbox cannot be made or read (" +
-                             error.message() + "); name a folder that can be written");
+Outbox::Outbox(std::filesystem::path folder, UploadLock::IfMissing if_missing, Files& files)
+    : folder_(std::move(folder)),
+      files_(files),
+      lock_(folder_, kLockName, "works on this outbox", if_missing, files) {
+  Look();
+}
+
+void Outbox::Look() {
+  std::vector<Files::Entry> entries;
+  if (const std::error_code error = files_.List(folder_, entries)) {
+    throw std::runtime_error(Printable(folder_) + ": the outbox cannot be read (" +
+                             error.message() + "); fix the folder's permissions");
   }
-  for (const auto& entry : entries) {
-    const auto label = std::filesystem::path(entry.path()).replace_extension(".json");
-    if (entry.path().extension() == kAside ||
-        (entry.path().extension() == ".binpb" && !std::filesystem::exists(label))) {
-      std::filesystem::remove(entry.path(), error);
+  const auto clear = [&](const std::string& name) {
+    const std::error_code error = files_.Remove(folder_ / name);
+    if (!IsGone(error)) {
+      remarks_.push_back(Printable(folder_ / name) + ": is left of an interrupted run and cannot " +
+                         "be removed (" + error.message() + ")");
+    }
+  };
+  for (const Files::Entry& entry : entries) {
+    const auto name = ParseOutboxName(entry.name);
+    if (!name) {
+      holds_others_ =
+          holds_others_ || (entry.name != kLockName && entry.name != "." && entry.name != "..");
+      continue;
+    }
+    if (entry.kind != Files::Kind::kFile) {
+      not_files_.insert(entry.name);
+      remarks_.push_back(Printable(folder_ / entry.name) +
+                         ": is a link or a folder with a payload's name; it is left alone");
+    } else if (name->aside) {
+      clear(entry.name);
+    } else {
+      Standing& standing = payloads_[name->stem];
+      standing.sequence = name->sequence;
+      standing.bytes += entry.bytes;
+      if (name->ending == kPayloadEnding) {
+        standing.has_payload = true;
+        standing.payload_bytes = entry.bytes;
+      } else {
+        standing.has_label = true;
+      }
     }
   }
+  for (auto at = payloads_.begin(); at != payloads_.end();) {
+    auto& [stem, standing] = *at;
+    if (standing.has_payload && standing.has_label) {
+      ReadLabel(stem, standing);
+      ++at;
+      continue;
+    }
+    if (standing.has_label) {
+      remarks_.push_back(Printable(folder_ / (stem + kLabelEnding)) +
+                         ": the payload of this label is not there; the label is removed");
+    }
+    clear(stem + (standing.has_payload ? kPayloadEnding : kLabelEnding));
+    at = payloads_.erase(at);
+  }
 }
 
-void Outbox::WriteFile(const std::filesystem::path& file, const std::string& content) const {
-  std::filesystem::path aside = file;
-  aside += kAside;
-  const auto fail = [&](const std::string& why) {
-    std::error_code ignored;
-    std::filesystem::remove(aside, ignored);
-    throw std::runtime_error(file.string() + ": the payload cannot be written (" + why +
-                             "); free space or mend the folder's permissions and run again");
+void Outbox::ReadLabel(const std::string& stem, Standing& standing) {
+  std::string json;
+  if (const auto error = files_.Read(folder_ / (stem + kLabelEnding), kLongestLabel, json)) {
+    unread_.push_back(Printable(folder_ / (stem + kLabelEnding)) + ": the label cannot be read (" +
+                      error.message() + "); fix its permissions");
+    remarks_.push_back(unread_.back());
+    return;
+  }
+  const auto label = Label::FromJson(json);
+  if (!label) return;
+  if (label->bytes != standing.payload_bytes) {
+    remarks_.push_back(Printable(folder_ / (stem + kPayloadEnding)) + ": has " +
+                       std::to_string(standing.payload_bytes) + " bytes, its label says " +
+                       std::to_string(label->bytes));
+    return;
+  }
+  standing.id = label->id;
+  by_id_[label->id] = stem;
+}
+
+int64_t Outbox::LargestSequence() const {
+  int64_t largest = 0;
+  for (const auto& [stem, standing] : payloads_) largest = std::max(largest, standing.sequence);
+  return largest;
+}
+
+void Outbox::WriteFile(const std::string& name, std::string_view content) {
+  const std::filesystem::path file = folder_ / name;
+  const std::string aside_name = "." + name + ".part";
+  const std::filesystem::path aside = folder_ / aside_name;
+  const auto refuse = [&](const std::string& why) {
+    throw std::runtime_error(Printable(file) + ": the payload cannot be written (" + why +
+                             "); free space or fix the folder's permissions and run again");
   };
-  std::FILE* output = OpenToWrite(aside);
-  if (output == nullptr) fail(std::strerror(errno));
-  const bool written = std::fwrite(content.data(), 1, content.size(), output) == content.size() &&
-                       std::fflush(output) == 0 && Sync(output);
-  const int error = errno;
-  if (const bool closed = std::fclose(output) == 0; !written || !closed) {
-    fail(std::strerror(written ? errno : error));
+  if (not_files_.contains(name) || not_files_.contains(aside_name)) {
+    refuse("a link or a folder has its name");
   }
-  std::error_code not_renamed;
-  std::filesystem::rename(aside, file, not_renamed);
-  if (not_renamed) fail(not_renamed.message());
+  Files::Handle opened;
+  std::error_code error = files_.Create(aside, opened);
+  if (error) refuse(error.message());
+  error = files_.Write(opened, content);
+  if (!error) error = files_.Sync(opened);
+  const std::error_code closed = files_.Close(opened);
+  if (!error) error = closed;
+  if (!error) error = files_.Rename(aside, file);
+  if (error) {
+    files_.Remove(aside);
+    refuse(error.message());
+  }
+  error = files_.SyncFolder(folder_);
+  if (error) {
+    files_.Remove(file);
+    refuse(error.message());
+  }
 }
 
-Outbox::Entry Outbox::Write(const google::protobuf::Message& payload) {
-  const auto& cdm =
-      payload.GetDescriptor()->options().GetExtension(telemetry::contract::upload::cdm);
-  if (cdm.gun().empty()) {
-    throw std::runtime_error(payload.GetDescriptor()->full_name() +
-                             ": is no payload (its schema sets no cdm option)");
-  }
-  std::filesystem::path file;
-  do {
-    const std::string number = std::to_string(10000 + ++sequence_).substr(1);
-    file = folder_ / (time_ + "-" + number + "-" + payload.GetDescriptor()->name() + ".binpb");
-  } while (std::filesystem::exists(file));
-
-  const std::string bytes = payload.SerializeAsString();
-  const std::string label = "{\n  \"gun\": " + JsonText(cdm.gun()) +
-                            ",\n  \"version\": " + JsonText(cdm.version()) +
-                            ",\n  \"message\": " + JsonText(payload.GetDescriptor()->full_name()) +
-                            ",\n  \"payload\": " + JsonText(file.filename().string()) +
-                            ",\n  \"bytes\": " + std::to_string(bytes.size()) +
-                            ",\n  \"sha256\": " + JsonText(Hexadecimal(Sha256(bytes))) + "\n}\n";
-
-  WriteFile(file, bytes);
+void Outbox::Write(const Label& label, std::string_view payload) {
+  const std::string stem = label.FileStem();
+  const std::string json = label.ToJson();
+  WriteFile(stem + kPayloadEnding, payload);
   try {
-    WriteFile(std::filesystem::path(file).replace_extension(".json"), label);
+    WriteFile(stem + kLabelEnding, json);
   } catch (...) {
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
+    files_.Remove(folder_ / (stem + kPayloadEnding));
     throw;
   }
-  return {cdm.gun(), cdm.version(), payload.GetDescriptor()->name(), bytes.size(), file};
+  payloads_[stem] = {label.sequence, true, true, payload.size(), payload.size() + json.size(),
+                     label.id};
+  by_id_[label.id] = stem;
+}
+
+Outbox::Taken Outbox::Take(const std::vector<std::string>& stems,
+                           std::vector<std::string>& problems) {
+  const auto remove = [&](const std::string& name) {
+    const std::error_code error = files_.Remove(folder_ / name);
+    if (IsGone(error)) return true;
+    problems.push_back(Printable(folder_ / name) + ": cannot be removed (" + error.message() +
+                       "); fix the folder's permissions and run again");
+    return false;
+  };
+  const auto sync = [&] {
+    const std::error_code error = files_.SyncFolder(folder_);
+    if (!error) return true;
+    problems.push_back(Printable(folder_) + ": the disk did not confirm what was removed (" +
+                       error.message() + "); check it and run again");
+    return false;
+  };
+  // No payload goes before its label is gone for good: no label is ever without its payload.
+  std::vector<std::string> unlabelled;
+  for (const std::string& stem : stems) {
+    if (remove(stem + kLabelEnding)) unlabelled.push_back(stem);
+  }
+  Taken taken;
+  if (unlabelled.empty() || !sync()) return taken;
+  for (const std::string& stem : unlabelled) {
+    const auto at = payloads_.find(stem);
+    ++taken.payloads;
+    taken.bytes += at->second.bytes;
+    by_id_.erase(at->second.id);
+    payloads_.erase(at);
+    // One that stays is nothing without its label; the next run removes it.
+    remove(stem + kPayloadEnding);
+  }
+  sync();
+  return taken;
+}
+
+Outbox::Taken Outbox::Acknowledge(const std::vector<std::string>& ids,
+                                  std::vector<std::string>& unknown,
+                                  std::vector<std::string>& problems) {
+  std::set<std::string> stems;
+  for (const std::string& id : ids) {
+    const auto found = by_id_.find(id);
+    if (found == by_id_.end()) {
+      unknown.push_back(id);
+    } else {
+      stems.insert(found->second);
+    }
+  }
+  // One of those that cannot be read may be the one that is asked for.
+  if (!unknown.empty()) problems = unread_;
+  return Take({stems.begin(), stems.end()}, problems);
+}
+
+std::vector<std::string> Outbox::OldestFirst() const {
+  std::vector<std::string> stems;
+  for (const auto& [stem, standing] : payloads_) stems.push_back(stem);
+  std::stable_sort(stems.begin(), stems.end(), [&](const auto& a, const auto& b) {
+    return payloads_.at(a).sequence < payloads_.at(b).sequence;
+  });
+  return stems;
+}
+
+Outbox::Taken Outbox::DropUpTo(int64_t sequence, std::vector<std::string>& problems) {
+  std::vector<std::string> stems = OldestFirst();
+  std::erase_if(stems, [&](const auto& stem) { return payloads_.at(stem).sequence > sequence; });
+  return Take(stems, problems);
+}
+
+Outbox::Taken Outbox::DropBeyond(uint64_t most_bytes, std::vector<std::string>& problems) {
+  uint64_t all = 0;
+  for (const auto& [stem, standing] : payloads_) all += standing.bytes;
+  std::vector<std::string> stems;
+  for (const std::string& stem : OldestFirst()) {
+    if (all <= most_bytes) break;
+    all -= payloads_.at(stem).bytes;
+    stems.push_back(stem);
+  }
+  return Take(stems, problems);
 }
 
 }  // namespace ovix::agent

@@ -3,7 +3,9 @@
 #include <google/protobuf/util/json_util.h>
 
 #include <charconv>
+#include <cstdio>
 #include <functional>
+#include <optional>
 
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -26,6 +28,7 @@
 #include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "store/time.h"
+#include "system/files.h"
 #include "uploader/convert.h"
 
 namespace ovix::agent {
@@ -37,15 +40,18 @@ namespace record = storage::device_profile;
 namespace profile = upload::device_profile;
 using google::protobuf::Message;
 
-constexpr int kPeriodHours = 24;
+// Of a table in one upload: what is read is held in memory.
+constexpr size_t kMostRows = 10000;
 
 // One run: what it reads, and what it has built so far.
 class Builder {
  public:
-  Builder(Store& store, std::chrono::system_clock::time_point now, Built& built)
+  Builder(Store& store, const Catalogue& catalogue, Cursors& cursors,
+          std::chrono::system_clock::time_point now, Built& built)
       : store_(store),
+        catalogue_(catalogue),
+        cursors_(cursors),
         now_(TimeText(now)),
-        begin_(TimeText(now - std::chrono::hours(kPeriodHours))),
         built_(built) {}
 
   const std::string& now() const { return now_; }
@@ -62,12 +68,18 @@ class Builder {
     return rows;
   }
 
-  // The rows of the period that ends now.
+  // The rows of a "Historical" table that have not gone out yet, as they came. One that does not
+  // read is passed over for good.
   template <typename Record>
-  std::vector<Record> ReadPeriod() {
-    std::vector<Record> rows = Read<Record>();
-    std::erase_if(rows,
-                  [&](const Record& row) { return row.time() < begin_ || row.time() > now_; });
+  std::vector<Record> ReadNew() {
+    const Table& table = catalogue_.Get(Record::descriptor());
+    std::vector<Record> rows;
+    const Cursor read = store_.ReadAfter(
+        Record::descriptor(), cursors_.After(table), kMostRows,
+        [&](const Message& row, const Cursor&) { rows.push_back(static_cast<const Record&>(row)); },
+        [&](const std::string& problem) { built_.problems.push_back(problem); });
+    // A database that is not there may come back.
+    if (read != Cursor()) built_.read_up_to[&table] = read;
     return rows;
   }
 
@@ -107,18 +119,28 @@ class Builder {
 
   // A payload without a record behind it is not sent.
   template <typename Contract>
-  void Send(Contract payload, int64_t records) {
-    if (records == 0) return;
-    payload.set_version(Contract::descriptor()->options().GetExtension(upload::cdm).version());
-    built_.payloads.push_back({std::make_unique<Contract>(std::move(payload)), records});
+  void SendState(Contract payload, int64_t records, const std::string& part = "") {
+    Send(std::move(payload), records, Contract::descriptor()->full_name() + part);
+  }
+  template <typename Contract>
+  void SendEvents(Contract payload, int64_t records) {
+    Send(std::move(payload), records, "");
   }
 
   void AddProblem(const std::string& problem) { built_.problems.push_back(problem); }
 
  private:
+  template <typename Contract>
+  void Send(Contract payload, int64_t records, const std::string& snapshot) {
+    if (records == 0) return;
+    payload.set_version(Contract::descriptor()->options().GetExtension(upload::cdm).version());
+    built_.payloads.push_back({std::make_unique<Contract>(std::move(payload)), records, snapshot});
+  }
+
   Store& store_;
+  const Catalogue& catalogue_;
+  Cursors& cursors_;
   const std::string now_;
-  const std::string begin_;
   Built& built_;
 };
 
@@ -127,7 +149,7 @@ template <typename Record, typename Contract>
 void BuildFromLatest(Builder& builder) {
   Contract payload;
   const int64_t records = builder.FillLatest<Record>([&] { return &payload; });
-  builder.Send(std::move(payload), records);
+  builder.SendState(std::move(payload), records);
 }
 
 void BuildFirmware(Builder& builder) {
@@ -140,7 +162,7 @@ void BuildFirmware(Builder& builder) {
   records +=
       builder.FillLatest<record::FwCameraController>([&] { return p.mutable_camera_controller(); });
   records += builder.FillEach<record::FwStorageDrive>([&] { return p.add_storage_drives(); });
-  builder.Send(std::move(p), records);
+  builder.SendState(std::move(p), records);
 }
 
 void BuildHardware(Builder& builder) {
@@ -158,7 +180,7 @@ void BuildHardware(Builder& builder) {
   records += builder.FillLatest<record::HwTrustedPlatformModule>([&] { return p.mutable_tpm(); });
   records +=
       builder.FillEach<record::HwMotherboardSlots>([&] { return p.add_hw_motherboard_slots(); });
-  builder.Send(std::move(p), records);
+  builder.SendState(std::move(p), records);
 }
 
 // The word for a change of an inventory; empty for a kind of change that has none.
@@ -175,13 +197,19 @@ std::string InventoryEvent(storage::StateEventType event) {
   }
 }
 
-// Calls `add` with the row and the word of each change of the period: the row as it became, or as
-// it was before it went. Returns how many there were.
-template <typename Record, typename Log>
-int64_t ForEachChange(Builder& builder,
-                      const std::function<void(const Record&, const std::string&)>& add) {
+// What a summary covers.
+struct Period {
   int64_t changes = 0;
-  for (const Log& change : builder.ReadPeriod<Log>()) {
+  std::string begin;  // the time of its first change
+};
+
+// Calls `add` with the row and the word of each change that has not gone out yet: the row as it
+// became, or as it was before it went.
+template <typename Record, typename Log>
+Period ForEachChange(Builder& builder,
+                     const std::function<void(const Record&, const std::string&)>& add) {
+  Period period;
+  for (const Log& change : builder.ReadNew<Log>()) {
     const std::string event = InventoryEvent(change.event());
     const std::string& state = change.event() == storage::STATE_EVENT_DELETE
                                    ? change.previous_state()
@@ -193,13 +221,13 @@ int64_t ForEachChange(Builder& builder,
       builder.AddProblem(builder.store().FileOf("DeviceProfileEvents").string() +
                          ": database DeviceProfileEvents, table " + Log::descriptor()->name() +
                          ", time=" + change.time() +
-                         ": the change cannot be read (event or state); mend or delete the row");
+                         ": the change cannot be read (event or state) and is left out");
       continue;
     }
     add(row, event);
-    ++changes;
+    if (period.changes++ == 0 || change.time() < period.begin) period.begin = change.time();
   }
-  return changes;
+  return period;
 }
 
 // Text of KiB to megabytes, rounded up; nothing for text that is no number.
@@ -212,11 +240,32 @@ void SetMegabytes(const std::string& kib, const std::function<void(uint32_t)>& s
   }
 }
 
+// Hours from one time in the form of TimeText to another, rounded up; nothing where the texts are
+// no such times or the first is the later.
+std::optional<uint32_t> HoursBetween(const std::string& from, const std::string& to) {
+  const auto seconds = [](const std::string& text) -> std::optional<int64_t> {
+    int year, hour, minute, second;
+    unsigned month, day;
+    if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2d", &year, &month, &day, &hour, &minute,
+                    &second) != 6) {
+      return std::nullopt;
+    }
+    const std::chrono::sys_days date(std::chrono::year(year) / month / day);
+    return ((date.time_since_epoch().count() * int64_t{24} + hour) * 60 + minute) * 60 + second;
+  };
+  const auto begin = seconds(from);
+  const auto end = seconds(to);
+  if (!begin || !end || *begin > *end) return std::nullopt;
+  return static_cast<uint32_t>((*end - *begin + 3599) / 3600);
+}
+
 template <typename Summary>
-void SetPeriod(const Builder& builder, Summary& payload) {
+void SetPeriod(const Builder& builder, const Period& period, Summary& payload) {
   payload.set_aggregation_time(builder.now());
-  payload.set_aggregation_level("day");
-  payload.set_total_aggregation_hours(kPeriodHours);
+  payload.set_aggregation_level("upload");
+  if (const auto hours = HoursBetween(period.begin, builder.now())) {
+    payload.set_total_aggregation_hours(*hours);
+  }
 }
 
 void BuildApplicationInventory(Builder& builder) {
@@ -226,7 +275,7 @@ void BuildApplicationInventory(Builder& builder) {
                            {"application_version", "version"},
                            {"application_vendor", "vendor"},
                            {"application_type", "type"}};
-  const int64_t changes = ForEachChange<record::Application, record::ApplicationEvents>(
+  const Period period = ForEachChange<record::Application, record::ApplicationEvents>(
       builder, [&](const record::Application& row, const std::string& event) {
         auto* entry = payload.mutable_app_inventory()->add_summary();
         builder.Fill(row, entry, renamed);
@@ -237,8 +286,8 @@ void BuildApplicationInventory(Builder& builder) {
         if (event != "uninstall") entry->clear_uninstall_time();
         SetMegabytes(row.size(), [&](uint32_t size) { entry->set_size_mb(size); });
       });
-  SetPeriod(builder, payload);
-  builder.Send(std::move(payload), changes);
+  SetPeriod(builder, period, payload);
+  builder.SendEvents(std::move(payload), period.changes);
 }
 
 void BuildDriverInventory(Builder& builder) {
@@ -252,14 +301,14 @@ void BuildDriverInventory(Builder& builder) {
                            {"driver_service_type", "service_type"},
                            {"driver_service_start_mode", "service_start_mode"},
                            {"device_class", "class"}};
-  const int64_t changes = ForEachChange<record::DriverInfo, record::DriverEvents>(
+  const Period period = ForEachChange<record::DriverInfo, record::DriverEvents>(
       builder, [&](const record::DriverInfo& row, const std::string& event) {
         auto* entry = payload.mutable_driver_inventory()->add_summary();
         builder.Fill(row, entry, renamed);
         entry->set_event_type(event);
       });
-  SetPeriod(builder, payload);
-  builder.Send(std::move(payload), changes);
+  SetPeriod(builder, period, payload);
+  builder.SendEvents(std::move(payload), period.changes);
 }
 
 // The battery's status word: its flags at the bits that the battery gives them.
@@ -302,14 +351,14 @@ void BuildBatteryHealth(Builder& builder) {
                            {"full_charge_capacity_perc", "full_energy_capacity_perc"},
                            {"remaining_charge_capacity", "remaining_energy_capacity"},
                            {"remaining_charge_capacity_perc", "remaining_energy_capacity_perc"}};
-  for (const auto& row : builder.ReadPeriod<storage::device_health::BatteryHealthLog>()) {
+  for (const auto& row : builder.ReadNew<storage::device_health::BatteryHealthLog>()) {
     upload::log::hardware::HwBatteryHealthLogAsCDM payload;
     builder.Fill(row, &payload, renamed);
     if (row.has_battery_status()) {
       payload.set_status_word(StatusWord(row.battery_status()));
       payload.set_status(StatusText(row.battery_status()));
     }
-    builder.Send(std::move(payload), 1);
+    builder.SendEvents(std::move(payload), 1);
   }
 }
 
@@ -319,23 +368,25 @@ void BuildStorageUsage(Builder& builder, const Catalogue& catalogue) {
     const auto usage = builder.store().MeasureTable(table);
     if (!usage.has_value()) continue;
     upload::agent::TarvelAgentTelemetryStorageUsageAsCDM payload;
-    payload.set_database_path(builder.store().FileOf(table.database).string());
+    payload.set_database_path(PathText(builder.store().FileOf(table.database)));
     payload.set_database_name(table.database);
     payload.set_table_name(table.name);
     payload.set_table_rows(static_cast<uint32_t>(usage->rows));
     if (usage->bytes.has_value())
       payload.set_table_size_kb(static_cast<uint32_t>(*usage->bytes / 1024));
     if (usage->age_days.has_value()) payload.set_table_age_in_days(*usage->age_days);
-    builder.Send(std::move(payload), std::max<int64_t>(usage->rows, 1));
+    builder.SendState(std::move(payload), std::max<int64_t>(usage->rows, 1),
+                      " of " + table.database + "." + table.name);
   }
 }
 
 }  // namespace
 
-Built BuildPayloads(Store& store, const Catalogue& catalogue,
+Built BuildPayloads(Store& store, const Catalogue& catalogue, Cursors& cursors,
                     std::chrono::system_clock::time_point now) {
   Built built;
-  Builder builder(store, now, built);
+  const Store::Snapshot snapshot(store);
+  Builder builder(store, catalogue, cursors, now, built);
   const std::function<void(Builder&)> builds[] = {
       BuildFromLatest<record::Device, profile::IdentityAsCDM>,
       BuildFromLatest<record::Device, profile::DeviceInfoAsCDM>,

@@ -5,6 +5,8 @@
 #include <google/protobuf/message.h>
 
 #include <chrono>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,18 +18,29 @@ namespace ovix::agent {
 struct Payload {
   std::unique_ptr<google::protobuf::Message> message;  // its version is set
   int64_t records;                                     // how many rows it was built from
+  // What it tells the present state of, so that one that is as before need not be sent again; empty
+  // for a payload of "Historical" rows, which are told once.
+  std::string snapshot;
+};
+
+// How far the rows of "Historical" tables have gone out.
+class Cursors {
+ public:
+  virtual ~Cursors() = default;
+  virtual Cursor After(const Table& table) = 0;
 };
 
 struct Built {
   std::vector<Payload> payloads;
-  std::vector<std::string> notes;     // values left out, one line each; nothing is wrong
+  std::map<const Table*, Cursor> read_up_to;  // the tables whose new rows were read
+  std::vector<std::string> notes;             // values left out, one line each; nothing is wrong
   std::vector<std::string> problems;  // rows or databases that could not be read, one line each
 };
 
-// Builds every payload for which the store holds records. What cannot be read is told in
-// `problems`; everything else is built all the same. `now` ends the period of the summaries, which
-// is a day long.
-Built BuildPayloads(Store& store, const Catalogue& catalogue,
+// Builds every payload for which the store holds records, all from one snapshot: of "State" tables
+// as they are, of "Historical" ones the rows beyond the cursors, up to 10,000 of each. What cannot
+// be read is told in `problems`; everything else is built all the same.
+Built BuildPayloads(Store& store, const Catalogue& catalogue, Cursors& cursors,
                     std::chrono::system_clock::time_point now);
 
 }  // namespace ovix::agent

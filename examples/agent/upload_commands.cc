@@ -1,0 +1,197 @@
+#include "upload_commands.h"
+
+#include <google/protobuf/util/json_util.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "collectors/machine.h"
+#include "device_id.h"
+#include "report.h"
+#include "store/error.h"
+#include "store/files/files.h"
+#include "store/store.h"
+#include "uploader/upload.h"
+
+namespace ovix::agent {
+namespace {
+
+struct UploadOptions {
+  std::string store;
+  std::string outbox;
+  std::string root = Machine::kThis;
+  std::string shown;
+  uint64_t max_bytes = OutboxLimits().max_bytes;
+  int max_age_days = static_cast<int>(OutboxLimits().max_age.count());
+};
+
+struct AckOptions {
+  std::string outbox;
+  std::vector<std::string> ids;
+  std::string file;
+};
+
+void Show(const UploadResult& result, const std::string& shown) {
+  for (const Payload& payload : result.built.payloads) {
+    if (payload.message->GetDescriptor()->name() != shown) continue;
+    google::protobuf::util::JsonPrintOptions options;
+    options.preserve_proto_field_names = true;
+    options.add_whitespace = true;
+    std::string json;
+    if (google::protobuf::util::MessageToJsonString(*payload.message, &json, options).ok()) {
+      std::cout << "\n" << shown << "\n" << json;
+    }
+    return;
+  }
+}
+
+void PrintResult(const UploadResult& result, const std::string& shown) {
+  std::vector<std::vector<std::string>> table = {{"PAYLOAD", "GUN", "VERSION", "RECORDS", "BYTES"}};
+  for (const UploadResult::Sent& sent : result.sent) {
+    table.push_back({sent.label.message.substr(sent.label.message.rfind('.') + 1), sent.label.gun,
+                     sent.label.version, std::to_string(sent.records),
+                     std::to_string(sent.label.bytes)});
+  }
+  PrintTable(std::cout, table, {3, 4});
+  if (result.as_before != 0) {
+    std::cout << result.as_before << " more as they were sent today already\n";
+  }
+  Show(result, shown);
+  std::cout.flush();
+  for (const std::string& note : result.notes) std::cerr << "ovix-agent: note: " << note << "\n";
+  for (const std::string& line : result.problems) std::cerr << "ovix-agent: " << line << "\n";
+}
+
+// Whether a store has ever written here. Throws where the folder cannot be read.
+bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
+  return std::any_of(catalogue.tables().begin(), catalogue.tables().end(), [&](const Table& table) {
+    return std::filesystem::exists(store.FileOf(table.database));
+  });
+}
+
+// Builds the payloads and puts them into the outbox; false where something was wrong.
+bool RunUpload(const UploadOptions& options) {
+  const Catalogue catalogue;
+  Store store(options.store, catalogue, {.access = Store::Access::kRead});
+  if (!HoldsDatabases(store, catalogue)) {
+    throw std::runtime_error(Printable(std::filesystem::path(options.store)) +
+                             ": holds no databases of the agent; name the folder that collect has "
+                             "filled");
+  }
+  Files& files = Files::System();
+  const UploadLock lock(options.store, "Upload.lock", "uploads from this store",
+                        UploadLock::IfMissing::kMake, files);
+  for (const auto& folder : CreatePrivateFolder(options.outbox)) SyncFolder(folder.parent_path());
+  Outbox outbox(options.outbox, UploadLock::IfMissing::kMake, files);
+  if (!outbox.holds_others()) MakePrivate(options.outbox);
+  UploadLog log(options.store);
+  OutboxLimits limits;
+  limits.max_bytes = options.max_bytes;
+  limits.max_age = std::chrono::days(options.max_age_days);
+  const UploadResult result =
+      Upload(store, catalogue, DeviceIdOrKept(options.root, options.store, files), limits,
+             std::chrono::system_clock::now(), log, outbox);
+  PrintResult(result, options.shown);
+  return result.problems.empty();
+}
+
+// The id in lower case. Throws where it is none; `place` is where it was given.
+std::string CheckedId(std::string id, const std::string& place) {
+  std::transform(id.begin(), id.end(), id.begin(),
+                 [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
+  if (IsUuid(id)) return id;
+  throw std::runtime_error(place + ": \"" + Escaped(id) +
+                           "\" is no id of a payload; give the value of `id` in its label (nothing "
+                           "was acknowledged)");
+}
+
+// The ids of a file's lines; "-" is the standard input.
+void ReadIds(const std::string& name, std::vector<std::string>& ids) {
+  std::ifstream file;
+  const bool is_file = name != "-";
+  const std::string said = is_file ? Printable(std::filesystem::path(name)) : "standard input";
+  if (is_file) file.open(std::filesystem::path(name), std::ios::binary);
+  std::istream& input = is_file ? file : std::cin;
+  std::string line;
+  for (int number = 1; std::getline(input, line); ++number) {
+    line.erase(line.find_last_not_of(" \t\r") + 1);
+    if (!line.empty()) ids.push_back(CheckedId(line, said + ":" + std::to_string(number)));
+  }
+  if (input.bad() || (is_file && !file.is_open())) {
+    throw std::runtime_error(said + ": cannot be read (" + std::strerror(errno) +
+                             "); name a file of ids, one a line");
+  }
+}
+
+int RunAck(const AckOptions& options) {
+  std::vector<std::string> ids;
+  for (const std::string& id : options.ids) ids.push_back(CheckedId(id, "ack"));
+  if (!options.file.empty()) ReadIds(options.file, ids);
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+
+  Outbox outbox(options.outbox, UploadLock::IfMissing::kRefuse, Files::System());
+  std::vector<std::string> unknown;
+  std::vector<std::string> problems;
+  const Outbox::Taken taken = outbox.Acknowledge(ids, unknown, problems);
+  std::cout << taken.payloads << (taken.payloads == 1 ? " payload" : " payloads")
+            << " acknowledged and removed, " << taken.bytes << " bytes\n";
+  std::cout.flush();
+  for (const std::string& line : outbox.remarks())
+    std::cerr << "ovix-agent: note: " << line << "\n";
+  for (const std::string& id : unknown) {
+    std::cerr << "ovix-agent: " << id << ": is not in the outbox\n";
+  }
+  for (const std::string& line : problems) std::cerr << "ovix-agent: " << line << "\n";
+  return !problems.empty() ? 1 : !unknown.empty() ? 2 : 0;
+}
+
+}  // namespace
+
+void AddUploadCommands(CLI::App& app, int& exit_code) {
+  CLI::App* upload = app.add_subcommand("upload", "Build payloads from what is stored");
+  const auto to_upload = std::make_shared<UploadOptions>();
+  upload->add_option("store", to_upload->store, "Folder of the databases")
+      ->required()
+      ->check(CLI::ExistingDirectory);
+  upload
+      ->add_option("outbox", to_upload->outbox, "Folder of the payloads; made where it is missing")
+      ->required();
+  upload->add_option("--root", to_upload->root, "The machine that was collected: see collect")
+      ->check(CLI::ExistingDirectory)
+      ->capture_default_str();
+  upload
+      ->add_option("--max-bytes", to_upload->max_bytes,
+                   "Size of the outbox; beyond it the oldest payloads are dropped")
+      ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  upload
+      ->add_option("--max-age-days", to_upload->max_age_days,
+                   "Payloads that wait longer are dropped")
+      ->check(CLI::Range(2, 36500))
+      ->capture_default_str();
+  upload->add_option("--show", to_upload->shown, "Print the first payload of this message as JSON");
+  upload->callback([to_upload, &exit_code] { exit_code = RunUpload(*to_upload) ? 0 : 1; });
+
+  CLI::App* ack = app.add_subcommand("ack", "Remove payloads that were received from the outbox");
+  const auto to_ack = std::make_shared<AckOptions>();
+  ack->add_option("outbox", to_ack->outbox, "Folder of the payloads")
+      ->required()
+      ->check(CLI::ExistingDirectory);
+  CLI::Option* ids = ack->add_option("id", to_ack->ids, "Ids of payloads, from their labels");
+  ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input");
+  ack->callback([to_ack, ids, &exit_code] {
+    if (ids->empty() && to_ack->file.empty()) {
+      throw std::runtime_error("ack: no ids; give them after the outbox or by --file");
+    }
+    exit_code = RunAck(*to_ack);
+  });
+}
+
+}  // namespace ovix::agent

@@ -1,0 +1,104 @@
+#include "uploader/label.h"
+
+#include <google/protobuf/struct.pb.h>
+#include <google/protobuf/util/json_util.h>
+#include <google/protobuf/wrappers.pb.h>
+
+#include <charconv>
+#include <regex>
+#include <stdexcept>
+
+#include "device_id.h"
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "system/hash.h"
+
+namespace ovix::agent {
+namespace {
+
+constexpr int kSequenceDigits = 13;
+
+// The text as a JSON string.
+std::string JsonText(const std::string& text) {
+  google::protobuf::StringValue value;
+  value.set_value(text);
+  std::string json;
+  const auto status = google::protobuf::util::MessageToJsonString(value, &json);
+  if (!status.ok()) throw std::runtime_error(status.ToString());
+  return json;
+}
+
+}  // namespace
+
+std::string Label::FileStem() const {
+  std::string stem;
+  for (const char c : created) {
+    if (c != '-' && c != ':' && c != '.') stem += c;
+  }
+  std::string number = std::to_string(sequence);
+  if (number.size() < kSequenceDigits) number.insert(0, kSequenceDigits - number.size(), '0');
+  return stem + "-" + number + "-" + message.substr(message.rfind('.') + 1);
+}
+
+std::string Label::ToJson() const {
+  return "{\n  \"gun\": " + JsonText(gun) + ",\n  \"version\": " + JsonText(version) +
+         ",\n  \"message\": " + JsonText(message) +
+         ",\n  \"payload\": " + JsonText(FileStem() + ".binpb") +
+         ",\n  \"bytes\": " + std::to_string(bytes) + ",\n  \"sha256\": " + JsonText(sha256) +
+         ",\n  \"device\": " + JsonText(device) + ",\n  \"created\": " + JsonText(created) +
+         ",\n  \"sequence\": " + std::to_string(sequence) + ",\n  \"id\": " + JsonText(id) +
+         "\n}\n";
+}
+
+std::optional<Label> Label::FromJson(const std::string& json) {
+  google::protobuf::Struct read;
+  if (!google::protobuf::util::JsonStringToMessage(json, &read).ok()) return std::nullopt;
+  const auto value = [&](const char* key) -> const google::protobuf::Value& {
+    const auto found = read.fields().find(key);
+    return found == read.fields().end() ? google::protobuf::Value::default_instance()
+                                        : found->second;
+  };
+  Label label;
+  label.gun = value("gun").string_value();
+  label.version = value("version").string_value();
+  label.message = value("message").string_value();
+  label.bytes = static_cast<uint64_t>(value("bytes").number_value());
+  label.sha256 = value("sha256").string_value();
+  label.device = value("device").string_value();
+  label.created = value("created").string_value();
+  label.sequence = static_cast<int64_t>(value("sequence").number_value());
+  label.id = value("id").string_value();
+  if (!IsUuid(label.id)) return std::nullopt;
+  return label;
+}
+
+Label MakeLabel(const google::protobuf::Descriptor* message, std::string_view bytes,
+                const std::string& device, const std::string& created, int64_t sequence) {
+  const auto& cdm = message->options().GetExtension(telemetry::contract::upload::cdm);
+  if (cdm.gun().empty()) {
+    throw std::runtime_error(message->full_name() +
+                             ": is no payload (its schema sets no cdm option)");
+  }
+  Label label{cdm.gun(),
+              cdm.version(),
+              message->full_name(),
+              bytes.size(),
+              Hexadecimal(Sha256(bytes)),
+              device,
+              created,
+              sequence,
+              ""};
+  label.id = UuidOf(Sha256(device + " " + std::to_string(sequence) + " " + label.sha256));
+  return label;
+}
+
+std::optional<OutboxName> ParseOutboxName(const std::string& name) {
+  static const std::regex pattern(
+      R"((\.?)(\d{8}T\d{9}Z-(\d{4,18})-[A-Za-z]\w*)(\.binpb|\.json)(\.part)?)");
+  std::smatch parts;
+  if (!std::regex_match(name, parts, pattern)) return std::nullopt;
+  const bool aside = parts[5].matched;
+  if (parts[1].length() == 1 && !aside) return std::nullopt;
+  return OutboxName{parts[2], std::stoll(parts[3]), parts[4], aside};
+}
+
+}  // namespace ovix::agent
