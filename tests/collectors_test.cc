@@ -5,177 +5,71 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "collectors/smbios.h"
-#include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
-#include "ovix/telemetry/contract/storage/device_performance/thermal.pb.h"
+#include "collectors/serials.h"
+#include "collectors/smbios_records.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
-#include "ovix/telemetry/contract/storage/device_profile/device.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device_location.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
-#include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
-#include "support/folder.h"
+#include "support/machine.h"
 
 namespace ovix::tests {
 namespace {
 
 using agent::Collection;
-using agent::Machine;
 using google::protobuf::Message;
 namespace profile = telemetry::contract::storage::device_profile;
 
-// One SMBIOS structure: type, the bytes behind its header, and its texts.
-std::string Structure(int type, const std::string& body, std::initializer_list<const char*> texts) {
-  std::string bytes = {static_cast<char>(type), static_cast<char>(body.size() + 4), 0, 0};
-  bytes += body;
-  for (const char* text : texts) bytes += std::string(text) + '\0';
-  return bytes + std::string(texts.size() == 0 ? 2 : 1, '\0');
-}
+constexpr char kTime[] = "2026-11-21T00:00:00.000Z";
 
-std::string MemoryDevice(uint16_t size_word, uint32_t extended_mb) {
-  std::string body(0x20 - 4, '\0');
-  const auto put = [&](size_t offset, uint32_t value, size_t size) {
-    for (size_t i = 0; i < size; ++i) body[offset - 4 + i] = static_cast<char>(value >> (8 * i));
-  };
-  put(0x08, 72, 2), put(0x0a, 64, 2), put(0x0c, size_word, 2), put(0x0e, 9, 1);
-  put(0x10, 1, 1), put(0x11, 2, 1), put(0x12, 26, 1), put(0x15, 3200, 2);
-  put(0x17, 3, 1), put(0x18, 4, 1), put(0x1b, 2, 1), put(0x1c, extended_mb, 4);
-  return Structure(17, body, {"DIMM 0", "BANK 0", "Maker", "  SER1 "});
-}
-
-// A made-up notebook: what the collectors read of it is told by these files alone.
-void WriteNotebook(const Folder& root) {
-  const std::pair<const char*, const char*> files[] = {
-      {"etc/os-release", "NAME=\"Some Linux\"\nID=some\nVERSION='12 (x)'\n# comment\n"},
-      {"etc/machine-id", "0123\n"},
-      {"etc/default/locale", "LANG=de_DE.UTF-8\n"},
-      {"proc/sys/kernel/osrelease", "6.1.0\n"},
-      {"proc/sys/kernel/arch", "x86_64\n"},
-      {"proc/self/mounts", "proc /proc proc rw 0 0\n/dev/nvme0n1p2 / ext4 rw 0 0\n"},
-      {"proc/modules", "snd 1 0 - Live 0x0\n"},
-      {"proc/cpuinfo",
-       "processor\t: 0\nmodel name\t: Chip\nvendor_id\t: V\nphysical id\t: 0\ncore id\t: "
-       "0\nflags\t: lm vmx\n\n"
-       "processor\t: 1\nmodel name\t: Chip\nvendor_id\t: V\nphysical id\t: 0\ncore id\t: "
-       "0\nflags\t: lm vmx\n\n"},
-      {"sys/devices/system/cpu/cpu0/cache/index0/level", "2\n"},
-      {"sys/devices/system/cpu/cpu0/cache/index0/type", "Unified\n"},
-      {"sys/devices/system/cpu/cpu0/cache/index0/size", "512K\n"},
-      {"sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq", "4100000\n"},
-      {"sys/power/state", "freeze mem disk\n"},
-      {"sys/class/dmi/id/product_uuid", "UUID-1\n"},
-      {"sys/class/dmi/id/product_name", "Book 14\n"},
-      {"sys/class/dmi/id/chassis_type", "10\n"},
-      {"sys/class/dmi/id/board_serial", "B1\n"},
-      {"sys/class/dmi/id/bios_version", "1.2\n"},
-      {"sys/class/net/wlan0/type", "1\n"},
-      {"sys/class/net/wlan0/device/vendor", "0x8086\n"},
-      {"sys/class/net/wlan0/wireless/x", ""},
-      {"sys/block/loop0/size", "8\n"},
-      {"sys/block/nvme0n1/size", "1000\n"},
-      {"sys/block/nvme0n1/queue/rotational", "0\n"},
-      {"sys/block/nvme0n1/nvme0n1p1/partition", "1\n"},
-      {"sys/block/nvme0n1/device/serial", " N1 \n"},
-      {"sys/block/nvme0n1/device/firmware_rev", "F7\n"},
-      {"sys/class/power_supply/AC/type", "Mains\n"},
-      {"sys/class/power_supply/BAT0/type", "Battery\n"},
-      {"sys/class/power_supply/BAT0/status", "Discharging\n"},
-      {"sys/class/power_supply/BAT0/energy_full_design", "50000000\n"},
-      {"sys/class/power_supply/BAT0/energy_full", "40000000\n"},
-      {"sys/class/power_supply/BAT0/energy_now", "10000000\n"},
-      {"sys/class/power_supply/BAT0/cycle_count", "123\n"},
-      {"sys/class/power_supply/BAT0/power_now", "9000000\n"},
-      {"sys/class/power_supply/BAT0/current_now", "-1500000\n"},
-      {"sys/class/thermal/thermal_zone0/type", "x86_pkg_temp\n"},
-      {"sys/class/thermal/thermal_zone0/temp", "45600\n"},
-      {"sys/class/thermal/thermal_zone1/type", "acpitz\n"},
-      {"sys/class/thermal/thermal_zone1/temp", "-5000\n"},
-      {"var/lib/dpkg/status",
-       "Package: one\nStatus: install ok installed\nMaintainer: M\xC3\xBCller <m@x>\nVersion: 1:2\n"
-       "Description: first\n Package: not one\n\n"
-       "Package: two\nStatus: deinstall ok config-files\nVersion: 1\n\n"
-       "Package: three\nStatus: install ok installed\nArchitecture: amd64\n\n"},
-      {"var/lib/dpkg/info/three:amd64.list", ""},
-  };
-  for (const auto& [name, content] : files) root.Write(name, content);
-  root.Write("sys/firmware/dmi/tables/DMI",
-             Structure(16, std::string(9, '\0') + '\x04' + '\0', {}) + MemoryDevice(8192, 0) +
-                 MemoryDevice(0, 0) + MemoryDevice(0x7fff, 65536) + Structure(127, "", {}));
-}
-
-Collection Collect(const Folder& root) {
-  Collection found("2026-11-21T00:00:00.000Z");
-  for (const auto& collector : agent::Collectors()) collector.collect(Machine(root.path()), found);
-  return found;
-}
-
+// The rows of a record that the collectors find of the Linux machine in a folder.
 template <typename Record>
-std::vector<const Record*> RowsOf(const Collection& found) {
-  std::vector<const Record*> rows;
-  const auto add = [&](const Message& row) {
-    if (const auto* record = dynamic_cast<const Record*>(&row)) rows.push_back(record);
-  };
-  for (const auto& snapshot : found.snapshots()) {
-    for (const auto& row : snapshot.rows) add(*row);
+std::vector<Record> RowsOf(const std::filesystem::path& root) {
+  std::vector<Record> rows;
+  for (const auto& collector : agent::Collectors(root)) {
+    const Collection found = agent::Run(collector, kTime);
+    for (const auto& snapshot : found.snapshots()) {
+      if (snapshot.record != Record::descriptor()) continue;
+      for (const auto& row : snapshot.rows) rows.push_back(static_cast<const Record&>(*row));
+    }
   }
-  for (const auto& row : found.appended()) add(*row);
   return rows;
 }
 
-TEST(Collectors, ReadAMachineThatHasEverything) {
+class Machines : public testing::TestWithParam<const char*> {};
+
+TEST_P(Machines, AreCollectedFieldByField) {
+  std::ifstream file(std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "tests/machines" /
+                     (std::string(GetParam()) + ".txt"));
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+#ifdef _WIN32
+  if (text.find(" -> ") != std::string::npos) GTEST_SKIP() << "symbolic links are not Windows' way";
+#endif
   const Folder root;
-  WriteNotebook(root);
-  const Collection found = Collect(root);
-  for (const auto& skipped : found.skipped()) ADD_FAILURE() << skipped.collector << skipped.why;
+  const std::string expected = WriteMachine(text, root);
+  std::string found;
+  for (const auto& collector : agent::Collectors(root.path())) {
+    found += Describe(collector.name, agent::Run(collector, kTime));
+  }
+  EXPECT_EQ(found, expected);
+}
 
-  const auto* system = RowsOf<profile::OperatingSystem>(found).at(0);
-  EXPECT_EQ(system->name() + system->release() + system->boot_device() + system->locale_name(),
-            "Some Linux12 (x)/dev/nvme0n1p2de_DE.UTF-8");
-  EXPECT_EQ(system->architecture(), profile::OS_ARCH_64_BITS);
+INSTANTIATE_TEST_SUITE_P(Linux, Machines,
+                         testing::Values("notebook", "server", "board", "container"),
+                         [](const auto& test) { return std::string(test.param); });
 
-  const auto* device = RowsOf<profile::Device>(found).at(0);
-  EXPECT_EQ(device->device_unique_id() + device->model() + device->device_type(),
-            "UUID-1Book 14notebook");
-  EXPECT_EQ(device->supported_sleep_states(), 1 + 4 + 8);
-
-  const auto applications = RowsOf<profile::Application>(found);
-  ASSERT_EQ(applications.size(), 2U) << "a removed package is none";
-  EXPECT_EQ(applications[0]->name() + applications[0]->vendor(), "oneM\xC3\xBCller <m@x>");
-  EXPECT_EQ(applications[0]->install_time(), "");
-  EXPECT_EQ(applications[1]->install_time().size(), device->time().size());
-
-  const auto* processor = RowsOf<profile::HwProcessor>(found).at(0);
-  EXPECT_EQ(processor->cores_count(), 1U);
-  EXPECT_EQ(processor->logical_processors(), 2U);
-  EXPECT_EQ(processor->max_clock_speed(), 4100U);
-  EXPECT_EQ(processor->l2_cache_size(), 512U);
-  EXPECT_TRUE(processor->virtualization_firmware_enabled());
-
-  EXPECT_EQ(RowsOf<profile::HwMemory>(found).at(0)->total_slots(), 4U);
-  const auto chips = RowsOf<profile::HwMemoryChip>(found);
-  ASSERT_EQ(chips.size(), 2U) << "an empty slot is no module";
-  EXPECT_EQ(chips[0]->serial_number() + chips[0]->locator(), "SER1DIMM 0");
-  EXPECT_EQ(chips[0]->capacity(), 8192U);
-  EXPECT_EQ(chips[1]->capacity(), 65536U);
-  EXPECT_EQ(chips[0]->speed(), 3200U);
-
-  EXPECT_EQ(RowsOf<profile::HwNetworkAdapter>(found).at(0)->interface_type(), "wireless");
-  const auto drives = RowsOf<profile::HwStorageDrive>(found);
-  ASSERT_EQ(drives.size(), 1U) << "a loop device is no drive";
-  EXPECT_EQ(drives[0]->serial_number() + drives[0]->total_capacity() + drives[0]->interface_type(),
-            "N1512000nvme");
-  EXPECT_EQ(drives[0]->partitions(), 1);
-
-  const auto* log =
-      RowsOf<telemetry::contract::storage::device_health::BatteryHealthLog>(found).at(0);
-  EXPECT_EQ(log->full_energy_capacity(), 40000U);
-  EXPECT_FLOAT_EQ(log->full_energy_capacity_perc(), 80);
-  EXPECT_FLOAT_EQ(log->remaining_energy_capacity_perc(), 25);
-  EXPECT_EQ(log->eletric_current(), 1500U);
-  EXPECT_TRUE(log->battery_status().discharging());
-  const auto* sample =
-      RowsOf<telemetry::contract::storage::device_performance::ThermalOVIXBiosSamples>(found).at(0);
-  EXPECT_EQ(sample->cpu_temp(), 46U);
-  EXPECT_EQ(sample->system1_temp(), 0U) << "below zero the record has no number";
+TEST(Collectors, TakeTheTimeOfInstallationFromThePackagesList) {
+  const Folder root;
+  root.Write("var/lib/dpkg/status",
+             "Package: a\nStatus: install ok installed\n\n"
+             "Package: b\nStatus: install ok installed\nArchitecture: amd64\n\n"
+             "Package: c\nStatus: install ok installed\n\n");
+  root.Write("var/lib/dpkg/info/a.list", "");
+  root.Write("var/lib/dpkg/info/b:amd64.list", "");
+  const auto rows = RowsOf<profile::Application>(root.path());
+  ASSERT_EQ(rows.size(), 3U);
+  EXPECT_EQ(rows[0].install_time().size(), rows[0].time().size());
+  EXPECT_EQ(rows[1].install_time().size(), rows[0].time().size());
+  EXPECT_EQ(rows[2].install_time(), "");
 }
 
 #ifndef _WIN32
@@ -187,39 +81,107 @@ TEST(Collectors, TellTheTimeZoneInMinutesEastOfGreenwich) {
   for (const auto& [name, minutes] : cases) {
     setenv("TZ", name, 1);
     tzset();
-    const Collection found = Collect(root);
-    EXPECT_EQ(RowsOf<profile::DeviceLocation>(found).at(0)->current_time_zone(), minutes) << name;
+    EXPECT_EQ(RowsOf<profile::DeviceLocation>(root.path()).at(0).current_time_zone(), minutes)
+        << name;
   }
   before == nullptr ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
   tzset();
 }
 #endif
 
-TEST(Collectors, SayWhatAMachineLacks) {
+TEST(Collectors, SayWhatAMachineLacksAndDeleteNothing) {
   const Folder root;
-  std::vector<std::string> skipped;
-  const Collection found = Collect(root);
-  for (const auto& skip : found.skipped()) {
-    skipped.push_back(skip.collector);
-    EXPECT_FALSE(skip.why.empty());
+  for (const auto& collector : agent::Collectors(root.path())) {
+    const Collection found = agent::Run(collector, kTime);
+    if (std::string(collector.name) == "location") continue;
+    EXPECT_EQ(found.skipped().size(), 1U) << collector.name;
+    EXPECT_TRUE(found.snapshots().empty()) << collector.name << " says that its rows are gone";
+    EXPECT_TRUE(found.appended().empty()) << collector.name;
   }
-  std::vector<std::string> expected;
-  for (const auto& collector : agent::Collectors()) {
-    if (std::string(collector.name) != "location") expected.push_back(collector.name);
-  }
-  EXPECT_EQ(skipped, expected);
-  EXPECT_EQ(found.rows(), 1U);
 }
 
-TEST(Collectors, SurviveFirmwareAndFilesThatAreDamaged) {
-  const std::string table = MemoryDevice(8192, 0) + Structure(127, "", {});
-  for (size_t length = 0; length < table.size(); ++length) {
-    agent::ParseSmbios(table.substr(0, length));
-  }
-  EXPECT_TRUE(agent::ParseSmbios(std::string(100, '\0')).empty());
-  EXPECT_EQ(agent::ParseSmbios(MemoryDevice(1, 0))[0].Text(0x0e), "") << "text 9 of 4";
-  EXPECT_EQ(agent::ParseSmbios(Structure(17, "", {}))[0].Word(0x0c), 0U) << "beyond the end";
+TEST(Collectors, ThatFailAreSaidAndLeaveNothingHalf) {
+  const Collection found = agent::Run({"failing",
+                                       [](Collection& half) {
+                                         half.Add<profile::HwBattery>().set_serial_number("1");
+                                         throw std::runtime_error("the bus\nis gone");
+                                       }},
+                                      kTime);
+  EXPECT_EQ(Describe("failing", found), "failing\n  skipped: failed: the bus?is gone\n");
+}
 
+TEST(Collectors, SayWhichRowsShareAKey) {
+  const Collection found = agent::Run({"twins",
+                                       [](Collection& twins) {
+                                         for (const char* name : {"first", "second", "third"}) {
+                                           auto& row = twins.Add<profile::HwBattery>();
+                                           row.set_serial_number(name[0] == 't' ? "2" : "1");
+                                           row.set_device_name(name);
+                                         }
+                                       }},
+                                      kTime);
+  EXPECT_EQ(Describe("twins", found),
+            "twins\n"
+            "  HwBattery serial_number: \"1\" device_name: \"second\"\n"
+            "  HwBattery serial_number: \"2\" device_name: \"third\"\n"
+            "  skipped: 1 of 3 rows of HwBattery: another has the same serial_number, ct_number\n");
+}
+
+TEST(Serials, OfMakersThatLeftThemOutAreNoKeys) {
+  for (const char* none : {"", "0", "00000000", "FFFFFFFF", "........", "Unknown", "NOT SPECIFIED",
+                           "To Be Filled By O.E.M.", "1234567890"}) {
+    EXPECT_TRUE(agent::IsPlaceholder(none)) << none;
+  }
+  for (const char* serial : {"10000000", "FFFFFFF0", "N1", "12", "77"}) {
+    EXPECT_FALSE(agent::IsPlaceholder(serial)) << serial;
+  }
+}
+
+TEST(Smbios, ThatIsDamagedIsReadUpToTheDamage) {
+  const std::string table = SmbiosBytes(
+      "17 40 12=8192:2 16=1:1 24=2:1 | DIMM 0 | \xff\xfe\n"
+      "1 27 8=0x0102030405060708:8 16=0x090a0b0c0d0e0f10:8\n"
+      "127 4\n");
+  for (size_t length = 0; length < table.size(); ++length) {
+    const agent::SmbiosTable cut = agent::ParseSmbios(table.substr(0, length));
+    EXPECT_EQ(cut.whole, length == 40 + 7 + 3 + 1 || length == 40 + 11 + 27 + 2) << length;
+  }
+  const agent::SmbiosTable whole = agent::ParseSmbios(table + "beyond the end");
+  EXPECT_TRUE(whole.whole);
+  ASSERT_EQ(whole.structures.size(), 3U);
+  EXPECT_EQ(whole.structures[0].Text(24), "??");
+  EXPECT_EQ(whole.structures[0].Text(14), "") << "text 0 is none";
+  EXPECT_EQ(whole.structures[0].Word(39), 0U) << "half of it lies beyond the end";
+  EXPECT_EQ(whole.structures[1].Uuid(8), "05060708-0304-0102-100f-0e0d0c0b0a09");
+  EXPECT_EQ(whole.structures[1].Uuid(12), "") << "it ends beyond the end";
+  EXPECT_EQ(whole.structures[0].Uuid(0x1c), "") << "beyond the end";
+  EXPECT_TRUE(agent::ParseSmbios(std::string(100, '\0')).structures.empty());
+}
+
+TEST(Smbios, DescribesTheDevice) {
+  const agent::SmbiosTable table = agent::ParseSmbios(SmbiosBytes(
+      "0 24 4=1:1 5=2:1 8=3:1 22=3:1 23=4:1 | Bios | 1.2 | 01/02/2026\n"
+      "1 27 4=1:1 5=2:1 7=3:1 8=0x0102030405060708:8 16=0x090a0b0c0d0e0f10:8 25=4:1 26=5:1 "
+      "| Maker | Book | S1 | SKU | Family\n"
+      "2 15 4=1:1 5=2:1 6=3:1 7=4:1 | Boards | B-1 | V2 | CT1\n"
+      "3 9 5=0x8a:1\n"));
+  Collection found(kTime);
+  agent::FillDevice(table, found.Add<profile::Device>());
+  agent::AddBaseBoard(table, found);
+  agent::AddFirmware(table, found);
+  EXPECT_EQ(Describe("all", found),
+            "all\n"
+            "  Device serial_number: \"S1\" bios_uuid: \"05060708-0304-0102-100f-0e0d0c0b0a09\" "
+            "product_id: \"SKU\" manufacturer: \"Maker\" model: \"Book\" base_board_id: \"B-1\" "
+            "family: \"Family\" device_type: \"notebook\"\n"
+            "  HwBaseBoard ct_number: \"CT1\" base_board_id: \"B-1\" manufacturer: \"Boards\" "
+            "base_board_version: \"V2\"\n"
+            "  FwBios bios_uuid: \"05060708-0304-0102-100f-0e0d0c0b0a09\" fw_version: \"1.2\" "
+            "vendor: \"Bios\" release_date: \"01/02/2026\"\n"
+            "  FwEmbeddedController fw_version: \"3.4\"\n");
+}
+
+TEST(Collectors, SurviveFilesThatAreDamaged) {
   const Folder root;
   root.Write("etc/os-release", "NAME=\"\xff\xfe\nno equals\n=\n");
   root.Write("proc/cpuinfo", "processor : 0\nmodel name : \xff");
@@ -227,12 +189,14 @@ TEST(Collectors, SurviveFirmwareAndFilesThatAreDamaged) {
   root.Write("sys/class/power_supply/B/type", "Battery");
   root.Write("sys/class/power_supply/B/cycle_count", "99999999999999");
   root.Write("var/lib/dpkg/status", "Package:\n\n\n\n:\n x\n");
-  const Collection found = Collect(root);
-  for (const auto& snapshot : found.snapshots()) {
-    for (const auto& row : snapshot.rows) {
-      std::string bytes;
-      EXPECT_TRUE(row->SerializeToString(&bytes) && row->ParseFromString(bytes))
-          << row->ShortDebugString();
+  for (const auto& collector : agent::Collectors(root.path())) {
+    const Collection found = agent::Run(collector, kTime);
+    for (const auto& snapshot : found.snapshots()) {
+      for (const auto& row : snapshot.rows) {
+        std::string bytes;
+        EXPECT_TRUE(row->SerializeToString(&bytes) && row->ParseFromString(bytes))
+            << row->ShortDebugString();
+      }
     }
   }
 }

@@ -18,7 +18,18 @@ foreach(folder IN LISTS dll_folders)
 endforeach()
 set(wine_environment
   "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
+# The same for scripts that call Wine themselves.
+list(TRANSFORM wine_environment REPLACE "=(.*)" "='\\1'" OUTPUT_VARIABLE wine_exports)
+list(TRANSFORM wine_exports PREPEND "export ")
+list(JOIN wine_exports "\n" wine_exports)
+string(REPLACE "\\;" ";" wine_exports "${wine_exports}")
+file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT "${wine_exports}\n")
 set_tests_properties(library-tests agent-tests tool-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+
+# The agent on what Wine says of the machine.
+add_test(NAME agent-on-windows COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/agent_on_windows_test.sh"
+  "$<TARGET_FILE:ovix-agent>" "${wine}")
+set_tests_properties(agent-on-windows PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
 add_executable(load-by-hand load_by_hand.cc)
 target_compile_features(load-by-hand PRIVATE cxx_std_20)

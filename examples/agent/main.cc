@@ -16,6 +16,9 @@
 #include "store/store.h"
 #include "store/time.h"
 #include "upload_commands.h"
+#ifdef _WIN32
+#include "collectors/windows/windows.h"
+#endif
 
 namespace ovix::agent {
 namespace {
@@ -31,17 +34,15 @@ std::vector<const google::protobuf::Message*> Pointers(const Rows& rows) {
   return pointers;
 }
 
-// A run of all collectors. What fails is told, and the rest goes on.
-class Run {
+// One run of all collectors. What fails is told, and the rest goes on.
+class CollectorsRun {
  public:
-  Run(const Machine& machine, const Catalogue& catalogue, Store& store)
-      : machine_(machine), catalogue_(catalogue), store_(store) {}
+  CollectorsRun(const Catalogue& catalogue, Store& store) : catalogue_(catalogue), store_(store) {}
 
   // Runs one collector and stores what it found; prints a line for each table.
   void Collect(const Collector& collector) {
     std::cout << collector.name << "\n";
-    Collection found(TimeText(std::chrono::system_clock::now()));
-    if (!Try([&] { collector.collect(machine_, found); })) return;
+    const Collection found = Run(collector, TimeText(std::chrono::system_clock::now()));
     std::string produced;
     for (const auto& snapshot : found.snapshots()) {
       Try([&] {
@@ -67,7 +68,7 @@ class Run {
         all_ += changes;
       });
     }
-    for (const auto& skipped : found.skipped()) std::cout << "  skipped: " << skipped.why << "\n";
+    for (const std::string& why : found.skipped()) std::cout << "  skipped: " << why << "\n";
     telemetry::contract::storage::CollectorCache cache;
     cache.set_collector(collector.name);
     cache.set_time(found.time());
@@ -112,7 +113,6 @@ class Run {
     std::cerr << "ovix-agent: " << problem << "\n";
   }
 
-  const Machine& machine_;
   const Catalogue& catalogue_;
   Store& store_;
   Changes all_;
@@ -123,9 +123,8 @@ class Run {
 bool Collect(const std::string& folder, const std::string& root) {
   const Catalogue catalogue;
   Store store(folder, catalogue);
-  const Machine machine(root);
-  Run run(machine, catalogue, store);
-  for (const Collector& collector : Collectors()) run.Collect(collector);
+  CollectorsRun run(catalogue, store);
+  for (const Collector& collector : Collectors(root)) run.Collect(collector);
   run.Trim();
   return run.Report();
 }
@@ -144,15 +143,13 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
   std::string folder;
-  std::string root = Machine::kThis;
+  std::string root = kThisMachine;
 
   CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
   collect->add_option("store", folder, "Folder of the databases; made where it is missing")
       ->required();
-  collect->add_option("--root", root, "Read the Linux machine below this folder")
-      ->check(CLI::ExistingDirectory)
-      ->required(root.empty())
-      ->capture_default_str();
+  collect->add_option("--root", root, "Read a Linux machine whose files lie in this folder")
+      ->check(CLI::ExistingDirectory);
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
   show->add_option("store", folder, "Folder of the databases")
       ->required()
@@ -178,4 +175,16 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace ovix::agent
 
+#ifdef _WIN32
+// Windows gives the arguments in UTF-16; inside, and on the way out, all text is UTF-8.
+int wmain(int argc, wchar_t** argv) {
+  std::vector<std::string> arguments;
+  for (int i = 0; i < argc; ++i) arguments.push_back(ovix::agent::ToUtf8(argv[i]));
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  SetConsoleOutputCP(CP_UTF8);
+  return ovix::agent::Main(argc, pointers.data());
+}
+#else
 int main(int argc, char** argv) { return ovix::agent::Main(argc, argv); }
+#endif

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "collectors/machine.h"
+#include "collectors/collectors.h"
 #include "device_id.h"
 #include "report.h"
 #include "store/error.h"
@@ -24,7 +24,7 @@ namespace {
 struct UploadOptions {
   std::string store;
   std::string outbox;
-  std::string root = Machine::kThis;
+  std::string root = kThisMachine;
   std::string shown;
   uint64_t max_bytes = OutboxLimits().max_bytes;
   int max_age_days = static_cast<int>(OutboxLimits().max_age.count());

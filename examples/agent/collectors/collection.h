@@ -13,10 +13,6 @@ namespace ovix::agent {
 
 class Collection {
  public:
-  struct Skipped {
-    std::string collector;
-    std::string why;
-  };
   // Every row of one "State" table as it is now; no row, where the machine has no such thing.
   struct Snapshot {
     const google::protobuf::Descriptor* record;
@@ -54,21 +50,19 @@ class Collection {
     return added;
   }
 
-  // Says that the machine lacks what a collector reads, in words for a person.
-  void Skip(std::string collector, std::string why) {
-    skipped_.push_back({std::move(collector), std::move(why)});
-  }
+  // Says in one line, for a person, what was not collected and why: the machine lacks what the
+  // collector reads, or does not let it be read.
+  void Skip(std::string why) { skipped_.push_back(std::move(why)); }
+
+  // Of the rows of one snapshot with the same key only the last stays, as the table has room for
+  // one; says how many went.
+  void KeepOneOfEachKey();
 
   const std::vector<Snapshot>& snapshots() const { return snapshots_; }
   const std::vector<std::unique_ptr<google::protobuf::Message>>& appended() const {
     return appended_;
   }
-  const std::vector<Skipped>& skipped() const { return skipped_; }
-  size_t rows() const {
-    size_t count = appended_.size();
-    for (const Snapshot& snapshot : snapshots_) count += snapshot.rows.size();
-    return count;
-  }
+  const std::vector<std::string>& skipped() const { return skipped_; }
 
  private:
   Snapshot& SnapshotOf(const google::protobuf::Descriptor* record) {
@@ -81,7 +75,7 @@ class Collection {
   std::string time_;
   std::vector<Snapshot> snapshots_;
   std::vector<std::unique_ptr<google::protobuf::Message>> appended_;
-  std::vector<Skipped> skipped_;
+  std::vector<std::string> skipped_;
 };
 
 }  // namespace ovix::agent

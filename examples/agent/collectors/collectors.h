@@ -2,36 +2,34 @@
 #ifndef OVIX_AGENT_COLLECTORS_COLLECTORS_H_
 #define OVIX_AGENT_COLLECTORS_COLLECTORS_H_
 
+#include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "collectors/collection.h"
-#include "collectors/machine.h"
 
 namespace ovix::agent {
 
 struct Collector {
   const char* name;  // the key of its cache row
-  void (*collect)(const Machine& machine, Collection& found);
+  std::function<void(Collection& found)> collect;
 };
 
-// All collectors, in the order in which they run.
-const std::vector<Collector>& Collectors();
+// The machine that this program runs on.
+#ifdef _WIN32
+inline constexpr char kThisMachine[] = "";  // it is in no folder
+#else
+inline constexpr char kThisMachine[] = "/";
+#endif
 
-// software.cc
-void CollectOperatingSystem(const Machine& machine, Collection& found);
-void CollectLocation(const Machine& machine, Collection& found);
-void CollectApplications(const Machine& machine, Collection& found);
-void CollectDrivers(const Machine& machine, Collection& found);
-// board.cc: what the firmware tells through DMI
-void CollectDevice(const Machine& machine, Collection& found);
-void CollectFirmware(const Machine& machine, Collection& found);
-void CollectMemory(const Machine& machine, Collection& found);
-// hardware.cc
-void CollectProcessors(const Machine& machine, Collection& found);
-void CollectNetworkAdapters(const Machine& machine, Collection& found);
-void CollectStorageDrives(const Machine& machine, Collection& found);
-void CollectBatteries(const Machine& machine, Collection& found);
-void CollectTemperatures(const Machine& machine, Collection& found);
+// All collectors of a machine, in the order in which they run: of kThisMachine, or of the Linux
+// machine whose files lie below `root`.
+std::vector<Collector> Collectors(const std::filesystem::path& root = kThisMachine);
+
+// Runs a collector. What it throws becomes a line of what was skipped, and what it had found by
+// then is dropped: half a snapshot would delete the other half. Rows of one key become one row, the
+// last, which is said too.
+Collection Run(const Collector& collector, const std::string& time);
 
 }  // namespace ovix::agent
 

@@ -17,11 +17,15 @@ class SmbiosStructure {
       : formatted_(formatted), strings_(std::move(strings)) {}
 
   uint8_t type() const { return Byte(0); }
+  uint16_t handle() const { return Word(2); }
   uint8_t Byte(size_t offset) const { return static_cast<uint8_t>(Little(offset, 1)); }
   uint16_t Word(size_t offset) const { return static_cast<uint16_t>(Little(offset, 2)); }
   uint32_t Double(size_t offset) const { return Little(offset, 4); }
   // The text whose number stands at the offset, without spaces around it.
   std::string Text(size_t offset) const;
+  // The 16 bytes at the offset as a UUID in lower case, the first three parts read as little-endian
+  // numbers; empty where they are all 00 or all FF: no UUID.
+  std::string Uuid(size_t offset) const;
 
  private:
   uint32_t Little(size_t offset, size_t size) const;
@@ -30,9 +34,17 @@ class SmbiosStructure {
   std::vector<std::string> strings_;
 };
 
+struct SmbiosTable {
+  std::vector<SmbiosStructure> structures;
+  bool whole = false;  // whether it was read up to its end, and not only up to where it is cut off
+
+  // The first structure of a type; null without one.
+  const SmbiosStructure* Find(uint8_t type) const;
+};
+
 // The structures of a table (/sys/firmware/dmi/tables/DMI), up to its end or to the first that is
 // cut off.
-std::vector<SmbiosStructure> ParseSmbios(const std::string& table);
+SmbiosTable ParseSmbios(const std::string& table);
 
 }  // namespace ovix::agent
 

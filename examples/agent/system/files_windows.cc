@@ -26,7 +26,7 @@ std::error_code ErrorOf(DWORD code) {
 }
 std::error_code LastError() { return ErrorOf(GetLastError()); }
 std::error_code Done(BOOL done) { return done ? std::error_code() : LastError(); }
-HANDLE System(Files::Handle handle) { return reinterpret_cast<HANDLE>(handle); }
+HANDLE Native(Files::Handle handle) { return reinterpret_cast<HANDLE>(handle); }
 
 // A link that is opened as what it is, and then refused.
 std::error_code Open(const fs::path& file, DWORD access, DWORD sharing, DWORD how,
@@ -72,14 +72,14 @@ class WindowsFiles : public Files {
       const DWORD part =
           static_cast<DWORD>(std::min<size_t>(bytes.size(), std::numeric_limits<int32_t>::max()));
       DWORD written = 0;
-      if (!WriteFile(System(file), bytes.data(), part, &written, nullptr)) return LastError();
+      if (!WriteFile(Native(file), bytes.data(), part, &written, nullptr)) return LastError();
       bytes.remove_prefix(written);
     }
     return {};
   }
 
-  std::error_code Sync(Handle file) override { return Done(FlushFileBuffers(System(file))); }
-  std::error_code Close(Handle file) override { return Done(CloseHandle(System(file))); }
+  std::error_code Sync(Handle file) override { return Done(FlushFileBuffers(Native(file))); }
+  std::error_code Close(Handle file) override { return Done(CloseHandle(Native(file))); }
   std::error_code Rename(const fs::path& from, const fs::path& to) override {
     return Done(
         MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
@@ -98,11 +98,11 @@ class WindowsFiles : public Files {
     size_t size = 0;
     DWORD part = 1;
     while (!error && part > 0 && size < content.size()) {
-      error = Done(ReadFile(System(opened), &content[size],
+      error = Done(ReadFile(Native(opened), &content[size],
                             static_cast<DWORD>(content.size() - size), &part, nullptr));
       if (!error) size += part;
     }
-    CloseHandle(System(opened));
+    CloseHandle(Native(opened));
     content.resize(size);
     if (!error && size > most) error = std::make_error_code(std::errc::file_too_large);
     return error;
@@ -114,12 +114,12 @@ class WindowsFiles : public Files {
              make ? OPEN_ALWAYS : OPEN_EXISTING, locked);
     if (error) return error;
     OVERLAPPED from_the_start = {};
-    if (LockFileEx(System(locked), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
+    if (LockFileEx(Native(locked), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
                    &from_the_start)) {
       return {};
     }
     error = LastError();
-    CloseHandle(System(locked));
+    CloseHandle(Native(locked));
     return error;
   }
 };

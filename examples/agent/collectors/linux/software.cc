@@ -2,7 +2,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "collectors/collectors.h"
+#include "collectors/linux/collectors.h"
+#include "collectors/text.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device_location.pb.h"
@@ -32,7 +33,7 @@ std::string RootDevice(const Machine& machine) {
 void CollectOperatingSystem(const Machine& machine, Collection& found) {
   auto release = machine.Assignments("/etc/os-release");
   if (release.empty()) {
-    return found.Skip("operating_system", "/etc/os-release is not there");
+    return found.Skip("/etc/os-release is not there");
   }
   auto& row = found.Add<profile::OperatingSystem>();
   row.set_rowid(1);
@@ -68,7 +69,7 @@ void CollectLocation(const Machine& machine, Collection& found) {
 void CollectApplications(const Machine& machine, Collection& found) {
   const std::string status = machine.Read("/var/lib/dpkg/status");
   if (status.empty()) {
-    return found.Skip("applications", "/var/lib/dpkg/status is not there: not a Debian system");
+    return found.Skip("/var/lib/dpkg/status is not there: not a Debian system");
   }
   found.Begin<profile::Application>();
   for (const std::string& paragraph : Split(status, "\n\n")) {
@@ -93,7 +94,7 @@ void CollectApplications(const Machine& machine, Collection& found) {
 void CollectDrivers(const Machine& machine, Collection& found) {
   const std::string modules = machine.Read("/proc/modules");
   if (modules.empty()) {
-    return found.Skip("drivers", "/proc/modules is not there: the kernel loads no modules");
+    return found.Skip("/proc/modules is not there: the kernel loads no modules");
   }
   found.Begin<profile::DriverInfo>();
   for (const std::string& line : Split(modules, "\n")) {

@@ -1,11 +1,11 @@
-#include "collectors/machine.h"
+#include "collectors/linux/machine.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <fstream>
 #include <iterator>
 
+#include "collectors/text.h"
 #include "store/json.h"
 #include "store/time.h"
 
@@ -42,12 +42,14 @@ std::string Machine::Line(const std::string& path) const {
 
 uint32_t Machine::Number(const std::string& path) const { return ToNumber(Line(path)); }
 
-std::vector<std::string> Machine::List(const std::string& path) const {
+std::optional<std::vector<std::string>> Machine::TryList(const std::string& path) const {
   std::vector<std::string> names;
-  std::error_code ignored;
-  for (const auto& entry : std::filesystem::directory_iterator(Under(path), ignored)) {
-    names.push_back(entry.path().filename().string());
+  std::error_code error;
+  std::filesystem::directory_iterator entry(Under(path), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    names.push_back(entry->path().filename().string());
   }
+  if (error) return std::nullopt;
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -78,44 +80,6 @@ std::string Machine::Modified(const std::string& path) const {
   if (error) return "";
   return TimeText(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
       std::chrono::file_clock::to_sys(time)));
-}
-
-std::map<std::string, std::string> Fields(const std::string& text) {
-  std::map<std::string, std::string> fields;
-  std::string key;
-  for (const std::string& line : Split(text, "\n")) {
-    const size_t colon = line.find(':');
-    if (!line.empty() && line[0] == ' ') {
-      if (!key.empty()) fields[key] += "\n" + Trimmed(line);
-    } else if (colon != std::string::npos) {
-      key = Trimmed(line.substr(0, colon));
-      fields[key] = Trimmed(line.substr(colon + 1));
-    }
-  }
-  return fields;
-}
-
-std::string Trimmed(const std::string& text) {
-  const char* spaces = " \t\r\n";
-  const size_t first = text.find_first_not_of(spaces);
-  if (first == std::string::npos) return "";
-  return text.substr(first, text.find_last_not_of(spaces) - first + 1);
-}
-
-uint32_t ToNumber(const std::string& text) {
-  uint32_t number = 0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-  return result.ec == std::errc() ? number : 0;
-}
-
-std::vector<std::string> Split(const std::string& text, const std::string& separator) {
-  std::vector<std::string> parts;
-  for (size_t begin = 0; begin < text.size();) {
-    const size_t end = std::min(text.find(separator, begin), text.size());
-    parts.push_back(text.substr(begin, end - begin));
-    begin = end + separator.size();
-  }
-  return parts;
 }
 
 }  // namespace ovix::agent

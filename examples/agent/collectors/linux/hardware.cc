@@ -3,7 +3,9 @@
 #include <map>
 #include <set>
 
-#include "collectors/collectors.h"
+#include "collectors/linux/collectors.h"
+#include "collectors/serials.h"
+#include "collectors/text.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_performance/thermal.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/fw_components.pb.h"
@@ -37,6 +39,19 @@ std::string Printable(const std::string& bytes) {
   return Trimmed(text);
 }
 
+// Whether a block device is one for media that come and go: optical and floppy disks.
+bool IsForOtherMedia(const std::string& name) {
+  return name.starts_with("sr") || name.starts_with("fd");
+}
+
+// How a block device is attached, by its name.
+std::string InterfaceOf(const std::string& name) {
+  if (name.starts_with("sd")) return "scsi";
+  if (name.starts_with("mmcblk")) return "mmc";
+  if (name.starts_with("vd")) return "virtio";
+  return name.substr(0, name.find_first_of("0123456789"));
+}
+
 // Thousandths to whole units, rounded; 0 for what is below zero.
 uint32_t FromMilli(const std::string& text) {
   return text.starts_with("-") ? 0 : (ToNumber(text) + 500) / 1000;
@@ -59,7 +74,7 @@ void CollectProcessors(const Machine& machine, Collection& found) {
     package.cores.insert(fields.contains("core id") ? fields["core id"] : fields["processor"]);
     package.fields = std::move(fields);
   }
-  if (packages.empty()) return found.Skip("processors", "/proc/cpuinfo names no processor");
+  if (packages.empty()) return found.Skip("/proc/cpuinfo names no processor");
 
   found.Begin<profile::HwProcessor>();
   const uint32_t max_khz = machine.Number("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq");
@@ -70,15 +85,17 @@ void CollectProcessors(const Machine& machine, Collection& found) {
     row.set_device_id("CPU" + id);
     row.set_name(fields["model name"]);
     row.set_manufacturer(fields["vendor_id"]);
-    row.set_signature("family " + fields["cpu family"] + " model " + fields["model"] +
-                      " stepping " + fields["stepping"]);
+    if (fields.contains("cpu family")) {
+      row.set_signature("family " + fields["cpu family"] + " model " + fields["model"] +
+                        " stepping " + fields["stepping"]);
+      row.set_processor_description(fields["vendor_id"] + " family " + fields["cpu family"]);
+    }
     row.set_max_clock_speed(max_khz / 1000);  // MHz; "cpu MHz" is the speed of the moment
     row.set_cores_count(static_cast<uint32_t>(package.cores.size()));
     row.set_cores_enabled(static_cast<uint32_t>(package.cores.size()));
     row.set_logical_processors(package.threads);
     row.set_l2_cache_size(CacheSize(machine, 2));
     row.set_l3_cache_size(CacheSize(machine, 3));
-    row.set_processor_description(fields["vendor_id"] + " family " + fields["cpu family"]);
     const uint32_t width = flags.find(" lm ") != std::string::npos ? 64 : 32;
     row.set_address_width_bits(width);
     row.set_data_width_bits(width);
@@ -89,10 +106,11 @@ void CollectProcessors(const Machine& machine, Collection& found) {
 
 void CollectNetworkAdapters(const Machine& machine, Collection& found) {
   const std::string net = "/sys/class/net/";
-  const auto names = machine.List(net);
-  if (names.empty()) return found.Skip("network_adapters", net + " lists none");
+  const auto names = machine.TryList(net);
+  if (!names) return found.Skip(net + " cannot be listed");
   found.Begin<profile::HwNetworkAdapter>();
-  for (const std::string& name : names) {
+  if (names->empty()) return found.Skip(net + " lists no adapter");
+  for (const std::string& name : *names) {
     const bool is_device = machine.Has(net + name + "/device");
     auto& row = found.Add<profile::HwNetworkAdapter>();
     // The device's place on its bus outlives a new name; what has no device is known by its name.
@@ -101,7 +119,7 @@ void CollectNetworkAdapters(const Machine& machine, Collection& found) {
     row.set_name(name);
     row.set_manufacturer(machine.Line(net + name + "/device/vendor"));
     row.set_type(is_device ? "physical" : "virtual");
-    row.set_connection_id(machine.Line(net + name + "/address"));
+    row.set_connection_id(name);
     const uint32_t hardware_type = machine.Number(net + name + "/type");  // ARPHRD_ numbers
     row.set_interface_type(machine.Has(net + name + "/wireless") ? "wireless"
                            : hardware_type == 1                  ? "ethernet"
@@ -112,25 +130,32 @@ void CollectNetworkAdapters(const Machine& machine, Collection& found) {
 
 void CollectStorageDrives(const Machine& machine, Collection& found) {
   const std::string block = "/sys/block/";
-  std::vector<std::string> drives;
-  for (const std::string& name : machine.List(block)) {
-    if (machine.Has(block + name + "/device")) drives.push_back(name);  // not a loop or RAM disk
-  }
-  if (drives.empty()) return found.Skip("storage_drives", block + " lists no drive");
-  found.Begin<profile::HwStorageDrive>();
-  found.Begin<profile::FwStorageDrive>();
-  int32_t index = 0;
-  for (const std::string& name : drives) {
+  const auto names = machine.TryList(block);
+  if (!names) return found.Skip(block + " cannot be listed");
+  std::vector<Part> drives;  // in their places: their names
+  for (const std::string& name : *names) {
+    // Not a loop or RAM disk, and not a drive without a medium of its own.
+    if (!machine.Has(block + name + "/device") || IsForOtherMedia(name)) continue;
     const std::string device = block + name + "/device/";
     std::string serial = machine.Line(device + "serial");
     if (serial.empty()) serial = machine.Line(block + name + "/serial");
     if (serial.empty()) serial = Printable(machine.Bytes(device + "vpd_pg80").substr(0, 64));
-    if (serial.empty()) serial = name;
+    drives.push_back({serial, name});
+  }
+  found.Begin<profile::HwStorageDrive>();
+  found.Begin<profile::FwStorageDrive>();
+  if (drives.empty()) return found.Skip(block + " lists no drive");
+  const std::vector<std::string> serials = DistinctSerials(drives);
+  for (size_t index = 0; index < drives.size(); ++index) {
+    const std::string& name = drives[index].place;
+    const std::string& serial = serials[index];
+    const std::string device = block + name + "/device/";
     auto& row = found.Add<profile::HwStorageDrive>();
     row.set_serial_number(serial);
     row.set_model(machine.Line(device + "model"));
     row.set_manufacturer(machine.Line(device + "vendor"));
-    row.set_type(machine.Number(block + name + "/queue/rotational") == 0 ? "SSD" : "HDD");
+    const std::string rotational = machine.Line(block + name + "/queue/rotational");
+    row.set_type(rotational.empty() ? "" : rotational == "0" ? "SSD" : "HDD");
     std::string revision = machine.Line(device + "firmware_rev");
     if (revision.empty()) revision = machine.Line(device + "rev");
     row.set_firmware_revision(revision);
@@ -138,8 +163,8 @@ void CollectStorageDrives(const Machine& machine, Collection& found) {
     if (!sectors.empty()) {
       row.set_total_capacity(std::to_string(std::strtoull(sectors.c_str(), nullptr, 10) * 512));
     }
-    row.set_physical_index(index++);
-    row.set_interface_type(name.substr(0, name.find_first_of("0123456789")));
+    row.set_physical_index(static_cast<int32_t>(index));
+    row.set_interface_type(InterfaceOf(name));
     int32_t partitions = 0;
     for (const std::string& entry : machine.List(block + name)) {
       partitions += machine.Has(block + name + "/" + entry + "/partition");
@@ -155,20 +180,26 @@ void CollectStorageDrives(const Machine& machine, Collection& found) {
 
 void CollectBatteries(const Machine& machine, Collection& found) {
   const std::string supplies = "/sys/class/power_supply/";
-  found.Begin<profile::HwBattery>();
-  bool any = false;
-  for (const std::string& name : machine.List(supplies)) {
+  const auto names = machine.TryList(supplies);
+  if (!names) return found.Skip(supplies + " cannot be listed");
+  std::vector<Part> batteries;
+  for (const std::string& name : *names) {
     const std::string supply = supplies + name + "/";
     if (machine.Line(supply + "type") != "Battery") continue;
-    any = true;
+    batteries.push_back({machine.Line(supply + "serial_number"), name});
+  }
+  found.Begin<profile::HwBattery>();
+  if (batteries.empty()) return found.Skip(supplies + " lists no battery");
+  const std::vector<std::string> serials = DistinctSerials(batteries);
+  for (size_t i = 0; i < batteries.size(); ++i) {
+    const std::string& serial = serials[i];
+    const std::string supply = supplies + batteries[i].place + "/";
     // A battery tells its charge as energy (microwatt-hours) or as charge (microampere-hours).
     const bool energy = machine.Has(supply + "energy_full");
     const std::string kind = supply + (energy ? "energy_" : "charge_");
     const uint32_t design = machine.Number(kind + "full_design") / 1000;
     const uint32_t full = machine.Number(kind + "full") / 1000;
     const uint32_t now = machine.Number(kind + "now") / 1000;
-    std::string serial = machine.Line(supply + "serial_number");
-    if (serial.empty()) serial = name;
 
     auto& battery = found.Add<profile::HwBattery>();
     battery.set_serial_number(serial);
@@ -193,7 +224,6 @@ void CollectBatteries(const Machine& machine, Collection& found) {
     log.mutable_battery_status()->set_discharging(status == "Discharging");
     log.mutable_battery_status()->set_fully_charged(status == "Full");
   }
-  if (!any) found.Skip("batteries", supplies + " lists no battery");
 }
 
 void CollectTemperatures(const Machine& machine, Collection& found) {
@@ -204,7 +234,7 @@ void CollectTemperatures(const Machine& machine, Collection& found) {
     degrees[machine.Line(thermal + zone + "/type")] =
         FromMilli(machine.Line(thermal + zone + "/temp"));
   }
-  if (degrees.empty()) return found.Skip("temperatures", thermal + " lists no thermal zone");
+  if (degrees.empty()) return found.Skip(thermal + " lists no thermal zone");
   auto& sample = found.Append<performance::ThermalOVIXBiosSamples>();
   const std::pair<const char*, void (performance::ThermalOVIXBiosSamples::*)(uint32_t)> known[] = {
       {"x86_pkg_temp", &performance::ThermalOVIXBiosSamples::set_cpu_temp},

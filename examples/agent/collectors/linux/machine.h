@@ -1,11 +1,12 @@
 // Machine: the files that a Linux machine tells of itself in, read below a root folder, so that a
 // copied or made-up machine can be read like the real one.
-#ifndef OVIX_AGENT_COLLECTORS_MACHINE_H_
-#define OVIX_AGENT_COLLECTORS_MACHINE_H_
+#ifndef OVIX_AGENT_COLLECTORS_LINUX_MACHINE_H_
+#define OVIX_AGENT_COLLECTORS_LINUX_MACHINE_H_
 
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,17 +14,10 @@ namespace ovix::agent {
 
 class Machine {
  public:
-  // The root of the machine that this program runs on; empty where it is no Linux machine, and only
-  // a copied one can be read.
-#ifdef __linux__
-  static constexpr char kThis[] = "/";
-#else
-  static constexpr char kThis[] = "";
-#endif
-
   // Paths given to the functions begin with a slash.
   explicit Machine(std::filesystem::path root) : root_(std::move(root)) {}
 
+  const std::filesystem::path& root() const { return root_; }
   bool Has(const std::string& path) const;
   // The file's content, made UTF-8 (a byte that is not becomes '?'); empty where it cannot be read.
   std::string Read(const std::string& path) const;
@@ -33,8 +27,12 @@ class Machine {
   uint32_t Number(const std::string& path) const;
   // The file's bytes as they are.
   std::string Bytes(const std::string& path) const;
-  // The names in a folder, sorted; empty where there is none.
-  std::vector<std::string> List(const std::string& path) const;
+  // The names in a folder, sorted; nothing where it cannot be listed to its end.
+  std::optional<std::vector<std::string>> TryList(const std::string& path) const;
+  // The same, without a name where it cannot be listed.
+  std::vector<std::string> List(const std::string& path) const {
+    return TryList(path).value_or(std::vector<std::string>());
+  }
   // The last name of the path that a symbolic link gives; empty where it is no link.
   std::string LinkName(const std::string& path) const;
   // KEY=value and KEY="value" lines, as in os-release.
@@ -47,19 +45,6 @@ class Machine {
   std::filesystem::path root_;
 };
 
-// "Key: value" lines of a text until its end, keys without the spaces before the colon. A line that
-// begins with a space goes on with the value before it.
-std::map<std::string, std::string> Fields(const std::string& text);
-
-// Without spaces, tabs and line ends around it.
-std::string Trimmed(const std::string& text);
-
-// The whole number that the text begins with; 0 without one, and where it exceeds 32 bits.
-uint32_t ToNumber(const std::string& text);
-
-// The parts of a text between separators; a text that is empty has none.
-std::vector<std::string> Split(const std::string& text, const std::string& separator);
-
 }  // namespace ovix::agent
 
-#endif  // OVIX_AGENT_COLLECTORS_MACHINE_H_
+#endif  // OVIX_AGENT_COLLECTORS_LINUX_MACHINE_H_

@@ -1,0 +1,47 @@
+#include "collectors/collection.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+
+#include "ovix/telemetry/contract/storage/storage_options.pb.h"
+
+namespace ovix::agent {
+
+void Collection::KeepOneOfEachKey() {
+  namespace storage = telemetry::contract::storage;
+  for (Snapshot& snapshot : snapshots_) {
+    std::vector<const google::protobuf::FieldDescriptor*> key;
+    std::string names;
+    for (int i = 0; i < snapshot.record->field_count(); ++i) {
+      const auto* field = snapshot.record->field(i);
+      if (!field->options().GetExtension(storage::column).constraint().pk()) continue;
+      key.push_back(field);
+      names += (names.empty() ? "" : ", ") + field->name();
+    }
+    std::set<std::string> seen;
+    std::vector<std::unique_ptr<google::protobuf::Message>> kept;
+    for (auto row = snapshot.rows.rbegin(); row != snapshot.rows.rend(); ++row) {
+      std::unique_ptr<google::protobuf::Message> only_key((*row)->New());
+      only_key->CopyFrom(**row);
+      const auto* reflection = only_key->GetReflection();
+      std::vector<const google::protobuf::FieldDescriptor*> fields;
+      reflection->ListFields(*only_key, &fields);
+      for (const auto* field : fields) {
+        if (std::find(key.begin(), key.end(), field) == key.end()) {
+          reflection->ClearField(only_key.get(), field);
+        }
+      }
+      if (seen.insert(only_key->SerializeAsString()).second) kept.push_back(std::move(*row));
+    }
+    const size_t gone = snapshot.rows.size() - kept.size();
+    if (gone != 0) {
+      Skip(std::to_string(gone) + " of " + std::to_string(snapshot.rows.size()) + " rows of " +
+           snapshot.record->name() + ": another has the same " + names);
+    }
+    snapshot.rows.assign(std::make_move_iterator(kept.rbegin()),
+                         std::make_move_iterator(kept.rend()));
+  }
+}
+
+}  // namespace ovix::agent

@@ -1,0 +1,27 @@
+// What collectors do with the texts that a machine tells of itself in.
+#ifndef OVIX_AGENT_COLLECTORS_TEXT_H_
+#define OVIX_AGENT_COLLECTORS_TEXT_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ovix::agent {
+
+// "Key: value" lines of a text until its end, keys without the spaces before the colon. A line that
+// begins with a space goes on with the value before it.
+std::map<std::string, std::string> Fields(const std::string& text);
+
+// Without spaces, tabs and line ends around it.
+std::string Trimmed(const std::string& text);
+
+// The whole number that the text begins with; 0 without one, and where it exceeds 32 bits.
+uint32_t ToNumber(const std::string& text);
+
+// The parts of a text between separators; a text that is empty has none.
+std::vector<std::string> Split(const std::string& text, const std::string& separator);
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_COLLECTORS_TEXT_H_
