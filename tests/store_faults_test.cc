@@ -353,9 +353,10 @@ INSTANTIATE_TEST_SUITE_P(Store, StoreFaults, testing::ValuesIn(Scenarios()),
                          [](const auto& info) { return info.param.name; });
 
 TEST_P(StoreFaults, LeaveEachWriteWholeOrUndone) {
+  int runs = 0;
   for (const auto& [planned, name] : Cases()) {
     Fault fault = planned;
-    for (bool struck = true; struck; ++fault.at) {
+    for (bool struck = true; struck; ++fault.at, ++runs) {
       SCOPED_TRACE(std::string(name) + " " + std::to_string(fault.at) +
                    (fault.kind == Fault::Kind::kBreak ? ", and all after it" : ""));
       WriteFiles(folder_.path(), template_);
@@ -377,13 +378,15 @@ TEST_P(StoreFaults, LeaveEachWriteWholeOrUndone) {
       if (HasFailure()) return;
     }
   }
+  RecordProperty("runs", runs);
 }
 
 TEST_P(StoreFaults, LoseNothingAcknowledgedToALossOfPower) {
+  int runs = 0;
   for (const auto unsynced :
        {FaultVfs::Unsynced::kLost, FaultVfs::Unsynced::kKept, FaultVfs::Unsynced::kSomeKept}) {
     int at = 1;
-    for (bool struck = true; struck; ++at) {
+    for (bool struck = true; struck; ++at, ++runs) {
       SCOPED_TRACE("power lost at change " + std::to_string(at) + ", unsynced changes " +
                    std::to_string(static_cast<int>(unsynced)));
       WriteFiles(folder_.path(), template_);
@@ -399,6 +402,7 @@ TEST_P(StoreFaults, LoseNothingAcknowledgedToALossOfPower) {
       if (HasFailure()) return;
     }
   }
+  RecordProperty("runs", runs);
 }
 
 }  // namespace
