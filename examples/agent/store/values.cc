@@ -124,14 +124,14 @@ void Bind(const Column& column, const Message& record, Statement& statement, int
       return statement.Bind(parameter, IntegerValue(record, field));
     case ColumnKind::kReal:
       return BindReal(record, field, statement, parameter);
-    case ColumnKind::kText: {
-      std::string scratch;
-      return statement.Bind(
-          parameter, std::string_view(reflection->GetStringReference(record, field, &scratch)));
-    }
+    case ColumnKind::kText:
     case ColumnKind::kBlob: {
       std::string scratch;
-      return statement.BindBlob(parameter, reflection->GetStringReference(record, field, &scratch));
+      const std::string& value = reflection->GetStringReference(record, field, &scratch);
+      const bool is_text = column.kind == ColumnKind::kText;
+      if (&value != &scratch) return statement.BindView(parameter, value, is_text);
+      return is_text ? statement.Bind(parameter, std::string_view(value))
+                     : statement.BindBlob(parameter, value);
     }
     case ColumnKind::kJson:
       return statement.Bind(parameter, std::string_view(FieldToJson(record, field)));

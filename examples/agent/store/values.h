@@ -18,7 +18,7 @@ using telemetry::contract::tables::ColumnKind;
 using telemetry::contract::tables::Table;
 
 // Binds the column's value of `record`: NULL for an absent value. Throws StoreError for a value
-// that would not come back the same.
+// that would not come back the same. `record` must stay as it is until the statement is reset.
 void Bind(const Column& column, const google::protobuf::Message& record, Statement& statement,
           int parameter);
 // Sets the column's field of `record` from a row's place; NULL leaves it absent. Throws StoreError
