@@ -18,12 +18,11 @@ foreach(folder IN LISTS dll_folders)
 endforeach()
 set(wine_environment
   "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
+
 # The same for scripts that call Wine themselves.
-list(TRANSFORM wine_environment REPLACE "=(.*)" "='\\1'" OUTPUT_VARIABLE wine_exports)
-list(TRANSFORM wine_exports PREPEND "export ")
-list(JOIN wine_exports "\n" wine_exports)
-string(REPLACE "\\;" ";" wine_exports "${wine_exports}")
-file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT "${wine_exports}\n")
+string(REPLACE "\\;" ";" plain_wine_path "${wine_path}")
+file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT
+  "export WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=\nexport WINEPREFIX='${CMAKE_BINARY_DIR}/wine'\nexport WINEPATH='${plain_wine_path}'\n")
 set_tests_properties(library-tests agent-tests tool-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
 # The agent on what Wine says of the machine.

@@ -40,6 +40,8 @@ uint32_t MegabytesOf(const SmbiosStructure& module) {
 std::string ChassisName(uint32_t type) {
   switch (type) {
     case 0:
+    case 1:  // other
+    case 2:  // unknown
       return "";
     case 3:
     case 4:

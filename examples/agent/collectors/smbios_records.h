@@ -8,7 +8,7 @@
 
 namespace ovix::agent {
 
-// The kind of chassis that a PC comes in, by SMBIOS number; empty for 0.
+// The kind of chassis that a PC comes in, by SMBIOS number; empty where the firmware does not say.
 std::string ChassisName(uint32_t type);
 
 // HwMemory, HwMemoryChip and HwMotherboardSlots. A table that is cut off says nothing of what is

@@ -90,7 +90,7 @@ class WindowsFiles : public Files {
   std::error_code SyncFolder(const fs::path&) override { return {}; }
 
   std::error_code Read(const fs::path& file, size_t most, std::string& content) override {
-    Handle opened;
+    Handle opened = {};
     std::error_code error =
         Open(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING, opened);
     if (error) return error;

@@ -68,6 +68,7 @@ void CollectApplications(Collection& found) {
   }
   if (!any) return found.Skip(ToUtf8(kUninstall) + " is not in the registry: no programs");
   found.Begin<profile::Application>();
+  if (found.snapshots()[0].rows.empty()) found.Skip("the registry lists no program");
 }
 
 }  // namespace ovix::agent
