@@ -256,6 +256,17 @@ TEST(StoreValues, AreRefusedWhereTheyWouldNotComeBack) {
   EXPECT_EQ(folder.Contents(), before);
 }
 
+TEST(StoreValues, OfNoTextAreEmptyTextAndNotNull) {
+  const Folder folder;
+  agent::Connection connection(folder / "a.db", std::chrono::milliseconds(0));
+  agent::Statement types(connection, "SELECT typeof(?), typeof(?)");
+  types.Bind(1, std::string_view());
+  types.BindBlob(2, std::string_view());
+  ASSERT_TRUE(types.Step());
+  EXPECT_EQ(types.Bytes(0), "text");
+  EXPECT_EQ(types.Bytes(1), "blob");
+}
+
 TEST(StoreValues, LieInSqlAsAReaderWouldExpect) {
   const Folder folder;
   {
@@ -330,6 +341,7 @@ TEST(StoreState, IsReplacedByASnapshot) {
     return store.Replace(profile::Application::descriptor(), pointers);
   };
   EXPECT_EQ(replace({{"a", "1"}, {"b", "1"}, {"b", "2"}}).inserted, 2) << "one key is one row";
+  EXPECT_EQ(Rows<profile::Application>(store).at(1).version(), "2") << "of two the later counts";
   const Changes changes = replace({{"b", "3"}, {"c", "1"}});
   EXPECT_EQ(changes.inserted, 1);
   EXPECT_EQ(changes.updated, 1);
@@ -658,11 +670,15 @@ TEST(StoreArrivals, GiveEachRowOnceInTheOrderOfItsArrival) {
   ExpectContains(bad, {"Sample", "value"});
   cursor = behind;
   EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{12});
+  // The number of a row that was deleted by hand is not given again.
+  Execute(folder / "Tests.db", "DELETE FROM Sample WHERE value = 12");
+  put(store, 1);
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
   clock_now = today;
   // Made anew, the database numbers its rows anew.
   std::filesystem::remove(folder / "Tests.db");
   put(store, 1);
-  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{14});
 }
 
 TEST(StoreArrivals, DoNotFollowAKeyOfTheRecordsOwn) {
@@ -883,6 +899,62 @@ TEST(StoreErrors, NameTheDatabaseThatIsLocked) {
   }
   Store store(folder.path(), Library(), Options());
   EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
+}
+
+TEST(StoreErrors, NameTheFileThatCannotBeOpened) {
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    const Folder folder;
+    std::filesystem::create_directory(folder / file);
+    Store store(folder.path(), Library(), Options());
+    ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }),
+                   {(std::string("/") + file + ": the database cannot be opened").c_str()});
+  }
+}
+
+TEST(StoreErrors, SetADatabaseAsideOnceHoweverManyMeetIt) {
+  for (int round = 0; round < 5; ++round) {
+    const Folder folder;
+    folder.Write("DeviceProfile.db", std::string(8192, 'x'));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 6; ++i) {
+      threads.emplace_back([&, i] {
+        Store::Options options = Options();
+        options.patience = std::chrono::seconds(20);
+        Store store(folder.path(), Library(), options);
+        profile::Application application;
+        application.set_name("application " + std::to_string(i));
+        EXPECT_EQ(store.Put(application).inserted, 1);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    int aside = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      aside += entry.path().filename().string().find(".damaged-") != std::string::npos;
+    }
+    EXPECT_EQ(aside, 1);
+    EXPECT_EQ(Execute(folder / "DeviceProfile.db", "SELECT count(*) FROM Application"), 6);
+  }
+}
+
+TEST(StoreErrors, OfOneDatabaseStopNoOther) {
+  const Folder folder;
+  Sample sample;
+  sample.set_time(DaysAgo(0));
+  Store(folder.path(), Awkward(), Options()).Put(sample);
+  Execute(folder / "Tests.db", "UPDATE Sample SET time = '" + DaysAgo(30) + "'");
+  Execute(folder / "Small.db", "PRAGMA application_id = 7");
+  Execute(folder / "Small.db", "CREATE TABLE t (c)");
+  Store store(folder.path(), Awkward(), Options());
+  EXPECT_EQ(store.Trim().trimmed, 1);
+  const auto problems = store.TakeProblems();
+  ASSERT_EQ(problems.size(), 1U);
+  ExpectContains(problems[0], {"Small.db", "another program's"});
+#ifndef _WIN32
+  std::filesystem::remove(folder / "Small.db");
+  std::filesystem::create_symlink("Small.db", folder / "Small.db");
+  ExpectContains(ErrorOf([&] { store.CountRows(Awkward().Get(SmallLog::descriptor())); }),
+                 {"Small.db", "cannot be reached"});
+#endif
 }
 
 TEST(StoreErrors, LeaveDatabasesThatAreNotTheStoresAlone) {
