@@ -256,6 +256,34 @@ TEST(StoreValues, AreRefusedWhereTheyWouldNotComeBack) {
   EXPECT_EQ(folder.Contents(), before);
 }
 
+TEST(StoreTables, AreTheSqlOfTheirRecords) {
+  namespace tables = telemetry::contract::tables;
+  using Sql = std::vector<std::string>;
+  EXPECT_EQ(tables::CreateSql(Table(Everything::descriptor()))[0],
+            R"(CREATE TABLE "Everything" ("time" TEXT, "second_key" INTEGER NOT NULL, )"
+            R"("first_key" TEXT NOT NULL, "boolean" INTEGER, "int32" INTEGER, "uint32" INTEGER, )"
+            R"("int64" INTEGER, "uint64" INTEGER, "sint64" INTEGER, "fixed64" INTEGER, )"
+            R"("single" REAL, "real" REAL, "text" TEXT, "blob" BLOB, "maybe_number" INTEGER, )"
+            R"("maybe_text" TEXT, "maybe_real" REAL, "maybe_boolean" INTEGER, "part" TEXT, )"
+            R"("parts" TEXT, "texts" TEXT, "reals" TEXT, "numbers" TEXT, "word" TEXT, )"
+            R"("digit" INTEGER, "event" INTEGER, PRIMARY KEY ("first_key", "second_key")))");
+  EXPECT_EQ(tables::CreateSql(Table(EverythingNamedEvents::descriptor()), "a\"b"),
+            (Sql{R"(CREATE TABLE "a""b"."EverythingNamedEvents" ("time" TEXT NOT NULL, )"
+                 R"("type" TEXT, "event" INTEGER, "previous_state" TEXT, "current_state" TEXT, )"
+                 R"(PRIMARY KEY ("time")))",
+                 R"(CREATE INDEX "a""b"."EverythingNamedEvents.time" ON "EverythingNamedEvents" )"
+                 R"(("time"))"}));
+  for (const int order : {0, 1}) {
+    std::vector<const google::protobuf::Descriptor*> messages = {
+        EverythingEvents::descriptor(), EverythingNamedEvents::descriptor(),
+        EverythingNamedSo::descriptor()};
+    if (order == 1) std::swap(messages[0], messages[1]);
+    const Catalogue catalogue(messages);
+    EXPECT_EQ(catalogue.ChangeLog(catalogue.Get(EverythingNamedSo::descriptor()))->name,
+              "EverythingNamedEvents");
+  }
+}
+
 TEST(StoreValues, OfNoTextAreEmptyTextAndNotNull) {
   const Folder folder;
   agent::Connection connection(folder / "a.db", std::chrono::milliseconds(0));

@@ -147,6 +147,7 @@ Database& Store::OpenToWrite(const std::string& name) {
 void Store::MakeFolderReady() {
   if (folder_is_ready_) return;
   created_folders_ = CreatePrivateFolder(folder_);
+  for (const auto& created : created_folders_) SyncFolder(created.parent_path());
   if (created_folders_.empty()) {
     // A folder that was there is the store's where it holds nothing but databases of the contracts.
     std::error_code error;
