@@ -273,6 +273,9 @@ TEST(StoreTables, AreTheSqlOfTheirRecords) {
                  R"(PRIMARY KEY ("time")))",
                  R"(CREATE INDEX "a""b"."EverythingNamedEvents.time" ON "EverythingNamedEvents" )"
                  R"(("time"))"}));
+  EXPECT_EQ(Table(WithTableName::descriptor()).name, "Another");
+  ExpectContains(ErrorOf([] { Table(AgedWithoutTime::descriptor()); }),
+                 {"AgedWithoutTime: limits without a text field `time`"});
   for (const int order : {0, 1}) {
     std::vector<const google::protobuf::Descriptor*> messages = {
         EverythingEvents::descriptor(), EverythingNamedEvents::descriptor(),
@@ -281,6 +284,42 @@ TEST(StoreTables, AreTheSqlOfTheirRecords) {
     const Catalogue catalogue(messages);
     EXPECT_EQ(catalogue.ChangeLog(catalogue.Get(EverythingNamedSo::descriptor()))->name,
               "EverythingNamedEvents");
+  }
+}
+
+TEST(StoreTables, AreMigratedFromWhatStands) {
+  namespace tables = telemetry::contract::tables;
+  using storage::device_usage::Events;
+  // Of release 1.0.0, in which rows had no number of arrival, and without the index.
+  const Table events(Events::descriptor());
+  tables::StandingTable standing = tables::Standing(events);
+  EXPECT_TRUE(tables::MigrateSql(events, standing).empty());
+  standing.columns.erase("_arrival");
+  standing.has_time_index = false;
+  EXPECT_EQ(tables::MigrateSql(events, standing, "old"),
+            (std::vector<std::string>{
+                R"(ALTER TABLE "old"."Events" ADD COLUMN "_arrival" INTEGER)",
+                R"(UPDATE "old"."Events" SET "_arrival" = "n"."number" FROM (SELECT _rowid_ AS )"
+                R"("row", row_number() OVER (ORDER BY _rowid_) AS "number" FROM "old"."Events") )"
+                R"(AS "n" WHERE "n"."row" = "Events"._rowid_)",
+                R"(CREATE UNIQUE INDEX "old"."Events.arrival" ON "Events" ("_arrival"))",
+                R"(CREATE INDEX "old"."Events.time" ON "Events" ("time"))"}));
+
+  const Table everything(Everything::descriptor());
+  const std::pair<std::function<void(tables::StandingTable&)>, const char*> cases[] = {
+      {[](auto& t) { std::swap(t.columns["first_key"].key, t.columns["second_key"].key); },
+       "column second_key has another place in the key"},
+      {[](auto& t) {
+         t.columns["gone"] = {"TEXT", 3};
+       },
+       "column gone is in the key, but not in the contract"},
+      {[](auto& t) { t.columns["blob"].type = "TEXT"; },
+       "column blob is TEXT, but the contract says BLOB"},
+  };
+  for (const auto& [change, reason] : cases) {
+    tables::StandingTable other = tables::Standing(everything);
+    change(other);
+    ExpectContains(ErrorOf([&] { tables::MigrateSql(everything, other); }), {reason});
   }
 }
 
