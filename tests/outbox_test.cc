@@ -198,6 +198,22 @@ TEST(OutboxFolder, DropsTheOldestAndNoMoreThanItMust) {
   EXPECT_EQ(outbox.remarks().size(), 1U);
 }
 
+TEST(OutboxFolder, RefusesAPayloadWhoseFileDoesNotClose) {
+  class Files : public MemoryFiles {
+   public:
+    std::error_code Close(Handle file) override {
+      MemoryFiles::Close(file);
+      return std::make_error_code(std::errc::no_space_on_device);
+    }
+  } files;
+  {
+    Outbox outbox("outbox", kMake, files);
+    EXPECT_THROW(outbox.Write(LabelOf("a", 1), "a"), std::runtime_error);
+    EXPECT_FALSE(outbox.Has(LabelOf("a", 1).id));
+  }
+  for (const auto& [name, content] : files.Contents()) EXPECT_EQ(name, ".ovix-agent.lock");
+}
+
 #ifndef _WIN32
 TEST(OutboxFolder, FollowsNoLinkToWhatItWritesOrReads) {
   const Folder folder;

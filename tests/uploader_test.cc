@@ -296,7 +296,7 @@ TEST(Payloads, TellTheLatestRowAndTheSizeInKilobytes) {
     record::Device device;
     device.set_time(time);
     device.set_device_unique_id(time);
-    device.set_manufacturer(time);
+    device.set_device_name(time);
     store.Put(device);
   }
   std::vector<record::Application> applications(100);
@@ -357,6 +357,12 @@ TEST(Conversions, CarryWhatFitsAndLeaveTheRestAbsentAndSaid) {
   upload::graphics::PcGraphicCardsAsCDM_HwGraphicCard graphic;
   agent::Fill(card, {}, graphic, notes);
   EXPECT_EQ(graphic.bus_id(), "7");
+
+  record::Device negative;
+  negative.set_supported_sleep_states(-7);
+  upload::device_profile::DeviceInfoAsCDM digits;
+  agent::Fill(negative, {{"device_name", "supported_sleep_states"}}, digits, notes);
+  EXPECT_EQ(digits.device_name(), "-7");
 
   // Between the integer types at their ends, by messages that have them.
   storage::device_health::StorageNVMEHealthLog wide;
