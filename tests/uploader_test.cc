@@ -12,6 +12,7 @@
 #include "ovix/telemetry/contract/storage/device_profile/graphics_cards.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
+#include "ovix/telemetry/contract/upload/agent/tarvelAgentTelemetryStorageUsageAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/device_profile/deviceInfoAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/device_profile/hwComponentsInfoAsCDM.pb.h"
