@@ -140,7 +140,7 @@ TEST(Serials, OfMakersThatLeftThemOutAreNoKeys) {
 
 TEST(Smbios, ThatIsDamagedIsReadUpToTheDamage) {
   const std::string table = SmbiosBytes(
-      "17 40 12=8192:2 16=1:1 24=2:1 | DIMM 0 | \xff\xfe\n"
+      "17 40 12=8192:2 16=1:1 24=2:1 39=1:1 | DIMM 0 | \xff\xfe\n"
       "1 27 8=0x0102030405060708:8 16=0x090a0b0c0d0e0f10:8\n"
       "127 4\n");
   for (size_t length = 0; length < table.size(); ++length) {
@@ -157,6 +157,24 @@ TEST(Smbios, ThatIsDamagedIsReadUpToTheDamage) {
   EXPECT_EQ(whole.structures[1].Uuid(12), "") << "it ends beyond the end";
   EXPECT_EQ(whole.structures[0].Uuid(0x1c), "") << "beyond the end";
   EXPECT_TRUE(agent::ParseSmbios(std::string(100, '\0')).structures.empty());
+}
+
+TEST(Smbios, TellsTheSystemsMemoryFromAnyOther) {
+  const agent::SmbiosTable table =
+      agent::ParseSmbios(SmbiosBytes("1 27 8=0xffffffffffffffff:8 16=0xffffffffffffffff:8\n"
+                                     "16 15 2=1:2 5=3:1 13=2:2\n"
+                                     "16 15 2=2:2 5=4:1 13=8:2\n"  // of a graphics card
+                                     "17 40 4=1:2 12=1024:2 24=1:1 27=0x12:1 | A\n"
+                                     "17 40 4=2:2 12=512:2 24=1:1 | B\n"
+                                     "127 4\n"));
+  EXPECT_EQ(table.structures[0].Uuid(8), "") << "all ones are no UUID";
+  Collection found(kTime);
+  agent::AddMemory(table, found);
+  const std::string text = Describe("all", found);
+  EXPECT_NE(text.find("HwMemory total_slots: 2\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("serial_number: \"A\" "), std::string::npos) << text;
+  EXPECT_NE(text.find(" rank: 2\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("\"B\""), std::string::npos) << text;
 }
 
 TEST(Smbios, DescribesTheDevice) {

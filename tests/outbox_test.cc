@@ -175,6 +175,59 @@ TEST(OutboxFolder, LetsOneProgramAtATimeIn) {
   EXPECT_THROW(Outbox(folder / "file", kMake, Files::System()), std::runtime_error);
 }
 
+TEST(OutboxFolder, DropsTheOldestAndNoMoreThanItMust) {
+  const Folder folder;
+  std::filesystem::create_directories(folder / "outbox");
+  const std::string third = LabelOf("a", 3).FileStem();
+  {
+    Outbox outbox(folder / "outbox", kMake, Files::System());
+    for (const int sequence : {2, 1, 3}) outbox.Write(LabelOf("a", sequence), "a");
+    uint64_t bytes = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "outbox")) {
+      bytes += entry.file_size();
+    }
+    std::vector<std::string> problems;
+    EXPECT_EQ(outbox.DropBeyond(bytes, problems).payloads, 0);
+    EXPECT_EQ(outbox.DropBeyond(bytes - 1, problems).payloads, 1);
+    EXPECT_FALSE(outbox.Has(LabelOf("a", 1).id));
+    EXPECT_TRUE(outbox.Has(LabelOf("a", 2).id) && outbox.Has(LabelOf("a", 3).id));
+  }
+  folder.Write("outbox/" + third + ".binpb", "cut off, or more than was written");
+  const Outbox outbox(folder / "outbox", kMake, Files::System());
+  EXPECT_FALSE(outbox.Has(LabelOf("a", 3).id));
+  EXPECT_EQ(outbox.remarks().size(), 1U);
+}
+
+TEST(OutboxFolder, RefusesAPayloadWhoseFileDoesNotClose) {
+  class Files : public MemoryFiles {
+   public:
+    std::error_code Close(Handle file) override {
+      MemoryFiles::Close(file);
+      return std::make_error_code(std::errc::no_space_on_device);
+    }
+  } files;
+  {
+    Outbox outbox("outbox", kMake, files);
+    EXPECT_THROW(outbox.Write(LabelOf("a", 1), "a"), std::runtime_error);
+    EXPECT_FALSE(outbox.Has(LabelOf("a", 1).id));
+  }
+  for (const auto& [name, content] : files.Contents()) EXPECT_EQ(name, ".ovix-agent.lock");
+}
+
+#ifndef _WIN32
+TEST(OutboxFolder, FollowsNoLinkToWhatItWritesOrReads) {
+  const Folder folder;
+  std::filesystem::create_directories(folder / "outbox");
+  folder.Write("secret", "s");
+  std::filesystem::create_symlink(folder / "secret", folder / "link");
+  std::string content;
+  EXPECT_TRUE(Files::System().Read(folder / "link", 10, content));
+  std::filesystem::create_symlink(folder / "made", folder / "outbox/.ovix-agent.lock");
+  EXPECT_THROW(Outbox(folder / "outbox", kMake, Files::System()), std::runtime_error);
+  EXPECT_FALSE(std::filesystem::exists(folder / "made"));
+}
+#endif
+
 TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   const Folder folder;
   const std::string old = "20261120T000000000Z-0000000000001-";

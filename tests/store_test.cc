@@ -256,6 +256,84 @@ TEST(StoreValues, AreRefusedWhereTheyWouldNotComeBack) {
   EXPECT_EQ(folder.Contents(), before);
 }
 
+TEST(StoreTables, AreTheSqlOfTheirRecords) {
+  namespace tables = telemetry::contract::tables;
+  using Sql = std::vector<std::string>;
+  EXPECT_EQ(tables::CreateSql(Table(Everything::descriptor()))[0],
+            R"(CREATE TABLE "Everything" ("time" TEXT, "second_key" INTEGER NOT NULL, )"
+            R"("first_key" TEXT NOT NULL, "boolean" INTEGER, "int32" INTEGER, "uint32" INTEGER, )"
+            R"("int64" INTEGER, "uint64" INTEGER, "sint64" INTEGER, "fixed64" INTEGER, )"
+            R"("single" REAL, "real" REAL, "text" TEXT, "blob" BLOB, "maybe_number" INTEGER, )"
+            R"("maybe_text" TEXT, "maybe_real" REAL, "maybe_boolean" INTEGER, "part" TEXT, )"
+            R"("parts" TEXT, "texts" TEXT, "reals" TEXT, "numbers" TEXT, "word" TEXT, )"
+            R"("digit" INTEGER, "event" INTEGER, PRIMARY KEY ("first_key", "second_key")))");
+  EXPECT_EQ(tables::CreateSql(Table(EverythingNamedEvents::descriptor()), "a\"b"),
+            (Sql{R"(CREATE TABLE "a""b"."EverythingNamedEvents" ("time" TEXT NOT NULL, )"
+                 R"("type" TEXT, "event" INTEGER, "previous_state" TEXT, "current_state" TEXT, )"
+                 R"(PRIMARY KEY ("time")))",
+                 R"(CREATE INDEX "a""b"."EverythingNamedEvents.time" ON "EverythingNamedEvents" )"
+                 R"(("time"))"}));
+  EXPECT_EQ(Table(WithTableName::descriptor()).name, "Another");
+  ExpectContains(ErrorOf([] { Table(AgedWithoutTime::descriptor()); }),
+                 {"AgedWithoutTime: limits without a text field `time`"});
+  for (const int order : {0, 1}) {
+    std::vector<const google::protobuf::Descriptor*> messages = {
+        EverythingEvents::descriptor(), EverythingNamedEvents::descriptor(),
+        EverythingNamedSo::descriptor()};
+    if (order == 1) std::swap(messages[0], messages[1]);
+    const Catalogue catalogue(messages);
+    EXPECT_EQ(catalogue.ChangeLog(catalogue.Get(EverythingNamedSo::descriptor()))->name,
+              "EverythingNamedEvents");
+  }
+}
+
+TEST(StoreTables, AreMigratedFromWhatStands) {
+  namespace tables = telemetry::contract::tables;
+  using storage::device_usage::Events;
+  // Of release 1.0.0, in which rows had no number of arrival, and without the index.
+  const Table events(Events::descriptor());
+  tables::StandingTable standing = tables::Standing(events);
+  EXPECT_TRUE(tables::MigrateSql(events, standing).empty());
+  standing.columns.erase("_arrival");
+  standing.has_time_index = false;
+  EXPECT_EQ(tables::MigrateSql(events, standing, "old"),
+            (std::vector<std::string>{
+                R"(ALTER TABLE "old"."Events" ADD COLUMN "_arrival" INTEGER)",
+                R"(UPDATE "old"."Events" SET "_arrival" = "n"."number" FROM (SELECT _rowid_ AS )"
+                R"("row", row_number() OVER (ORDER BY _rowid_) AS "number" FROM "old"."Events") )"
+                R"(AS "n" WHERE "n"."row" = "Events"._rowid_)",
+                R"(CREATE UNIQUE INDEX "old"."Events.arrival" ON "Events" ("_arrival"))",
+                R"(CREATE INDEX "old"."Events.time" ON "Events" ("time"))"}));
+
+  const Table everything(Everything::descriptor());
+  const std::pair<std::function<void(tables::StandingTable&)>, const char*> cases[] = {
+      {[](auto& t) { std::swap(t.columns["first_key"].key, t.columns["second_key"].key); },
+       "column second_key has another place in the key"},
+      {[](auto& t) {
+         t.columns["gone"] = {"TEXT", 3};
+       },
+       "column gone is in the key, but not in the contract"},
+      {[](auto& t) { t.columns["blob"].type = "TEXT"; },
+       "column blob is TEXT, but the contract says BLOB"},
+  };
+  for (const auto& [change, reason] : cases) {
+    tables::StandingTable other = tables::Standing(everything);
+    change(other);
+    ExpectContains(ErrorOf([&] { tables::MigrateSql(everything, other); }), {reason});
+  }
+}
+
+TEST(StoreValues, OfNoTextAreEmptyTextAndNotNull) {
+  const Folder folder;
+  agent::Connection connection(folder / "a.db", std::chrono::milliseconds(0));
+  agent::Statement types(connection, "SELECT typeof(?), typeof(?)");
+  types.Bind(1, std::string_view());
+  types.BindBlob(2, std::string_view());
+  ASSERT_TRUE(types.Step());
+  EXPECT_EQ(types.Bytes(0), "text");
+  EXPECT_EQ(types.Bytes(1), "blob");
+}
+
 TEST(StoreValues, LieInSqlAsAReaderWouldExpect) {
   const Folder folder;
   {
@@ -330,6 +408,7 @@ TEST(StoreState, IsReplacedByASnapshot) {
     return store.Replace(profile::Application::descriptor(), pointers);
   };
   EXPECT_EQ(replace({{"a", "1"}, {"b", "1"}, {"b", "2"}}).inserted, 2) << "one key is one row";
+  EXPECT_EQ(Rows<profile::Application>(store).at(1).version(), "2") << "of two the later counts";
   const Changes changes = replace({{"b", "3"}, {"c", "1"}});
   EXPECT_EQ(changes.inserted, 1);
   EXPECT_EQ(changes.updated, 1);
@@ -658,11 +737,15 @@ TEST(StoreArrivals, GiveEachRowOnceInTheOrderOfItsArrival) {
   ExpectContains(bad, {"Sample", "value"});
   cursor = behind;
   EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{12});
+  // The number of a row that was deleted by hand is not given again.
+  Execute(folder / "Tests.db", "DELETE FROM Sample WHERE value = 12");
+  put(store, 1);
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
   clock_now = today;
   // Made anew, the database numbers its rows anew.
   std::filesystem::remove(folder / "Tests.db");
   put(store, 1);
-  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
+  EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{14});
 }
 
 TEST(StoreArrivals, DoNotFollowAKeyOfTheRecordsOwn) {
@@ -883,6 +966,62 @@ TEST(StoreErrors, NameTheDatabaseThatIsLocked) {
   }
   Store store(folder.path(), Library(), Options());
   EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
+}
+
+TEST(StoreErrors, NameTheFileThatCannotBeOpened) {
+  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    const Folder folder;
+    std::filesystem::create_directory(folder / file);
+    Store store(folder.path(), Library(), Options());
+    ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }),
+                   {(std::string("/") + file + ": the database cannot be opened").c_str()});
+  }
+}
+
+TEST(StoreErrors, SetADatabaseAsideOnceHoweverManyMeetIt) {
+  for (int round = 0; round < 5; ++round) {
+    const Folder folder;
+    folder.Write("DeviceProfile.db", std::string(8192, 'x'));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 6; ++i) {
+      threads.emplace_back([&, i] {
+        Store::Options options = Options();
+        options.patience = std::chrono::seconds(20);
+        Store store(folder.path(), Library(), options);
+        profile::Application application;
+        application.set_name("application " + std::to_string(i));
+        EXPECT_EQ(store.Put(application).inserted, 1);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    int aside = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      aside += entry.path().filename().string().find(".damaged-") != std::string::npos;
+    }
+    EXPECT_EQ(aside, 1);
+    EXPECT_EQ(Execute(folder / "DeviceProfile.db", "SELECT count(*) FROM Application"), 6);
+  }
+}
+
+TEST(StoreErrors, OfOneDatabaseStopNoOther) {
+  const Folder folder;
+  Sample sample;
+  sample.set_time(DaysAgo(0));
+  Store(folder.path(), Awkward(), Options()).Put(sample);
+  Execute(folder / "Tests.db", "UPDATE Sample SET time = '" + DaysAgo(30) + "'");
+  Execute(folder / "Small.db", "PRAGMA application_id = 7");
+  Execute(folder / "Small.db", "CREATE TABLE t (c)");
+  Store store(folder.path(), Awkward(), Options());
+  EXPECT_EQ(store.Trim().trimmed, 1);
+  const auto problems = store.TakeProblems();
+  ASSERT_EQ(problems.size(), 1U);
+  ExpectContains(problems[0], {"Small.db", "another program's"});
+#ifndef _WIN32
+  std::filesystem::remove(folder / "Small.db");
+  std::filesystem::create_symlink("Small.db", folder / "Small.db");
+  ExpectContains(ErrorOf([&] { store.CountRows(Awkward().Get(SmallLog::descriptor())); }),
+                 {"Small.db", "cannot be reached"});
+#endif
 }
 
 TEST(StoreErrors, LeaveDatabasesThatAreNotTheStoresAlone) {

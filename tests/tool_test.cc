@@ -72,6 +72,13 @@ constexpr char kLog[] = "ovix.telemetry.contract.storage.device_health.BatteryHe
 constexpr char kBattery[] = "ovix.telemetry.contract.storage.device_profile.HwBattery";
 constexpr char kPayload[] = "ovix.telemetry.contract.upload.log.hardware.HwBatteryHealthLogAsCDM";
 
+// Cells of CSV that need no quotes.
+std::string Joined(std::initializer_list<std::string> cells) {
+  std::string line;
+  for (const std::string& cell : cells) line += (line.empty() ? "" : ",") + cell;
+  return line;
+}
+
 // --- list and show
 
 TEST(ToolList, HasEveryTableAndPayloadWithItsOptions) {
@@ -111,6 +118,29 @@ TEST(ToolList, HasEveryTableAndPayloadWithItsOptions) {
 
   const std::string csv = RunTool(folder, "list --format csv").output;
   EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), static_cast<int>(expected.size()) + 1);
+  EXPECT_TRUE(csv.starts_with(
+      "kind,name,table,database,type,max_rows,max_time_days,database_max_size_mb,key,gun,"
+      "version\r\n"));
+  const std::string log =
+      Joined({"table", kLog, "BatteryHealthLog,HealthLog,Historical,0,180,128"});
+  const std::string& cdm = expected[kPayload];
+  const size_t space = cdm.find(' ');
+  for (const std::string& line :
+       {log + ",,,",
+        Joined(
+            {"table", kBattery, "HwBattery,DeviceProfile,State,0,0,16,serial_number ct_number"}) +
+            ",,",
+        Joined({"payload", kPayload, ",,,,,,", cdm.substr(0, space), cdm.substr(space + 1)})}) {
+    EXPECT_NE(csv.find("\r\n" + line + "\r\n"), std::string::npos) << line;
+  }
+  // A comment with quotes, and one with a comma.
+  const std::string fields =
+      RunTool(folder, "show " + std::string(kPayload) + " --format csv").output;
+  EXPECT_NE(fields.find("\r\n" + Joined({kPayload, "3", "battery_c_t_number"}) +
+                        ",string,implicit,false,\"Spelled so for ever: \"\"c_t\"\" letter by "
+                        "letter.\",from BatteryHealthLog.ct_number: renamed\r\n"),
+            std::string::npos)
+      << fields;
 }
 
 TEST(ToolList, TakesFilters) {
@@ -242,6 +272,51 @@ TEST(ToolDdl, MakesTheDatabasesThatTheStoreMakes) {
     all += (all.empty() ? "" : "\n") + run.output;
   }
   EXPECT_EQ(RunTool(folder, "ddl").output, all);
+}
+
+// To the letter: the store makes its tables by the same code.
+TEST(ToolDdl, SaysTheSqlOfEachShapeOfTable) {
+  const Folder folder;
+  // With a key of one integer, whose rows have a number of arrival beside it.
+  EXPECT_EQ(RunTool(folder, "ddl --database WindowsEventsCache").output,
+            R"(-- Database WindowsEventsCache, file WindowsEventsCache.db, at most 512 MB
+PRAGMA auto_vacuum = INCREMENTAL;
+BEGIN;
+PRAGMA application_id = 1331054936;
+PRAGMA user_version = 1;
+CREATE TABLE IF NOT EXISTS "_store" ("name" TEXT NOT NULL PRIMARY KEY, "value" INTEGER NOT NULL) WITHOUT ROWID;
+INSERT INTO "_store" VALUES ('database', (random() & 0x7fffffffffffffff) | 1);
+CREATE TABLE "Events" ("rowid" INTEGER NOT NULL, "time" TEXT, "data" TEXT, "_arrival" INTEGER, PRIMARY KEY ("rowid"));
+CREATE UNIQUE INDEX "Events.arrival" ON "Events" ("_arrival");
+CREATE INDEX "Events.time" ON "Events" ("time");
+COMMIT;
+)");
+  const std::string all = "\n" + RunTool(folder, "ddl").output;
+  const char* statements[] = {
+      // A key of several columns, and no limit, so no index.
+      R"(CREATE TABLE "HwHealthState" ("time" TEXT, "source_collector" TEXT NOT NULL, "component_type" TEXT NOT NULL, "component_id" TEXT NOT NULL, "state" TEXT, PRIMARY KEY ("source_collector", "component_type", "component_id"));
+CREATE TABLE)",
+      // "State" with a limit of age; doubles.
+      R"(CREATE TABLE "WindowsUpdates" ("time" TEXT, "update_id" TEXT NOT NULL, "kb_code" TEXT, "title" TEXT, "install_date_time" TEXT, "download_priority" TEXT, "min_download_size" REAL, "max_download_size" REAL, "type" TEXT, "severity" TEXT, "status" TEXT, "classification" TEXT, PRIMARY KEY ("update_id"));
+CREATE INDEX "WindowsUpdates.time" ON "WindowsUpdates" ("time");
+)",
+      // Limits of age, and of rows; an enumeration.
+      R"(CREATE TABLE "BootHealthLog" ("time" TEXT, "post_code_value" TEXT);
+CREATE INDEX "BootHealthLog.time" ON "BootHealthLog" ("time");
+)",
+      R"(CREATE TABLE "PeripheralEvents" ("time" TEXT, "type" TEXT, "event" INTEGER, "previous_state" TEXT, "current_state" TEXT);
+CREATE INDEX "PeripheralEvents.time" ON "PeripheralEvents" ("time");
+)",
+      // Floats, a list and sub-messages; then bools.
+      R"(CREATE TABLE "BatteryHealthLog" ("time" TEXT, "serial_number" TEXT, "ct_number" TEXT, "test_result" TEXT, "test_result_label" TEXT, "test_version" TEXT, "age" INTEGER, "cycle_count" INTEGER, "full_energy_capacity" INTEGER, "full_energy_capacity_perc" REAL, "remaining_energy_capacity" INTEGER, "remaining_energy_capacity_perc" REAL, "max_error_perc" INTEGER, "eletric_current" INTEGER, "voltage" INTEGER, "voltage_perc" REAL, "temperature" INTEGER, "cell_voltages" TEXT, "battery_status" TEXT, "abo_info" TEXT, "battery_care_info" TEXT);
+CREATE INDEX "BatteryHealthLog.time" ON "BatteryHealthLog" ("time");
+)",
+      R"(CREATE TABLE "HwTrustedPlatformModule" ("time" TEXT, "mfg_id" TEXT NOT NULL, "mfg_version" TEXT, "mfg_version_info" TEXT, "trusted_computing_group_version" TEXT, "physical_presence_version" TEXT, "is_activated" INTEGER, "is_enabled" INTEGER, "has_owner" INTEGER, "specification_version" TEXT, PRIMARY KEY ("mfg_id"));
+)",
+  };
+  for (const std::string statement : statements) {
+    EXPECT_NE(all.find("\n" + statement), std::string::npos) << statement;
+  }
 }
 
 // Makes the databases of a descriptor set.
@@ -513,6 +588,32 @@ TEST(ToolDiff, LetsAPayloadChangeThatRaisesItsVersion) {
   }
 }
 
+TEST(ToolConvert, LeavesTextAndPartsAsTheyAre) {
+  const Folder folder;
+  // A quote in a text does not end it: what follows is no negative zero.
+  const std::string json = R"({"time":"a\" -0,b","voltage_perc":-0.0})"
+                           "\n";
+  const std::string bytes = RunTool(folder, "encode BatteryHealthLog --delimited", json).output;
+  EXPECT_EQ(RunTool(folder, "decode BatteryHealthLog --delimited", bytes).output, json);
+  // An unknown field stays in the part that holds it, the first of two.
+  const std::string first = Tag(3, 2) + "\x06" + Tag(3, 2) +
+                            "\x01"
+                            "a" +
+                            Tag(99, 0) + "\x01";
+  const std::string parts = first + Tag(3, 2) + "\x03" + Tag(3, 2) +
+                            "\x01"
+                            "b";
+  const ProgramRun text = RunTool(folder, "decode HwComponentsInfoAsCDM --format text", parts);
+  EXPECT_EQ(RunTool(folder, "encode HwComponentsInfoAsCDM --format text", text.output).output,
+            parts);
+  // Which message of a stream is the first that holds one.
+  const std::string stream = Varint(0) + std::string("\x03") + Tag(100, 0) + "\x01" +
+                             std::string("\x03") + Tag(100, 0) + "\x01";
+  EXPECT_NE(RunTool(folder, "decode BatteryHealthLog --delimited", stream)
+                .errors.find("2 messages hold, first number 2, "),
+            std::string::npos);
+}
+
 // --- Bad input
 
 TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
@@ -536,6 +637,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
        "HwBattery: is ambiguous; write ovix.telemetry.contract.storage.device_profile.HwBattery "
        "or"},
       {"show \"\"", "", "no contract has this name"},
+      {"show \"a\nb\x1b[1m\"", "", "a b [1m: no contract has this name"},
       {"ddl --from " + path("text"), "", "is no descriptor set"},
       {"ddl --from " + path("empty"), "", "is no descriptor set"},
       {"diff " + path("nowhere"), "", "cannot be read"},
@@ -589,6 +691,9 @@ TEST(ToolErrors, TellAFullDiskAndAClosedPipe) {
   const std::string tool = OVIX_TESTS_TOOL;
   const std::pair<std::string, const char*> cases[] = {
       {tool + " list >/dev/full", "No space left on device"},
+      // So little that only its last flush reaches the disk.
+      {tool + " ddl --database Cache >/dev/full", "No space left on device"},
+      {tool + " decode BootHealthLog -o /dev/full </dev/null", "/dev/full: cannot be written"},
       {"sh -c 'trap \"\" PIPE; { sleep 0.2; " + tool + " list; echo $? >&2; } | true'",
        "Broken pipe"},
   };

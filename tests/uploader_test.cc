@@ -12,6 +12,7 @@
 #include "ovix/telemetry/contract/storage/device_profile/graphics_cards.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
+#include "ovix/telemetry/contract/upload/agent/tarvelAgentTelemetryStorageUsageAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/analytics/pcAppInventorySummaryAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/device_profile/deviceInfoAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/device_profile/hwComponentsInfoAsCDM.pb.h"
@@ -216,7 +217,7 @@ TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
   application.set_install_time("i");
   application.set_update_time("u");
   application.set_uninstall_time("x");
-  application.set_size("1025");
+  application.set_size("51201");
   store.Put(application);
   clock = kNow + std::chrono::hours(1);  // a clock that was ahead
   application.set_size("many");
@@ -232,8 +233,11 @@ TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
     told += e.app_product_name() + " " + e.app_event() + " " + e.install_time() + e.update_time() +
             e.uninstall_time() + (e.has_size_mb() ? " " + std::to_string(e.size_mb()) : "") + "; ";
   }
-  EXPECT_EQ(told, "a install i 2; a update u; a uninstall x; ");
+  EXPECT_EQ(told, "a install i 51; a update u; a uninstall x; ");
   EXPECT_EQ(payloads[0]->total_aggregation_hours(), 3U) << "since the first of them, rounded up";
+  EXPECT_FALSE(built.read_up_to.contains(
+      &Library().Get(storage::device_health::BatteryHealthLog::descriptor())))
+      << "a database that is not there may come back";
 
   class AllSent : public agent::Cursors {
    public:
@@ -285,6 +289,35 @@ TEST(Payloads, GiveTheBatterysFlagsTheBitsOfItsStatusWord) {
 
 // --- Conversions
 
+TEST(Payloads, TellTheLatestRowAndTheSizeInKilobytes) {
+  const Folder folder;
+  Store store(folder / "store", Library());
+  for (const char* time :
+       {"2026-11-20T00:00:00.000Z", "2026-11-21T00:00:00.000Z", "2026-11-19T00:00:00.000Z"}) {
+    record::Device device;
+    device.set_time(time);
+    device.set_device_unique_id(time);
+    device.set_device_name(time);
+    store.Put(device);
+  }
+  std::vector<record::Application> applications(100);
+  std::vector<const Message*> rows;
+  for (auto& application : applications) {
+    application.set_name("application " + std::to_string(rows.size()));
+    application.set_install_folder(std::string(4000, 'x'));
+    rows.push_back(&application);
+  }
+  store.Put(rows);
+  const Built built = Build(store);
+  const auto infos = Of<upload::device_profile::DeviceInfoAsCDM>(built);
+  ASSERT_EQ(infos.size(), 1U);
+  EXPECT_NE(infos[0]->ShortDebugString().find("2026-11-21"), std::string::npos);
+  for (const auto* usage : Of<upload::agent::TarvelAgentTelemetryStorageUsageAsCDM>(built)) {
+    if (!usage->has_table_size_kb()) continue;  // this SQLite cannot tell
+    EXPECT_EQ(usage->table_size_kb() % 4, 0U) << "whole pages";
+  }
+}
+
 TEST(Conversions, CarryWhatFitsAndLeaveTheRestAbsentAndSaid) {
   const int32_t ends[] = {0, 1, -1, std::numeric_limits<int32_t>::max(),
                           std::numeric_limits<int32_t>::min()};
@@ -325,6 +358,12 @@ TEST(Conversions, CarryWhatFitsAndLeaveTheRestAbsentAndSaid) {
   upload::graphics::PcGraphicCardsAsCDM_HwGraphicCard graphic;
   agent::Fill(card, {}, graphic, notes);
   EXPECT_EQ(graphic.bus_id(), "7");
+
+  record::Device negative;
+  negative.set_supported_sleep_states(-7);
+  upload::device_profile::DeviceInfoAsCDM digits;
+  agent::Fill(negative, {{"device_name", "supported_sleep_states"}}, digits, notes);
+  EXPECT_EQ(digits.device_name(), "-7");
 
   // Between the integer types at their ends, by messages that have them.
   storage::device_health::StorageNVMEHealthLog wide;

@@ -17,10 +17,10 @@ namespace ovix::tool {
 
 namespace {
 
-// Errors stand on one line, whatever was in a name.
+// Errors stand on one line and drive no terminal, whatever was in a name.
 void Complain(std::string what) {
   for (char& c : what) {
-    if (c == '\n' || c == '\r') c = ' ';
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
   }
   std::cerr << "ovix-contracts: " << what << "\n";
 }

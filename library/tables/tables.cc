@@ -304,10 +304,11 @@ std::vector<std::string> MigrateSql(const Table& table, const StandingTable& sta
   if (table.has_arrival_column() && standing.columns.count(kArrival) == 0) {
     const std::string name = In(schema, table.name);
     sql.push_back("ALTER TABLE " + name + " ADD COLUMN " + Quoted(kArrival) + " INTEGER");
-    sql.push_back("UPDATE " + name + " SET " + Quoted(kArrival) +
-                  " = \"n\".\"number\" FROM (SELECT _rowid_ AS \"row\", row_number() OVER (ORDER BY "
-                  "_rowid_) AS \"number\" FROM " +
-                  name + ") AS \"n\" WHERE \"n\".\"row\" = " + Quoted(table.name) + "._rowid_");
+    sql.push_back(
+        "UPDATE " + name + " SET " + Quoted(kArrival) +
+        " = \"n\".\"number\" FROM (SELECT _rowid_ AS \"row\", row_number() OVER (ORDER BY "
+        "_rowid_) AS \"number\" FROM " +
+        name + ") AS \"n\" WHERE \"n\".\"row\" = " + Quoted(table.name) + "._rowid_");
     sql.push_back(CreateArrivalIndex(table, schema));
   }
   if (table.has_time_index() && !standing.has_time_index) {

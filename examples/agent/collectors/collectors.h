@@ -26,8 +26,9 @@ inline constexpr char kThisMachine[] = "/";
 // machine whose files lie below `root`.
 std::vector<Collector> Collectors(const std::filesystem::path& root = kThisMachine);
 
-// Runs a collector. What it throws is its failure, and what it had found by then is dropped: half a snapshot would delete the other half. Rows of one key become one row, the
-// last, which is said too.
+// Runs a collector. What it throws is its failure, and what it had found by then is dropped: half a
+// snapshot would delete the other half. Rows of one key become one row, the last, which is said
+// too.
 Collection Run(const Collector& collector, const std::string& time);
 
 }  // namespace ovix::agent

@@ -7,15 +7,10 @@ namespace ovix::agent {
 
 std::map<std::string, std::string> Fields(const std::string& text) {
   std::map<std::string, std::string> fields;
-  std::string key;
   for (const std::string& line : Split(text, "\n")) {
     const size_t colon = line.find(':');
-    if (!line.empty() && line[0] == ' ') {
-      if (!key.empty()) fields[key] += "\n" + Trimmed(line);
-    } else if (colon != std::string::npos) {
-      key = Trimmed(line.substr(0, colon));
-      fields[key] = Trimmed(line.substr(colon + 1));
-    }
+    if (colon == std::string::npos || line[0] == ' ') continue;
+    fields[Trimmed(line.substr(0, colon))] = Trimmed(line.substr(colon + 1));
   }
   return fields;
 }

@@ -10,7 +10,7 @@
 namespace ovix::agent {
 
 // "Key: value" lines of a text until its end, keys without the spaces before the colon. A line that
-// begins with a space goes on with the value before it.
+// begins with a space, which goes on with the value before it, is passed over.
 std::map<std::string, std::string> Fields(const std::string& text);
 
 // Without spaces, tabs and line ends around it.

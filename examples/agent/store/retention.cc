@@ -173,14 +173,6 @@ void Retention::KeepSize(const std::string& name) {
     drop->Run();
     writer_.changes().Drop(place->table, Limit::kSize, connection.Changes());
   }
-  // Whatever dropped the rows, the file must fit too.
-  const auto file_bytes = [&] {
-    return connection.Number("PRAGMA " + Quoted(schema) + ".page_size", schema) *
-           connection.Number("PRAGMA " + Quoted(schema) + ".page_count", schema);
-  };
-  if (file_bytes() > limit) {
-    connection.Execute("PRAGMA " + Quoted(schema) + ".incremental_vacuum", schema);
-  }
 }
 
 std::pair<Place*, std::string> Retention::FindOldest(const std::string& name) {
@@ -240,5 +232,23 @@ int64_t Retention::CountFirst(const Place& place, const std::string& until) {
 }  // namespace
 
 void KeepLimits(Writer& writer, const Catalogue& catalogue) { Retention(writer, catalogue).Keep(); }
+
+void ShrinkFiles(Database& database, const Catalogue& catalogue) noexcept {
+  Connection& connection = database.connection();
+  for (const auto& [schema, file] : connection.schemas()) {
+    const std::string& name = schema == "main" ? database.name() : schema;
+    const int64_t limit = int64_t{catalogue.MaxSizeMb(name)} << 20;
+    const std::string pragma = "PRAGMA " + Quoted(schema) + ".";
+    try {
+      if (limit != 0 && connection.Number(pragma + "page_size", schema) *
+                                connection.Number(pragma + "page_count", schema) >
+                            limit) {
+        connection.Execute(pragma + "incremental_vacuum", schema);
+      }
+    } catch (const StoreError&) {
+      connection.RollBack();
+    }
+  }
+}
 
 }  // namespace ovix::agent

@@ -19,6 +19,12 @@ constexpr std::chrono::days kClockLeap{7};
 // Throws StoreError where a database is over its size, by its "State" rows alone, and grew.
 void KeepLimits(Writer& writer, const Catalogue& catalogue);
 
+// Gives back the pages that dropped rows have left, of databases whose file is larger than its
+// max_size_mb. After the write, in transactions of their own: a file is cut only once its commit is
+// done, and an error of that must not make a write that is kept look refused. Where it fails the
+// next write tries again.
+void ShrinkFiles(Database& database, const Catalogue& catalogue) noexcept;
+
 }  // namespace ovix::agent
 
 #endif  // OVIX_AGENT_STORE_RETENTION_H_

@@ -63,10 +63,10 @@ void Statement::BindBlob(int parameter, std::string_view bytes) {
 
 void Statement::BindView(int parameter, std::string_view bytes, bool is_text) {
   const char* data = bytes.empty() ? "" : bytes.data();
-  Check(is_text ? sqlite3_bind_text64(statement_.get(), parameter, data, bytes.size(),
-                                      SQLITE_STATIC, SQLITE_UTF8)
-                : sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(),
-                                      SQLITE_STATIC));
+  Check(is_text
+            ? sqlite3_bind_text64(statement_.get(), parameter, data, bytes.size(), SQLITE_STATIC,
+                                  SQLITE_UTF8)
+            : sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(), SQLITE_STATIC));
 }
 
 void Statement::BindNull(int parameter) { Check(sqlite3_bind_null(statement_.get(), parameter)); }

@@ -147,6 +147,7 @@ Database& Store::OpenToWrite(const std::string& name) {
 void Store::MakeFolderReady() {
   if (folder_is_ready_) return;
   created_folders_ = CreatePrivateFolder(folder_);
+  for (const auto& created : created_folders_) SyncFolder(created.parent_path());
   if (created_folders_.empty()) {
     // A folder that was there is the store's where it holds nothing but databases of the contracts.
     std::error_code error;
@@ -178,8 +179,12 @@ void Store::KeepCreated(const std::string& name) {
   created_folders_.clear();
   if (written.created.empty()) return;
   bool all_are_used = true;
-  for (const auto& [schema, file] : written.database.connection().schemas()) {
-    all_are_used = all_are_used && !written.database.IsEmpty(schema);
+  try {
+    for (const auto& [schema, file] : written.database.connection().schemas()) {
+      all_are_used = all_are_used && !written.database.IsEmpty(schema);
+    }
+  } catch (const StoreError&) {
+    all_are_used = false;  // the write is done, whatever the disk does now
   }
   if (all_are_used) {
     written.created.clear();
@@ -296,6 +301,7 @@ Changes Store::WriteOnce(Database& database, const std::function<void(Writer&)>&
   KeepLimits(writer, catalogue_);
   database.KeepArrivals();
   transaction.Commit();
+  ShrinkFiles(database, catalogue_);
   problems_.insert(problems_.end(), problems.begin(), problems.end());
   return changes;
 }

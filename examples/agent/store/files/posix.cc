@@ -79,7 +79,8 @@ FolderLock::~FolderLock() {
 }
 
 void SyncFolder(const std::filesystem::path& folder) {
-  const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int opened =
+      open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (opened < 0) return;
   fsync(opened);
   close(opened);

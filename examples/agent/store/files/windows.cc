@@ -16,12 +16,11 @@ namespace ovix::agent {
 namespace {
 
 [[noreturn]] void Fail(const std::filesystem::path& path, const char* what, DWORD error) {
-  throw StoreError(Printable(path) + ": " + what + " cannot be created (" +
-                       std::system_category().message(static_cast<int>(error)) +
-                       "); name a folder that can be written",
-                   error == ERROR_ACCESS_DENIED ? StoreError::Kind::kDenied
-                                                : StoreError::Kind::kInput,
-                   path);
+  throw StoreError(
+      Printable(path) + ": " + what + " cannot be created (" +
+          std::system_category().message(static_cast<int>(error)) +
+          "); name a folder that can be written",
+      error == ERROR_ACCESS_DENIED ? StoreError::Kind::kDenied : StoreError::Kind::kInput, path);
 }
 
 struct Free {
@@ -58,8 +57,9 @@ bool CreatePrivateFile(const std::filesystem::path& file) {
   const auto descriptor = PrivateDescriptor();
   if (descriptor == nullptr) Fail(file, "the database", GetLastError());
   SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.get(), FALSE};
-  const HANDLE created = CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                     &attributes, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE created =
+      CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes,
+                  CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (created == INVALID_HANDLE_VALUE) {
     const DWORD error = GetLastError();
     if (error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS) return false;

@@ -139,8 +139,8 @@ std::string Quoted(std::string_view name);
 std::string NewDatabaseSql(std::string_view schema = "");
 
 // What tells a database of a store from any other: SQLite's application_id ("OVIX") and, in
-// user_version, the version of what the store keeps beside the tables of the contracts. Databases of
-// release 1.0.0 have 0 for both.
+// user_version, the version of what the store keeps beside the tables of the contracts. Databases
+// of release 1.0.0 have 0 for both.
 inline constexpr int32_t kApplicationId = 0x4f564958;
 inline constexpr int32_t kLayoutVersion = 1;
 // The table of the store's own numbers: name TEXT, value INTEGER.
