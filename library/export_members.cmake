@@ -9,6 +9,8 @@ function(ovix_export_members file variable)
   list(LENGTH classes classes)
   string(REGEX MATCHALL "\n  PROTOBUF_NODISCARD std::string\\* release_" texts "${header}")
   list(LENGTH texts texts)
+  # The entry of a map is no class of the interface; two blanks keep its constructor from being taken for one.
+  string(REGEX REPLACE "explicit (PROTOBUF_CONSTEXPR [A-Za-z0-9_]+_DoNotUse\\()" "explicit  \\1" header "${header}")
   # A message without fields inherits some members.
   string(REGEX MATCHALL "::internal::ZeroFieldsBase /\\* @@protoc" without_fields "${header}")
   list(LENGTH without_fields without_fields)

@@ -18,7 +18,7 @@ fail() {
 mkdir "$work/tree"
 cp -R "$source"/{CMakeLists.txt,cmake,library,ovix} "$work/tree"
 "$cmake" -G "$generator" -S "$work/tree" -B "$work/build" -DOVIX_BUILD_TESTS=OFF \
-  -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TOOL=OFF >/dev/null
+  -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TOOL=OFF -DOVIX_PACKAGES=OFF >/dev/null
 
 # Prints the schemas that a build generates from, one a line.
 generated() {

@@ -133,12 +133,13 @@ TEST(ToolList, HasEveryTableAndPayloadWithItsOptions) {
         Joined({"payload", kPayload, ",,,,,,", cdm.substr(0, space), cdm.substr(space + 1)})}) {
     EXPECT_NE(csv.find("\r\n" + line + "\r\n"), std::string::npos) << line;
   }
-  // A comment with quotes, and one with a comma.
+  // A comment with a comma.
   const std::string fields =
       RunTool(folder, "show " + std::string(kPayload) + " --format csv").output;
-  EXPECT_NE(fields.find("\r\n" + Joined({kPayload, "3", "battery_c_t_number"}) +
-                        ",string,implicit,false,\"Spelled so for ever: \"\"c_t\"\" letter by "
-                        "letter.\",from BatteryHealthLog.ct_number: renamed\r\n"),
+  EXPECT_NE(fields.find("\r\n" + Joined({kPayload, "14", "eletric_current"}) +
+                        ",uint32,explicit,false,\"Unsigned, so without direction. Misspelt on "
+                        "purpose, as in the record.\",from BatteryHealthLog.eletric_current,"
+                        "unspecified,,,\r\n"),
             std::string::npos)
       << fields;
 }

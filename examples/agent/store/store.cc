@@ -116,8 +116,6 @@ Database& Store::OpenToWrite(const std::string& name) {
   MakeFolderReady();
   std::vector<std::filesystem::path> created;
   const auto make_ready = [&](const std::filesystem::path& file) {
-    // Not while another store removes or sets aside the file of this name.
-    const FolderLock lock(folder_);
     if (CreatePrivateFile(file)) {
       created.push_back(file);
     } else {
@@ -127,6 +125,8 @@ Database& Store::OpenToWrite(const std::string& name) {
     }
   };
   try {
+    // Not while another store removes or sets aside the files of these names.
+    const FolderLock lock(folder_);
     make_ready(FileOf(name));
     auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), options_.patience);
     std::set<std::string> attached = {name};
@@ -293,8 +293,11 @@ Changes Store::Write(const std::string& name, const std::function<void(Writer&)>
 Changes Store::WriteOnce(Database& database, const std::function<void(Writer&)>& write) {
   Changes changes;
   std::vector<std::string> problems;
-  Transaction transaction(database.connection());
+  // A database that another store sets aside stays open here, and the journal of the new one would
+  // be taken for its own: no file may be renamed from before the transaction begins until it ends.
+  const FolderLock lock(folder_, FolderLock::Kind::kShared);
   if (database.connection().HasMoved()) throw FileMoved{};
+  Transaction transaction(database.connection());
   database.BeginWrite();
   Writer writer(database, catalogue_, options_.clock(), changes, problems);
   write(writer);
@@ -376,6 +379,7 @@ Store::Snapshot::Snapshot(Store& store) : store_(store) {
   store.read_.clear();
   // A write over several databases holds all of their locks until the last of them is whole; with a
   // reader's lock on each, none can come in between.
+  const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
   for (const std::string& name : names) {
     try {
       Database* database = store.OpenToRead(name);

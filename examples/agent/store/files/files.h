@@ -20,11 +20,13 @@ std::vector<std::filesystem::path> CreatePrivateFolder(const std::filesystem::pa
 // any other as it is.
 void MakePrivate(const std::filesystem::path& path);
 
-// While it lives, no other program that takes it for the same folder goes on. It leaves no file.
-// Windows needs none: there an open file can be neither renamed nor removed.
+// Waits for the other holders of the lock of a folder, in this program and in others, and holds it
+// while it lives: alone, who renames or removes files; shared, who relies on their names. It leaves
+// no file. Windows needs none: there an open file can be neither renamed nor removed.
 class FolderLock {
  public:
-  explicit FolderLock(const std::filesystem::path& folder);
+  enum class Kind { kAlone, kShared };
+  explicit FolderLock(const std::filesystem::path& folder, Kind kind = Kind::kAlone);
   ~FolderLock();
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;

@@ -69,9 +69,11 @@ void MakePrivate(const std::filesystem::path& path) {
   chmod(path.c_str(), is_folder ? kFolderMode : kFileMode);
 }
 
-FolderLock::FolderLock(const std::filesystem::path& folder)
+FolderLock::FolderLock(const std::filesystem::path& folder, Kind kind)
     : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-  if (folder_ >= 0) flock(folder_, LOCK_EX);
+  if (folder_ < 0) return;
+  while (flock(folder_, kind == Kind::kAlone ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
+  }
 }
 
 FolderLock::~FolderLock() {

@@ -108,7 +108,7 @@ void MakePrivate(const std::filesystem::path& path) {
                         nullptr, list, nullptr);
 }
 
-FolderLock::FolderLock(const std::filesystem::path& /*folder*/) {}
+FolderLock::FolderLock(const std::filesystem::path& /*folder*/, Kind /*kind*/) {}
 FolderLock::~FolderLock() = default;
 
 // NTFS keeps names in its own journal.
