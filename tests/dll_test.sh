@@ -25,7 +25,8 @@ for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
 done
 # What the guards call is in it: no DLL more is to be carried along.
 python3 "$here/hardening_probe.py" "$build" "$nm" "$objdump" --guards-only library/generated library/src tool
-"$nm" "$dll" | grep -q ' T __stack_chk_fail$' || fail "stacks are guarded by a function of another DLL"
+"$nm" "$dll" >"$work/symbols"
+grep -q ' T __stack_chk_fail$' "$work/symbols" || fail "stacks are guarded by a function of another DLL"
 
 instances=$("$nm" "$dll" | grep -E '^[0-9a-f]+ . _ZN4ovix.*_default_instance_E$' | awk '{ print $2 }' | sort | uniq -c | xargs)
 [[ $instances =~ ^[0-9]+\ D$ ]] ||

@@ -64,7 +64,7 @@ else
   }
 fi
 
-"$nm" --defined-only "$library" | grep -q " $function$abi\$" || fail "$library has no $function$abi"
+"$nm" --defined-only "$library" | grep " $function$abi\$" >/dev/null || fail "$library has no $function$abi"
 # Nothing of the library is used but what each of its headers refers to by itself.
 for kind in "O0 storage/cache.pb.h -O0" "O2 contracts_collection.h -O2" "lto contracts_collection.h -O2 -flto" \
   "sections contracts_collection.h -O2 -ffunction-sections -fdata-sections -Wl,--gc-sections"; do

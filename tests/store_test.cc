@@ -274,7 +274,7 @@ TEST(StoreTables, AreTheSqlOfTheirRecords) {
                  R"(CREATE INDEX "a""b"."EverythingNamedEvents.time" ON "EverythingNamedEvents" )"
                  R"(("time"))"}));
   EXPECT_EQ(Table(WithTableName::descriptor()).name, "Another");
-  ExpectContains(ErrorOf([] { Table(AgedWithoutTime::descriptor()); }),
+  ExpectContains(ErrorOf([] { const Table table(AgedWithoutTime::descriptor()); }),
                  {"AgedWithoutTime: limits without a text field `time`"});
   for (const int order : {0, 1}) {
     std::vector<const google::protobuf::Descriptor*> messages = {
@@ -742,10 +742,12 @@ TEST(StoreArrivals, GiveEachRowOnceInTheOrderOfItsArrival) {
   put(store, 1);
   EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
   clock_now = today;
+#ifndef _WIN32  // which removes no open file
   // Made anew, the database numbers its rows anew.
   std::filesystem::remove(folder / "Tests.db");
   put(store, 1);
   EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{14});
+#endif
 }
 
 TEST(StoreArrivals, DoNotFollowAKeyOfTheRecordsOwn) {
@@ -899,7 +901,9 @@ TEST(StoreErrors, NameWhatCannotBeStored) {
   ExpectContains(
       ErrorOf([&] { Store(folder / "none", Library(), {.access = Store::Access::kRead}); }),
       {"none", "no such folder"});
+#ifndef _WIN32  // where the first write says it
   ExpectContains(ErrorOf([&] { Store(folder / "file/below", Library()); }), {"below", "folder"});
+#endif
 }
 
 TEST(StoreErrors, SetADamagedDatabaseAsideAndBeginANewOne) {

@@ -221,6 +221,7 @@ void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created) {
 
 // Moves a damaged database out of the way, with its journal, which belongs to it alone.
 void Store::SetAside(const StoreError& damaged) {
+  read_.clear();
   const FolderLock lock(folder_);
   const std::filesystem::path& file = damaged.file();
   if (!IsDamaged(file)) return;  // another store was first
@@ -241,8 +242,8 @@ void Store::SetAside(const StoreError& damaged) {
     std::filesystem::path to = aside;
     from += suffix;
     to += suffix;
-    std::filesystem::rename(from, to, error);
-    if (error && error != std::errc::no_such_file_or_directory) {
+    error = Rename(from, to, options_.patience);
+    if (error) {
       throw StoreError(Printable(file) + ": the database is damaged and cannot be set aside (" +
                            error.message() + "); move it away",
                        StoreError::Kind::kDamaged);

@@ -2,7 +2,9 @@
 #ifndef OVIX_AGENT_STORE_FILES_FILES_H_
 #define OVIX_AGENT_STORE_FILES_FILES_H_
 
+#include <chrono>
 #include <filesystem>
+#include <system_error>
 #include <vector>
 
 namespace ovix::agent {
@@ -22,7 +24,8 @@ void MakePrivate(const std::filesystem::path& path);
 
 // Waits for the other holders of the lock of a folder, in this program and in others, and holds it
 // while it lives: alone, who renames or removes files; shared, who relies on their names. It leaves
-// no file. Windows needs none: there an open file can be neither renamed nor removed.
+// no file. Shared it does nothing on Windows: there an open file can be neither renamed nor
+// removed.
 class FolderLock {
  public:
   enum class Kind { kAlone, kShared };
@@ -32,8 +35,17 @@ class FolderLock {
   FolderLock& operator=(const FolderLock&) = delete;
 
  private:
-  [[maybe_unused]] int folder_ = -1;
+#ifdef _WIN32
+  void* mutex_ = nullptr;
+#else
+  int folder_ = -1;
+#endif
 };
+
+// Renames a file; that there is none is no error. Windows renames no open file: there it waits as
+// long as `patience` for others to close it.
+std::error_code Rename(const std::filesystem::path& from, const std::filesystem::path& to,
+                       std::chrono::milliseconds patience);
 
 // Waits until the disk has the names of the folder's files.
 void SyncFolder(const std::filesystem::path& folder);

@@ -80,6 +80,13 @@ FolderLock::~FolderLock() {
   if (folder_ >= 0) close(folder_);
 }
 
+std::error_code Rename(const std::filesystem::path& from, const std::filesystem::path& to,
+                       std::chrono::milliseconds /*patience*/) {
+  std::error_code error;
+  std::filesystem::rename(from, to, error);
+  return error == std::errc::no_such_file_or_directory ? std::error_code() : error;
+}
+
 void SyncFolder(const std::filesystem::path& folder) {
   const int opened =
       open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -4,6 +4,9 @@
 #include <aclapi.h>
 #include <sddl.h>
 
+#include <chrono>
+#include <cstdint>
+#include <cwctype>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -108,8 +111,39 @@ void MakePrivate(const std::filesystem::path& path) {
                         nullptr, list, nullptr);
 }
 
-FolderLock::FolderLock(const std::filesystem::path& /*folder*/, Kind /*kind*/) {}
-FolderLock::~FolderLock() = default;
+FolderLock::FolderLock(const std::filesystem::path& folder, Kind kind) {
+  if (kind == Kind::kShared) return;
+  std::error_code error;
+  const auto whole = std::filesystem::weakly_canonical(folder, error);
+  // One name for a folder, however its letters are written; its own characters cannot be in a name.
+  uint64_t hash = 14695981039346656037u;
+  for (const wchar_t c : (error ? folder : whole).wstring()) {
+    hash = (hash ^ static_cast<uint64_t>(towlower(c))) * 1099511628211u;
+  }
+  mutex_ = CreateMutexW(nullptr, FALSE, (L"Global\\ovix-store-" + std::to_wstring(hash)).c_str());
+  if (mutex_ != nullptr) WaitForSingleObject(mutex_, INFINITE);
+}
+
+FolderLock::~FolderLock() {
+  if (mutex_ == nullptr) return;
+  ReleaseMutex(mutex_);
+  CloseHandle(mutex_);
+}
+
+std::error_code Rename(const std::filesystem::path& from, const std::filesystem::path& to,
+                       std::chrono::milliseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) == 0) {
+    const DWORD error = GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND) return {};
+    const bool is_open = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
+    if (!is_open || std::chrono::steady_clock::now() >= deadline) {
+      return {static_cast<int>(error), std::system_category()};
+    }
+    Sleep(10);
+  }
+  return {};
+}
 
 // NTFS keeps names in its own journal.
 void SyncFolder(const std::filesystem::path& /*folder*/) {}
