@@ -160,7 +160,7 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   expect(outbox + " " + unknown + " --file " + (folder / "ids").string(), 2,
          unknown + ": is not in the outbox", 3);
 
-  // Whoever is second is refused, whichever command it is.
+  // The second one is refused, whichever command it is.
   const agent::Outbox held(outbox, agent::UploadLock::IfMissing::kMake, agent::Files::System());
   expect(outbox + " " + ids[3], 1, "outbox: another ovix-agent works on this outbox", 3);
   const Outcome second = RunAgent("upload " + store + " " + outbox + machine);

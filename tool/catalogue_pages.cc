@@ -703,7 +703,7 @@ std::string Site::StartPage() const {
       "<div><dt>Facts</dt><dd><b>Unit</b>: a code of UCUM. <b>Values</b>: a list that is closed, "
       "or "
       "open if it ends in points. <b>Format</b>: what a text holds. <b>Privacy</b>: the class of "
-      "<a href=\"privacy.html\">personal data</a>. <b>unspecified</b>: whoever fills the field "
+      "<a href=\"privacy.html\">personal data</a>. <b>unspecified</b>: the component that fills the field "
       "decides.</dd></div>\n<div><dt>Rows</dt><dd><b>State</b>: one row per key, its "
       "changes kept in the table named. <b>Historical</b>: rows are appended until a limit drops "
       "the "
