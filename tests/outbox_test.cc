@@ -438,6 +438,50 @@ class Uploads : public testing::Test {
   MemoryFiles files_;
 };
 
+TEST_F(Uploads, LeaveAloneWhatStandsInTheOutboxAlready) {
+  AddReading("1");
+  const std::filesystem::path log = folder_ / "store/Upload.db";
+  const std::filesystem::path log_then = folder_ / "Upload.db";
+  int call = 0;
+  for (bool happened = true; happened; ++call) {
+    files_ = MemoryFiles();
+    std::filesystem::remove(log);
+    files_.Plan(MemoryFiles::Fault::kKill, call);
+    try {
+      Run();
+    } catch (const MemoryFiles::Killed&) {
+    }
+    happened = files_.happened();
+    files_.Restart();
+    if (!happened || !std::filesystem::exists(log)) continue;
+    const MemoryFiles files_then = files_;
+    const auto stood = files_.Contents();
+    std::filesystem::copy_file(log, log_then, std::filesystem::copy_options::overwrite_existing);
+    // The next run goes on from there, and meets a full disk at any call.
+    bool failed = true;
+    for (int next = 0; failed; ++next) {
+      SCOPED_TRACE(std::to_string(call) + " " + std::to_string(next));
+      files_ = files_then;
+      std::filesystem::copy_file(log_then, log, std::filesystem::copy_options::overwrite_existing);
+      files_.Plan(MemoryFiles::Fault::kFail, next);
+      try {
+        Run();
+      } catch (const std::runtime_error&) {
+      }
+      failed = files_.happened();
+      files_.Restart();
+      const auto stands = files_.Contents();
+      for (const auto& [name, content] : stood) {
+        const auto label = name.ends_with(".json") ? Label::FromJson(content) : std::nullopt;
+        if (!label) continue;
+        EXPECT_TRUE(stands.contains(name)) << name;
+        EXPECT_TRUE(stands.contains(label->FileStem() + ".binpb")) << name;
+      }
+    }
+  }
+  EXPECT_GT(call, 10);
+}
+
 TEST_F(Uploads, SendEveryEventOnceWhateverStopsThem) {
   storage::device_profile::Application application;
   application.set_name("application");
