@@ -277,6 +277,8 @@ TEST(Facts, AChangeThatReadersRelyOnBreaksThem) {
       {"  // Values: \"a\"\n", "  // Values: \"a\", ...\n", "values-changed"},
       {"  // Values: \"a\", \"b\"\n", "  // Values: \"b\" = two, \"a\"\n", "facts-added"},
       {"  // Values: \"a\", ...\n", "  // Values: \"a\", \"b\", ...\n", "facts-added"},
+      {"  // Values: \"a\" = up\n", "  // Values: \"a\" = down\n", "values-changed"},
+      {"  // Values: \"a\" = up, ...\n", "  // Values: \"a\" = down, ...\n", "values-changed"},
       {"  // Format: date\n", "  // Format: RFC 3339\n", "format-changed"},
       {"  // Format: date\n", "", "format-changed"},
       {"", "  // Format: date\n", "facts-added"},

@@ -284,7 +284,14 @@ class Comparison {
         adds = true;
       }
     }
-    if (before.is_closed && (!after.is_closed || Sorted(before) != Sorted(after))) {
+    const bool means_another =
+        std::any_of(before.meanings.begin(), before.meanings.end(), [&](const auto& meaning) {
+          const auto now = after.meanings.find(meaning.first);
+          return now != after.meanings.end() && now->second != meaning.second;
+        });
+    if (means_another) {
+      changed(Change::kValuesChanged, "meaning of a value changed ", before.values, after.values);
+    } else if (before.is_closed && (!after.is_closed || Sorted(before) != Sorted(after))) {
       changed(Change::kValuesChanged, "closed list of values changed ", before.values,
               after.values);
     } else if (before.values != after.values) {

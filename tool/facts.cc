@@ -45,6 +45,7 @@ bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
 
 bool ReadValues(std::string_view text, FieldFacts& facts) {
   std::vector<std::string> listed;
+  std::map<std::string, std::string> meanings;
   bool is_closed = true;
   for (size_t at = 0; at < text.size();) {
     if (text.substr(at) == "...") {
@@ -68,6 +69,7 @@ bool ReadValues(std::string_view text, FieldFacts& facts) {
       const size_t begin = end + 3;
       end = std::min(text.find(", ", begin), text.size());
       if (end == begin) return false;
+      meanings[listed.back()] = text.substr(begin, end - begin);
     }
     if (end == text.size()) break;
     if (!text.substr(end).starts_with(", ") || end + 2 == text.size()) return false;
@@ -75,6 +77,7 @@ bool ReadValues(std::string_view text, FieldFacts& facts) {
   }
   if (listed.empty()) return false;
   facts.listed_values = std::move(listed);
+  facts.meanings = std::move(meanings);
   facts.is_closed = is_closed;
   return true;
 }

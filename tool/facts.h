@@ -3,6 +3,7 @@
 #ifndef OVIX_TOOL_FACTS_H_
 #define OVIX_TOOL_FACTS_H_
 
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -29,10 +30,11 @@ enum class UnitFrom { kNowhere, kName, kLine };
 struct FieldFacts {
   std::string unit;  // a code of UCUM or "unspecified"; empty for what is not a quantity
   UnitFrom unit_from = UnitFrom::kNowhere;
-  std::string values;                      // as written; empty without the fact
-  std::vector<std::string> listed_values;  // without quotes and meanings; empty if unspecified
-  bool is_closed = false;                  // whether no other values than the listed ones occur
-  std::string format;                      // as written, without a reason
+  std::string values;                           // as written; empty without the fact
+  std::vector<std::string> listed_values;       // without quotes and meanings; empty if unspecified
+  std::map<std::string, std::string> meanings;  // of the listed values that have one
+  bool is_closed = false;  // whether no other values than the listed ones occur
+  std::string format;      // as written, without a reason
   Privacy privacy = Privacy::kNone;
   // Why a unit, the values or a format are unspecified; empty without a reason.
   std::string unit_reason, values_reason, format_reason;

@@ -1,7 +1,6 @@
 #include "tool/redact.h"
 
 #include <fstream>
-#include <iterator>
 
 #include "tool/error.h"
 #include "tool/keyed_hash.h"
@@ -13,6 +12,8 @@ using google::protobuf::Message;
 
 // A shorter key can be guessed, and with it what was hashed.
 constexpr size_t kLeastKey = 16;
+// More is another file named by mistake, or one that never ends.
+constexpr size_t kMostKey = 65536;
 
 std::string ReadKey(const std::filesystem::path& file) {
   if (file.empty()) throw Error("--key: names no file; name a file with the key");
@@ -21,9 +22,15 @@ std::string ReadKey(const std::filesystem::path& file) {
     throw Error(file.string() + ": is a folder; name a file with the key");
   }
   std::ifstream input(file, std::ios::binary);
-  std::string key{std::istreambuf_iterator<char>(input), {}};
+  std::string key(kMostKey + 1, '\0');
+  input.read(key.data(), static_cast<std::streamsize>(key.size()));
+  key.resize(static_cast<size_t>(input.gcount()));
   if (!input.is_open() || input.bad()) {
     throw Error(file.string() + ": cannot be read; name a file with the key");
+  }
+  if (key.size() > kMostKey) {
+    throw Error(file.string() + ": is longer than a key can be (" + std::to_string(kMostKey) +
+                " bytes); name a file with the key");
   }
   if (key.size() < kLeastKey) {
     throw Error(file.string() + ": a key has at least " + std::to_string(kLeastKey) +
