@@ -456,13 +456,16 @@ TEST_F(Uploads, LeaveAloneWhatStandsInTheOutboxAlready) {
     if (!happened || !std::filesystem::exists(log)) continue;
     const MemoryFiles files_then = files_;
     const auto stood = files_.Contents();
-    std::filesystem::copy_file(log, log_then, std::filesystem::copy_options::overwrite_existing);
+    // Removed first: MinGW's copy_file does not overwrite.
+    std::filesystem::remove(log_then);
+    std::filesystem::copy_file(log, log_then);
     // The next run goes on from there, and meets a full disk at any call.
     bool failed = true;
     for (int next = 0; failed; ++next) {
       SCOPED_TRACE(std::to_string(call) + " " + std::to_string(next));
       files_ = files_then;
-      std::filesystem::copy_file(log_then, log, std::filesystem::copy_options::overwrite_existing);
+      std::filesystem::remove(log);
+      std::filesystem::copy_file(log_then, log);
       files_.Plan(MemoryFiles::Fault::kFail, next);
       try {
         Run();
