@@ -46,22 +46,29 @@ class CountReports {
   ~CountReports() { google::protobuf::SetLogHandler(nullptr); }
 };
 
-// Whether parsing and serializing treat the text as the runtime's validator does: refused by the
-// one, reported by both, its bytes never changed. Needs a CountReports.
-bool AsTheRuntimeDoes(const std::string& text) {
-  const bool valid = IsStructurallyValidUTF8(text.data(), static_cast<int>(text.size()));
-  static thread_local CollectorCache record;
-  static thread_local std::string bytes;
-  bytes.assign(Tag(1, 2)).append(Varint(text.size())).append(text);
-  reports = 0;
-  if (record.ParseFromString(bytes) != valid || reports != (valid ? 0 : 1)) return false;
-  // Parsed or not, the record has the text now.
-  record.set_collector(text);
-  static thread_local std::string written;
-  reports = 0;
-  return record.SerializeToString(&written) && reports == (valid ? 0 : 1) &&
-         (text.empty() ? written.empty() : written == bytes);
-}
+// Parses and serializes texts with one record. Each thread has its own, as a local variable: MinGW
+// frees the memory of a thread_local object before it calls the destructor.
+class Utf8Check {
+ public:
+  // Whether parsing and serializing treat the text as the runtime's validator does: refused by the
+  // one, reported by both, its bytes never changed. Needs a CountReports.
+  bool AsTheRuntimeDoes(const std::string& text) {
+    const bool valid = IsStructurallyValidUTF8(text.data(), static_cast<int>(text.size()));
+    bytes_.assign(Tag(1, 2)).append(Varint(text.size())).append(text);
+    reports = 0;
+    if (record_.ParseFromString(bytes_) != valid || reports != (valid ? 0 : 1)) return false;
+    // Parsed or not, the record has the text now.
+    record_.set_collector(text);
+    reports = 0;
+    return record_.SerializeToString(&written_) && reports == (valid ? 0 : 1) &&
+           (text.empty() ? written_.empty() : written_ == bytes_);
+  }
+
+ private:
+  CollectorCache record_;
+  std::string bytes_;
+  std::string written_;
+};
 
 std::string Hex(const std::string& text) {
   std::string hex;
@@ -82,10 +89,11 @@ TEST(Utf8, AnswersAsTheRuntimeForEverySequenceOfOneToThreeBytes) {
     const uint32_t parts = std::max(1U, std::thread::hardware_concurrency());
     for (uint32_t part = 0; part < parts; ++part) {
       threads.emplace_back([&, part] {
+        Utf8Check check;
         std::string text(size, '\0');
         for (uint32_t value = part * stride; value < end; value += parts * stride) {
           for (uint32_t i = 0; i < size; ++i) text[i] = static_cast<char>(value >> (8 * i));
-          if (!AsTheRuntimeDoes(text)) ++differing, example = value;
+          if (!check.AsTheRuntimeDoes(text)) ++differing, example = value;
         }
       });
     }
@@ -97,6 +105,7 @@ TEST(Utf8, AnswersAsTheRuntimeForEverySequenceOfOneToThreeBytes) {
 
 TEST(Utf8, AnswersAsTheRuntimeAtTheBoundariesOfFourBytes) {
   const CountReports count;
+  Utf8Check check;
   const std::string leads = "\x7f\x80\xbf\xc1\xc2\xdf\xe0\xed\xef\xf0\xf1\xf3\xf4\xf5\xf7\xff";
   const std::string followers = "\x01\x7f\x80\x8f\x90\x9f\xa0\xbf\xc0\xc2\xe0\xf0\xff";
   for (const char a : leads) {
@@ -104,8 +113,8 @@ TEST(Utf8, AnswersAsTheRuntimeAtTheBoundariesOfFourBytes) {
       for (const char c : followers) {
         for (const char d : followers) {
           const std::string text = {a, b, c, d};
-          ASSERT_TRUE(AsTheRuntimeDoes(text)) << Hex(text);
-          ASSERT_TRUE(AsTheRuntimeDoes("text" + text + "text")) << Hex(text);
+          ASSERT_TRUE(check.AsTheRuntimeDoes(text)) << Hex(text);
+          ASSERT_TRUE(check.AsTheRuntimeDoes("text" + text + "text")) << Hex(text);
         }
       }
     }
@@ -114,14 +123,15 @@ TEST(Utf8, AnswersAsTheRuntimeAtTheBoundariesOfFourBytes) {
 
 TEST(Utf8, FindsAByteThatIsNotAsciiAtEveryPlace) {
   const CountReports count;
+  Utf8Check check;
   for (size_t size = 0; size <= 70; ++size) {
-    ASSERT_TRUE(AsTheRuntimeDoes(std::string(size, 'a')));
-    ASSERT_TRUE(AsTheRuntimeDoes(std::string(size, '\x7f')));
+    ASSERT_TRUE(check.AsTheRuntimeDoes(std::string(size, 'a')));
+    ASSERT_TRUE(check.AsTheRuntimeDoes(std::string(size, '\x7f')));
     for (size_t at = 0; at < size; ++at) {
       for (const char* piece : {"\x80", "\xff", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x94\x8b"}) {
         std::string text(size, 'a');
         text.replace(at, 1, piece);
-        ASSERT_TRUE(AsTheRuntimeDoes(text)) << Hex(text);
+        ASSERT_TRUE(check.AsTheRuntimeDoes(text)) << Hex(text);
       }
     }
   }
@@ -129,6 +139,7 @@ TEST(Utf8, FindsAByteThatIsNotAsciiAtEveryPlace) {
 
 TEST(Utf8, AnswersAsTheRuntimeForRandomText) {
   const CountReports count;
+  Utf8Check check;
   std::mt19937 random(20240517);  // the same text each time
   const char* pieces[] = {
       "a", "text", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x94\x8b", "\xed\xa0\x80", "\xff", "\xc3"};
@@ -138,7 +149,7 @@ TEST(Utf8, AnswersAsTheRuntimeForRandomText) {
     const uint32_t kinds = random() % 3 == 0 ? 8 : 5;
     for (uint32_t n = random() % 24; n > 0; --n) text += pieces[random() % kinds];
     if (random() % 4 == 0 && !text.empty()) text.resize(random() % text.size());
-    ASSERT_TRUE(AsTheRuntimeDoes(text)) << Hex(text);
+    ASSERT_TRUE(check.AsTheRuntimeDoes(text)) << Hex(text);
   }
 }
 
