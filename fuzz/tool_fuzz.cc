@@ -7,9 +7,9 @@
 #include <fstream>
 #include <random>
 
+#include "commands/commands.h"
 #include "contracts.h"
-#include "tool/commands.h"
-#include "tool/error.h"
+#include "terminal/error.h"
 
 namespace {
 

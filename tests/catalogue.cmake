@@ -1,7 +1,7 @@
 # Tests of the catalogue: as files on every platform, in a browser on Linux.
 
 ovix_test_executable(catalogue-tests catalogue_test.cc)
-target_link_libraries(catalogue-tests PRIVATE GTest::gtest_main ovix-contracts-core)
+target_link_libraries(catalogue-tests PRIVATE GTest::gtest_main ovix-tool-catalogue)
 add_test(NAME catalogue-tests COMMAND catalogue-tests --gtest_brief=1)
 
 if(WIN32)

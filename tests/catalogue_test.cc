@@ -1,6 +1,6 @@
 // The catalogue as files: an address for everything, text that stays text, and folders that are
 // replaced whole or left alone. What a browser makes of it is in catalogue_test.mjs.
-#include "tool/catalogue.h"
+#include "catalogue/catalogue.h"
 
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/pages.h"
+#include "contracts/facts.h"
+#include "contracts/personal.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
-#include "tool/catalogue_pages.h"
-#include "tool/error.h"
-#include "tool/facts.h"
-#include "tool/personal.h"
+#include "terminal/error.h"
 
 #ifndef _WIN32
 #include <sys/resource.h>

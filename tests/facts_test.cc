@@ -1,6 +1,6 @@
 // The facts in the comments of schemas: what each rule refuses, with the line that it names, and
 // what tools read of those that are right.
-#include "tool/facts.h"
+#include "contracts/facts.h"
 
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
@@ -12,8 +12,8 @@
 #include <regex>
 #include <sstream>
 
-#include "tool/contracts.h"
-#include "tool/diff.h"
+#include "contracts/contracts.h"
+#include "diff/compare.h"
 
 namespace ovix::tests {
 namespace {

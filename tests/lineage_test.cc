@@ -5,8 +5,8 @@
 #include <regex>
 #include <set>
 
+#include "contracts/contracts.h"
 #include "support/contracts.h"
-#include "tool/contracts.h"
 
 namespace ovix::tests {
 namespace {

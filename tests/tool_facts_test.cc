@@ -9,13 +9,13 @@
 #include <map>
 #include <set>
 
+#include "contracts/contracts.h"
+#include "convert/redact.h"
 #include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.pb.h"
 #include "support/contracts.h"
 #include "support/folder.h"
 #include "support/tool.h"
-#include "tool/contracts.h"
-#include "tool/redact.h"
 
 namespace ovix::tests {
 namespace {

@@ -7,6 +7,8 @@
 #include <set>
 #include <sstream>
 
+#include "contracts/contracts.h"
+#include "diff/compare.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
@@ -15,8 +17,6 @@
 #include "support/contracts.h"
 #include "support/folder.h"
 #include "support/tool.h"
-#include "tool/contracts.h"
-#include "tool/diff.h"
 
 namespace ovix::tests {
 namespace {

@@ -5,6 +5,7 @@
 #include <regex>
 #include <set>
 
+#include "contracts/contracts.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -24,7 +25,6 @@
 #include "store/time.h"
 #include "support/contracts.h"
 #include "support/folder.h"
-#include "tool/contracts.h"
 #include "uploader/convert.h"
 #include "uploader/payloads.h"
 

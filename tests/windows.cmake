@@ -81,8 +81,8 @@ set_tests_properties(zip PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 30
 set_target_properties(ovix-contracts-generated ovix-contracts-frame ovix-telemetry-contract-tables PROPERTIES
   EXPORT_COMPILE_COMMANDS ON)
 if(TARGET ovix-contracts)
-  set_target_properties(ovix-contracts-core ovix-contracts-commands ovix-contracts PROPERTIES
-    EXPORT_COMPILE_COMMANDS ON)
+  get_property(tool_targets DIRECTORY "${PROJECT_SOURCE_DIR}/tool" PROPERTY BUILDSYSTEM_TARGETS)
+  set_target_properties(${tool_targets} PROPERTIES EXPORT_COMPILE_COMMANDS ON)
 endif()
 add_test(NAME dll COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/dll_test.sh"
   "$<TARGET_FILE:ovix-telemetry-data-contracts>"

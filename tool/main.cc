@@ -6,12 +6,12 @@
 #include <iostream>
 #include <vector>
 
+#include "commands/commands.h"
+#include "contracts/names.h"
 #include "ovix/telemetry/contract/version.h"
-#include "tool/commands.h"
-#include "tool/error.h"
-#include "tool/names.h"
-#include "tool/output.h"
-#include "tool/platform.h"
+#include "terminal/error.h"
+#include "terminal/output.h"
+#include "terminal/platform.h"
 
 namespace ovix::tool {
 

@@ -1,0 +1,19 @@
+// The contracts as a static site.
+#ifndef OVIX_TOOL_CATALOGUE_CATALOGUE_H_
+#define OVIX_TOOL_CATALOGUE_CATALOGUE_H_
+
+#include <filesystem>
+
+#include "contracts/contracts.h"
+
+namespace ovix::tool {
+
+// Writes the site: beside the folder, then in its place, so that a failure leaves what was there.
+// The folder is made where it is missing. One that holds an earlier catalogue and nothing else is
+// replaced; any other that is not empty is refused. The same contracts give the same bytes. Throws
+// Error, which begins with the folder's name.
+void WriteCatalogue(const Contracts& contracts, const std::filesystem::path& out);
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_CATALOGUE_CATALOGUE_H_

@@ -1,0 +1,44 @@
+#include "catalogue/frame.h"
+
+#include "catalogue/html.h"
+#include "ovix/telemetry/contract/version.h"
+
+namespace ovix::tool {
+
+std::string Framed(const std::string& root, const std::string& title,
+                   const std::string& description, const std::string& main) {
+  const std::string site(kCatalogueTitle);
+  return "<!doctype html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+         "<meta name=\"color-scheme\" content=\"light dark\">\n<title>" +
+         (title.empty() ? site : Escaped(title) + " – " + site) +
+         "</title>\n<meta name=\"description\" content=\"" + Escaped(description) +
+         "\">\n<link rel=\"icon\" href=\"data:image/svg+xml,%3Csvg "
+         "xmlns='http://www.w3.org/2000/svg' viewBox='0 0 16 16'%3E%3Crect width='16' height='16' "
+         "rx='3' fill='%230b6e69'/%3E%3Cpath d='M4 5h8M4 8h8M4 11h5' stroke='white' "
+         "stroke-width='1.5'/%3E%3C/svg%3E\">\n<script src=\"" +
+         root + "assets/theme.js\"></script>\n<link rel=\"stylesheet\" href=\"" + root +
+         "assets/style.css\">\n<script src=\"" + root +
+         "assets/site.js\" defer></script>\n</head>\n<body data-root=\"" + root +
+         "\">\n<a class=\"skip\" href=\"#page-main\">Skip to the contents</a>\n"
+         "<header class=\"bar\"><div class=\"bar-inner\">\n<a class=\"home\" href=\"" +
+         root +
+         "index.html\"><span>Telemetry</span> data contracts</a>\n"
+         "<form class=\"search\" role=\"search\" hidden>\n<input id=\"page-search\" "
+         "type=\"search\" "
+         "role=\"combobox\" aria-label=\"Search names, fields, guns and comments\" "
+         "aria-autocomplete=\"list\" aria-expanded=\"false\" aria-controls=\"page-results\" "
+         "placeholder=\"Search\" autocomplete=\"off\" autocapitalize=\"none\" "
+         "spellcheck=\"false\"><kbd aria-hidden=\"true\">/</kbd>\n"
+         "<div class=\"panel\" hidden><div id=\"page-results\" role=\"listbox\" "
+         "aria-label=\"Results\"></div><p class=\"more\" aria-hidden=\"true\"></p></div>\n"
+         "<p class=\"unseen\" role=\"status\"></p>\n</form>\n"
+         "<button class=\"theme\" type=\"button\" hidden><span aria-hidden=\"true\"></span>"
+         "</button>\n</div></header>\n<main id=\"page-main\" tabindex=\"-1\">\n" +
+         main + "</main>\n<footer><p>" + site +
+         " " OVIX_TELEMETRY_DATA_CONTRACTS_VERSION
+         ", written by ovix-contracts from the schemas and their comments.</p></footer>\n"
+         "</body>\n</html>\n";
+}
+
+}  // namespace ovix::tool

@@ -1,0 +1,59 @@
+// The commands. Each file adds one to the command line: its options, its help and what it does.
+#ifndef OVIX_TOOL_COMMANDS_COMMANDS_H_
+#define OVIX_TOOL_COMMANDS_COMMANDS_H_
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "terminal/format.h"
+
+namespace ovix::tool {
+
+enum ExitCode {
+  kDone = 0,
+  kFound = 1,  // a breaking change, or something that could not be shown
+  kFailed = 2,
+};
+
+// Each takes the program's command line and where to leave the exit code, which its callback sets.
+void AddList(CLI::App& app, int& exit_code);
+void AddShow(CLI::App& app, int& exit_code);
+void AddDdl(CLI::App& app, int& exit_code);
+void AddEncode(CLI::App& app, int& exit_code);
+void AddDecode(CLI::App& app, int& exit_code);
+void AddDiff(CLI::App& app, int& exit_code);
+void AddPrivacy(CLI::App& app, int& exit_code);
+void AddCatalogue(CLI::App& app, int& exit_code);
+// The man page and the completion of all of these; hidden, for the build.
+void AddDescribe(CLI::App& app, int& exit_code);
+
+// An option that takes one of a few words; the first is what it is without.
+template <typename Choice>
+CLI::Option* AddChoice(CLI::App& command, const std::string& name, Choice& choice,
+                       std::vector<std::pair<std::string, Choice>> choices) {
+  std::string words;
+  for (size_t i = 0; i < choices.size(); ++i) {
+    words += (i == 0 ? "" : i + 1 == choices.size() ? " or " : ", ") + choices[i].first;
+  }
+  const auto set = [&choice, choices, words](const std::string& word) {
+    for (const auto& [known, value] : choices) {
+      if (word != known) continue;
+      choice = value;
+      return;
+    }
+    throw CLI::ValidationError("'" + word + "' is none of " + words);
+  };
+  choice = choices.front().second;
+  return command.add_option_function<std::string>(name, set, words)
+      ->type_name("FORMAT")
+      ->default_str(choices.front().first);
+}
+
+// The option --format of a listing.
+void AddFormat(CLI::App& command, Format& format);
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_COMMANDS_COMMANDS_H_

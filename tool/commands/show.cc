@@ -1,0 +1,54 @@
+// show: one message or enumeration whole.
+#include "show/show.h"
+
+#include <memory>
+
+#include "commands/commands.h"
+#include "contracts/contracts.h"
+#include "contracts/names.h"
+#include "terminal/output.h"
+
+namespace ovix::tool {
+namespace {
+
+template <typename AnyDescriptor>
+std::string Shown(const Contracts& contracts, const AnyDescriptor* descriptor, Format format) {
+  switch (format) {
+    case Format::kJson:
+      return ShownAsJson(contracts, descriptor);
+    case Format::kCsv:
+      return ShownAsCsv(contracts, descriptor);
+    default:
+      return ShownAsText(contracts, descriptor);
+  }
+}
+
+}  // namespace
+
+void AddShow(CLI::App& app, int&) {
+  CLI::App* command = app.add_subcommand("show", "Show one message or enumeration whole");
+  struct Options {
+    std::string name;
+    Format format = Format::kTable;
+  };
+  const auto options = std::make_shared<Options>();
+  command
+      ->add_option("name", options->name,
+                   "Its full name, or the end of it where no other has the same")
+      ->type_name("NAME")
+      ->required();
+  AddFormat(*command, options->format);
+  command->footer(
+      "Examples:\n"
+      "  ovix-contracts show BatteryHealthLog\n"
+      "  ovix-contracts show upload.device_profile.HwBattery\n"
+      "  ovix-contracts show HwBatteryHealthLogAsCDM --format json");
+  command->callback([options] {
+    const Contracts& contracts = Contracts::Installed();
+    const Named named = FindNamed(contracts, options->name);
+    WriteAll(named.message != nullptr ? Shown(contracts, named.message, options->format)
+                                      : Shown(contracts, named.enumeration, options->format));
+  });
+}
+
+}  // namespace ovix::tool

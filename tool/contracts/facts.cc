@@ -1,0 +1,213 @@
+#include "contracts/facts.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace ovix::tool {
+namespace {
+
+constexpr std::string_view kUnspecified = "unspecified";
+
+constexpr std::pair<std::string_view, std::string_view> kSuffixes[] = {
+    {"ms", "ms"},        {"msec", "ms"},       {"milliseconds", "ms"}, {"seconds", "s"},
+    {"minutes", "min"},  {"hours", "h"},       {"days", "d"},          {"bytes", "By"},
+    {"kb", "KiBy"},      {"mb", "MiBy"},       {"megabytes", "MiBy"},  {"gb", "GiBy"},
+    {"mbps", "Mbit/s"},  {"gbps", "Gbit/s"},   {"mhz", "MHz"},         {"hz", "Hz"},
+    {"celsius", "Cel"},  {"mw", "mW"},         {"watts", "W"},         {"amperes", "A"},
+    {"mm", "mm"},        {"inches", "[in_i]"}, {"percent", "%"},       {"perc", "%"},
+    {"percentage", "%"}, {"bits", "bit"},
+};
+
+// "unspecified" and "unspecified, REASON." taken apart; nothing for another value.
+std::optional<std::string> Reason(std::string_view value) {
+  if (value == kUnspecified) return "";
+  if (!value.starts_with(kUnspecified) || value.size() < kUnspecified.size() + 4) return {};
+  value.remove_prefix(kUnspecified.size());
+  if (!value.starts_with(", ") || !value.ends_with('.')) return {};
+  return std::string(value.substr(2, value.size() - 3));
+}
+
+constexpr std::string_view kUnits[] = {
+    "ms",     "s",      "min",    "h",       "d",      "By",     "KiBy",   "MiBy", "GiBy",
+    "By/s",   "KiBy/s", "MiBy/s", "bit",     "kbit/s", "Mbit/s", "Gbit/s", "Hz",   "MHz",
+    "GHz",    "Cel",    "mW",     "W",       "mWh",    "Wh",     "mAh",    "mA",   "A",
+    "mV",     "V",      "mJ",     "J",       "mm",     "cm",     "[in_i]", "deg",  "lx",
+    "dB[mW]", "/min",   "/s",     "10*12/s", "%"};
+
+constexpr std::string_view kFormats[] = {
+    "RFC 3339",         "date", "decimal number", "integer", "hexadecimal", "boolean", "version",
+    "semantic version", "GUID", "MAC address",    "JSON",    "SHA-256",     "path"};
+
+bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
+  return std::find(known.begin(), known.end(), word) != known.end();
+}
+
+bool ReadValues(std::string_view text, FieldFacts& facts) {
+  std::vector<std::string> listed;
+  std::map<std::string, std::string> meanings;
+  bool is_closed = true;
+  for (size_t at = 0; at < text.size();) {
+    if (text.substr(at) == "...") {
+      is_closed = false;
+      if (listed.empty()) return false;
+      break;
+    }
+    size_t end = at;
+    if (text[at] == '"') {
+      end = text.find('"', at + 1);
+      if (end == std::string_view::npos) return false;
+      listed.emplace_back(text.substr(at + 1, end - at - 1));
+      ++end;
+    } else {
+      if (text[end] == '-') ++end;
+      while (end < text.size() && text[end] >= '0' && text[end] <= '9') ++end;
+      listed.emplace_back(text.substr(at, end - at));
+      if (listed.back().empty() || listed.back() == "-") return false;
+    }
+    if (text.substr(end).starts_with(" = ")) {
+      const size_t begin = end + 3;
+      end = std::min(text.find(", ", begin), text.size());
+      if (end == begin) return false;
+      meanings[listed.back()] = text.substr(begin, end - begin);
+    }
+    if (end == text.size()) break;
+    if (!text.substr(end).starts_with(", ") || end + 2 == text.size()) return false;
+    at = end + 2;
+  }
+  if (listed.empty()) return false;
+  facts.listed_values = std::move(listed);
+  facts.meanings = std::move(meanings);
+  facts.is_closed = is_closed;
+  return true;
+}
+
+}  // namespace
+
+const char* PrivacyText(Privacy privacy) {
+  switch (privacy) {
+    case Privacy::kIdentifier:
+      return "identifier";
+    case Privacy::kLocation:
+      return "location";
+    case Privacy::kContent:
+      return "content";
+    case Privacy::kInteraction:
+      return "interaction";
+    default:
+      return "";
+  }
+}
+
+const std::vector<Privacy>& PrivacyClasses() {
+  static const std::vector<Privacy>& classes = *new std::vector<Privacy>{
+      Privacy::kIdentifier, Privacy::kLocation, Privacy::kContent, Privacy::kInteraction};
+  return classes;
+}
+
+std::optional<Privacy> ReadPrivacy(std::string_view text) {
+  for (const Privacy privacy : PrivacyClasses()) {
+    if (text == PrivacyText(privacy)) return privacy;
+  }
+  return {};
+}
+
+std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes() { return kSuffixes; }
+std::span<const std::string_view> Units() { return kUnits; }
+std::span<const std::string_view> Formats() { return kFormats; }
+
+std::string UnitOfName(std::string_view field_name) {
+  const size_t underscore = field_name.rfind('_');
+  if (underscore == std::string_view::npos) return "";
+  for (const auto& [suffix, unit] : kSuffixes) {
+    if (field_name.substr(underscore + 1) == suffix) return std::string(unit);
+  }
+  return "";
+}
+
+bool ReadFact(const Fact& fact, FieldFacts& facts) {
+  const auto reason = Reason(fact.value);
+  if (fact.key == "Unit") {
+    if (!reason && !IsOneOf(kUnits, fact.value)) return false;
+    facts.unit = reason ? kUnspecified : std::string_view(fact.value);
+    facts.unit_reason = reason.value_or("");
+    facts.unit_from = UnitFrom::kLine;
+  } else if (fact.key == "Values") {
+    if (!reason && !ReadValues(fact.value, facts)) return false;
+    facts.values = reason ? kUnspecified : std::string_view(fact.value);
+    facts.values_reason = reason.value_or("");
+  } else if (fact.key == "Format") {
+    if (!reason && !IsOneOf(kFormats, fact.value)) return false;
+    facts.format = reason ? kUnspecified : std::string_view(fact.value);
+    facts.format_reason = reason.value_or("");
+  } else if (fact.key == "Privacy") {
+    const auto privacy = ReadPrivacy(fact.value);
+    if (!privacy) return false;
+    facts.privacy = *privacy;
+  }
+  return true;
+}
+
+bool IsNumber(const FieldDescriptor* field) {
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+    case FieldDescriptor::CPPTYPE_INT64:
+    case FieldDescriptor::CPPTYPE_UINT32:
+    case FieldDescriptor::CPPTYPE_UINT64:
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool CanHaveUnit(const FieldDescriptor* field) {
+  return IsNumber(field) || field->type() == FieldDescriptor::TYPE_STRING;
+}
+
+FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field) {
+  FieldFacts facts;
+  for (const Fact& fact : contracts.CommentOf(field).facts) ReadFact(fact, facts);
+  if (facts.unit_from == UnitFrom::kNowhere && CanHaveUnit(field)) {
+    facts.unit = UnitOfName(field->name());
+    if (!facts.unit.empty()) facts.unit_from = UnitFrom::kName;
+  }
+  return facts;
+}
+
+std::vector<std::string> FactLines(const FieldFacts& facts) {
+  std::vector<std::string> lines;
+  const auto add = [&](const char* key, const std::string& value, const std::string& reason) {
+    if (!value.empty()) lines.push_back(key + value + (reason.empty() ? "" : ", " + reason));
+  };
+  add("unit: ", facts.unit, facts.unit_reason);
+  if (facts.unit_from == UnitFrom::kName) lines.back() += " (by its name)";
+  add("values: ", facts.values, facts.values_reason);
+  add("format: ", facts.format, facts.format_reason);
+  add("privacy: ", PrivacyText(facts.privacy), "");
+  return lines;
+}
+
+void AddFacts(JsonWriter& json, const FieldFacts& facts) {
+  const auto add = [&](const char* key, const std::string& value) {
+    if (!value.empty()) json.Add(key, value);
+  };
+  add("unit", facts.unit);
+  if (!facts.unit.empty()) {
+    json.Add("unit_from", facts.unit_from == UnitFrom::kName ? "name" : "comment");
+  }
+  add("unit_reason", facts.unit_reason);
+  if (!facts.values.empty()) {
+    json.Add("values_kind", facts.listed_values.empty() ? "unspecified"
+                            : facts.is_closed           ? "closed"
+                                                        : "open");
+    json.Add("values", facts.listed_values);
+  }
+  add("values_reason", facts.values_reason);
+  add("format", facts.format);
+  add("format_reason", facts.format_reason);
+  add("privacy", PrivacyText(facts.privacy));
+}
+
+}  // namespace ovix::tool

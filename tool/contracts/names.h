@@ -1,0 +1,37 @@
+// Names as people type them.
+#ifndef OVIX_TOOL_CONTRACTS_NAMES_H_
+#define OVIX_TOOL_CONTRACTS_NAMES_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contracts/contracts.h"
+
+namespace ovix::tool {
+
+// What a name stands for; one of the two.
+struct Named {
+  const Descriptor* message = nullptr;
+  const EnumDescriptor* enumeration = nullptr;
+};
+
+// A full name, or the end of one from a dot on that no other has ("BatteryHealthLog",
+// "Outer.Inner"). Throws Error: an ambiguous name with its candidates, an unknown one with what
+// comes near it.
+Named FindNamed(const Contracts& contracts, const std::string& name);
+// The same where only a message will do.
+const Descriptor* FindMessage(const Contracts& contracts, const std::string& name);
+
+// Those of `known` that come near, the nearest first, three at most.
+std::vector<std::string> Nearest(const std::string& name, const std::vector<std::string>& known);
+// "; is it A or B?", empty where nothing comes near.
+std::string Suggestion(const std::string& name, const std::vector<std::string>& known);
+
+// Whether the pattern, with * for any text and ? for any character, fits the whole text; letters
+// match without regard to case.
+bool MatchesGlob(std::string_view text, std::string_view pattern);
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_CONTRACTS_NAMES_H_

@@ -1,0 +1,55 @@
+#include "contracts/personal.h"
+
+#include <algorithm>
+
+namespace ovix::tool {
+
+PersonalData::PersonalData(const Contracts& contracts) {
+  for (const Descriptor* message : contracts.messages()) {
+    for (int i = 0; i < message->field_count(); ++i) {
+      const FieldDescriptor* field = message->field(i);
+      const Privacy privacy = FactsOf(contracts, field).privacy;
+      if (privacy != Privacy::kNone) fields_[field] = {"", field, privacy, {}, {}};
+    }
+  }
+  for (const Descriptor* message : contracts.messages()) {
+    for (int i = 0; i < message->field_count(); ++i) {
+      const FieldDescriptor* field = message->field(i);
+      for (const Origin& origin : contracts.OriginsOf(field)) {
+        if (origin.field == nullptr) continue;
+        const auto target = fields_.find(field);
+        if (target != fields_.end()) target->second.from.push_back(origin.field);
+        const auto source = fields_.find(origin.field);
+        if (source != fields_.end()) source->second.to.push_back(field);
+      }
+    }
+  }
+}
+
+std::vector<PersonalField> PersonalData::In(const Descriptor* message) const {
+  std::vector<PersonalField> found;
+  std::vector<const Descriptor*> holders;
+  Collect(message, "", holders, found);
+  return found;
+}
+
+void PersonalData::Collect(const Descriptor* message, const std::string& path,
+                           std::vector<const Descriptor*>& holders,
+                           std::vector<PersonalField>& found) const {
+  if (std::find(holders.begin(), holders.end(), message) != holders.end()) return;
+  holders.push_back(message);
+  for (int i = 0; i < message->field_count(); ++i) {
+    const FieldDescriptor* field = message->field(i);
+    const auto known = fields_.find(field);
+    if (known != fields_.end()) {
+      found.push_back(known->second);
+      found.back().path = path + field->name();
+    }
+    if (field->message_type() != nullptr) {
+      Collect(field->message_type(), path + field->name() + ".", holders, found);
+    }
+  }
+  holders.pop_back();
+}
+
+}  // namespace ovix::tool

@@ -1,0 +1,16 @@
+// HMAC-SHA-256, by the system's cryptography.
+#ifndef OVIX_TOOL_CONVERT_KEYED_HASH_H_
+#define OVIX_TOOL_CONVERT_KEYED_HASH_H_
+
+#include <string>
+#include <string_view>
+
+namespace ovix::tool {
+
+// The 64 hexadecimal digits, in lower case, of the HMAC-SHA-256 of `data` under `key`. Throws Error
+// if the system refuses.
+std::string KeyedHash(std::string_view key, std::string_view data);
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_CONVERT_KEYED_HASH_H_

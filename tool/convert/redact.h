@@ -1,0 +1,50 @@
+// Takes personal data out of messages, so that they can be passed on.
+#ifndef OVIX_TOOL_CONVERT_REDACT_H_
+#define OVIX_TOOL_CONVERT_REDACT_H_
+
+#include <google/protobuf/message.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "contracts/contracts.h"
+#include "contracts/facts.h"
+
+namespace ovix::tool {
+
+// The classes to redact, and how.
+class Redactor {
+ public:
+  // `classes` are words of the command line: classes, or "all". With a key file a text is replaced
+  // by its keyed hash, so that equal values can still be recognised; without one it is dropped.
+  // Throws Error: a word that is no class, a key file that cannot be read or is too short.
+  Redactor(const Contracts& contracts, const std::vector<std::string>& classes,
+           const std::optional<std::filesystem::path>& key_file);
+
+  // Numbers, flags and nested messages of the classes are dropped with or without a key: they
+  // cannot hold a hash. So are unknown fields, however deep: what they hold nobody knows.
+  void Redact(google::protobuf::Message& message);
+
+  // How many values were replaced and dropped so far.
+  size_t replaced() const { return replaced_; }
+  size_t dropped() const { return dropped_; }
+
+ private:
+  bool IsMeant(const FieldDescriptor* field);
+  void Replace(google::protobuf::Message& message, const FieldDescriptor* field);
+
+  const Contracts& contracts_;
+  std::set<Privacy> classes_;
+  std::string key_;
+  std::map<const FieldDescriptor*, bool> meant_;
+  size_t replaced_ = 0;
+  size_t dropped_ = 0;
+};
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_CONVERT_REDACT_H_

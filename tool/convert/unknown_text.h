@@ -1,0 +1,51 @@
+// Fields of a text format message that are written by number because the contracts do not know
+// them. TextFormat prints them so, but does not read them back.
+#ifndef OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_
+#define OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/message.h>
+#include <google/protobuf/unknown_field_set.h>
+
+#include <deque>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace ovix::tool {
+
+class UnknownText {
+ public:
+  // Takes them out of the text, in whose place spaces stay, so that lines and columns hold. Text
+  // that is not well formed stays as it is from there on, for TextFormat to complain of.
+  UnknownText(std::string& text, const google::protobuf::Descriptor* message);
+
+  // Puts them into the message that the rest of the text was read as.
+  void AddTo(google::protobuf::Message& message) const;
+
+ private:
+  using Path = std::vector<std::pair<const google::protobuf::FieldDescriptor*, int>>;
+  struct Found {
+    Path path;
+    google::protobuf::UnknownFieldSet fields;
+  };
+
+  bool ReadFields(const google::protobuf::Descriptor* message, const Path& path, char end);
+  bool ReadKnown(const google::protobuf::FieldDescriptor* field, Path path, int& index);
+  bool ReadUnknown(google::protobuf::UnknownFieldSet& fields, int number);
+  bool ReadUnknownFields(google::protobuf::UnknownFieldSet& fields, char end);
+  bool SkipScalar();
+  std::string Word();
+  std::string Quoted();
+  char Next();
+  bool Take(char c);
+
+  std::string& text_;
+  size_t at_ = 0;
+  int depth_ = 0;
+  std::deque<Found> found_;  // an UnknownFieldSet does not move
+};
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_

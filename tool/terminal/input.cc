@@ -1,0 +1,95 @@
+#include "terminal/input.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+#include "terminal/error.h"
+#include "terminal/platform.h"
+
+namespace ovix::tool {
+namespace {
+
+constexpr size_t kPiece = size_t{256} << 10;
+constexpr size_t kLargestMessage = std::numeric_limits<int32_t>::max();
+
+}  // namespace
+
+Input::Input(const std::filesystem::path& file) : buffer_(kPiece) {
+  if (file.empty() || file == "-") {
+    name_ = "standard input";
+    stream_.reset(stdin);
+    return;
+  }
+  name_ = file.string();
+  std::error_code ignored;
+  if (std::filesystem::is_directory(file, ignored)) {
+    throw Error(name_ + ": is a folder; name a file");
+  }
+  stream_.reset(OpenFile(file, "rb"));
+  if (stream_ == nullptr) {
+    throw Error(name_ + ": cannot be read (" + std::strerror(errno) + ")");
+  }
+}
+
+// Reads more behind what is not taken; false at the end of the input.
+bool Input::Fill() {
+  if (begin_ != 0) {
+    std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+    end_ -= begin_;
+    begin_ = 0;
+  }
+  if (end_ == buffer_.size()) buffer_.resize(2 * buffer_.size());
+  const size_t read = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, stream_.get());
+  if (read == 0 && std::ferror(stream_.get()) != 0) {
+    throw Error(name_ + ": cannot be read (" + std::strerror(errno) + ")");
+  }
+  end_ += read;
+  return read != 0;
+}
+
+std::string_view Input::Peek(size_t size) {
+  while (end_ - begin_ < size && Fill()) {
+  }
+  return {buffer_.data() + begin_, std::min(size, end_ - begin_)};
+}
+
+void Input::Take(size_t size) {
+  begin_ += size;
+  offset_ += size;
+}
+
+bool Input::TakeLine(std::string_view& line) {
+  size_t searched = 0;
+  for (;;) {
+    const char* text = buffer_.data() + begin_;
+    const size_t size = end_ - begin_;
+    const void* found =
+        size == searched ? nullptr : std::memchr(text + searched, '\n', size - searched);
+    if (found != nullptr) {
+      line = {text, static_cast<size_t>(static_cast<const char*>(found) - text)};
+      Take(line.size() + 1);
+      break;
+    }
+    searched = size;
+    if (Fill()) continue;
+    if (begin_ == end_) return false;
+    line = {buffer_.data() + begin_, end_ - begin_};
+    Take(line.size());
+    break;
+  }
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return true;
+}
+
+std::string_view Input::PeekAll() {
+  while (Fill()) {
+    if (end_ - begin_ > kLargestMessage) {
+      throw Error(name_ + ": is larger than a message can be (2 GiB); a stream needs --delimited");
+    }
+  }
+  return {buffer_.data() + begin_, end_ - begin_};
+}
+
+}  // namespace ovix::tool

@@ -1,0 +1,53 @@
+// Where a command reads: a file or standard input, in pieces, so that a stream of any length takes
+// no more memory than its longest message.
+#ifndef OVIX_TOOL_TERMINAL_INPUT_H_
+#define OVIX_TOOL_TERMINAL_INPUT_H_
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ovix::tool {
+
+class Input {
+ public:
+  // Standard input for an empty path and for "-". Throws Error.
+  explicit Input(const std::filesystem::path& file = {});
+
+  // What errors call it: the path, or "standard input".
+  const std::string& name() const { return name_; }
+  // Bytes taken so far.
+  uint64_t offset() const { return offset_; }
+
+  // The next `size` bytes, or fewer at the end of the input; they are not taken yet, and valid
+  // until the next call. Throws Error where the input fails.
+  std::string_view Peek(size_t size);
+  void Take(size_t size);
+  // The next line without its end, taken; false at the end of the input. Valid until the next call.
+  bool TakeLine(std::string_view& line);
+  // Everything that is left; throws Error for more than a message can have (2 GiB).
+  std::string_view PeekAll();
+
+ private:
+  bool Fill();
+
+  struct Close {
+    void operator()(FILE* stream) const {
+      if (stream != stdin) std::fclose(stream);
+    }
+  };
+  std::string name_;
+  std::unique_ptr<FILE, Close> stream_;
+  std::vector<char> buffer_;
+  size_t begin_ = 0;  // of what is not taken, in the buffer
+  size_t end_ = 0;
+  uint64_t offset_ = 0;
+};
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_TERMINAL_INPUT_H_
