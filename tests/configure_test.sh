@@ -142,7 +142,8 @@ for library in CLI11 SQLite3 OpenSSL; do
 done
 expect_refusal fuzzers-by-gcc "the fuzzers need clang and -fsanitize=fuzzer-no-link; configure with --preset asan" \
   -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=g++ -DOVIX_BUILD_FUZZERS=ON
-for character in '#' '$' '&' "'"; do
+# The linker's options are separated by commas.
+for character in '#' '$' '&' "'" ','; do
   expect_refusal "build$character" "has one of the characters # \$ &" -S "$source" "${part[@]}"
 done
 

@@ -7,7 +7,7 @@ source=$1 cmake=$2 generator=$3 protoc=$4
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 # Characters that make and ninja, CMake or a shell read otherwise.
-work="$folder/a b, ü (c) {d}"
+work="$folder/a b ü (c) {d} @e"
 mkdir "$work"
 
 fail() {
