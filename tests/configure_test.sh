@@ -142,6 +142,10 @@ for library in CLI11 SQLite3 OpenSSL; do
 done
 expect_refusal fuzzers-by-gcc "the fuzzers need clang and -fsanitize=fuzzer-no-link; configure with --preset asan" \
   -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=g++ -DOVIX_BUILD_FUZZERS=ON
+expect_refusal fuzzers-alone "the fuzzers need the example agent and the tool; set OVIX_BUILD_EXAMPLES=ON and OVIX_BUILD_TOOL=ON" \
+  -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link -DOVIX_BUILD_FUZZERS=ON
+expect_refusal benchmarks-alone "the measurements need the example agent; set OVIX_BUILD_EXAMPLES=ON" \
+  -S "$source" "${part[@]}" -DOVIX_BUILD_BENCHMARKS=ON
 # The linker's options are separated by commas.
 for character in '#' '$' '&' "'" ','; do
   expect_refusal "build$character" "has one of the characters # \$ &" -S "$source" "${part[@]}"
