@@ -27,6 +27,10 @@ function(ovix_packages_miss line)
   set(CPACK_OVIX_MISSING "${CPACK_OVIX_MISSING}${line}\n" PARENT_SCOPE)
 endfunction()
 
+if(NOT OVIX_INSTALL)
+  ovix_packages_miss("OVIX_INSTALL is OFF, so that there is nothing to pack; set OVIX_INSTALL=ON")
+endif()
+
 # Writes the list of what is in a package and what that needs, and installs it with the component.
 # PARTS are as write_sbom.cmake takes them. The name says the architecture: packages of two stand side by side.
 function(ovix_package_sbom component package architecture parts)

@@ -40,6 +40,10 @@ for list in "$work/asked/ovix/CPackConfig.cmake"; do
   grep -qF "\"$work/asked/ovix;ovix-telemetry-data-contracts;ALL;/\"" "$list" || fail "$list packs the whole parent"
 done
 
+configure empty -DOVIX_PACKAGES=ON -DOVIX_INSTALL=OFF
+(cd "$work/empty/ovix" && ! "$(dirname "$cmake")/cpack" >"$work/log" 2>&1) || fail "cpack packed a library that is not installed"
+grep -q '^ *OVIX_INSTALL is OFF.*; set OVIX_INSTALL=ON$' "$work/log" || { cat "$work/log" >&2; fail "cpack did not name OVIX_INSTALL"; }
+
 if "$cmake" -G "$generator" -S "$root" -B "$work/refused" "-DCMAKE_CXX_COMPILER=$cxx" -DOVIX_DEBUG_INFO=some >"$work/log" 2>&1; then
   fail "an OVIX_DEBUG_INFO that there is not was taken"
 fi
