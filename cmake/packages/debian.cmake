@@ -21,8 +21,12 @@ set(runtime_package lib${PROJECT_NAME}${OVIX_ABI_VERSION})
 set(development_package lib${PROJECT_NAME}-dev)
 
 # Runtime and development have files of an architecture only below a folder or with a name of it, all others are the
-# same in each. cpack has no setting for such fields (for this one since CMake 3.31): they go in behind the section.
-set(same_on_every_architecture "\nMulti-Arch: same")
+# same in each, if the libraries lie in such a folder (they do with the prefix /usr). cpack has no setting for such
+# fields (for this one since CMake 3.31): they follow the section.
+set(same_on_every_architecture "")
+if(CMAKE_LIBRARY_ARCHITECTURE AND CMAKE_INSTALL_LIBDIR MATCHES "(^|/)${CMAKE_LIBRARY_ARCHITECTURE}$")
+  set(same_on_every_architecture "\nMulti-Arch: same")
+endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION "libs${same_on_every_architecture}")
@@ -138,11 +142,14 @@ endforeach()
 if(NOT OVIX_DEBUG_INFO STREQUAL "OFF")
   set(debug_section "debug\nAuto-Built-Package: debug-symbols")
   set(debugged runtime)
-  set(CPACK_OVIX_DEBUG_FILES "runtime/*/${CMAKE_INSTALL_LIBDIR}/lib${PROJECT_NAME}.so.${PROJECT_VERSION}|runtime_debug")
+  # A folder that was given whole is not below the packages' prefix.
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "/*" OUTPUT_VARIABLE libraries)
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_BINDIR BASE_DIRECTORY "/*" OUTPUT_VARIABLE programs)
+  set(CPACK_OVIX_DEBUG_FILES "runtime${libraries}/lib${PROJECT_NAME}.so.${PROJECT_VERSION}|runtime_debug")
   set(CPACK_DEBIAN_RUNTIME_DEBUG_PACKAGE_SECTION "${debug_section}${same_on_every_architecture}")
   if(OVIX_BUILD_TOOL)
     list(APPEND debugged tool)
-    list(APPEND CPACK_OVIX_DEBUG_FILES "tool/*/${CMAKE_INSTALL_BINDIR}/ovix-contracts|tool_debug")
+    list(APPEND CPACK_OVIX_DEBUG_FILES "tool${programs}/ovix-contracts|tool_debug")
     set(CPACK_DEBIAN_TOOL_DEBUG_PACKAGE_SECTION "${debug_section}")
   endif()
   foreach(component IN LISTS debugged)
