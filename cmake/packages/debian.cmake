@@ -10,12 +10,14 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Ovix telemetry <telemetry@ovix.example>")
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# Each package has a summary of its own, the first line of its description; cpack would put this one before it.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-  "shared library of the telemetry agent's data contracts\n Every record and payload of the telemetry agent, as compiled C++ classes.\n This package holds what a program that uses them needs to run.")
+  "shared library of the telemetry agent's data contracts\nEvery record and payload of the telemetry agent, as compiled C++ classes.\nThis package holds what a program that uses them needs to run.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "headers and schemas of the telemetry agent's data contracts\n Headers, schemas, the descriptor set of all contracts, and the packages of\n CMake and pkg-config: what is needed to build a program that uses them.")
+  "headers and schemas of the telemetry agent's data contracts\nHeaders, schemas, the descriptor set of all contracts, and the packages of\nCMake and pkg-config: what is needed to build a program that uses them.")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION
-  "command-line tool for the telemetry agent's data contracts\n It lists and shows the records and payloads of the telemetry agent, prints\n their tables as SQL, converts them to and from JSON, and tells what changed\n between two releases.")
+  "command-line tool for the telemetry agent's data contracts\nIt lists and shows the records and payloads of the telemetry agent, prints\ntheir tables as SQL, converts them to and from JSON, and reports what changed\nbetween two releases.")
 set(tool_package ovix-contracts)
 set(runtime_package lib${PROJECT_NAME}${OVIX_ABI_VERSION})
 set(development_package lib${PROJECT_NAME}-dev)
