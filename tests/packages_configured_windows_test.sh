@@ -35,6 +35,11 @@ for line in \
   grep -q "$line" "$work/log" || fail "cpack did not say $line"
 done
 
+"$cmake" -G "$generator" -S "$root" -B "$work/without" "-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake" \
+  -DOVIX_BUILD_TESTS=OFF >"$work/log" 2>&1 && fail "without protobuf for Windows the build is configured"
+tr -s ' \n' ' ' <"$work/log" | grep -q 'set Protobuf_DIR to lib/cmake/protobuf in the folder that it prints' ||
+  fail "it is not said how protobuf for Windows is found"
+
 folder="$work/job@2 ü (x)"
 configure "$folder" || fail "in '$folder' configuring failed"
 "$cmake" --build "$folder" --target ovix-sbom-runtime >"$work/log" 2>&1 || fail "in '$folder' the list of contents was not written"
