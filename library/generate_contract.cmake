@@ -2,7 +2,8 @@
 # includes it gets the export macro without defining anything, and has the source test text for plain
 # ASCII before it asks the runtime whether it is UTF-8 (src/ovix/telemetry/contract/internal/utf8.h) and
 # register extensions after every schema file (src/load_order.h).
-# Header and source come into their place whole: a run that is interrupted leaves nothing half-written there.
+# Header and source come into their place whole: a run that is interrupted leaves nothing half-written there. Two runs for
+# one schema at once wait for each other.
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
 #   -D STAGING_ROOT= -D SCHEMA= -P generate_contract.cmake
@@ -12,6 +13,8 @@ include("${CMAKE_CURRENT_LIST_DIR}/export_members.cmake")
 string(REGEX REPLACE "\\.proto$" "" stem "${SCHEMA}")
 cmake_path(GET SCHEMA PARENT_PATH folder)
 file(MAKE_DIRECTORY "${STAGING_ROOT}/${folder}")
+# Two builds of one folder at once stage the same files.
+file(LOCK "${STAGING_ROOT}/${stem}.lock" GUARD PROCESS)
 set(descriptors "${STAGING_ROOT}/${stem}.binpb")
 execute_process(
   COMMAND "${PROTOC}"
