@@ -27,15 +27,20 @@ function(ovix_packages_miss line)
   set(CPACK_OVIX_MISSING "${CPACK_OVIX_MISSING}${line}\n" PARENT_SCOPE)
 endfunction()
 
+if(NOT OVIX_INSTALL)
+  ovix_packages_miss("OVIX_INSTALL is OFF, so that there is nothing to pack; set OVIX_INSTALL=ON")
+endif()
+
 # Writes the list of what is in a package and what that needs, and installs it with the component.
 # PARTS are as write_sbom.cmake takes them. The name says the architecture: packages of two stand side by side.
 function(ovix_package_sbom component package architecture parts)
   set(sbom "${PROJECT_BINARY_DIR}/sbom/${package}_${architecture}.spdx.json")
-  list(JOIN parts "@" parts)
+  list(JOIN parts "\n" parts)
+  file(GENERATE OUTPUT "${sbom}.parts" CONTENT "${parts}\n")
   add_custom_command(OUTPUT "${sbom}"
     COMMAND "${CMAKE_COMMAND}" -D "OUTPUT=${sbom}" -D "NAME=${package}" -D "VERSION=${PROJECT_VERSION}"
-      -D "ARCHITECTURE=${architecture}" -D "PARTS=${parts}" -P "${packages_dir}/write_sbom.cmake"
-    DEPENDS ${ARGN} "${packages_dir}/write_sbom.cmake"
+      -D "ARCHITECTURE=${architecture}" -D "PARTS=${sbom}.parts" -P "${packages_dir}/write_sbom.cmake"
+    DEPENDS ${ARGN} "${sbom}.parts" "${packages_dir}/write_sbom.cmake"
     COMMENT "Writing ${package}_${architecture}.spdx.json"
     VERBATIM)
   add_custom_target(ovix-sbom-${component} ALL DEPENDS "${sbom}")

@@ -2,11 +2,15 @@
 # the class itself (docs/windows.md). This marks each of them in a generated header.
 
 # Puts the macros OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT_MEMBER and _CONSTANT before what protoc defines inside a
-# class, in the header <file>, whose text is in <variable>; fails where protoc wrote one otherwise.
-function(ovix_export_members file variable)
+# class, in the header of the schema <file> with so many messages, whose text is in <variable>; fails where protoc wrote
+# one otherwise.
+function(ovix_export_members file messages variable)
   set(header "${${variable}}")
   string(REGEX MATCHALL "\nclass OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT [A-Za-z0-9_]+ final :" classes "${header}")
   list(LENGTH classes classes)
+  if(NOT classes EQUAL messages)
+    message(FATAL_ERROR "${file}: it has ${messages} messages, but ${classes} classes were found in what protoc writes; adapt library/export_members.cmake to it")
+  endif()
   string(REGEX MATCHALL "\n  PROTOBUF_NODISCARD std::string\\* release_" texts "${header}")
   list(LENGTH texts texts)
   # The entry of a map is no class of the interface; two blanks keep its constructor from being taken for one.
@@ -51,7 +55,7 @@ function(ovix_export_members file variable)
     string(REGEX MATCHALL "\n  ${member}" found "${header}")
     list(LENGTH found count)
     if(NOT count EQUAL expected)
-      message(FATAL_ERROR "${file}: protoc wrote '${member}' ${count} times, not ${expected}; see library/export_members.cmake")
+      message(FATAL_ERROR "${file}: protoc wrote '${member}' ${count} times, not ${expected}; adapt library/export_members.cmake to it")
     endif()
     string(REGEX REPLACE "\n  (${member})" "\n  OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT_${mark} \\1" header "${header}")
   endforeach()

@@ -2,7 +2,8 @@
 # includes it gets the export macro without defining anything, and has the source test text for plain
 # ASCII before it asks the runtime whether it is UTF-8 (src/ovix/telemetry/contract/internal/utf8.h) and
 # register extensions after every schema file (src/load_order.h).
-# Header and source come into their place whole: a run that is interrupted leaves nothing half-written there.
+# Header and source come into their place whole: a run that is interrupted leaves nothing half-written there. Two runs for
+# one schema at once wait for each other.
 #
 # Called by the build as: cmake -D PROTOC= -D IMPORT_ROOT= -D PROTOBUF_IMPORTS= -D OUTPUT_ROOT=
 #   -D STAGING_ROOT= -D SCHEMA= -P generate_contract.cmake
@@ -12,6 +13,8 @@ include("${CMAKE_CURRENT_LIST_DIR}/export_members.cmake")
 string(REGEX REPLACE "\\.proto$" "" stem "${SCHEMA}")
 cmake_path(GET SCHEMA PARENT_PATH folder)
 file(MAKE_DIRECTORY "${STAGING_ROOT}/${folder}")
+# Two builds of one folder at once stage the same files.
+file(LOCK "${STAGING_ROOT}/${stem}.lock" GUARD PROCESS)
 set(descriptors "${STAGING_ROOT}/${stem}.binpb")
 execute_process(
   COMMAND "${PROTOC}"
@@ -45,7 +48,7 @@ set(insertion_point "// @@protoc_insertion_point(includes)")
 macro(include_at_insertion_point include)
   string(FIND "${text}" "${insertion_point}" found)
   if(found EQUAL -1)
-    message(FATAL_ERROR "${SCHEMA}: protoc left no \"${insertion_point}\" to include ${include} at")
+    message(FATAL_ERROR "${SCHEMA}: protoc left no \"${insertion_point}\" to include ${include} at; adapt library/generate_contract.cmake to it")
   endif()
   string(REPLACE "${insertion_point}" "#include \"${include}\"\n${insertion_point}" text "${text}")
 endmacro()
@@ -60,7 +63,10 @@ endfunction()
 
 file(READ "${STAGING_ROOT}/${stem}.pb.h" text)
 include_at_insertion_point("ovix/telemetry/contract/export.h")
-ovix_export_members("${SCHEMA}" text)
+count_matches(messages "(^|\n) *(message_type|nested_type) {\n" "${own}")
+count_matches(map_entries "(^|\n) *map_entry: true\n" "${own}")
+math(EXPR messages "${messages} - ${map_entries}")
+ovix_export_members("${SCHEMA}" ${messages} text)
 set(header "${text}")
 
 # Where text is parsed and where it is serialized, as protoc writes it.

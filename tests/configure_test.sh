@@ -63,6 +63,10 @@ expect_ok tool-alone -S "$source" -DOVIX_BUILD_EXAMPLES=OFF
 expect_ok debug -S "$source" "${part[@]}" -DCMAKE_BUILD_TYPE=Debug
 grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=Debug$' "$work/debug/CMakeCache.txt" || fail "debug: the build type is not Debug"
 
+# Files of generated code cannot be compiled as one, nor the tool's.
+expect_ok unity -S "$source" -DOVIX_BUILD_TESTS=OFF -DCMAKE_UNITY_BUILD=ON
+[ -z "$(find "$work/unity" -name 'unity_*')" ] || fail "unity: files are compiled as one"
+
 # Folders of installation given whole, as some systems do.
 expect_ok folders -S "$source" "${part[@]}" -DCMAKE_INSTALL_PREFIX=/opt/ovix -DCMAKE_INSTALL_LIBDIR=/opt/ovix/lib64 \
   -DCMAKE_INSTALL_INCLUDEDIR=/opt/headers -DCMAKE_INSTALL_DATADIR=/opt/data
@@ -142,7 +146,12 @@ for library in CLI11 SQLite3 OpenSSL; do
 done
 expect_refusal fuzzers-by-gcc "the fuzzers need clang and -fsanitize=fuzzer-no-link; configure with --preset asan" \
   -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=g++ -DOVIX_BUILD_FUZZERS=ON
-for character in '#' '$' '&' "'"; do
+expect_refusal fuzzers-alone "the fuzzers need the example agent and the tool; set OVIX_BUILD_EXAMPLES=ON and OVIX_BUILD_TOOL=ON" \
+  -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link -DOVIX_BUILD_FUZZERS=ON
+expect_refusal benchmarks-alone "the measurements need the example agent; set OVIX_BUILD_EXAMPLES=ON" \
+  -S "$source" "${part[@]}" -DOVIX_BUILD_BENCHMARKS=ON
+# The linker's options are separated by commas.
+for character in '#' '$' '&' "'" ','; do
   expect_refusal "build$character" "has one of the characters # \$ &" -S "$source" "${part[@]}"
 done
 

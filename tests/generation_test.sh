@@ -7,7 +7,7 @@ source=$1 cmake=$2 generator=$3 protoc=$4
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 # Characters that make and ninja, CMake or a shell read otherwise.
-work="$folder/a b, ü (c) {d}"
+work="$folder/a b ü (c) {d} @e"
 mkdir "$work"
 
 fail() {
@@ -84,22 +84,39 @@ generate() { # PROTOC
 generate "$protoc" || { cat "$work/log"; fail "a schema with string fields of every kind was not generated"; }
 ! grep -E '_pbi::VerifyUTF8\(|WireFormatLite::VerifyUtf8String\(' "$work/kinds/one/kinds.pb.cc" ||
   fail "the calls above of the runtime's validator of UTF-8 are still there"
-[ -z "$(find "$work/staging" -type f)" ] || fail "files are left in the staging folder"
+[ -z "$(find "$work/staging" -type f -not -name '*.lock')" ] || fail "files are left in the staging folder"
 
-# A protoc that writes one call otherwise, as another release may.
-for edit in '0,/_pbi::VerifyUTF8(str,/s//_pbi::VerifyUTF8( str,/' '0,/WireFormatLite::VerifyUtf8String(/s//WireFormatLite::VerifyUtf8(/' \
-  's/@@protoc_insertion_point(includes)//'; do
+# Two builds of one folder at once, one from an editor and one from a shell, say.
+printf '#!/bin/sh\n"%s" "$@" && sleep 1\n' "$protoc" >"$work/protoc"
+chmod +x "$work/protoc"
+generate "$work/protoc" &
+first=$!
+sleep 0.5
+generate "$work/protoc" || { cat "$work/log"; fail "the second of two builds at once failed"; }
+wait $first || { cat "$work/log"; fail "the first of two builds at once failed"; }
+
+# A protoc that writes one thing otherwise, as another release may: a call, an insertion point, an extension; one member
+# of a class, and all of them.
+while read -r suffix edit; do
   cat >"$work/protoc" <<END
 #!/bin/sh
 "$protoc" "\$@" || exit
 case "\$*" in *--decode*) exit ;; esac
-sed -i '$edit' "$work/staging/one/kinds.pb.cc"
+sed -i '$edit' "$work/staging/one/kinds.pb.$suffix"
 END
   chmod +x "$work/protoc"
   before=$(cd "$work/kinds/one" && sha256sum ./*.pb.*)
   ! generate "$work/protoc" || fail "code that could not be adapted ($edit) was taken"
-  tr -s ' \n' ' ' <"$work/log" | grep -qE 'one/kinds.proto: (its [0-9]+ string fields|protoc left no)' ||
+  tr -s ' \n' ' ' <"$work/log" | grep -qE 'one/kinds.proto: (its [0-9]+ string fields|it has [0-9]+ (extensions|messages),|protoc (left no|wrote))' ||
     { cat "$work/log"; fail "the schema and what is wrong with its code ($edit) are not named"; }
   [ "$before" = "$(cd "$work/kinds/one" && sha256sum ./*.pb.*)" ] || fail "a failed run changed the files ($edit)"
-done
+done <<'EDITS'
+cc 0,/_pbi::VerifyUTF8(str,/s//_pbi::VerifyUTF8( str,/
+cc 0,/WireFormatLite::VerifyUtf8String(/s//WireFormatLite::VerifyUtf8(/
+cc s/@@protoc_insertion_point(includes)//
+cc s/INIT_PRIORITY2 ::PROTOBUF_NAMESPACE_ID::internal::ExtensionId/::PROTOBUF_NAMESPACE_ID::internal::ExtensionId/
+h s/@@protoc_insertion_point(includes)//
+h 0,/inline void Swap(/s//inline  void Swap(/
+h s/ final :/ :/; s/^  /    /
+EDITS
 echo "generation_test: passed"

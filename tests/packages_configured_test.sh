@@ -40,6 +40,21 @@ for list in "$work/asked/ovix/CPackConfig.cmake"; do
   grep -qF "\"$work/asked/ovix;ovix-telemetry-data-contracts;ALL;/\"" "$list" || fail "$list packs the whole parent"
 done
 
+# One folder of libraries for all architectures, as the default prefix has it, is not "Multi-Arch: same".
+for libraries in lib "lib/$("$cxx" -print-multiarch)"; do
+  configure multiarch -DOVIX_PACKAGES=ON "-DCMAKE_INSTALL_LIBDIR=$libraries"
+  same=$(grep -c 'Multi-Arch: same' "$work/multiarch/ovix/CPackConfig.cmake" || true)
+  [ $((same > 0)) = $([ "$libraries" = lib ]; echo $?) ] || fail "with the libraries in $libraries, $same packages are Multi-Arch: same"
+done
+
+# A folder that is given whole is not looked for below the packages' prefix.
+configure whole -DOVIX_PACKAGES=ON -DOVIX_DEBUG_INFO=LINES -DCMAKE_INSTALL_LIBDIR=/opt/libraries
+grep -qF '"runtime/opt/libraries/lib' "$work/whole/ovix/CPackConfig.cmake" || fail "debug information is looked for in $(grep DEBUG_FILES "$work/whole/ovix/CPackConfig.cmake")"
+
+configure empty -DOVIX_PACKAGES=ON -DOVIX_INSTALL=OFF
+(cd "$work/empty/ovix" && ! "$(dirname "$cmake")/cpack" >"$work/log" 2>&1) || fail "cpack packed a library that is not installed"
+grep -q '^ *OVIX_INSTALL is OFF.*; set OVIX_INSTALL=ON$' "$work/log" || { cat "$work/log" >&2; fail "cpack did not name OVIX_INSTALL"; }
+
 if "$cmake" -G "$generator" -S "$root" -B "$work/refused" "-DCMAKE_CXX_COMPILER=$cxx" -DOVIX_DEBUG_INFO=some >"$work/log" 2>&1; then
   fail "an OVIX_DEBUG_INFO that there is not was taken"
 fi

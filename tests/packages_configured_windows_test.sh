@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Where the compiler's runtime DLLs and licences lie elsewhere than on Debian, the build is configured all the same;
-# packing stops before it writes anything, with a line for each that names the option.
+# packing stops before it writes anything, with a line for each that names the option. The list of contents is written
+# in whatever folder.
 # Usage: packages_configured_windows_test.sh SOURCE_DIR CMAKE GENERATOR BUILD_DIR
 set -euo pipefail
 root=$1 cmake=$2 generator=$3 build=$4
@@ -14,10 +15,15 @@ fail() {
 }
 
 cached() { sed -n "s/^$1:[^=]*=//p" "$build/CMakeCache.txt"; }
-"$cmake" -G "$generator" -S "$root" -B "$work/build" "-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake" \
-  "-DProtobuf_DIR=$(cached Protobuf_DIR)" "-DCLI11_DIR=$(cached CLI11_DIR)" -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TESTS=OFF \
-  -DOVIX_GCC_LICENSE=/nowhere/gcc -DOVIX_MINGW_LICENSE=/nowhere/mingw -DOVIX_COMPILER_RUNTIME_DIR=/nowhere \
-  >"$work/log" 2>&1 || fail "without what only the zip needs, configuring failed"
+configure() { # FOLDER OPTION...
+  local folder=$1
+  shift
+  "$cmake" -G "$generator" -S "$root" -B "$folder" "-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake" \
+    "-DProtobuf_DIR=$(cached Protobuf_DIR)" "-DCLI11_DIR=$(cached CLI11_DIR)" -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TESTS=OFF \
+    "$@" >"$work/log" 2>&1
+}
+configure "$work/build" -DOVIX_GCC_LICENSE=/nowhere/gcc -DOVIX_MINGW_LICENSE=/nowhere/mingw \
+  -DOVIX_COMPILER_RUNTIME_DIR=/nowhere || fail "without what only the zip needs, configuring failed"
 (cd "$work/build" && ! "$(dirname "$cmake")/cpack" >"$work/log" 2>&1) || fail "cpack packed a zip that is not whole"
 ! compgen -G "$work/build/*.zip*" || fail "cpack wrote the files above"
 for line in \
@@ -28,4 +34,15 @@ for line in \
   '^ */nowhere/mingw, .* was not found; set OVIX_MINGW_LICENSE to .* and run cmake again$'; do
   grep -q "$line" "$work/log" || fail "cpack did not say $line"
 done
+
+"$cmake" -G "$generator" -S "$root" -B "$work/without" "-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake" \
+  -DOVIX_BUILD_TESTS=OFF >"$work/log" 2>&1 && fail "without protobuf for Windows the build is configured"
+tr -s ' \n' ' ' <"$work/log" | grep -q 'set Protobuf_DIR to lib/cmake/protobuf in the folder that it prints' ||
+  fail "it is not said how protobuf for Windows is found"
+
+folder="$work/job@2 ü (x)"
+configure "$folder" || fail "in '$folder' configuring failed"
+"$cmake" --build "$folder" --target ovix-sbom-runtime >"$work/log" 2>&1 || fail "in '$folder' the list of contents was not written"
+python3 -c 'import json, sys; assert len(json.load(open(sys.argv[1]))["packages"]) == 7' \
+  "$folder"/sbom/*.spdx.json || fail "in '$folder' the list of contents has not all parts"
 echo "packages_configured_windows_test: passed"

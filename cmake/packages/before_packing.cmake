@@ -1,5 +1,5 @@
-# Run by cpack on what it is about to pack: takes debug information out of what cpack leaves it in, and gives every
-# file one time.
+# Run by cpack on what it is about to pack: takes debug information out of what cpack leaves it in, opens every folder
+# for everybody, and gives every file one time.
 
 # Static libraries: nobody reads a crash by their debug information, the program that links them has its own.
 if(CPACK_GENERATOR STREQUAL "DEB" AND CPACK_OVIX_DEBUG_FILES)
@@ -48,6 +48,11 @@ foreach(entry IN LISTS CPACK_OVIX_DEBUG_PACKAGES)
   file(MAKE_DIRECTORY "${folder}")
   file(CREATE_LINK "${CMAKE_MATCH_2}" "${folder}/${CMAKE_MATCH_2}-dbgsym" SYMBOLIC)
 endforeach()
+
+# Everybody may read what is installed, whatever the umask of who packs.
+if(CMAKE_HOST_UNIX)
+  execute_process(COMMAND find "${CPACK_TEMPORARY_DIRECTORY}" -type d -exec chmod 755 {} + COMMAND_ERROR_IS_FATAL ANY)
+endif()
 
 # With SOURCE_DATE_EPOCH set, every file is of that time, so that two builds make the same package.
 if(DEFINED ENV{SOURCE_DATE_EPOCH})

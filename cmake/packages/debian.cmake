@@ -10,28 +10,40 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Ovix telemetry <telemetry@ovix.example>")
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# Each package has a summary of its own, the first line of its description; cpack would put this one before it.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-  "shared library of the telemetry agent's data contracts\n Every record and payload of the telemetry agent, as compiled C++ classes.\n This package holds what a program that uses them needs to run.")
+  "shared library of the telemetry agent's data contracts\nEvery record and payload of the telemetry agent, as compiled C++ classes.\nThis package holds what a program that uses them needs to run.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "headers and schemas of the telemetry agent's data contracts\n Headers, schemas, the descriptor set of all contracts, and the packages of\n CMake and pkg-config: what is needed to build a program that uses them.")
+  "headers and schemas of the telemetry agent's data contracts\nHeaders, schemas, the descriptor set of all contracts, and the packages of\nCMake and pkg-config: what is needed to build a program that uses them.")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION
-  "command-line tool for the telemetry agent's data contracts\n It lists and shows the records and payloads of the telemetry agent, prints\n their tables as SQL, converts them to and from JSON, and tells what changed\n between two releases.")
+  "command-line tool for the telemetry agent's data contracts\nIt lists and shows the records and payloads of the telemetry agent, prints\ntheir tables as SQL, converts them to and from JSON, and reports what changed\nbetween two releases.")
 set(tool_package ovix-contracts)
 set(runtime_package lib${PROJECT_NAME}${OVIX_ABI_VERSION})
 set(development_package lib${PROJECT_NAME}-dev)
 
 # Runtime and development have files of an architecture only below a folder or with a name of it, all others are the
-# same in each. cpack has no setting for such fields (for this one since CMake 3.31): they go in behind the section.
-set(same_on_every_architecture "\nMulti-Arch: same")
+# same in each, if the libraries lie in such a folder (they do with the prefix /usr). cpack has no setting for such
+# fields (for this one since CMake 3.31): they follow the section.
+set(same_on_every_architecture "")
+if(CMAKE_LIBRARY_ARCHITECTURE AND CMAKE_INSTALL_LIBDIR MATCHES "(^|/)${CMAKE_LIBRARY_ARCHITECTURE}$")
+  set(same_on_every_architecture "\nMulti-Arch: same")
+endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION "libs${same_on_every_architecture}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+if(OVIX_PACKED_RELOCATIONS)
+  # The first that reads them. dpkg looks at the symbols alone, which older ones have too.
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6 (>= 2.36)")
+endif()
 # The dependency that users of the library get.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
+# Whatever the umask of who configures.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel${same_on_every_architecture}")
@@ -138,11 +150,14 @@ endforeach()
 if(NOT OVIX_DEBUG_INFO STREQUAL "OFF")
   set(debug_section "debug\nAuto-Built-Package: debug-symbols")
   set(debugged runtime)
-  set(CPACK_OVIX_DEBUG_FILES "runtime/*/${CMAKE_INSTALL_LIBDIR}/lib${PROJECT_NAME}.so.${PROJECT_VERSION}|runtime_debug")
+  # A folder that was given whole is not below the packages' prefix.
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "/*" OUTPUT_VARIABLE libraries)
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_BINDIR BASE_DIRECTORY "/*" OUTPUT_VARIABLE programs)
+  set(CPACK_OVIX_DEBUG_FILES "runtime${libraries}/lib${PROJECT_NAME}.so.${PROJECT_VERSION}|runtime_debug")
   set(CPACK_DEBIAN_RUNTIME_DEBUG_PACKAGE_SECTION "${debug_section}${same_on_every_architecture}")
   if(OVIX_BUILD_TOOL)
     list(APPEND debugged tool)
-    list(APPEND CPACK_OVIX_DEBUG_FILES "tool/*/${CMAKE_INSTALL_BINDIR}/ovix-contracts|tool_debug")
+    list(APPEND CPACK_OVIX_DEBUG_FILES "tool${programs}/ovix-contracts|tool_debug")
     set(CPACK_DEBIAN_TOOL_DEBUG_PACKAGE_SECTION "${debug_section}")
   endif()
   foreach(component IN LISTS debugged)

@@ -1,14 +1,16 @@
 # Writes a package's list of what is in it and what it needs (SPDX 2.3, JSON).
 #   cmake -D OUTPUT=... -D NAME=... -D VERSION=... -D ARCHITECTURE=... -D PARTS=... -P write_sbom.cmake
-# PARTS: "name|version|licence|relation|file" and so on, separated by "@"; relation CONTAINS or DEPENDS_ON
-# says how the package stands to the part; file, where there is one, is what lies in the package.
+# PARTS: a file of lines "name|version|licence|relation|file"; relation CONTAINS or DEPENDS_ON says what the package does
+# with the part; file, where there is one, is what the package has of it.
 # The time is SOURCE_DATE_EPOCH's where it is set, so that two builds write the same bytes. The document's namespace is
 # its own: it has the package, its version and architecture, and the hash of all that the document says.
 
 string(TIMESTAMP now "%Y-%m-%dT%H:%M:%SZ" UTC)
 set(packages "")
 set(relations "")
-string(REPLACE "@" ";" parts "${PARTS}")
+file(READ "${PARTS}" parts)
+string(STRIP "${parts}" parts)
+string(REPLACE "\n" ";" parts "${parts}")
 foreach(part IN LISTS parts)
   string(REPLACE "|" ";" columns "${part}")
   list(GET columns 0 name)
