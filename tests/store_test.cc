@@ -19,6 +19,7 @@
 #include "store_test.pb.h"
 #include "support/contracts.h"
 #include "support/folder.h"
+#include "support/store.h"
 
 namespace ovix::tests {
 namespace {
@@ -31,63 +32,6 @@ using agent::Table;
 using google::protobuf::Message;
 namespace storage = telemetry::contract::storage;
 namespace profile = storage::device_profile;
-
-std::chrono::system_clock::time_point clock_now =
-    std::chrono::sys_days(std::chrono::year(2026) / 11 / 21);
-
-Store::Options Options() {
-  return {.patience = std::chrono::milliseconds(50), .clock = [] { return clock_now; }};
-}
-
-std::string DaysAgo(int days) { return agent::TimeText(clock_now - std::chrono::days(days)); }
-
-const Catalogue& Library() {
-  static const Catalogue catalogue;
-  return catalogue;
-}
-
-const Catalogue& Awkward() {
-  static const Catalogue catalogue(
-      {Everything::descriptor(), EverythingEvents::descriptor(), Sample::descriptor(),
-       Small::descriptor(), SmallAged::descriptor(), SmallLog::descriptor(),
-       SmallOtherLog::descriptor(), SmallState::descriptor(), WithMap::descriptor()});
-  return catalogue;
-}
-
-std::vector<std::unique_ptr<Message>> Rows(Store& store,
-                                           const google::protobuf::Descriptor* record) {
-  std::vector<std::unique_ptr<Message>> rows;
-  store.Read(record, [&](const Message& row) { rows.emplace_back(row.New())->CopyFrom(row); });
-  return rows;
-}
-
-template <typename Record>
-std::vector<Record> Rows(Store& store) {
-  std::vector<Record> rows;
-  store.Read(Record::descriptor(),
-             [&](const Message& row) { rows.push_back(static_cast<const Record&>(row)); });
-  return rows;
-}
-
-int64_t Execute(const std::filesystem::path& file, const std::string& sql) {
-  agent::Connection connection(file, std::chrono::milliseconds(50));
-  return connection.Number(sql);
-}
-
-std::string ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const std::runtime_error& error) {
-    EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << "more than one line";
-    return error.what();
-  }
-  return "no error";
-}
-
-void ExpectContains(const std::string& text, std::initializer_list<const char*> parts) {
-  for (const char* part : parts)
-    EXPECT_NE(text.find(part), std::string::npos) << part << " in: " << text;
-}
 
 // --- Every table of the library
 
