@@ -389,10 +389,6 @@ Store::Snapshot::Snapshot(Store& store) : store_(store) {
       database->connection().Number("SELECT count(*) FROM sqlite_schema", "main");
     } catch (const StoreError& error) {
       store.read_.erase(name);
-      if (error.kind() == StoreError::Kind::kLocked) {
-        store.read_.clear();
-        throw;
-      }
       store.unreadable_.emplace(name, error);
     }
   }

@@ -106,7 +106,8 @@ class Store {
 
   // While it lives, all reads of the store see the databases as they were when it was taken, all of
   // them of one moment. Other programs' writes wait for its end, so it must be short, and its store
-  // must not be written to.
+  // must not be written to. A database that cannot be read, or not in time, is left out: each read
+  // of it is the same error.
   class Snapshot {
    public:
     explicit Snapshot(Store& store);
