@@ -2,8 +2,13 @@
 // the store touches nothing that is not its own.
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
 #include "support/folder.h"
 #include "support/store.h"
 
@@ -64,6 +69,64 @@ TEST(StoreSafety, OneDatabaseThatCannotBeReadStopsNoOther) {
     other.reset();
   }
 }
+
+// A name in place of a database's, and what the store says of it.
+struct NoDatabase {
+  const char* said;
+  std::function<void(const fs::path&)> make;
+};
+
+std::vector<NoDatabase> NoDatabases() {
+  std::vector<NoDatabase> all = {
+      {"is a folder, not a database; move it away",
+       [](const fs::path& file) { fs::create_directory(file); }},
+  };
+#ifndef _WIN32  // where a link needs a right that few have
+  const char* link = "is a symbolic link, which is not followed; move it away";
+  all.push_back({link, [](const fs::path& file) {
+                   fs::create_symlink(file.parent_path() / "elsewhere.db", file);
+                 }});
+  all.push_back({link, [](const fs::path& file) { fs::create_symlink("none.db", file); }});
+  all.push_back({link, [](const fs::path& file) { fs::create_symlink(file, file); }});
+  all.push_back(
+      {"is not a file; move it away", [](const fs::path& file) { mkfifo(file.c_str(), 0600); }});
+#endif
+  return all;
+}
+
+TEST(StoreSafety, WhatIsNotAFileIsRefusedAndLeftAlone) {
+  for (const auto& [said, make] : NoDatabases()) {
+    for (const std::string name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+      SCOPED_TRACE(name + " " + said);
+      const Folder folder;
+      Store(folder.path(), Library(), Options()).Put(profile::Application());
+      fs::rename(folder / name, folder / "elsewhere.db");
+      make(folder / name);
+      const auto before = folder.Contents();
+      const std::string line = name + ": " + said;
+      Store store(folder.path(), Library(), Options());
+      const auto& table =
+          Library().Get(name == "DeviceProfile.db" ? profile::Application::descriptor()
+                                                   : profile::ApplicationEvents::descriptor());
+      ExpectContains(ErrorOf([&] { store.CountRows(table); }), {line.c_str()});
+      ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }), {line.c_str()});
+      ExpectContains(ErrorOf([&] { agent::Connection(folder / name, Options().patience); }),
+                     {line.c_str()});
+      EXPECT_EQ(folder.Contents(), before);
+    }
+  }
+}
+
+#ifndef _WIN32
+TEST(StoreSafety, TheFolderMayBeALink) {
+  const Folder folder;
+  fs::create_directory(folder / "store");
+  fs::create_directory_symlink("store", folder / "link");
+  Store(folder / "link", Library(), Options()).Put(profile::Application());
+  Store store(folder / "store", Library(), Options());
+  EXPECT_EQ(Rows<profile::Application>(store).size(), 1U);
+}
+#endif
 
 }  // namespace
 }  // namespace ovix::tests

@@ -919,16 +919,6 @@ TEST(StoreErrors, NameTheDatabaseThatIsLocked) {
   EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
 }
 
-TEST(StoreErrors, NameTheFileThatCannotBeOpened) {
-  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
-    const Folder folder;
-    std::filesystem::create_directory(folder / file);
-    Store store(folder.path(), Library(), Options());
-    ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }),
-                   {(std::string("/") + file + ": the database cannot be opened").c_str()});
-  }
-}
-
 TEST(StoreErrors, SetADatabaseAsideOnceHoweverManyMeetIt) {
   for (int round = 0; round < 5; ++round) {
     const Folder folder;
@@ -967,12 +957,6 @@ TEST(StoreErrors, OfOneDatabaseStopNoOther) {
   const auto problems = store.TakeProblems();
   ASSERT_EQ(problems.size(), 1U);
   ExpectContains(problems[0], {"Small.db", "another program's"});
-#ifndef _WIN32
-  std::filesystem::remove(folder / "Small.db");
-  std::filesystem::create_symlink("Small.db", folder / "Small.db");
-  ExpectContains(ErrorOf([&] { store.CountRows(Awkward().Get(SmallLog::descriptor())); }),
-                 {"Small.db", "cannot be reached"});
-#endif
 }
 
 TEST(StoreErrors, LeaveDatabasesThatAreNotTheStoresAlone) {

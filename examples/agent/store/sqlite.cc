@@ -23,6 +23,34 @@ std::string NameOf(const std::filesystem::path& file) {
   return std::string(name.begin(), name.end());
 }
 
+// The file by its folder's own name: SQLite, which is to follow no link, means those in the name of
+// the folder too, which is the user's choice.
+std::filesystem::path InItsOwnFolder(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto folder =
+      std::filesystem::canonical(file.has_parent_path() ? file.parent_path() : ".", error);
+  return error ? file : folder / file.filename();
+}
+
+// What is not a file may be anything once it is followed or opened.
+void CheckIsFile(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto type = std::filesystem::status(file, error).type();
+  const char* what = nullptr;
+  if (IsLink(file)) {
+    what = "is a symbolic link, which is not followed";
+  } else if (type == std::filesystem::file_type::directory) {
+    what = "is a folder, not a database";
+  } else if (std::filesystem::exists(std::filesystem::file_status(type)) &&
+             type != std::filesystem::file_type::regular &&
+             type != std::filesystem::file_type::unknown) {
+    what = "is not a file";
+  }
+  if (what == nullptr) return;
+  throw StoreError(Printable(file) + ": " + what + "; move it away or name another folder",
+                   StoreError::Kind::kInput, file);
+}
+
 }  // namespace
 
 Statement::Statement(Connection& connection, const std::string& sql, std::string schema)
@@ -101,10 +129,13 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
                        Mode mode)
     : patience_(patience), mode_(mode) {
   schemas_.emplace_back("main", file);
+  CheckIsFile(file);
   if (mode == Mode::kCreate) CreatePrivateFile(file);
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  // A link that is put there from now on is not followed either.
+  const int code =
+      sqlite3_open_v2(NameOf(InItsOwnFolder(file)).c_str(), &handle,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW, nullptr);
   handle_.reset(handle);
   if (code != SQLITE_OK) Fail(code, "main");
   sqlite3_extended_result_codes(handle, 1);
@@ -117,9 +148,11 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
 }
 
 void Connection::Attach(const std::filesystem::path& file, const std::string& schema) {
+  CheckIsFile(file);
   if (mode_ == Mode::kCreate) CreatePrivateFile(file);
   const std::unique_ptr<char, decltype(&sqlite3_free)> sql(
-      sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(file).c_str(), schema.c_str()), sqlite3_free);
+      sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(InItsOwnFolder(file)).c_str(), schema.c_str()),
+      sqlite3_free);
   schemas_.emplace_back(schema, file);
   Execute(sql.get(), schema);
   Prepare(schema);

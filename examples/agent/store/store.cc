@@ -83,7 +83,7 @@ std::filesystem::path Store::FileOf(const std::string& database) const {
 
 bool Store::IsThere(const std::string& name) const {
   std::error_code error;
-  const auto status = std::filesystem::status(FileOf(name), error);
+  const auto status = std::filesystem::symlink_status(FileOf(name), error);
   if (status.type() == std::filesystem::file_type::not_found) return false;
   if (error) FailToReach(FileOf(name), error);
   return true;
