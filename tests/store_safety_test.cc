@@ -15,9 +15,7 @@
 namespace ovix::tests {
 namespace {
 
-using agent::Changes;
 using agent::Store;
-using google::protobuf::Message;
 namespace fs = std::filesystem;
 namespace storage = telemetry::contract::storage;
 namespace profile = storage::device_profile;
@@ -115,6 +113,34 @@ TEST(StoreSafety, WhatIsNotAFileIsRefusedAndLeftAlone) {
       EXPECT_EQ(folder.Contents(), before);
     }
   }
+}
+
+TEST(StoreSafety, WhatAKillLeftOfATransactionIsRemovedOnceNothingNeedsIt) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  store.Put(profile::Application());
+  const std::string left[] = {"DeviceProfile.db-mj0A1B2C9D4", "Cache.db-mjFFFFFF900"};
+  const std::string others[] = {"Photos.db-mj0A1B2C9D4", "DeviceProfile.db-mj0A1B2C9D",
+                                "DeviceProfile.db-mj0A1B2C8D4"};
+  for (const auto& name : left) folder.Write(name, "");
+  for (const auto& name : others) folder.Write(name, "");
+  store.Put(CacheRow());
+  fs::create_directory(folder / "Cache.db-mj000000900");
+  // Journals that may refer to them: of a database that may come back, and of one that is written.
+  for (const char* database : {"HealthLog.db", "Cache.db"}) {
+    const std::string journal = std::string(database) + "-journal";
+    agent::Connection other(folder / "Cache.db", std::chrono::milliseconds(0));
+    if (std::string(database) == "Cache.db") other.Execute("BEGIN IMMEDIATE");
+    folder.Write(journal, std::string(512, '\0'));
+    store.Trim();
+    for (const auto& name : left) EXPECT_TRUE(fs::exists(folder / name)) << name;
+    if (std::string(database) == "HealthLog.db") fs::remove(folder / journal);
+  }
+  store.TakeProblems();
+  store.Trim();
+  for (const auto& name : left) EXPECT_FALSE(fs::exists(folder / name)) << name;
+  for (const auto& name : others) EXPECT_TRUE(fs::exists(folder / name)) << name;
+  EXPECT_TRUE(fs::exists(folder / "Cache.db-mj000000900"));
 }
 
 #ifndef _WIN32

@@ -130,7 +130,7 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
     : patience_(patience), mode_(mode) {
   schemas_.emplace_back("main", file);
   CheckIsFile(file);
-  if (mode == Mode::kCreate) CreatePrivateFile(file);
+  if (mode == Mode::kCreate && !CreatePrivateFile(file)) MakePrivate(file);
   sqlite3* handle = nullptr;
   // A link that is put there from now on is not followed either.
   const int code =
@@ -149,7 +149,7 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
 
 void Connection::Attach(const std::filesystem::path& file, const std::string& schema) {
   CheckIsFile(file);
-  if (mode_ == Mode::kCreate) CreatePrivateFile(file);
+  if (mode_ == Mode::kCreate && !CreatePrivateFile(file)) MakePrivate(file);
   const std::unique_ptr<char, decltype(&sqlite3_free)> sql(
       sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(InItsOwnFolder(file)).c_str(), schema.c_str()),
       sqlite3_free);

@@ -7,6 +7,7 @@
 
 #include "store/files/files.h"
 #include "store/json.h"
+#include "store/own_files.h"
 #include "store/retention.h"
 #include "store/time.h"
 
@@ -116,13 +117,7 @@ Database& Store::OpenToWrite(const std::string& name) {
   MakeFolderReady();
   std::vector<std::filesystem::path> created;
   const auto make_ready = [&](const std::filesystem::path& file) {
-    if (CreatePrivateFile(file)) {
-      created.push_back(file);
-    } else {
-      MakePrivate(file);
-      std::filesystem::path journal = file;
-      MakePrivate(journal += "-journal");
-    }
+    if (CreatePrivateFile(file)) created.push_back(file);
   };
   try {
     // Not while another store removes or sets aside the files of these names.
@@ -148,19 +143,7 @@ void Store::MakeFolderReady() {
   if (folder_is_ready_) return;
   created_folders_ = CreatePrivateFolder(folder_);
   for (const auto& created : created_folders_) SyncFolder(created.parent_path());
-  if (created_folders_.empty()) {
-    // A folder that was there is the store's where it holds nothing but databases of the contracts.
-    std::error_code error;
-    bool is_ours = true;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
-      const std::string file = entry.path().filename().string();
-      is_ours = is_ours && std::any_of(catalogue_.tables().begin(), catalogue_.tables().end(),
-                                       [&](const Table& table) {
-                                         return file.starts_with(table.database + ".db");
-                                       });
-    }
-    if (is_ours && !error) MakePrivate(folder_);
-  }
+  if (created_folders_.empty()) CloseToOthers(folder_, catalogue_);
   folder_is_ready_ = true;
 }
 
@@ -366,6 +349,8 @@ Changes Store::Trim() {
       problems_.push_back(error.what());
     }
   }
+  // All databases have been opened, so that what their journals held is undone.
+  if (options_.access == Access::kWrite) RemoveLeftTies(folder_, catalogue_);
   return all;
 }
 
