@@ -2,6 +2,9 @@
 // the store touches nothing that is not its own.
 #include <gtest/gtest.h>
 
+#include <future>
+#include <optional>
+
 #ifndef _WIN32
 #include <sys/stat.h>
 #endif
@@ -9,6 +12,7 @@
 #include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "store/files/files.h"
 #include "support/folder.h"
 #include "support/store.h"
 
@@ -16,6 +20,7 @@ namespace ovix::tests {
 namespace {
 
 using agent::Store;
+using agent::Table;
 namespace fs = std::filesystem;
 namespace storage = telemetry::contract::storage;
 namespace profile = storage::device_profile;
@@ -143,7 +148,67 @@ TEST(StoreSafety, WhatAKillLeftOfATransactionIsRemovedOnceNothingNeedsIt) {
   EXPECT_TRUE(fs::exists(folder / "Cache.db-mj000000900"));
 }
 
-#ifndef _WIN32
+// How long it takes until an action has failed for a lock, in milliseconds.
+int64_t WaitInVain(const std::function<void()>& action) {
+  const auto begin = std::chrono::steady_clock::now();
+  ExpectContains(ErrorOf(action), {"locked by another program"});
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               begin)
+      .count();
+}
+
+TEST(StoreSafety, LocksAreWaitedForOnceAndNotForEachTable) {
+  constexpr int64_t kPatience = 400;
+  const Folder folder;
+  const auto row = CacheRow();
+  const profile::Application application;
+  Store::Options options = Options();
+  options.patience = std::chrono::milliseconds(kPatience);
+  Store store(folder.path(), Library(), options);
+  store.Put({&row, &application});
+  const auto write = [&] { store.Put(application); };
+  const auto write_cache = [&] { store.Put(row); };
+  const auto lock = [&](const char* name) {
+    auto other = std::make_unique<agent::Connection>(folder / name, std::chrono::milliseconds(0));
+    other->Execute("BEGIN EXCLUSIVE");
+    return other;
+  };
+  {
+    const auto profile_locked = lock("DeviceProfile.db");
+    EXPECT_GE(WaitInVain(write), kPatience);
+    int64_t more = 0;
+    int tables = 0;
+    for (const Table& table : Library().tables()) {
+      if (table.database != "DeviceProfile") continue;
+      more += WaitInVain([&] { store.CountRows(table); }) + WaitInVain(write);
+      ++tables;
+    }
+    EXPECT_LT(more, tables * kPatience / 4) << "for " << tables << " tables";
+    store.Put(row);  // one that is free is not affected
+    const auto cache_locked = lock("Cache.db");
+    EXPECT_GE(WaitInVain(write_cache), kPatience / 20) << "a short lock stops no other database";
+  }
+  store.Put({&row, &application});
+  const auto locked_again = lock("DeviceProfile.db");
+  EXPECT_GE(WaitInVain(write), kPatience) << "what was waited for came in between";
+}
+
+#ifndef _WIN32  // where no open file is renamed
+TEST(StoreSafety, ReadingWaitsForWhoRenamesFiles) {
+  const Folder folder;
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  Store reader = Reader(folder);
+  for (const bool is_open : {false, true}) {
+    SCOPED_TRACE(is_open);
+    std::optional<agent::FolderLock> renaming(folder.path());
+    auto rows =
+        std::async(std::launch::async, [&] { return Rows<profile::Application>(reader).size(); });
+    EXPECT_EQ(rows.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    renaming.reset();
+    EXPECT_EQ(rows.get(), 1U);
+  }
+}
+
 TEST(StoreSafety, TheFolderMayBeALink) {
   const Folder folder;
   fs::create_directory(folder / "store");

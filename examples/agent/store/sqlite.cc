@@ -127,10 +127,25 @@ std::string_view Statement::Bytes(int column) const {
 
 Connection::Connection(const std::filesystem::path& file, std::chrono::milliseconds patience,
                        Mode mode)
-    : patience_(patience), mode_(mode) {
+    : mode_(mode) {
+  Open(file,
+       [&](sqlite3* handle) { sqlite3_busy_timeout(handle, static_cast<int>(patience.count())); });
+}
+
+Connection::Connection(const std::filesystem::path& file, Patience& patience, Mode mode)
+    : mode_(mode) {
+  Open(file, [&](sqlite3* handle) {
+    sqlite3_busy_handler(
+        handle, [](void* waiting, int) { return static_cast<Patience*>(waiting)->Wait() ? 1 : 0; },
+        &patience);
+  });
+}
+
+void Connection::Open(const std::filesystem::path& file,
+                      const std::function<void(sqlite3*)>& set_patience) {
   schemas_.emplace_back("main", file);
   CheckIsFile(file);
-  if (mode == Mode::kCreate && !CreatePrivateFile(file)) MakePrivate(file);
+  if (mode_ == Mode::kCreate && !CreatePrivateFile(file)) MakePrivate(file);
   sqlite3* handle = nullptr;
   // A link that is put there from now on is not followed either.
   const int code =
@@ -139,7 +154,7 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
   handle_.reset(handle);
   if (code != SQLITE_OK) Fail(code, "main");
   sqlite3_extended_result_codes(handle, 1);
-  sqlite3_busy_timeout(handle, static_cast<int>(patience.count()));
+  set_patience(handle);
   // A file that somebody else has written to can neither call functions through its schema nor be
   // damaged by what is run here.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -200,6 +215,15 @@ void Connection::UseRollbackJournal(const std::string& schema) {
 void Connection::Execute(const std::string& sql, const std::string& schema) {
   const int code = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) Fail(code, schema);
+}
+
+void Connection::BeginRead() {
+  Execute("BEGIN");
+  Execute(ReadOf("main"), "main");
+}
+
+void Connection::EndRead() const {
+  sqlite3_exec(handle_.get(), "COMMIT", nullptr, nullptr, nullptr);
 }
 
 void Connection::RollBack() const {

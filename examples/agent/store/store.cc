@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "store/files/files.h"
@@ -42,7 +43,7 @@ void CheckKeepable(const Message& record) {
 
 struct Store::Written {
   Written(const Catalogue& catalogue, const std::string& name, const std::filesystem::path& file,
-          std::chrono::milliseconds patience)
+          Patience& patience)
       : database(catalogue, name, file, patience, Connection::Mode::kWrite) {}
 
   Database database;
@@ -50,7 +51,10 @@ struct Store::Written {
 };
 
 Store::Store(std::filesystem::path folder, const Catalogue& catalogue, Options options)
-    : folder_(std::move(folder)), catalogue_(catalogue), options_(std::move(options)) {
+    : folder_(std::move(folder)),
+      catalogue_(catalogue),
+      options_(std::move(options)),
+      patience_(options_.patience) {
   std::error_code error;
   const auto status = std::filesystem::status(folder_, error);
   const bool is_missing =
@@ -90,29 +94,79 @@ bool Store::IsThere(const std::string& name) const {
   return true;
 }
 
-Database* Store::OpenToRead(const std::string& name) {
+template <typename Action>
+auto Store::Patiently(const std::string& name, const Action& action) {
+  patience_.Begin(name);
+  try {
+    auto result = action();
+    patience_.End(true);
+    return result;
+  } catch (const StoreError& error) {
+    patience_.End(error.kind() != StoreError::Kind::kLocked);
+    throw;
+  }
+}
+
+std::pair<Database*, bool> Store::BeginRead(const std::string& name) {
   const auto found = read_.find(name);
   if (in_snapshot_) {
     if (const auto failed = unreadable_.find(name); failed != unreadable_.end()) {
       throw failed->second;
     }
-    return found == read_.end() ? nullptr : found->second.get();
+    return {found == read_.end() ? nullptr : found->second.get(), false};
   }
-  if (found != read_.end() && !found->second->connection().HasMoved()) return found->second.get();
-  read_.erase(name);
-  if (!IsThere(name)) return nullptr;
-  auto opened = std::make_unique<Database>(catalogue_, name, FileOf(name), options_.patience,
-                                           Connection::Mode::kRead);
-  return read_.emplace(name, std::move(opened)).first->second.get();
+  if (found != read_.end() && found->second->connection().IsInTransaction()) {
+    return {found->second.get(), false};
+  }
+  return Patiently(name, [&]() -> std::pair<Database*, bool> {
+    try {
+      if (found == read_.end() || found->second->connection().HasMoved()) {
+        read_.erase(name);
+        if (!IsThere(name)) return {nullptr, false};
+        read_.emplace(name, std::make_unique<Database>(catalogue_, name, FileOf(name), patience_,
+                                                       Connection::Mode::kRead));
+      }
+      Database* database = read_.at(name).get();
+      database->connection().BeginRead();
+      return {database, true};
+    } catch (...) {
+      read_.erase(name);
+      throw;
+    }
+  });
 }
 
-Database& Store::OpenToWrite(const std::string& name) {
+// Within another read of the database, or a snapshot, it is a part of that.
+class Store::Reading {
+ public:
+  Reading(Store& store, const std::string& name) {
+    // A database that another store sets aside stays open here, and the journal of the new one
+    // would be taken for its own: no file may be renamed until the read has its lock.
+    const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
+    std::tie(database_, has_begun_) = store.BeginRead(name);
+  }
+  ~Reading() {
+    if (has_begun_) database_->connection().EndRead();
+  }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+
+  // Null where the database is not there.
+  Database* get() const { return database_; }
+  Database* operator->() const { return database_; }
+
+ private:
+  Database* database_ = nullptr;
+  bool has_begun_ = false;
+};
+
+Store::Written& Store::OpenToWrite(const std::string& name) {
   if (options_.access != Access::kWrite || in_snapshot_) {
     throw StoreError(Printable(folder_) + ": the store was opened to read, or is being read",
                      StoreError::Kind::kInput, folder_);
   }
   const auto found = written_.find(name);
-  if (found != written_.end()) return found->second->database;
+  if (found != written_.end()) return *found->second;
 
   MakeFolderReady();
   std::vector<std::filesystem::path> created;
@@ -123,7 +177,7 @@ Database& Store::OpenToWrite(const std::string& name) {
     // Not while another store removes or sets aside the files of these names.
     const FolderLock lock(folder_);
     make_ready(FileOf(name));
-    auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), options_.patience);
+    auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), patience_);
     std::set<std::string> attached = {name};
     for (const Table& table : catalogue_.tables()) {
       const Table* log = table.database == name ? catalogue_.ChangeLog(table) : nullptr;
@@ -132,7 +186,7 @@ Database& Store::OpenToWrite(const std::string& name) {
       written->database.Attach(log->database, FileOf(log->database));
     }
     written->created = std::move(created);
-    return written_.emplace(name, std::move(written)).first->second->database;
+    return *written_.emplace(name, std::move(written)).first->second;
   } catch (...) {
     RemoveEmpty(created);
     throw;
@@ -251,7 +305,7 @@ const Table& Store::GetState(const Descriptor* record) const {
 Changes Store::Write(const std::string& name, const std::function<void(Writer&)>& write) {
   for (int attempts_left = 8;; --attempts_left) {
     try {
-      const Changes changes = WriteOnce(OpenToWrite(name), write);
+      const Changes changes = Patiently(name, [&] { return WriteOnce(OpenToWrite(name), write); });
       KeepCreated(name);
       return changes;
     } catch (const FileMoved&) {
@@ -274,7 +328,8 @@ Changes Store::Write(const std::string& name, const std::function<void(Writer&)>
   }
 }
 
-Changes Store::WriteOnce(Database& database, const std::function<void(Writer&)>& write) {
+Changes Store::WriteOnce(Written& written, const std::function<void(Writer&)>& write) {
+  Database& database = written.database;
   Changes changes;
   std::vector<std::string> problems;
   // A database that another store sets aside stays open here, and the journal of the new one would
@@ -368,12 +423,8 @@ Store::Snapshot::Snapshot(Store& store) : store_(store) {
   const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
   for (const std::string& name : names) {
     try {
-      Database* database = store.OpenToRead(name);
-      if (database == nullptr) continue;
-      database->connection().Execute("BEGIN");
-      database->connection().Number("SELECT count(*) FROM sqlite_schema", "main");
+      store.BeginRead(name);
     } catch (const StoreError& error) {
-      store.read_.erase(name);
       store.unreadable_.emplace(name, error);
     }
   }
@@ -404,6 +455,7 @@ Cursor Store::ReadAfter(const Descriptor* record, const Cursor& after, size_t mo
   if (table.state) {
     throw StoreError(record->full_name() + ": is a \"State\" table; its rows have no order");
   }
+  const Reading database(*this, table.database);
   const Cursor newest = Newest(record);
   Cursor cursor = after.database == newest.database ? after : Cursor{newest.database, 0};
   const std::string column =
@@ -426,8 +478,9 @@ void Store::ReadRows(const Table& table, const std::string& which,
                      const std::function<void(Statement&)>& bind,
                      const std::function<void(const Message*, int64_t)>& visit,
                      const OnBadRow& on_bad_row) {
-  Database* database = OpenToRead(table.database);
-  const std::optional<Place> place = database == nullptr ? std::nullopt : database->Find(table);
+  const Reading database(*this, table.database);
+  const std::optional<Place> place =
+      database.get() == nullptr ? std::nullopt : database->Find(table);
   if (!place.has_value()) return;
   Statement select(database->connection(),
                    place->select + (which.empty() ? " ORDER BY " + place->arrival_column : which),
@@ -448,22 +501,23 @@ void Store::ReadRows(const Table& table, const std::string& which,
 
 Cursor Store::Newest(const Descriptor* record) {
   const Table& table = catalogue_.Get(record);
-  Database* database = OpenToRead(table.database);
-  if (database == nullptr) return {};
+  const Reading database(*this, table.database);
+  if (database.get() == nullptr) return {};
   return {database->Number("main", "database").value_or(0), database->LastArrival(table)};
 }
 
 int64_t Store::CountRows(const Table& table) {
-  Database* database = OpenToRead(table.database);
-  if (database == nullptr || !database->HasTable(table)) return 0;
+  const Reading database(*this, table.database);
+  if (database.get() == nullptr || !database->HasTable(table)) return 0;
   return database->connection().Number(
       "SELECT count(*) FROM \"main\"." + tables::Quoted(table.name), "main");
 }
 
 int64_t Store::CountChanges(const Table& state) {
   const Table* log = catalogue_.ChangeLog(state);
-  Database* database = log == nullptr ? nullptr : OpenToRead(log->database);
-  if (database == nullptr || !database->HasTable(*log)) return 0;
+  if (log == nullptr) return 0;
+  const Reading database(*this, log->database);
+  if (database.get() == nullptr || !database->HasTable(*log)) return 0;
   Statement count(
       database->connection(),
       "SELECT count(*) FROM \"main\"." + tables::Quoted(log->name) + " WHERE \"type\" = ?", "main");
@@ -472,8 +526,8 @@ int64_t Store::CountChanges(const Table& state) {
 }
 
 std::optional<Store::Usage> Store::MeasureTable(const Table& table) {
-  Database* database = OpenToRead(table.database);
-  if (database == nullptr || !database->HasTable(table)) return std::nullopt;
+  const Reading database(*this, table.database);
+  if (database.get() == nullptr || !database->HasTable(table)) return std::nullopt;
   Usage usage{CountRows(table), std::nullopt, std::nullopt};
   Connection& connection = database->connection();
   if (connection.Number("SELECT sqlite_compileoption_used('ENABLE_DBSTAT_VTAB')") != 0) {

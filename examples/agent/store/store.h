@@ -13,9 +13,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/database.h"
+#include "store/patience.h"
 #include "store/sqlite.h"
 #include "store/values.h"
 #include "store/writer.h"
@@ -51,7 +53,7 @@ class Store {
     kWrite,  // the folder and databases are created by the first write
   };
   struct Options {
-    std::chrono::milliseconds patience{5000};  // how long to wait for another program's lock
+    std::chrono::milliseconds patience{5000};  // with other programs' locks, all together
     std::function<std::chrono::system_clock::time_point()> clock = std::chrono::system_clock::now;
     Access access = Access::kWrite;
   };
@@ -137,10 +139,17 @@ class Store {
   // A database that is written to, and what was created for it by the write that goes on.
   struct Written;
 
-  // The database to be read; null where it is not there.
-  Database* OpenToRead(const std::string& name);
+  // A read of one database, of one moment.
+  class Reading;
+
+  // Does what meets the locks of a database.
+  template <typename Action>
+  auto Patiently(const std::string& name, const Action& action);
+  // The database to be read, within a transaction that sees one moment, and whether this has begun
+  // that; null where it is not there. Under the folder's lock.
+  std::pair<Database*, bool> BeginRead(const std::string& name);
   bool IsThere(const std::string& name) const;
-  Database& OpenToWrite(const std::string& name);
+  Written& OpenToWrite(const std::string& name);
   void MakeFolderReady();
   // Closes the database and removes the files that were created for it and are empty.
   void Close(const std::string& name);
@@ -160,11 +169,12 @@ class Store {
   const Table& GetState(const google::protobuf::Descriptor* record) const;
   // Runs `write` in one transaction and then keeps the limits of what it touched.
   Changes Write(const std::string& database, const std::function<void(Writer&)>& write);
-  Changes WriteOnce(Database& database, const std::function<void(Writer&)>& write);
+  Changes WriteOnce(Written& written, const std::function<void(Writer&)>& write);
 
   std::filesystem::path folder_;
   const Catalogue& catalogue_;
   Options options_;
+  Patience patience_;
   std::map<std::string, std::unique_ptr<Written>> written_;
   std::map<std::string, std::unique_ptr<Database>> read_;
   bool folder_is_ready_ = false;
