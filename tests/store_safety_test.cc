@@ -148,6 +148,30 @@ TEST(StoreSafety, WhatAKillLeftOfATransactionIsRemovedOnceNothingNeedsIt) {
   EXPECT_TRUE(fs::exists(folder / "Cache.db-mj000000900"));
 }
 
+TEST(StoreSafety, ADatabaseThatWasEmptiedIsBegunAnewAndReported) {
+  for (const char* name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    SCOPED_TRACE(name);
+    const Folder folder;
+    profile::Application application;
+    {
+      Store store(folder.path(), Library(), Options());
+      store.Put(application);
+      EXPECT_TRUE(store.TakeProblems().empty()) << "a new database is not one that was emptied";
+    }
+    fs::resize_file(folder / name, 0);
+    Store store(folder.path(), Library(), Options());
+    for (const size_t reports : {1, 0}) {
+      application.set_version(application.version() + "+");
+      store.Put(application);
+      const auto problems = store.TakeProblems();
+      ASSERT_EQ(problems.size(), reports);
+      for (const auto& line : problems) {
+        ExpectContains(line, {name, ": the database was empty", "begun anew"});
+      }
+    }
+  }
+}
+
 // How long it takes until an action has failed for a lock, in milliseconds.
 int64_t WaitInVain(const std::function<void()>& action) {
   const auto begin = std::chrono::steady_clock::now();

@@ -783,6 +783,7 @@ TEST(StoreSharing, LetsThreadsWithStoresOfTheirOwnWriteAtOnce) {
         application.set_name(std::to_string(thread * kRows + i));
         EXPECT_EQ(store.Put(application).inserted, 1);
       }
+      EXPECT_TRUE(store.TakeProblems().empty());
     });
   }
   for (auto& thread : threads) thread.join();

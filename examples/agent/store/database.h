@@ -52,6 +52,7 @@ class Database {
   void Attach(const std::string& name, const std::filesystem::path& file);
 
   Connection& connection() { return connection_; }
+  const Connection& connection() const { return connection_; }
   const std::string& name() const { return name_; }
   std::string SchemaOf(const std::string& database) const;
   std::string SchemaOf(const Table& table) const { return SchemaOf(table.database); }

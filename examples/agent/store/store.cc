@@ -47,7 +47,10 @@ struct Store::Written {
       : database(catalogue, name, file, patience, Connection::Mode::kWrite) {}
 
   Database database;
-  std::vector<std::filesystem::path> created;  // by a write that has not ended yet
+  // By a write that has not ended yet, and the lock under which: no other store may take these
+  // empty files for databases that have lost their content.
+  std::vector<std::filesystem::path> created;
+  std::unique_ptr<FolderLock> creating;
 };
 
 Store::Store(std::filesystem::path folder, const Catalogue& catalogue, Options options)
@@ -173,9 +176,9 @@ Store::Written& Store::OpenToWrite(const std::string& name) {
   const auto make_ready = [&](const std::filesystem::path& file) {
     if (CreatePrivateFile(file)) created.push_back(file);
   };
+  // Not while another store creates, removes or sets aside the files of these names.
+  auto lock = std::make_unique<FolderLock>(folder_);
   try {
-    // Not while another store removes or sets aside the files of these names.
-    const FolderLock lock(folder_);
     make_ready(FileOf(name));
     auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), patience_);
     std::set<std::string> attached = {name};
@@ -186,9 +189,10 @@ Store::Written& Store::OpenToWrite(const std::string& name) {
       written->database.Attach(log->database, FileOf(log->database));
     }
     written->created = std::move(created);
+    if (!written->created.empty()) written->creating = std::move(lock);
     return *written_.emplace(name, std::move(written)).first->second;
   } catch (...) {
-    RemoveEmpty(created);
+    RemoveEmpty(created, std::move(lock));
     throw;
   }
 }
@@ -203,11 +207,13 @@ void Store::MakeFolderReady() {
 
 void Store::Close(const std::string& name) {
   std::vector<std::filesystem::path> created;
+  std::unique_ptr<FolderLock> lock;
   if (const auto found = written_.find(name); found != written_.end()) {
     created = std::move(found->second->created);
+    lock = std::move(found->second->creating);
     written_.erase(found);
   }
-  RemoveEmpty(created);
+  RemoveEmpty(created, std::move(lock));
   folder_is_ready_ = false;
 }
 
@@ -225,15 +231,29 @@ void Store::KeepCreated(const std::string& name) {
   }
   if (all_are_used) {
     written.created.clear();
+    written.creating.reset();
   } else {
     Close(name);
   }
 }
 
-void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created) {
+void Store::ReportEmptied(const Written& written) {
+  for (const auto& [schema, file] : written.database.connection().schemas()) {
+    const bool is_created =
+        std::find(written.created.begin(), written.created.end(), file) != written.created.end();
+    if (is_created || !written.database.IsNew(schema)) continue;
+    problems_.push_back(
+        Printable(file) +
+        ": the database was empty, left by a first write that did not end or emptied "
+        "since; it is begun anew");
+  }
+}
+
+void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
+                        std::unique_ptr<FolderLock> lock) {
   std::error_code ignored;
   if (!created.empty()) {
-    const FolderLock lock(folder_);
+    if (lock == nullptr) lock = std::make_unique<FolderLock>(folder_);
     for (const std::filesystem::path& file : created) {
       bool is_empty = false;
       try {
@@ -306,6 +326,7 @@ Changes Store::Write(const std::string& name, const std::function<void(Writer&)>
   for (int attempts_left = 8;; --attempts_left) {
     try {
       const Changes changes = Patiently(name, [&] { return WriteOnce(OpenToWrite(name), write); });
+      ReportEmptied(*written_.at(name));
       KeepCreated(name);
       return changes;
     } catch (const FileMoved&) {
@@ -334,7 +355,10 @@ Changes Store::WriteOnce(Written& written, const std::function<void(Writer&)>& w
   std::vector<std::string> problems;
   // A database that another store sets aside stays open here, and the journal of the new one would
   // be taken for its own: no file may be renamed from before the transaction begins until it ends.
-  const FolderLock lock(folder_, FolderLock::Kind::kShared);
+  std::unique_ptr<FolderLock> lock;
+  if (written.creating == nullptr) {
+    lock = std::make_unique<FolderLock>(folder_, FolderLock::Kind::kShared);
+  }
   if (database.connection().HasMoved()) throw FileMoved{};
   Transaction transaction(database.connection());
   database.BeginWrite();

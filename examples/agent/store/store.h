@@ -24,6 +24,8 @@
 
 namespace ovix::agent {
 
+class FolderLock;
+
 // How far a reader of a "Historical" table has come: past the row of this number. Rows are numbered
 // from 1 in the order in which the store got them; no number is ever given twice. A default one
 // stands before the first row.
@@ -155,7 +157,11 @@ class Store {
   void Close(const std::string& name);
   // What was created for a database stays, but for the files that are empty.
   void KeepCreated(const std::string& name);
-  void RemoveEmpty(const std::vector<std::filesystem::path>& created);
+  // Under `lock`, the folder's, where it is held already.
+  void RemoveEmpty(const std::vector<std::filesystem::path>& created,
+                   std::unique_ptr<FolderLock> lock);
+  // Reports what a write has begun anew in files that were there and held nothing.
+  void ReportEmptied(const Written& written);
   void SetAside(const StoreError& damaged);
 
   // Calls `visit` with the rows that `which` chooses, null for one that no longer reads, and their
