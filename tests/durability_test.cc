@@ -126,6 +126,8 @@ TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
     }
   }
   EXPECT_GT(acknowledgements_read, 0);
+  Store(folder.path(), catalogue).Trim();
+  for (const auto& [name, hash] : folder.Contents()) EXPECT_EQ(name.find("-mj"), name.npos) << name;
 }
 
 TEST(StoreDurability, LeavesTheDatabasesAsTheyWereWhenTheDiskIsFull) {
@@ -274,16 +276,30 @@ TEST(StorePermissions, AreTakenFromOthersWhereTheStoreIsOlder) {
   const Folder folder;
   const Catalogue catalogue;
   Store(folder / "store", catalogue).Put(Application(0));
+  // All that the agent may have in the folder of its store.
+  for (const char* name :
+       {"Upload.db", "Upload.db-journal", "Upload.lock", "device-id", "device-id.1.part",
+        "Cache.db.damaged-20261121T000000000Z", "Cache.db-wal", "DeviceProfile.db-mj0A1B2C9D4"}) {
+    folder.Write(std::string("store/") + name, "");
+  }
+  const auto own = folder.Contents();
   const fs::perms wide = fs::perms(0755);
-  for (const bool is_shared : {false, true}) {
-    if (is_shared) folder.Write("store/somebody's.txt", "");
-    for (const char* path : {"store", "store/DeviceProfile.db", "store/DeviceProfileEvents.db"}) {
-      fs::permissions(folder / path, wide);
+  for (const char* strange : {"", "somebody's.txt", "Upload.db.old", "Cache.dbase",
+                              "DeviceProfile.db-mj0a1b2c9d4", "MyUpload.db"}) {
+    SCOPED_TRACE(strange);
+    const bool is_shared = *strange != '\0';
+    if (is_shared) folder.Write(std::string("store/") + strange, "");
+    for (const auto& entry : fs::directory_iterator(folder / "store")) {
+      fs::permissions(entry.path(), wide);
     }
+    fs::permissions(folder / "store", wide);
     Store(folder / "store", catalogue).Put(Application(1));
     EXPECT_EQ(ModeOf(folder / "store"), is_shared ? 0755 : 0700);
-    EXPECT_EQ(ModeOf(folder / "store/DeviceProfile.db"), 0600);
-    EXPECT_EQ(ModeOf(folder / "store/DeviceProfileEvents.db"), 0600);
+    for (const auto& entry : fs::directory_iterator(folder / "store")) {
+      const std::string name = entry.path().filename().string();
+      EXPECT_EQ(ModeOf(entry.path()), own.contains(name) ? 0600 : 0755) << name;
+    }
+    if (is_shared) fs::remove(folder / (std::string("store/") + strange));
   }
 }
 

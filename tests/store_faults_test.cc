@@ -372,8 +372,10 @@ TEST_P(StoreFaults, LeaveEachWriteWholeOrUndone) {
         EXPECT_TRUE(Acts(store)) << last_error_;
         if (!was_done) ExpectWhole(true);
       }
-      if (!GetParam().heals) {
-        EXPECT_TRUE(store.TakeProblems().empty());
+      // A disk that lets nothing be undone or removed keeps the empty files of a first write.
+      for (const std::string& line : store.TakeProblems()) {
+        const bool is_left = before_.empty() && line.find("was empty") != std::string::npos;
+        EXPECT_TRUE(GetParam().heals || (is_left && !is_acknowledged)) << line;
       }
       if (HasFailure()) return;
     }

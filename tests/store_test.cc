@@ -19,6 +19,7 @@
 #include "store_test.pb.h"
 #include "support/contracts.h"
 #include "support/folder.h"
+#include "support/store.h"
 
 namespace ovix::tests {
 namespace {
@@ -31,63 +32,6 @@ using agent::Table;
 using google::protobuf::Message;
 namespace storage = telemetry::contract::storage;
 namespace profile = storage::device_profile;
-
-std::chrono::system_clock::time_point clock_now =
-    std::chrono::sys_days(std::chrono::year(2026) / 11 / 21);
-
-Store::Options Options() {
-  return {.patience = std::chrono::milliseconds(50), .clock = [] { return clock_now; }};
-}
-
-std::string DaysAgo(int days) { return agent::TimeText(clock_now - std::chrono::days(days)); }
-
-const Catalogue& Library() {
-  static const Catalogue catalogue;
-  return catalogue;
-}
-
-const Catalogue& Awkward() {
-  static const Catalogue catalogue(
-      {Everything::descriptor(), EverythingEvents::descriptor(), Sample::descriptor(),
-       Small::descriptor(), SmallAged::descriptor(), SmallLog::descriptor(),
-       SmallOtherLog::descriptor(), SmallState::descriptor(), WithMap::descriptor()});
-  return catalogue;
-}
-
-std::vector<std::unique_ptr<Message>> Rows(Store& store,
-                                           const google::protobuf::Descriptor* record) {
-  std::vector<std::unique_ptr<Message>> rows;
-  store.Read(record, [&](const Message& row) { rows.emplace_back(row.New())->CopyFrom(row); });
-  return rows;
-}
-
-template <typename Record>
-std::vector<Record> Rows(Store& store) {
-  std::vector<Record> rows;
-  store.Read(Record::descriptor(),
-             [&](const Message& row) { rows.push_back(static_cast<const Record&>(row)); });
-  return rows;
-}
-
-int64_t Execute(const std::filesystem::path& file, const std::string& sql) {
-  agent::Connection connection(file, std::chrono::milliseconds(50));
-  return connection.Number(sql);
-}
-
-std::string ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const std::runtime_error& error) {
-    EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << "more than one line";
-    return error.what();
-  }
-  return "no error";
-}
-
-void ExpectContains(const std::string& text, std::initializer_list<const char*> parts) {
-  for (const char* part : parts)
-    EXPECT_NE(text.find(part), std::string::npos) << part << " in: " << text;
-}
 
 // --- Every table of the library
 
@@ -511,22 +455,25 @@ TEST(StoreLimits, DropRowsOlderThanMaxTimeDays) {
   EXPECT_EQ(Rows<Sample>(store).size(), 2U) << "a time that cannot be read never grows old";
 }
 
-// Steps of a clock, in days, and how many of a row's days they make it lose.
+// The readings of a clock, in days from the first, and whether a row of that day outlives them.
 TEST(StoreLimits, AgeByAClockThatIsAheadOnlyOnceItHasGoneOn) {
   const auto today = clock_now;
   struct Case {
     const char* what;
-    std::vector<int> days;  // readings, in days from the first
+    std::vector<int> days;
     bool is_kept;
   };
   const Case cases[] = {
       {"a clock that goes on", {2, 4}, false},
       {"a year ahead, once", {365}, true},
-      {"a year ahead, for less than a week", {365, 366, 371}, true},
+      {"a year ahead, for less than a week", {365, 366, 367, 368, 369, 370, 371}, true},
       {"a year ahead, time and again", {365, 1, 365, 1, 372, 0}, true},
+      {"a year ahead, then two", {365, 730, 731, 1100}, true},
+      {"a year ahead, to and fro", {365, 369, 365, 369, 366, 369, 365, 369, 365, 369, 370}, true},
       {"in the past, then right, then ahead", {-9000, 1, 365}, true},
-      {"off for a month, then on for a week", {30, 33, 37}, false},
-      {"off for a month, on for a week, then at once", {30, 37, 38}, false},
+      {"off for a month, then on for a week", {30, 31, 32, 33, 34, 35, 36, 37}, false},
+      {"off for a month, then on now and then", {30, 33, 36, 39, 42, 45, 48, 51}, false},
+      {"on for a week, then off again", {30, 31, 32, 33, 34, 35, 36, 90}, false},
   };
   for (const auto& [what, days, is_kept] : cases) {
     SCOPED_TRACE(what);
@@ -541,7 +488,7 @@ TEST(StoreLimits, AgeByAClockThatIsAheadOnlyOnceItHasGoneOn) {
       const Changes changes = store.Trim();
       EXPECT_TRUE(changes.trimmed == 0 || !is_kept) << day;
       if (is_kept && day > 30) {
-        EXPECT_GE(changes.clock_ahead_days, 360) << "and is told";
+        EXPECT_GE(changes.clock_ahead_days, day - 10) << "and is told";
       }
     }
     EXPECT_EQ(Rows<Sample>(store).size(), is_kept ? 1U : 0U);
@@ -836,6 +783,7 @@ TEST(StoreSharing, LetsThreadsWithStoresOfTheirOwnWriteAtOnce) {
         application.set_name(std::to_string(thread * kRows + i));
         EXPECT_EQ(store.Put(application).inserted, 1);
       }
+      EXPECT_TRUE(store.TakeProblems().empty());
     });
   }
   for (auto& thread : threads) thread.join();
@@ -972,16 +920,6 @@ TEST(StoreErrors, NameTheDatabaseThatIsLocked) {
   EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
 }
 
-TEST(StoreErrors, NameTheFileThatCannotBeOpened) {
-  for (const char* file : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
-    const Folder folder;
-    std::filesystem::create_directory(folder / file);
-    Store store(folder.path(), Library(), Options());
-    ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }),
-                   {(std::string("/") + file + ": the database cannot be opened").c_str()});
-  }
-}
-
 TEST(StoreErrors, SetADatabaseAsideOnceHoweverManyMeetIt) {
   for (int round = 0; round < 5; ++round) {
     const Folder folder;
@@ -1020,12 +958,6 @@ TEST(StoreErrors, OfOneDatabaseStopNoOther) {
   const auto problems = store.TakeProblems();
   ASSERT_EQ(problems.size(), 1U);
   ExpectContains(problems[0], {"Small.db", "another program's"});
-#ifndef _WIN32
-  std::filesystem::remove(folder / "Small.db");
-  std::filesystem::create_symlink("Small.db", folder / "Small.db");
-  ExpectContains(ErrorOf([&] { store.CountRows(Awkward().Get(SmallLog::descriptor())); }),
-                 {"Small.db", "cannot be reached"});
-#endif
 }
 
 TEST(StoreErrors, LeaveDatabasesThatAreNotTheStoresAlone) {

@@ -58,7 +58,7 @@ void Place::BindColumns(const Message& row, Statement& statement) const {
 }
 
 Database::Database(const Catalogue& catalogue, std::string name, const std::filesystem::path& file,
-                   std::chrono::milliseconds patience, Connection::Mode mode)
+                   Patience& patience, Connection::Mode mode)
     : catalogue_(catalogue), name_(std::move(name)), connection_(file, patience, mode) {
   CheckIsOurs(name_, file);
 }

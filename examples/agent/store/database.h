@@ -5,7 +5,6 @@
 
 #include <google/protobuf/message.h>
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -47,12 +46,13 @@ class Database {
  public:
   // Opens the file of the database `name`. Throws StoreError where it is not a database of a store.
   Database(const Catalogue& catalogue, std::string name, const std::filesystem::path& file,
-           std::chrono::milliseconds patience, Connection::Mode mode);
+           Patience& patience, Connection::Mode mode);
   // Attaches the database of a change log, so that a row and the record of its change are written
   // in one transaction.
   void Attach(const std::string& name, const std::filesystem::path& file);
 
   Connection& connection() { return connection_; }
+  const Connection& connection() const { return connection_; }
   const std::string& name() const { return name_; }
   std::string SchemaOf(const std::string& database) const;
   std::string SchemaOf(const Table& table) const { return SchemaOf(table.database); }

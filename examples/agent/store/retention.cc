@@ -13,11 +13,13 @@ using std::chrono::milliseconds;
 using std::chrono::system_clock;
 using telemetry::contract::tables::Quoted;
 
-// The names of the store's own numbers for its clock: the last reading that is believed; the first
-// and the last reading since a leap that is not believed yet, 0 without one.
+// The names of the store's own numbers for its clock: the last reading that is believed; since a
+// leap that is not believed yet, the first and the highest reading, 0 without one, and how long the
+// clock has gone on.
 constexpr char kClock[] = "clock";
 constexpr char kLeap[] = "leap";
 constexpr char kLeapSeen[] = "leap seen";
+constexpr char kLeapElapsed[] = "leap elapsed";
 
 int64_t ToNumber(system_clock::time_point time) {
   return std::chrono::floor<milliseconds>(time.time_since_epoch()).count();
@@ -67,7 +69,8 @@ void Retention::Keep() {
 }
 
 // The time that rows are old by: the clock's, unless it has leapt ahead. The device may have been
-// off for long, or the clock may be wrong; only the second passes again, so a leap must last.
+// off for long, or the clock may be wrong; only the second passes again, so a leap must last, and
+// further leaps must not look as if it had.
 system_clock::time_point Retention::Today(const std::string& schema) {
   const auto known = today_.find(schema);
   if (known != today_.end()) return known->second;
@@ -80,20 +83,29 @@ system_clock::time_point Retention::Today(const std::string& schema) {
     last = NewestRow(schema);
   }
   int64_t leap = database_.Number(schema, kLeap).value_or(0);
-  if (leap != 0 && now >= leap + span) {
-    // It has gone on: what it read last time was right.
-    last = database_.Number(schema, kLeapSeen).value_or(leap);
-    leap = 0;
+  int64_t seen = database_.Number(schema, kLeapSeen).value_or(leap);
+  int64_t elapsed = database_.Number(schema, kLeapElapsed).value_or(0);
+  if (leap != 0 && now > seen) {
+    elapsed += std::min<int64_t>(now - seen, milliseconds(kLongestStep).count());
+    if (elapsed >= span) {
+      // It has gone on: what it read until now was right.
+      last = seen;
+      leap = 0;
+    }
+    seen = now;
   }
   if (now <= last + span) {
     last = now;
     leap = 0;
   } else if (leap == 0 || now < leap) {
     leap = now;
+    seen = now;
+    elapsed = 0;
   }
   database_.SetNumber(schema, kClock, last);
   database_.SetNumber(schema, kLeap, leap);
-  database_.SetNumber(schema, kLeapSeen, leap == 0 ? 0 : now);
+  database_.SetNumber(schema, kLeapSeen, seen);
+  database_.SetNumber(schema, kLeapElapsed, elapsed);
   const auto ahead = std::chrono::floor<std::chrono::days>(milliseconds(now - last));
   writer_.changes().clock_ahead_days =
       std::max<int64_t>(writer_.changes().clock_ahead_days, ahead.count());

@@ -11,6 +11,8 @@ namespace ovix::agent {
 // A clock that is this far beyond the one of the last write is not believed at first: nothing grows
 // old by it until it has gone on for as long.
 constexpr std::chrono::days kClockLeap{7};
+// The most that counts as its going on between two readings, however far apart they are.
+constexpr std::chrono::days kLongestStep{1};
 
 // Drops what the limits of the touched tables and of their databases no longer allow:
 //   - rows older than max_time_days, by a clock that is believed;

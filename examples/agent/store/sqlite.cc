@@ -23,6 +23,34 @@ std::string NameOf(const std::filesystem::path& file) {
   return std::string(name.begin(), name.end());
 }
 
+// The file by its folder's own name: SQLite, which is to follow no link, means those in the name of
+// the folder too, which is the user's choice.
+std::filesystem::path InItsOwnFolder(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto folder =
+      std::filesystem::canonical(file.has_parent_path() ? file.parent_path() : ".", error);
+  return error ? file : folder / file.filename();
+}
+
+// What is not a file may be anything once it is followed or opened.
+void CheckIsFile(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto type = std::filesystem::status(file, error).type();
+  const char* what = nullptr;
+  if (IsLink(file)) {
+    what = "is a symbolic link, which is not followed";
+  } else if (type == std::filesystem::file_type::directory) {
+    what = "is a folder, not a database";
+  } else if (std::filesystem::exists(std::filesystem::file_status(type)) &&
+             type != std::filesystem::file_type::regular &&
+             type != std::filesystem::file_type::unknown) {
+    what = "is not a file";
+  }
+  if (what == nullptr) return;
+  throw StoreError(Printable(file) + ": " + what + "; move it away or name another folder",
+                   StoreError::Kind::kInput, file);
+}
+
 }  // namespace
 
 Statement::Statement(Connection& connection, const std::string& sql, std::string schema)
@@ -99,16 +127,34 @@ std::string_view Statement::Bytes(int column) const {
 
 Connection::Connection(const std::filesystem::path& file, std::chrono::milliseconds patience,
                        Mode mode)
-    : patience_(patience), mode_(mode) {
+    : mode_(mode) {
+  Open(file,
+       [&](sqlite3* handle) { sqlite3_busy_timeout(handle, static_cast<int>(patience.count())); });
+}
+
+Connection::Connection(const std::filesystem::path& file, Patience& patience, Mode mode)
+    : mode_(mode) {
+  Open(file, [&](sqlite3* handle) {
+    sqlite3_busy_handler(
+        handle, [](void* waiting, int) { return static_cast<Patience*>(waiting)->Wait() ? 1 : 0; },
+        &patience);
+  });
+}
+
+void Connection::Open(const std::filesystem::path& file,
+                      const std::function<void(sqlite3*)>& set_patience) {
   schemas_.emplace_back("main", file);
-  if (mode == Mode::kCreate) CreatePrivateFile(file);
+  CheckIsFile(file);
+  if (mode_ == Mode::kCreate && !CreatePrivateFile(file)) MakePrivate(file);
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(NameOf(file).c_str(), &handle,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  // A link that is put there from now on is not followed either.
+  const int code =
+      sqlite3_open_v2(NameOf(InItsOwnFolder(file)).c_str(), &handle,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW, nullptr);
   handle_.reset(handle);
   if (code != SQLITE_OK) Fail(code, "main");
   sqlite3_extended_result_codes(handle, 1);
-  sqlite3_busy_timeout(handle, static_cast<int>(patience.count()));
+  set_patience(handle);
   // A file that somebody else has written to can neither call functions through its schema nor be
   // damaged by what is run here.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -117,9 +163,11 @@ Connection::Connection(const std::filesystem::path& file, std::chrono::milliseco
 }
 
 void Connection::Attach(const std::filesystem::path& file, const std::string& schema) {
-  if (mode_ == Mode::kCreate) CreatePrivateFile(file);
+  CheckIsFile(file);
+  if (mode_ == Mode::kCreate && !CreatePrivateFile(file)) MakePrivate(file);
   const std::unique_ptr<char, decltype(&sqlite3_free)> sql(
-      sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(file).c_str(), schema.c_str()), sqlite3_free);
+      sqlite3_mprintf("ATTACH %Q AS \"%w\"", NameOf(InItsOwnFolder(file)).c_str(), schema.c_str()),
+      sqlite3_free);
   schemas_.emplace_back(schema, file);
   Execute(sql.get(), schema);
   Prepare(schema);
@@ -167,6 +215,15 @@ void Connection::UseRollbackJournal(const std::string& schema) {
 void Connection::Execute(const std::string& sql, const std::string& schema) {
   const int code = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) Fail(code, schema);
+}
+
+void Connection::BeginRead() {
+  Execute("BEGIN");
+  Execute(ReadOf("main"), "main");
+}
+
+void Connection::EndRead() const {
+  sqlite3_exec(handle_.get(), "COMMIT", nullptr, nullptr, nullptr);
 }
 
 void Connection::RollBack() const {

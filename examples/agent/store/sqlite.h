@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "store/error.h"
+#include "store/patience.h"
 
 namespace ovix::agent {
 
@@ -84,15 +86,21 @@ class Connection {
     kCreate,  // the file is created where it is missing, for its owner alone
   };
 
-  // Waits up to `patience` for another program's lock. A database that was switched to a
-  // write-ahead log is switched back, or refused when it is to be read.
+  // Waits up to `patience` for each lock of another program, or as a patience that lives longer
+  // than this says. A database that was switched to a write-ahead log is switched back, or refused
+  // when it is to be read.
   Connection(const std::filesystem::path& file, std::chrono::milliseconds patience,
              Mode mode = Mode::kCreate);
+  Connection(const std::filesystem::path& file, Patience& patience, Mode mode);
 
   // Attaches a second database file under `schema`, so that one transaction writes both.
   void Attach(const std::filesystem::path& file, const std::string& schema);
 
   void Execute(const std::string& sql, const std::string& schema = "");
+  bool IsInTransaction() const { return sqlite3_get_autocommit(handle_.get()) == 0; }
+  // Begins a transaction that only reads, and holds the lock for it.
+  void BeginRead();
+  void EndRead() const;
   // Undoes the open transaction; harmless where SQLite has done so by itself.
   void RollBack() const;
   // A statement kept for the next time that the same text is asked for.
@@ -117,12 +125,12 @@ class Connection {
   struct Close {
     void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
   };
+  void Open(const std::filesystem::path& file, const std::function<void(sqlite3*)>& set_patience);
   void Prepare(const std::string& schema);
   void UseRollbackJournal(const std::string& schema);
   bool IsAtFault(int code, const std::string& schema, const std::filesystem::path& file) const;
 
-  std::chrono::milliseconds patience_;
-  Mode mode_;
+  const Mode mode_;
   std::vector<std::pair<std::string, std::filesystem::path>> schemas_;
   std::unique_ptr<sqlite3, Close> handle_;
   std::unordered_map<std::string, Statement> statements_;

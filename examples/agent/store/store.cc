@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <set>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "store/files/files.h"
 #include "store/json.h"
+#include "store/own_files.h"
 #include "store/retention.h"
 #include "store/time.h"
 
@@ -41,15 +43,21 @@ void CheckKeepable(const Message& record) {
 
 struct Store::Written {
   Written(const Catalogue& catalogue, const std::string& name, const std::filesystem::path& file,
-          std::chrono::milliseconds patience)
+          Patience& patience)
       : database(catalogue, name, file, patience, Connection::Mode::kWrite) {}
 
   Database database;
-  std::vector<std::filesystem::path> created;  // by a write that has not ended yet
+  // By a write that has not ended yet, and the lock under which: no other store may take these
+  // empty files for databases that have lost their content.
+  std::vector<std::filesystem::path> created;
+  std::unique_ptr<FolderLock> creating;
 };
 
 Store::Store(std::filesystem::path folder, const Catalogue& catalogue, Options options)
-    : folder_(std::move(folder)), catalogue_(catalogue), options_(std::move(options)) {
+    : folder_(std::move(folder)),
+      catalogue_(catalogue),
+      options_(std::move(options)),
+      patience_(options_.patience) {
   std::error_code error;
   const auto status = std::filesystem::status(folder_, error);
   const bool is_missing =
@@ -83,52 +91,96 @@ std::filesystem::path Store::FileOf(const std::string& database) const {
 
 bool Store::IsThere(const std::string& name) const {
   std::error_code error;
-  const auto status = std::filesystem::status(FileOf(name), error);
+  const auto status = std::filesystem::symlink_status(FileOf(name), error);
   if (status.type() == std::filesystem::file_type::not_found) return false;
   if (error) FailToReach(FileOf(name), error);
   return true;
 }
 
-Database* Store::OpenToRead(const std::string& name) {
+template <typename Action>
+auto Store::Patiently(const std::string& name, const Action& action) {
+  patience_.Begin(name);
+  try {
+    auto result = action();
+    patience_.End(true);
+    return result;
+  } catch (const StoreError& error) {
+    patience_.End(error.kind() != StoreError::Kind::kLocked);
+    throw;
+  }
+}
+
+std::pair<Database*, bool> Store::BeginRead(const std::string& name) {
   const auto found = read_.find(name);
   if (in_snapshot_) {
     if (const auto failed = unreadable_.find(name); failed != unreadable_.end()) {
       throw failed->second;
     }
-    return found == read_.end() ? nullptr : found->second.get();
+    return {found == read_.end() ? nullptr : found->second.get(), false};
   }
-  if (found != read_.end() && !found->second->connection().HasMoved()) return found->second.get();
-  read_.erase(name);
-  if (!IsThere(name)) return nullptr;
-  auto opened = std::make_unique<Database>(catalogue_, name, FileOf(name), options_.patience,
-                                           Connection::Mode::kRead);
-  return read_.emplace(name, std::move(opened)).first->second.get();
+  if (found != read_.end() && found->second->connection().IsInTransaction()) {
+    return {found->second.get(), false};
+  }
+  return Patiently(name, [&]() -> std::pair<Database*, bool> {
+    try {
+      if (found == read_.end() || found->second->connection().HasMoved()) {
+        read_.erase(name);
+        if (!IsThere(name)) return {nullptr, false};
+        read_.emplace(name, std::make_unique<Database>(catalogue_, name, FileOf(name), patience_,
+                                                       Connection::Mode::kRead));
+      }
+      Database* database = read_.at(name).get();
+      database->connection().BeginRead();
+      return {database, true};
+    } catch (...) {
+      read_.erase(name);
+      throw;
+    }
+  });
 }
 
-Database& Store::OpenToWrite(const std::string& name) {
+// Within another read of the database, or a snapshot, it is a part of that.
+class Store::Reading {
+ public:
+  Reading(Store& store, const std::string& name) {
+    // A database that another store sets aside stays open here, and the journal of the new one
+    // would be taken for its own: no file may be renamed until the read has its lock.
+    const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
+    std::tie(database_, has_begun_) = store.BeginRead(name);
+  }
+  ~Reading() {
+    if (has_begun_) database_->connection().EndRead();
+  }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+
+  // Null where the database is not there.
+  Database* get() const { return database_; }
+  Database* operator->() const { return database_; }
+
+ private:
+  Database* database_ = nullptr;
+  bool has_begun_ = false;
+};
+
+Store::Written& Store::OpenToWrite(const std::string& name) {
   if (options_.access != Access::kWrite || in_snapshot_) {
     throw StoreError(Printable(folder_) + ": the store was opened to read, or is being read",
                      StoreError::Kind::kInput, folder_);
   }
   const auto found = written_.find(name);
-  if (found != written_.end()) return found->second->database;
+  if (found != written_.end()) return *found->second;
 
   MakeFolderReady();
   std::vector<std::filesystem::path> created;
   const auto make_ready = [&](const std::filesystem::path& file) {
-    if (CreatePrivateFile(file)) {
-      created.push_back(file);
-    } else {
-      MakePrivate(file);
-      std::filesystem::path journal = file;
-      MakePrivate(journal += "-journal");
-    }
+    if (CreatePrivateFile(file)) created.push_back(file);
   };
+  // Not while another store creates, removes or sets aside the files of these names.
+  auto lock = std::make_unique<FolderLock>(folder_);
   try {
-    // Not while another store removes or sets aside the files of these names.
-    const FolderLock lock(folder_);
     make_ready(FileOf(name));
-    auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), options_.patience);
+    auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), patience_);
     std::set<std::string> attached = {name};
     for (const Table& table : catalogue_.tables()) {
       const Table* log = table.database == name ? catalogue_.ChangeLog(table) : nullptr;
@@ -137,9 +189,10 @@ Database& Store::OpenToWrite(const std::string& name) {
       written->database.Attach(log->database, FileOf(log->database));
     }
     written->created = std::move(created);
-    return written_.emplace(name, std::move(written)).first->second->database;
+    if (!written->created.empty()) written->creating = std::move(lock);
+    return *written_.emplace(name, std::move(written)).first->second;
   } catch (...) {
-    RemoveEmpty(created);
+    RemoveEmpty(created, std::move(lock));
     throw;
   }
 }
@@ -148,29 +201,19 @@ void Store::MakeFolderReady() {
   if (folder_is_ready_) return;
   created_folders_ = CreatePrivateFolder(folder_);
   for (const auto& created : created_folders_) SyncFolder(created.parent_path());
-  if (created_folders_.empty()) {
-    // A folder that was there is the store's where it holds nothing but databases of the contracts.
-    std::error_code error;
-    bool is_ours = true;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
-      const std::string file = entry.path().filename().string();
-      is_ours = is_ours && std::any_of(catalogue_.tables().begin(), catalogue_.tables().end(),
-                                       [&](const Table& table) {
-                                         return file.starts_with(table.database + ".db");
-                                       });
-    }
-    if (is_ours && !error) MakePrivate(folder_);
-  }
+  if (created_folders_.empty()) CloseToOthers(folder_, catalogue_);
   folder_is_ready_ = true;
 }
 
 void Store::Close(const std::string& name) {
   std::vector<std::filesystem::path> created;
+  std::unique_ptr<FolderLock> lock;
   if (const auto found = written_.find(name); found != written_.end()) {
     created = std::move(found->second->created);
+    lock = std::move(found->second->creating);
     written_.erase(found);
   }
-  RemoveEmpty(created);
+  RemoveEmpty(created, std::move(lock));
   folder_is_ready_ = false;
 }
 
@@ -188,15 +231,29 @@ void Store::KeepCreated(const std::string& name) {
   }
   if (all_are_used) {
     written.created.clear();
+    written.creating.reset();
   } else {
     Close(name);
   }
 }
 
-void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created) {
+void Store::ReportEmptied(const Written& written) {
+  for (const auto& [schema, file] : written.database.connection().schemas()) {
+    const bool is_created =
+        std::find(written.created.begin(), written.created.end(), file) != written.created.end();
+    if (is_created || !written.database.IsNew(schema)) continue;
+    problems_.push_back(
+        Printable(file) +
+        ": the database was empty, left by a first write that did not end or emptied "
+        "since; it is begun anew");
+  }
+}
+
+void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
+                        std::unique_ptr<FolderLock> lock) {
   std::error_code ignored;
   if (!created.empty()) {
-    const FolderLock lock(folder_);
+    if (lock == nullptr) lock = std::make_unique<FolderLock>(folder_);
     for (const std::filesystem::path& file : created) {
       bool is_empty = false;
       try {
@@ -268,7 +325,8 @@ const Table& Store::GetState(const Descriptor* record) const {
 Changes Store::Write(const std::string& name, const std::function<void(Writer&)>& write) {
   for (int attempts_left = 8;; --attempts_left) {
     try {
-      const Changes changes = WriteOnce(OpenToWrite(name), write);
+      const Changes changes = Patiently(name, [&] { return WriteOnce(OpenToWrite(name), write); });
+      ReportEmptied(*written_.at(name));
       KeepCreated(name);
       return changes;
     } catch (const FileMoved&) {
@@ -291,12 +349,16 @@ Changes Store::Write(const std::string& name, const std::function<void(Writer&)>
   }
 }
 
-Changes Store::WriteOnce(Database& database, const std::function<void(Writer&)>& write) {
+Changes Store::WriteOnce(Written& written, const std::function<void(Writer&)>& write) {
+  Database& database = written.database;
   Changes changes;
   std::vector<std::string> problems;
   // A database that another store sets aside stays open here, and the journal of the new one would
   // be taken for its own: no file may be renamed from before the transaction begins until it ends.
-  const FolderLock lock(folder_, FolderLock::Kind::kShared);
+  std::unique_ptr<FolderLock> lock;
+  if (written.creating == nullptr) {
+    lock = std::make_unique<FolderLock>(folder_, FolderLock::Kind::kShared);
+  }
   if (database.connection().HasMoved()) throw FileMoved{};
   Transaction transaction(database.connection());
   database.BeginWrite();
@@ -366,6 +428,8 @@ Changes Store::Trim() {
       problems_.push_back(error.what());
     }
   }
+  // All databases have been opened, so that what their journals held is undone.
+  if (options_.access == Access::kWrite) RemoveLeftTies(folder_, catalogue_);
   return all;
 }
 
@@ -383,16 +447,8 @@ Store::Snapshot::Snapshot(Store& store) : store_(store) {
   const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
   for (const std::string& name : names) {
     try {
-      Database* database = store.OpenToRead(name);
-      if (database == nullptr) continue;
-      database->connection().Execute("BEGIN");
-      database->connection().Number("SELECT count(*) FROM sqlite_schema", "main");
+      store.BeginRead(name);
     } catch (const StoreError& error) {
-      store.read_.erase(name);
-      if (error.kind() == StoreError::Kind::kLocked) {
-        store.read_.clear();
-        throw;
-      }
       store.unreadable_.emplace(name, error);
     }
   }
@@ -423,6 +479,7 @@ Cursor Store::ReadAfter(const Descriptor* record, const Cursor& after, size_t mo
   if (table.state) {
     throw StoreError(record->full_name() + ": is a \"State\" table; its rows have no order");
   }
+  const Reading database(*this, table.database);
   const Cursor newest = Newest(record);
   Cursor cursor = after.database == newest.database ? after : Cursor{newest.database, 0};
   const std::string column =
@@ -445,8 +502,9 @@ void Store::ReadRows(const Table& table, const std::string& which,
                      const std::function<void(Statement&)>& bind,
                      const std::function<void(const Message*, int64_t)>& visit,
                      const OnBadRow& on_bad_row) {
-  Database* database = OpenToRead(table.database);
-  const std::optional<Place> place = database == nullptr ? std::nullopt : database->Find(table);
+  const Reading database(*this, table.database);
+  const std::optional<Place> place =
+      database.get() == nullptr ? std::nullopt : database->Find(table);
   if (!place.has_value()) return;
   Statement select(database->connection(),
                    place->select + (which.empty() ? " ORDER BY " + place->arrival_column : which),
@@ -467,22 +525,23 @@ void Store::ReadRows(const Table& table, const std::string& which,
 
 Cursor Store::Newest(const Descriptor* record) {
   const Table& table = catalogue_.Get(record);
-  Database* database = OpenToRead(table.database);
-  if (database == nullptr) return {};
+  const Reading database(*this, table.database);
+  if (database.get() == nullptr) return {};
   return {database->Number("main", "database").value_or(0), database->LastArrival(table)};
 }
 
 int64_t Store::CountRows(const Table& table) {
-  Database* database = OpenToRead(table.database);
-  if (database == nullptr || !database->HasTable(table)) return 0;
+  const Reading database(*this, table.database);
+  if (database.get() == nullptr || !database->HasTable(table)) return 0;
   return database->connection().Number(
       "SELECT count(*) FROM \"main\"." + tables::Quoted(table.name), "main");
 }
 
 int64_t Store::CountChanges(const Table& state) {
   const Table* log = catalogue_.ChangeLog(state);
-  Database* database = log == nullptr ? nullptr : OpenToRead(log->database);
-  if (database == nullptr || !database->HasTable(*log)) return 0;
+  if (log == nullptr) return 0;
+  const Reading database(*this, log->database);
+  if (database.get() == nullptr || !database->HasTable(*log)) return 0;
   Statement count(
       database->connection(),
       "SELECT count(*) FROM \"main\"." + tables::Quoted(log->name) + " WHERE \"type\" = ?", "main");
@@ -491,8 +550,8 @@ int64_t Store::CountChanges(const Table& state) {
 }
 
 std::optional<Store::Usage> Store::MeasureTable(const Table& table) {
-  Database* database = OpenToRead(table.database);
-  if (database == nullptr || !database->HasTable(table)) return std::nullopt;
+  const Reading database(*this, table.database);
+  if (database.get() == nullptr || !database->HasTable(table)) return std::nullopt;
   Usage usage{CountRows(table), std::nullopt, std::nullopt};
   Connection& connection = database->connection();
   if (connection.Number("SELECT sqlite_compileoption_used('ENABLE_DBSTAT_VTAB')") != 0) {

@@ -13,14 +13,18 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/database.h"
+#include "store/patience.h"
 #include "store/sqlite.h"
 #include "store/values.h"
 #include "store/writer.h"
 
 namespace ovix::agent {
+
+class FolderLock;
 
 // How far a reader of a "Historical" table has come: past the row of this number. Rows are numbered
 // from 1 in the order in which the store got them; no number is ever given twice. A default one
@@ -51,7 +55,7 @@ class Store {
     kWrite,  // the folder and databases are created by the first write
   };
   struct Options {
-    std::chrono::milliseconds patience{5000};  // how long to wait for another program's lock
+    std::chrono::milliseconds patience{5000};  // with other programs' locks, all together
     std::function<std::chrono::system_clock::time_point()> clock = std::chrono::system_clock::now;
     Access access = Access::kWrite;
   };
@@ -106,7 +110,8 @@ class Store {
 
   // While it lives, all reads of the store see the databases as they were when it was taken, all of
   // them of one moment. Other programs' writes wait for its end, so it must be short, and its store
-  // must not be written to.
+  // must not be written to. A database that cannot be read, or not in time, is left out: each read
+  // of it is the same error.
   class Snapshot {
    public:
     explicit Snapshot(Store& store);
@@ -136,16 +141,27 @@ class Store {
   // A database that is written to, and what was created for it by the write that goes on.
   struct Written;
 
-  // The database to be read; null where it is not there.
-  Database* OpenToRead(const std::string& name);
+  // A read of one database, of one moment.
+  class Reading;
+
+  // Does what meets the locks of a database.
+  template <typename Action>
+  auto Patiently(const std::string& name, const Action& action);
+  // The database to be read, within a transaction that sees one moment, and whether this has begun
+  // that; null where it is not there. Under the folder's lock.
+  std::pair<Database*, bool> BeginRead(const std::string& name);
   bool IsThere(const std::string& name) const;
-  Database& OpenToWrite(const std::string& name);
+  Written& OpenToWrite(const std::string& name);
   void MakeFolderReady();
   // Closes the database and removes the files that were created for it and are empty.
   void Close(const std::string& name);
   // What was created for a database stays, but for the files that are empty.
   void KeepCreated(const std::string& name);
-  void RemoveEmpty(const std::vector<std::filesystem::path>& created);
+  // Under `lock`, the folder's, where it is held already.
+  void RemoveEmpty(const std::vector<std::filesystem::path>& created,
+                   std::unique_ptr<FolderLock> lock);
+  // Reports what a write has begun anew in files that were there and held nothing.
+  void ReportEmptied(const Written& written);
   void SetAside(const StoreError& damaged);
 
   // Calls `visit` with the rows that `which` chooses, null for one that no longer reads, and their
@@ -159,11 +175,12 @@ class Store {
   const Table& GetState(const google::protobuf::Descriptor* record) const;
   // Runs `write` in one transaction and then keeps the limits of what it touched.
   Changes Write(const std::string& database, const std::function<void(Writer&)>& write);
-  Changes WriteOnce(Database& database, const std::function<void(Writer&)>& write);
+  Changes WriteOnce(Written& written, const std::function<void(Writer&)>& write);
 
   std::filesystem::path folder_;
   const Catalogue& catalogue_;
   Options options_;
+  Patience patience_;
   std::map<std::string, std::unique_ptr<Written>> written_;
   std::map<std::string, std::unique_ptr<Database>> read_;
   bool folder_is_ready_ = false;

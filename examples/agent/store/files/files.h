@@ -18,6 +18,9 @@ bool CreatePrivateFile(const std::filesystem::path& file);
 // lowest first. Throws StoreError.
 std::vector<std::filesystem::path> CreatePrivateFolder(const std::filesystem::path& folder);
 
+// Whether the name is a symbolic link, or another that leads elsewhere; false where there is none.
+bool IsLink(const std::filesystem::path& path);
+
 // Takes the rights of everybody but the owner from a file or folder that is the user's own; leaves
 // any other as it is.
 void MakePrivate(const std::filesystem::path& path);

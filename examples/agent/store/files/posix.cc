@@ -61,6 +61,11 @@ std::vector<std::filesystem::path> CreatePrivateFolder(const std::filesystem::pa
   return created;
 }
 
+bool IsLink(const std::filesystem::path& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 void MakePrivate(const std::filesystem::path& path) {
   struct stat status;
   if (lstat(path.c_str(), &status) != 0 || status.st_uid != geteuid()) return;

@@ -96,6 +96,16 @@ std::vector<std::filesystem::path> CreatePrivateFolder(const std::filesystem::pa
   return created;
 }
 
+bool IsLink(const std::filesystem::path& path) {
+  WIN32_FIND_DATAW found;
+  const HANDLE search = FindFirstFileW(path.c_str(), &found);
+  if (search == INVALID_HANDLE_VALUE) return false;
+  FindClose(search);
+  return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+         (found.dwReserved0 == IO_REPARSE_TAG_SYMLINK ||
+          found.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT);
+}
+
 void MakePrivate(const std::filesystem::path& path) {
   const auto descriptor = PrivateDescriptor();
   BOOL is_present = FALSE;

@@ -1,0 +1,26 @@
+// The agent's own files in a store's folder, which their names tell, and their upkeep.
+#ifndef OVIX_AGENT_STORE_OWN_FILES_H_
+#define OVIX_AGENT_STORE_OWN_FILES_H_
+
+#include <filesystem>
+#include <string_view>
+
+#include "store/values.h"
+
+namespace ovix::agent {
+
+// Whether a file of this name is the agent's: a database of the contracts, with its journals and
+// what was set aside of it, or what the uploader keeps.
+bool IsOwnFile(const Catalogue& catalogue, std::string_view name);
+
+// Takes the rights of others from the agent's own files in the folder, and from the folder where it
+// holds nothing else.
+void CloseToOthers(const std::filesystem::path& folder, const Catalogue& catalogue);
+
+// Removes the journals that tied the files of one transaction together and that a kill has left.
+// While a database has a journal that may need them, nothing is removed.
+void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalogue);
+
+}  // namespace ovix::agent
+
+#endif  // OVIX_AGENT_STORE_OWN_FILES_H_

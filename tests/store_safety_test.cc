@@ -1,0 +1,247 @@
+// What other programs and people do to a store's files: whatever it is, it stops nothing else, and
+// the store touches nothing that is not its own.
+#include <gtest/gtest.h>
+
+#include <future>
+#include <optional>
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
+#include "ovix/telemetry/contract/storage/cache.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/device_profile_events.pb.h"
+#include "store/files/files.h"
+#include "support/folder.h"
+#include "support/store.h"
+
+namespace ovix::tests {
+namespace {
+
+using agent::Store;
+using agent::Table;
+namespace fs = std::filesystem;
+namespace storage = telemetry::contract::storage;
+namespace profile = storage::device_profile;
+
+storage::CollectorCache CacheRow() {
+  storage::CollectorCache row;
+  row.set_collector("c");
+  return row;
+}
+
+Store Reader(const Folder& folder) {
+  Store::Options options = Options();
+  options.access = Store::Access::kRead;
+  return Store(folder.path(), Library(), options);
+}
+
+TEST(StoreSafety, OneDatabaseThatCannotBeReadStopsNoOther) {
+  struct Case {
+    const char* said;
+    std::function<void(const fs::path&)> spoil;
+  };
+  std::unique_ptr<agent::Connection> other;
+  const Case cases[] = {
+      {"switched the database to a write-ahead log",
+       [](const fs::path& file) { Execute(file, "PRAGMA journal_mode = WAL"); }},
+      {"locked by another program",
+       [&](const fs::path& file) {
+         other = std::make_unique<agent::Connection>(file, std::chrono::milliseconds(0));
+         other->Execute("BEGIN EXCLUSIVE");
+       }},
+      {"another program's",
+       [](const fs::path& file) { Execute(file, "PRAGMA application_id = 7"); }},
+  };
+  for (const auto& [said, spoil] : cases) {
+    SCOPED_TRACE(said);
+    const Folder folder;
+    const auto row = CacheRow();
+    const profile::Application application;
+    Store(folder.path(), Library(), Options()).Put({&row, &application});
+    spoil(folder / "Cache.db");
+    {
+      Store reader = Reader(folder);
+      const Store::Snapshot snapshot(reader);
+      EXPECT_EQ(Rows<profile::Application>(reader).size(), 1U);
+      for (int i = 0; i < 2; ++i) {
+        ExpectContains(ErrorOf([&] { Rows<storage::CollectorCache>(reader); }), {"Cache.db", said});
+      }
+    }
+    other.reset();
+  }
+}
+
+// A name in place of a database's, and what the store says of it.
+struct NoDatabase {
+  const char* said;
+  std::function<void(const fs::path&)> make;
+};
+
+std::vector<NoDatabase> NoDatabases() {
+  std::vector<NoDatabase> all = {
+      {"is a folder, not a database; move it away",
+       [](const fs::path& file) { fs::create_directory(file); }},
+  };
+#ifndef _WIN32  // where a link needs a right that few have
+  const char* link = "is a symbolic link, which is not followed; move it away";
+  all.push_back({link, [](const fs::path& file) {
+                   fs::create_symlink(file.parent_path() / "elsewhere.db", file);
+                 }});
+  all.push_back({link, [](const fs::path& file) { fs::create_symlink("none.db", file); }});
+  all.push_back({link, [](const fs::path& file) { fs::create_symlink(file, file); }});
+  all.push_back(
+      {"is not a file; move it away", [](const fs::path& file) { mkfifo(file.c_str(), 0600); }});
+#endif
+  return all;
+}
+
+TEST(StoreSafety, WhatIsNotAFileIsRefusedAndLeftAlone) {
+  for (const auto& [said, make] : NoDatabases()) {
+    for (const std::string name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+      SCOPED_TRACE(name + " " + said);
+      const Folder folder;
+      Store(folder.path(), Library(), Options()).Put(profile::Application());
+      fs::rename(folder / name, folder / "elsewhere.db");
+      make(folder / name);
+      const auto before = folder.Contents();
+      const std::string line = name + ": " + said;
+      Store store(folder.path(), Library(), Options());
+      const auto& table =
+          Library().Get(name == "DeviceProfile.db" ? profile::Application::descriptor()
+                                                   : profile::ApplicationEvents::descriptor());
+      ExpectContains(ErrorOf([&] { store.CountRows(table); }), {line.c_str()});
+      ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }), {line.c_str()});
+      ExpectContains(ErrorOf([&] { agent::Connection(folder / name, Options().patience); }),
+                     {line.c_str()});
+      EXPECT_EQ(folder.Contents(), before);
+    }
+  }
+}
+
+TEST(StoreSafety, WhatAKillLeftOfATransactionIsRemovedOnceNothingNeedsIt) {
+  const Folder folder;
+  Store store(folder.path(), Library(), Options());
+  store.Put(profile::Application());
+  const std::string left[] = {"DeviceProfile.db-mj0A1B2C9D4", "Cache.db-mjFFFFFF900"};
+  const std::string others[] = {"Photos.db-mj0A1B2C9D4", "DeviceProfile.db-mj0A1B2C9D",
+                                "DeviceProfile.db-mj0A1B2C8D4"};
+  for (const auto& name : left) folder.Write(name, "");
+  for (const auto& name : others) folder.Write(name, "");
+  store.Put(CacheRow());
+  fs::create_directory(folder / "Cache.db-mj000000900");
+  // Journals that may refer to them: of a database that may come back, and of one that is written.
+  for (const char* database : {"HealthLog.db", "Cache.db"}) {
+    const std::string journal = std::string(database) + "-journal";
+    agent::Connection other(folder / "Cache.db", std::chrono::milliseconds(0));
+    if (std::string(database) == "Cache.db") other.Execute("BEGIN IMMEDIATE");
+    folder.Write(journal, std::string(512, '\0'));
+    store.Trim();
+    for (const auto& name : left) EXPECT_TRUE(fs::exists(folder / name)) << name;
+    if (std::string(database) == "HealthLog.db") fs::remove(folder / journal);
+  }
+  store.TakeProblems();
+  store.Trim();
+  for (const auto& name : left) EXPECT_FALSE(fs::exists(folder / name)) << name;
+  for (const auto& name : others) EXPECT_TRUE(fs::exists(folder / name)) << name;
+  EXPECT_TRUE(fs::exists(folder / "Cache.db-mj000000900"));
+}
+
+TEST(StoreSafety, ADatabaseThatWasEmptiedIsBegunAnewAndReported) {
+  for (const char* name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+    SCOPED_TRACE(name);
+    const Folder folder;
+    profile::Application application;
+    {
+      Store store(folder.path(), Library(), Options());
+      store.Put(application);
+      EXPECT_TRUE(store.TakeProblems().empty()) << "a new database is not one that was emptied";
+    }
+    fs::resize_file(folder / name, 0);
+    Store store(folder.path(), Library(), Options());
+    for (const size_t reports : {1, 0}) {
+      application.set_version(application.version() + "+");
+      store.Put(application);
+      const auto problems = store.TakeProblems();
+      ASSERT_EQ(problems.size(), reports);
+      for (const auto& line : problems) {
+        ExpectContains(line, {name, ": the database was empty", "begun anew"});
+      }
+    }
+  }
+}
+
+// How long it takes until an action has failed for a lock, in milliseconds.
+int64_t WaitInVain(const std::function<void()>& action) {
+  const auto begin = std::chrono::steady_clock::now();
+  ExpectContains(ErrorOf(action), {"locked by another program"});
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               begin)
+      .count();
+}
+
+TEST(StoreSafety, LocksAreWaitedForOnceAndNotForEachTable) {
+  constexpr int64_t kPatience = 400;
+  const Folder folder;
+  const auto row = CacheRow();
+  const profile::Application application;
+  Store::Options options = Options();
+  options.patience = std::chrono::milliseconds(kPatience);
+  Store store(folder.path(), Library(), options);
+  store.Put({&row, &application});
+  const auto write = [&] { store.Put(application); };
+  const auto write_cache = [&] { store.Put(row); };
+  const auto lock = [&](const char* name) {
+    auto other = std::make_unique<agent::Connection>(folder / name, std::chrono::milliseconds(0));
+    other->Execute("BEGIN EXCLUSIVE");
+    return other;
+  };
+  {
+    const auto profile_locked = lock("DeviceProfile.db");
+    EXPECT_GE(WaitInVain(write), kPatience);
+    int64_t more = 0;
+    int tables = 0;
+    for (const Table& table : Library().tables()) {
+      if (table.database != "DeviceProfile") continue;
+      more += WaitInVain([&] { store.CountRows(table); }) + WaitInVain(write);
+      ++tables;
+    }
+    EXPECT_LT(more, tables * kPatience / 4) << "for " << tables << " tables";
+    store.Put(row);  // one that is free is not affected
+    const auto cache_locked = lock("Cache.db");
+    EXPECT_GE(WaitInVain(write_cache), kPatience / 20) << "a short lock stops no other database";
+  }
+  store.Put({&row, &application});
+  const auto locked_again = lock("DeviceProfile.db");
+  EXPECT_GE(WaitInVain(write), kPatience) << "what was waited for came in between";
+}
+
+#ifndef _WIN32  // where no open file is renamed
+TEST(StoreSafety, ReadingWaitsForWhoRenamesFiles) {
+  const Folder folder;
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  Store reader = Reader(folder);
+  for (const bool is_open : {false, true}) {
+    SCOPED_TRACE(is_open);
+    std::optional<agent::FolderLock> renaming(folder.path());
+    auto rows =
+        std::async(std::launch::async, [&] { return Rows<profile::Application>(reader).size(); });
+    EXPECT_EQ(rows.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    renaming.reset();
+    EXPECT_EQ(rows.get(), 1U);
+  }
+}
+
+TEST(StoreSafety, TheFolderMayBeALink) {
+  const Folder folder;
+  fs::create_directory(folder / "store");
+  fs::create_directory_symlink("store", folder / "link");
+  Store(folder / "link", Library(), Options()).Put(profile::Application());
+  Store store(folder / "store", Library(), Options());
+  EXPECT_EQ(Rows<profile::Application>(store).size(), 1U);
+}
+#endif
+
+}  // namespace
+}  // namespace ovix::tests
