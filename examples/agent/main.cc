@@ -91,7 +91,6 @@ class CollectRun {
     for (const std::string& problem : PrintStore(std::cout, store_, catalogue_)) Say(problem);
     std::cout << "\nSince the last run: ";
     PrintChanges(std::cout, all_);
-    std::cout.flush();
     return succeeded_;
   }
 
@@ -114,8 +113,7 @@ class CollectRun {
   void Say(const std::string& problem) {
     succeeded_ = false;
     if (!said_.insert(problem).second) return;
-    std::cout.flush();
-    std::cerr << "ovix-agent: " << problem << "\n";
+    PrintProblem(problem);
   }
 
   const Catalogue& catalogue_;
@@ -138,9 +136,15 @@ bool Show(const std::filesystem::path& folder) {
   const Catalogue catalogue;
   Store store(folder, catalogue, {.access = Store::Access::kRead});
   const std::set<std::string> problems = PrintStore(std::cout, store, catalogue);
-  std::cout.flush();
-  for (const std::string& problem : problems) std::cerr << "ovix-agent: " << problem << "\n";
+  for (const std::string& problem : problems) PrintProblem(problem);
   return problems.empty();
+}
+
+// The line for arguments that are not accepted, which may quote them.
+std::string ProblemOf(const CLI::App& app, const CLI::ParseError& error) {
+  std::string command = "ovix-agent";
+  for (const CLI::App* called : app.get_subcommands()) command += " " + called->get_name();
+  return Escaped(error.what()) + "; see `" + command + " --help`";
 }
 
 int Main(int argc, char** argv) {
@@ -166,10 +170,12 @@ int Main(int argc, char** argv) {
     if (*collect && !Collect(PathOf(folder), PathOf(root))) return 1;
     if (*show && !Show(PathOf(folder))) return 1;
   } catch (const CLI::ParseError& error) {
-    return app.exit(error);
+    // Help and the version are asked for by what CLI11 takes for an error of code 0.
+    if (error.get_exit_code() == 0) return app.exit(error);
+    PrintProblem(ProblemOf(app, error));
+    return 1;
   } catch (const std::exception& error) {
-    std::cout.flush();
-    std::cerr << "ovix-agent: " << error.what() << "\n";
+    PrintProblem(error.what());
     return 1;
   }
   return exit_code;

@@ -63,9 +63,20 @@ void PrintResult(const UploadResult& result, const std::string& shown) {
     std::cout << result.as_before << " more as they were sent today already\n";
   }
   Show(result, shown);
-  std::cout.flush();
-  for (const std::string& note : result.notes) std::cerr << "ovix-agent: note: " << note << "\n";
-  for (const std::string& line : result.problems) std::cerr << "ovix-agent: " << line << "\n";
+  for (const std::string& note : result.notes) PrintNote(note);
+  for (const std::string& line : result.problems) PrintProblem(line);
+}
+
+// Accepts a whole number of 1 or more.
+CLI::Validator AtLeastOne() {
+  return CLI::Validator(
+      [](const std::string& number) {
+        const bool is_whole = number.find_first_not_of("0123456789") == std::string::npos;
+        return is_whole && number.find_first_not_of('0') != std::string::npos
+                   ? std::string()
+                   : "Value " + number + " is not a whole number of 1 or more";
+      },
+      "POSITIVE");
 }
 
 // Whether a store has ever written here. Throws where the folder cannot be read.
@@ -143,13 +154,9 @@ int RunAck(const AckOptions& options) {
   const Outbox::Taken taken = outbox.Acknowledge(ids, unknown, problems);
   std::cout << taken.payloads << (taken.payloads == 1 ? " payload" : " payloads")
             << " acknowledged and removed, " << taken.bytes << " bytes\n";
-  std::cout.flush();
-  for (const std::string& line : outbox.remarks())
-    std::cerr << "ovix-agent: note: " << line << "\n";
-  for (const std::string& id : unknown) {
-    std::cerr << "ovix-agent: " << id << ": is not in the outbox\n";
-  }
-  for (const std::string& line : problems) std::cerr << "ovix-agent: " << line << "\n";
+  for (const std::string& line : outbox.remarks()) PrintNote(line);
+  for (const std::string& id : unknown) PrintProblem(id + ": is not in the outbox");
+  for (const std::string& line : problems) PrintProblem(line);
   return !problems.empty() ? 1 : !unknown.empty() ? 2 : 0;
 }
 
@@ -171,7 +178,7 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
       ->add_option("--max-bytes", to_upload->max_bytes,
                    "Size of the outbox; beyond it the oldest payloads are dropped")
       ->transform(CLI::AsSizeValue(false))
-      ->check(CLI::PositiveNumber)
+      ->check(AtLeastOne())
       ->capture_default_str();
   upload
       ->add_option("--max-age-days", to_upload->max_age_days,
