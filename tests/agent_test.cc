@@ -235,5 +235,26 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
   }
 }
 
+#ifndef _WIN32  // whose shell closes no stream and has no full device
+TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=x\n");
+  const std::string collect =
+      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+  for (const std::string& arguments :
+       {collect + " 2>&1 >/dev/full", collect + " 2>&1 >&-",
+        "show " + (folder / "store").string() + " 2>&1 >/dev/full",
+        std::string("--help 2>&1 >/dev/full"), std::string("--version 2>&1 >&-")}) {
+    const Outcome outcome = RunProgram("{ " OVIX_TESTS_AGENT, arguments + "; }");
+    EXPECT_EQ(outcome.exit_code, 1) << arguments;
+    EXPECT_TRUE(outcome.output.starts_with("ovix-agent: standard output: cannot be written") &&
+                outcome.output.find('\n') == outcome.output.size() - 1)
+        << arguments << "\n"
+        << outcome.output;
+  }
+  EXPECT_EQ(RunAgent(collect).exit_code, 0) << "the store is sound";
+}
+#endif
+
 }  // namespace
 }  // namespace ovix::tests

@@ -19,6 +19,8 @@
 #include "upload_commands.h"
 #ifdef _WIN32
 #include "collectors/windows/windows.h"
+#else
+#include <fcntl.h>
 #endif
 
 namespace ovix::agent {
@@ -147,7 +149,7 @@ std::string ProblemOf(const CLI::App& app, const CLI::ParseError& error) {
   return Escaped(error.what()) + "; see `" + command + " --help`";
 }
 
-int Main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   CLI::App app("Collects what this machine tells of itself and keeps it in local databases.");
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
@@ -179,6 +181,28 @@ int Main(int argc, char** argv) {
     return 1;
   }
   return exit_code;
+}
+
+#ifndef _WIN32
+// A file that is opened must not take the place of a standard stream that is closed: what is
+// printed would be written into it. What takes it instead fails as the closed stream does.
+void OccupyClosedStreams() {
+  for (int stream = 0; stream <= 2; ++stream) {
+    if (fcntl(stream, F_GETFD) == -1) open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
+  }
+}
+#endif
+
+int Main(int argc, char** argv) {
+#ifndef _WIN32
+  OccupyClosedStreams();
+#endif
+  const int exit_code = Run(argc, argv);
+  if (std::cout.flush()) return exit_code;
+  PrintProblem(
+      "standard output: cannot be written in full; free space or print to another place (what was "
+      "to be done is done, but for what is said above)");
+  return 1;
 }
 
 }  // namespace
