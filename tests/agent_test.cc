@@ -139,7 +139,8 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   }
   ASSERT_GT(ids.size(), 3U);
   const std::string unknown = "00000000-0000-8000-8000-000000000000";
-  folder.Write("ids", ids[1] + "\r\n\n" + ids[2] + "\n");
+  folder.Write("ids", "\xEF\xBB\xBF" + ids[1] + "\r\n\n \t" + ids[2] + "\n");
+  folder.Write("long", std::string(3000000, 'x'));
   folder.Write("bad-ids", ids[0] + "\n" + "x\x1b[31m\n");
   const size_t files = folder.Contents().size();
   const auto expect = [&](const std::string& arguments, int exit_code, const std::string& said,
@@ -150,8 +151,9 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
     EXPECT_EQ(folder.Contents().size(), files - removed * 2) << arguments;
   };
   expect(outbox, 1, "no ids", 0);
-  expect(outbox + " " + ids[0] + " nonsense", 1, "\"nonsense\" is no id", 0);
+  expect(outbox + " " + ids[0] + " nonsense", 1, "\"nonsense\" is not the id", 0);
   expect(outbox + " --file " + (folder / "bad-ids").string(), 1, "bad-ids:2: \"x", 0);
+  expect(outbox + " --file " + (folder / "long").string(), 1, "xxx...\" is not the id", 0);
   expect(outbox + " --file " + (folder / "none").string(), 1, "none: cannot be read", 0);
   expect(store + " " + ids[0], 1, "is no outbox", 0);
   expect((folder / "nowhere").string() + " " + ids[0], 1, "nowhere", 0);

@@ -118,9 +118,11 @@ std::string CheckedId(std::string id, const std::string& place) {
   std::transform(id.begin(), id.end(), id.begin(),
                  [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
   if (IsUuid(id)) return id;
-  throw std::runtime_error(place + ": \"" + Escaped(id) +
-                           "\" is no id of a payload; give the value of `id` in its label (nothing "
-                           "was acknowledged)");
+  constexpr size_t kMostShown = 80;
+  throw std::runtime_error(place + ": \"" + Escaped(id.substr(0, kMostShown)) +
+                           (id.size() > kMostShown ? "..." : "") +
+                           "\" is not the id of a payload; give the value of `id` in its label "
+                           "(nothing was acknowledged)");
 }
 
 // The ids of a file's lines; "-" is the standard input.
@@ -132,7 +134,11 @@ void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   std::istream& input = is_file ? file : std::cin;
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
+    // What editors put before a text in UTF-8.
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
     line.erase(line.find_last_not_of(" \t\r") + 1);
+    line.erase(0, line.find_first_not_of(" \t"));
     if (!line.empty()) ids.push_back(CheckedId(line, said + ":" + std::to_string(number)));
   }
   if (input.bad() || (is_file && !file.is_open())) {
