@@ -162,6 +162,13 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   expect(outbox + " " + unknown + " --file " + (folder / "ids").string(), 2,
          unknown + ": is not in the outbox", 3);
 
+  expect(outbox + " --file " + folder.path().string(), 1, ": cannot be read", 3);
+#ifndef _WIN32  // whose shell has no such input
+  expect(outbox + " --file - <" + outbox, 1, "standard input: cannot be read (Is a directory", 3);
+  expect(outbox + " --file - <&-", 1, "standard input: cannot be read (Bad file descriptor", 3);
+  expect(outbox + " --file - </dev/null", 0, "0 payloads acknowledged", 3);
+#endif
+
   // The second one is refused, whichever command it is.
   const agent::Outbox held(outbox, agent::UploadLock::IfMissing::kMake, agent::Files::System());
   expect(outbox + " " + ids[3], 1, "outbox: another ovix-agent works on this outbox", 3);

@@ -3,6 +3,7 @@
 #include <google/protobuf/util/json_util.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -141,7 +142,9 @@ void ReadIds(const std::string& name, std::vector<std::string>& ids) {
     line.erase(0, line.find_first_not_of(" \t"));
     if (!line.empty()) ids.push_back(CheckedId(line, said + ":" + std::to_string(number)));
   }
-  if (input.bad() || (is_file && !file.is_open())) {
+  // std::cin takes an error of the standard input for its end.
+  const bool failed = is_file ? !file.is_open() || file.bad() : std::ferror(stdin) != 0;
+  if (failed) {
     throw std::runtime_error(said + ": cannot be read (" + std::strerror(errno) +
                              "); name a file of ids, one a line");
   }
