@@ -5,6 +5,7 @@
 #include <regex>
 #include <set>
 
+#include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -395,6 +396,8 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
     storage::device_health::BatteryHealthLog log;
     log.set_time(agent::TimeText(kNow));
     store.Put(log);
+    storage::CollectorCache cache;
+    store.Put(cache);
   }
   agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
       .Execute("UPDATE Device SET supported_sleep_states = 'x' WHERE device_unique_id = 'damaged'");
@@ -412,8 +415,14 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
   std::string all;
   for (const std::string& problem : built.problems) {
     EXPECT_EQ(problem.find('\n'), std::string::npos);
+    EXPECT_EQ(all.find(problem), std::string::npos) << "is said twice: " << problem;
     all += problem + "\n";
   }
+  std::set<std::string> measured;
+  for (const auto* usage : Of<upload::agent::TarvelAgentTelemetryStorageUsageAsCDM>(built)) {
+    measured.insert(usage->database_name());
+  }
+  EXPECT_EQ(measured, (std::set<std::string>{"Cache", "DeviceProfile", "DeviceProfileEvents"}));
   for (const char* part : {"database DeviceProfile, table Device, device_unique_id=damaged",
                            "database DeviceProfileEvents, table ApplicationEvents, time=2026-11-20",
                            "HealthLog.db: the database is damaged"}) {
