@@ -88,21 +88,26 @@ TEST(Agent, KeepsTheOutboxForItsUserAlone) {
   const std::string machine = " --root " + (folder / "machine").string();
   std::filesystem::create_directory(folder / "found");
   folder.Write("shared/notes.txt", "");
+  // A folder that holds nothing but what only looks like a payload.
+  std::filesystem::create_directories(folder /
+                                      "taken/20261120T000000000Z-0000000000001-IdentityAsCDM.json");
   const perms shared = std::filesystem::status(folder / "shared").permissions();
   int round = 0;
   for (const mode_t mask : {0, 0277}) {
     const mode_t before = umask(mask);
     RunAgent("collect " + store + machine);
-    for (const char* outbox : {"made/outbox", "found", "shared"}) {
+    for (const char* outbox : {"made/outbox", "found", "shared", "taken"}) {
       std::filesystem::remove(folder / "store/Upload.db");  // so that all goes out again
       const Outcome outcome =
           RunAgent("upload " + store + " " + (folder / outbox).string() + machine);
-      EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+      EXPECT_EQ(outcome.exit_code, outbox == std::string("taken") ? 1 : 0) << outcome.output;
     }
     umask(before);
     ++round;
-    EXPECT_EQ(std::filesystem::status(folder / "shared").permissions(), shared)
-        << "somebody else uses it too";
+    for (const char* part : {"shared", "taken"}) {
+      EXPECT_EQ(std::filesystem::status(folder / part).permissions(), shared)
+          << part << ": somebody else uses it too";
+    }
     for (const char* part : {"store", "made", "found"}) {
       for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / part)) {
         EXPECT_EQ(entry.status().permissions(),
