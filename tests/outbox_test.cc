@@ -613,6 +613,25 @@ TEST_F(Uploads, WaitInTheStoreWhereTheOutboxCannotBeWritten) {
   EXPECT_EQ(Messages(Run()), (std::set<std::string>{"HwBatteryHealthLogAsCDM"}));
 }
 
+TEST_F(Uploads, BuildNothingMoreWhileEarlierPayloadsWait) {
+  AddReading("1");
+  files_.Plan(MemoryFiles::Fault::kFail, 5);
+  Run();
+  files_.Restart();
+  AddReading("2");
+  files_.Plan(MemoryFiles::Fault::kFail, 5);
+  const UploadResult waiting = Run();
+  EXPECT_TRUE(waiting.built.payloads.empty() && waiting.sent.empty());
+  ASSERT_EQ(waiting.problems.size(), 1U);
+  EXPECT_NE(waiting.problems[0].find("1 payload waits in the store"), std::string::npos);
+  files_.Restart();
+  const UploadResult then = Run();
+  ASSERT_EQ(then.sent.size(), 3U);
+  for (size_t i = 1; i < then.sent.size(); ++i) {
+    EXPECT_LT(then.sent[i - 1].label.sequence, then.sent[i].label.sequence);
+  }
+}
+
 TEST(UploadDatabase, HasANameThatNoContractGives) {
   const Catalogue catalogue;
   for (const agent::Table& table : catalogue.tables()) {
