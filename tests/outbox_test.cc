@@ -114,14 +114,18 @@ TEST(Labels, SayWhatTheyShouldAndReadBack) {
 
 TEST(Labels, NameOnlyTheAgentsOwnFiles) {
   const std::string stem = "20261121T043109120Z-0000000000007-IdentityAsCDM";
-  for (const std::string& name : {stem + ".binpb", stem + ".json", "." + stem + ".binpb.part",
-                                  std::string("20261121T043109120Z-0001-A.json.part")}) {
+  for (const std::string& name :
+       {stem + ".binpb", stem + ".json", "." + stem + ".binpb.part",
+        std::string("20261121T043109120Z-0001-pcIoloScanResultsAsCDM.json.part")}) {
     EXPECT_TRUE(agent::ParseOutboxName(name)) << name;
   }
   for (const std::string& name :
        {std::string("a.part"), std::string("report.binpb"), "." + stem + ".json", stem + ".txt",
         "x" + stem + ".json", stem + ".json.bak", stem + "\n.json", std::string("2026-0001-A.json"),
-        std::string("20261121T043109120Z-1-A.json"), stem}) {
+        std::string("20261121T043109120Z-1-IdentityAsCDM.json"),
+        std::string("20261121T043109120Z-0001-MyOwnThing.json"),  // is not a contract
+        std::string("20261121T043109120Z-0001-Device.json"),      // is not a payload
+        stem}) {
     EXPECT_FALSE(agent::ParseOutboxName(name)) << name;
   }
 }
@@ -231,20 +235,24 @@ TEST(OutboxFolder, FollowsNoLinkToWhatItWritesOrReads) {
 TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   const Folder folder;
   const std::string old = "20261120T000000000Z-0000000000001-";
-  folder.Write("outbox/." + old + "A.binpb.part", "half");
-  folder.Write("outbox/" + old + "B.binpb", "whole, but its label was never written");
-  folder.Write("outbox/" + old + "C.json", "{}");  // its payload is gone
-  folder.Write("outbox/" + old + "D.binpb", "of an older agent");
-  folder.Write("outbox/" + old + "D.json", "{}");
-  const std::set<std::string> strangers = {"a.part", "report.binpb", "2026-0001-A.binpb",
-                                           "notes.json", ".hidden"};
+  constexpr char kFolder[] = "FwComponentsInfoAsCDM.binpb";
+  constexpr char kLink[] = "HwComponentsInfoAsCDM.binpb";
+  folder.Write("outbox/." + old + "IdentityAsCDM.binpb.part", "half");
+  folder.Write("outbox/" + old + "DeviceInfoAsCDM.binpb", "whole, but its label was never written");
+  folder.Write("outbox/" + old + "PcFwSettingsAsCDM.json", "{}");  // its payload is gone
+  folder.Write("outbox/" + old + "OperatingSystemAsCDM.binpb", "of an older agent");
+  folder.Write("outbox/" + old + "OperatingSystemAsCDM.json", "{}");
+  const std::set<std::string> strangers = {
+      "a.part",     "report.binpb",      "2026-0001-IdentityAsCDM.binpb",
+      "notes.json", old + "MyOwn.binpb", "." + old + "MyOwn.binpb.part",
+      ".hidden",    old + "Device.binpb"};
   for (const std::string& name : strangers) folder.Write("outbox/" + name, "somebody's own");
-  std::filesystem::create_directories(folder / ("outbox/" + old + "E.binpb"));
+  std::filesystem::create_directories(folder / ("outbox/" + old + kFolder));
   std::filesystem::create_directories(folder / "outbox/empty.binpb");
   folder.Write("target", "elsewhere");
 #ifndef _WIN32
-  std::filesystem::create_symlink(folder / "target", folder / ("outbox/" + old + "F.binpb"));
-  std::filesystem::create_symlink(folder / "target", folder / ("outbox/." + old + "G.json.part"));
+  std::filesystem::create_symlink(folder / "target", folder / ("outbox/" + old + kLink));
+  std::filesystem::create_symlink(folder / "target", folder / ("outbox/." + old + kLink + ".part"));
 #endif
   std::vector<std::string> problems;
   {
@@ -266,9 +274,9 @@ TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   }
   std::set<std::string> expected = strangers;
   expected.insert({".ovix-agent.lock", LabelOf("a", 2).FileStem() + ".binpb",
-                   LabelOf("a", 2).FileStem() + ".json", old + "E.binpb", "empty.binpb"});
+                   LabelOf("a", 2).FileStem() + ".json", old + kFolder, "empty.binpb"});
 #ifndef _WIN32
-  expected.insert({old + "F.binpb", "." + old + "G.json.part"});
+  expected.insert({old + kLink, "." + old + kLink + ".part"});
 #endif
   EXPECT_EQ(left, expected);
   EXPECT_EQ(folder.Read("target"), "elsewhere");
