@@ -103,7 +103,9 @@ bool RunUpload(const UploadOptions& options) {
   for (const auto& made : CreatePrivateFolder(folder)) SyncFolder(made.parent_path());
   Outbox outbox(folder, UploadLock::IfMissing::kMake, files);
   if (!outbox.holds_others()) MakePrivate(folder);
-  UploadLog log(PathOf(options.store));
+  UploadLog log(PathOf(options.store), files);
+  for (const std::string& note : log.notes()) PrintNote(note);
+  for (const std::string& line : log.problems()) PrintProblem(line);
   OutboxLimits limits;
   limits.max_bytes = options.max_bytes;
   limits.max_age = std::chrono::days(options.max_age_days);
@@ -111,7 +113,7 @@ bool RunUpload(const UploadOptions& options) {
       Upload(store, catalogue, DeviceIdOrKept(PathOf(options.root), PathOf(options.store), files),
              limits, std::chrono::system_clock::now(), log, outbox);
   PrintResult(result, options.shown);
-  return result.problems.empty();
+  return result.problems.empty() && log.problems().empty();
 }
 
 // The id in lower case. Throws where it is none; `place` is where it was given.
