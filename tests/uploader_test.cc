@@ -405,7 +405,8 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
       .Execute(
           "CREATE TABLE ApplicationEvents (time TEXT, type TEXT, event INTEGER,"
           " previous_state TEXT, current_state TEXT);"
-          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T12:00:00.000Z', '', 1, '', '{')");
+          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T12:00:00.000Z', '', 1, '', '{');"
+          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T13:00:00.000Z', '', 3, '', '')");
   folder.Write("store/HealthLog.db", "this is no database, though it is long enough");
 
   Store store = OpenStore(folder);
@@ -428,6 +429,12 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
                            "HealthLog.db: the database is damaged"}) {
     EXPECT_NE(all.find(part), std::string::npos) << part << " in:\n" << all;
   }
+  // The store said so when it deleted a row that it could not read.
+  EXPECT_EQ(all.find("time=2026-11-20T13"), std::string::npos) << all;
+  ASSERT_EQ(built.notes.size(), 1U);
+  EXPECT_NE(built.notes[0].find("time=2026-11-20T13:00:00.000Z: the row that was deleted"),
+            std::string::npos)
+      << built.notes[0];
 }
 
 }  // namespace

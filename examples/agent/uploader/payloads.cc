@@ -128,6 +128,7 @@ class Builder {
     Send(std::move(payload), records, "");
   }
 
+  void AddNote(const std::string& note) { built_.notes.push_back(note); }
   // What several payloads meet is said once.
   void AddProblem(const std::string& problem) {
     if (said_.insert(problem).second) built_.problems.push_back(problem);
@@ -216,17 +217,22 @@ Period ForEachChange(Builder& builder,
   Period period;
   for (const Log& change : builder.ReadNew<Log>()) {
     const std::string event = InventoryEvent(change.event());
-    const std::string& state = change.event() == storage::STATE_EVENT_DELETE
-                                   ? change.previous_state()
-                                   : change.current_state();
+    const std::string place = Printable(builder.store().FileOf("DeviceProfileEvents")) +
+                              ": database DeviceProfileEvents, table " + Log::descriptor()->name() +
+                              ", time=" + Escaped(change.time());
+    const bool is_delete = change.event() == storage::STATE_EVENT_DELETE;
+    const std::string& state = is_delete ? change.previous_state() : change.current_state();
+    if (is_delete && state.empty()) {
+      builder.AddNote(place +
+                      ": the row that was deleted could not be read, so which one it was is not "
+                      "known; the change is left out");
+      continue;
+    }
     Record row;
     google::protobuf::util::JsonParseOptions options;
     options.ignore_unknown_fields = true;
     if (event.empty() || !google::protobuf::util::JsonStringToMessage(state, &row, options).ok()) {
-      builder.AddProblem(builder.store().FileOf("DeviceProfileEvents").string() +
-                         ": database DeviceProfileEvents, table " + Log::descriptor()->name() +
-                         ", time=" + change.time() +
-                         ": the change cannot be read (event or state) and is left out");
+      builder.AddProblem(place + ": the change cannot be read (event or state) and is left out");
       continue;
     }
     add(row, event);
