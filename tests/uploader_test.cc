@@ -256,6 +256,25 @@ TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
                   .empty());
 }
 
+TEST(Payloads, TellWhichRowWentThoughItNoLongerRead) {
+  const Folder folder;
+  Store store = OpenStore(folder);
+  record::Application application;
+  application.set_name("a");
+  application.set_vendor("v");
+  store.Put(application);
+  agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
+      .Execute("UPDATE Application SET version = x'ff'");
+  store.Replace(record::Application::descriptor(), {});
+  const Built built = Build(store);
+  EXPECT_TRUE(built.problems.empty() && built.notes.empty());
+  const auto payloads = Of<upload::analytics::PcAppInventorySummaryAsCDM>(built);
+  ASSERT_EQ(payloads.size(), 1U);
+  const auto& entries = payloads[0]->app_inventory().summary();
+  ASSERT_EQ(entries.size(), 2);
+  EXPECT_EQ(entries[1].app_product_name() + " " + entries[1].app_event(), "a uninstall");
+}
+
 TEST(Payloads, GiveTheBatterysFlagsTheBitsOfItsStatusWord) {
   const Folder folder;
   Store store = OpenStore(folder);
