@@ -88,21 +88,26 @@ TEST(Agent, KeepsTheOutboxForItsUserAlone) {
   const std::string machine = " --root " + (folder / "machine").string();
   std::filesystem::create_directory(folder / "found");
   folder.Write("shared/notes.txt", "");
+  // A folder that holds nothing but what only looks like a payload.
+  std::filesystem::create_directories(folder /
+                                      "taken/20261120T000000000Z-0000000000001-IdentityAsCDM.json");
   const perms shared = std::filesystem::status(folder / "shared").permissions();
   int round = 0;
   for (const mode_t mask : {0, 0277}) {
     const mode_t before = umask(mask);
     RunAgent("collect " + store + machine);
-    for (const char* outbox : {"made/outbox", "found", "shared"}) {
+    for (const char* outbox : {"made/outbox", "found", "shared", "taken"}) {
       std::filesystem::remove(folder / "store/Upload.db");  // so that all goes out again
       const Outcome outcome =
           RunAgent("upload " + store + " " + (folder / outbox).string() + machine);
-      EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+      EXPECT_EQ(outcome.exit_code, outbox == std::string("taken") ? 1 : 0) << outcome.output;
     }
     umask(before);
     ++round;
-    EXPECT_EQ(std::filesystem::status(folder / "shared").permissions(), shared)
-        << "somebody else uses it too";
+    for (const char* part : {"shared", "taken"}) {
+      EXPECT_EQ(std::filesystem::status(folder / part).permissions(), shared)
+          << part << ": somebody else uses it too";
+    }
     for (const char* part : {"store", "made", "found"}) {
       for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / part)) {
         EXPECT_EQ(entry.status().permissions(),
@@ -139,7 +144,8 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   }
   ASSERT_GT(ids.size(), 3U);
   const std::string unknown = "00000000-0000-8000-8000-000000000000";
-  folder.Write("ids", ids[1] + "\r\n\n" + ids[2] + "\n");
+  folder.Write("ids", "\xEF\xBB\xBF" + ids[1] + "\r\n\n \t" + ids[2] + "\n");
+  folder.Write("long", std::string(3000000, 'x'));
   folder.Write("bad-ids", ids[0] + "\n" + "x\x1b[31m\n");
   const size_t files = folder.Contents().size();
   const auto expect = [&](const std::string& arguments, int exit_code, const std::string& said,
@@ -150,15 +156,23 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
     EXPECT_EQ(folder.Contents().size(), files - removed * 2) << arguments;
   };
   expect(outbox, 1, "no ids", 0);
-  expect(outbox + " " + ids[0] + " nonsense", 1, "\"nonsense\" is no id", 0);
+  expect(outbox + " " + ids[0] + " nonsense", 1, "\"nonsense\" is not the id", 0);
   expect(outbox + " --file " + (folder / "bad-ids").string(), 1, "bad-ids:2: \"x", 0);
+  expect(outbox + " --file " + (folder / "long").string(), 1, "xxx...\" is not the id", 0);
   expect(outbox + " --file " + (folder / "none").string(), 1, "none: cannot be read", 0);
   expect(store + " " + ids[0], 1, "is no outbox", 0);
-  expect((folder / "nowhere").string() + " " + ids[0], 105, "nowhere", 0);
+  expect((folder / "nowhere").string() + " " + ids[0], 1, "nowhere", 0);
   expect(outbox + " " + ids[0], 0, "1 payload acknowledged", 1);
   expect(outbox + " " + ids[0] + " " + ids[0], 2, ids[0] + ": is not in the outbox", 1);
   expect(outbox + " " + unknown + " --file " + (folder / "ids").string(), 2,
          unknown + ": is not in the outbox", 3);
+
+  expect(outbox + " --file " + folder.path().string(), 1, ": cannot be read", 3);
+#ifndef _WIN32  // whose shell has no such input
+  expect(outbox + " --file - <" + outbox, 1, "standard input: cannot be read (Is a directory", 3);
+  expect(outbox + " --file - <&-", 1, "standard input: cannot be read (Bad file descriptor", 3);
+  expect(outbox + " --file - </dev/null", 0, "0 payloads acknowledged", 3);
+#endif
 
   // The second one is refused, whichever command it is.
   const agent::Outbox held(outbox, agent::UploadLock::IfMissing::kMake, agent::Files::System());
@@ -210,20 +224,51 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
       {"collect " + (folder / "file").string() + machine, "folder"},
       {"show " + (folder / "damaged").string(), "DeviceProfile.db: the database is damaged"},
       {"show " + (folder / "nowhere").string(), "nowhere"},
-      {"show", "store"},
+      {"show", "store is required; see `ovix-agent show --help`"},
+      {"", "A subcommand is required; see `ovix-agent --help`"},
       {"collect x --root " + (folder / "nowhere").string(), "nowhere"},
       {"upload " + (folder / "machine").string() + " " + (folder / "outbox").string(),
        "holds no databases"},
-      {"upload " + (folder / "machine").string() + " x --max-bytes -1", "--max-bytes"},
+      {"upload " + (folder / "machine").string() + " x --max-bytes -1", "--max-bytes: Value -1 is"},
+      {"upload " + (folder / "machine").string() + " x --max-bytes 0kb", "--max-bytes: Value 0 is"},
+      {"upload " + (folder / "machine").string() + " x --max-age-days 1", "--max-age-days"},
+#ifndef _WIN32  // whose shell has no such text
+      {"show \"$(printf 'a\\nb\\033[31m\\377')\"", "a\\nb\\x1b[31m\\xff; see"},
+      {"show / \"$(printf -- '--c\\nd')\"", "--c\\nd; see"},
+#endif
   };
   const auto before = folder.Contents();
   for (const auto& [arguments, named] : cases) {
     const Outcome outcome = RunAgent(arguments);
-    EXPECT_GT(outcome.exit_code, 0) << arguments;
-    EXPECT_NE(outcome.output.find(named), std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.exit_code, 1) << arguments;
+    const std::string errors =
+        outcome.output.substr(std::min(outcome.output.find("ovix-agent: "), outcome.output.size()));
+    EXPECT_NE(errors.find(named), std::string::npos) << outcome.output;
+    EXPECT_EQ(errors.find('\n'), errors.size() - 1) << "one line, no more: " << errors;
     EXPECT_EQ(folder.Contents(), before) << arguments;
   }
 }
+
+#ifndef _WIN32  // whose shell closes no stream and has no full device
+TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
+  const Folder folder;
+  folder.Write("machine/etc/os-release", "NAME=x\n");
+  const std::string collect =
+      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+  for (const std::string& arguments :
+       {collect + " 2>&1 >/dev/full", collect + " 2>&1 >&-",
+        "show " + (folder / "store").string() + " 2>&1 >/dev/full",
+        std::string("--help 2>&1 >/dev/full"), std::string("--version 2>&1 >&-")}) {
+    const Outcome outcome = RunProgram("{ " OVIX_TESTS_AGENT, arguments + "; }");
+    EXPECT_EQ(outcome.exit_code, 1) << arguments;
+    EXPECT_TRUE(outcome.output.starts_with("ovix-agent: standard output: cannot be written") &&
+                outcome.output.find('\n') == outcome.output.size() - 1)
+        << arguments << "\n"
+        << outcome.output;
+  }
+  EXPECT_EQ(RunAgent(collect).exit_code, 0) << "the store is sound";
+}
+#endif
 
 }  // namespace
 }  // namespace ovix::tests

@@ -10,6 +10,7 @@
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/device_location.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
+#include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
 #include "support/machine.h"
 
 namespace ovix::tests {
@@ -150,7 +151,7 @@ TEST(Smbios, ThatIsDamagedIsReadUpToTheDamage) {
   const agent::SmbiosTable whole = agent::ParseSmbios(table + "beyond the end");
   EXPECT_TRUE(whole.whole);
   ASSERT_EQ(whole.structures.size(), 3U);
-  EXPECT_EQ(whole.structures[0].Text(24), "??");
+  EXPECT_EQ(whole.structures[0].Text(24), "\xff\xfe");
   EXPECT_EQ(whole.structures[0].Text(14), "") << "text 0 is none";
   EXPECT_EQ(whole.structures[0].Word(39), 0U) << "half of it lies beyond the end";
   EXPECT_EQ(whole.structures[1].Uuid(8), "05060708-0304-0102-100f-0e0d0c0b0a09");
@@ -198,6 +199,25 @@ TEST(Smbios, DescribesTheDevice) {
             "  FwBios bios_uuid: \"05060708-0304-0102-100f-0e0d0c0b0a09\" fw_version: \"1.2\" "
             "vendor: \"Bios\" release_date: \"01/02/2026\"\n"
             "  FwEmbeddedController fw_version: \"3.4\"\n");
+}
+
+TEST(Collectors, ReplaceWhatIsNotUtf8AndNothingElse) {
+  const Folder root;
+  root.Write("etc/os-release", "NAME=caf\xC3\xA9 \xE9\n");
+  EXPECT_EQ(RowsOf<profile::OperatingSystem>(root.path()).at(0).name(), "caf\xC3\xA9 \xEF\xBF\xBD");
+  const Collection found = agent::Run(
+      {"any", [](Collection& any) { any.Add<profile::HwBattery>().set_device_name("\xFF\xFE"); }},
+      kTime);
+  EXPECT_EQ(Describe("any", found), "any\n  HwBattery device_name: \"\xEF\xBF\xBD\xEF\xBF\xBD\"\n");
+#ifndef _WIN32  // whose names are UTF-16
+  root.Write("sys/class/net/n\xE9t/type", "1\n");
+  root.Write("sys/class/net/n\xC3\xA9t/type", "772\n");
+  std::string names;
+  for (const auto& adapter : RowsOf<profile::HwNetworkAdapter>(root.path())) {
+    names += adapter.device_id() + " " + adapter.name() + " " + adapter.interface_type() + "\n";
+  }
+  EXPECT_EQ(names, "n\xC3\xA9t n\xC3\xA9t loopback\nn\xEF\xBF\xBDt n\xEF\xBF\xBDt ethernet\n");
+#endif
 }
 
 TEST(Collectors, SurviveFilesThatAreDamaged) {

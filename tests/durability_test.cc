@@ -277,9 +277,9 @@ TEST(StorePermissions, AreTakenFromOthersWhereTheStoreIsOlder) {
   const Catalogue catalogue;
   Store(folder / "store", catalogue).Put(Application(0));
   // All that the agent may have in the folder of its store.
-  for (const char* name :
-       {"Upload.db", "Upload.db-journal", "Upload.lock", "device-id", "device-id.1.part",
-        "Cache.db.damaged-20261121T000000000Z", "Cache.db-wal", "DeviceProfile.db-mj0A1B2C9D4"}) {
+  for (const char* name : {"Upload.db", "Upload.db-journal", "Upload.lock", "Upload.sequence",
+                           "device-id", "device-id.1.part", "Cache.db.damaged-20261121T000000000Z",
+                           "Cache.db-wal", "DeviceProfile.db-mj0A1B2C9D4"}) {
     folder.Write(std::string("store/") + name, "");
   }
   const auto own = folder.Contents();

@@ -114,14 +114,18 @@ TEST(Labels, SayWhatTheyShouldAndReadBack) {
 
 TEST(Labels, NameOnlyTheAgentsOwnFiles) {
   const std::string stem = "20261121T043109120Z-0000000000007-IdentityAsCDM";
-  for (const std::string& name : {stem + ".binpb", stem + ".json", "." + stem + ".binpb.part",
-                                  std::string("20261121T043109120Z-0001-A.json.part")}) {
+  for (const std::string& name :
+       {stem + ".binpb", stem + ".json", "." + stem + ".binpb.part",
+        std::string("20261121T043109120Z-0001-pcIoloScanResultsAsCDM.json.part")}) {
     EXPECT_TRUE(agent::ParseOutboxName(name)) << name;
   }
   for (const std::string& name :
        {std::string("a.part"), std::string("report.binpb"), "." + stem + ".json", stem + ".txt",
         "x" + stem + ".json", stem + ".json.bak", stem + "\n.json", std::string("2026-0001-A.json"),
-        std::string("20261121T043109120Z-1-A.json"), stem}) {
+        std::string("20261121T043109120Z-1-IdentityAsCDM.json"),
+        std::string("20261121T043109120Z-0001-MyOwnThing.json"),  // is not a contract
+        std::string("20261121T043109120Z-0001-Device.json"),      // is not a payload
+        stem}) {
     EXPECT_FALSE(agent::ParseOutboxName(name)) << name;
   }
 }
@@ -231,20 +235,24 @@ TEST(OutboxFolder, FollowsNoLinkToWhatItWritesOrReads) {
 TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   const Folder folder;
   const std::string old = "20261120T000000000Z-0000000000001-";
-  folder.Write("outbox/." + old + "A.binpb.part", "half");
-  folder.Write("outbox/" + old + "B.binpb", "whole, but its label was never written");
-  folder.Write("outbox/" + old + "C.json", "{}");  // its payload is gone
-  folder.Write("outbox/" + old + "D.binpb", "of an older agent");
-  folder.Write("outbox/" + old + "D.json", "{}");
-  const std::set<std::string> strangers = {"a.part", "report.binpb", "2026-0001-A.binpb",
-                                           "notes.json", ".hidden"};
+  constexpr char kFolder[] = "FwComponentsInfoAsCDM.binpb";
+  constexpr char kLink[] = "HwComponentsInfoAsCDM.binpb";
+  folder.Write("outbox/." + old + "IdentityAsCDM.binpb.part", "half");
+  folder.Write("outbox/" + old + "DeviceInfoAsCDM.binpb", "whole, but its label was never written");
+  folder.Write("outbox/" + old + "PcFwSettingsAsCDM.json", "{}");  // its payload is gone
+  folder.Write("outbox/" + old + "OperatingSystemAsCDM.binpb", "of an older agent");
+  folder.Write("outbox/" + old + "OperatingSystemAsCDM.json", "{}");
+  const std::set<std::string> strangers = {
+      "a.part",     "report.binpb",      "2026-0001-IdentityAsCDM.binpb",
+      "notes.json", old + "MyOwn.binpb", "." + old + "MyOwn.binpb.part",
+      ".hidden",    old + "Device.binpb"};
   for (const std::string& name : strangers) folder.Write("outbox/" + name, "somebody's own");
-  std::filesystem::create_directories(folder / ("outbox/" + old + "E.binpb"));
+  std::filesystem::create_directories(folder / ("outbox/" + old + kFolder));
   std::filesystem::create_directories(folder / "outbox/empty.binpb");
   folder.Write("target", "elsewhere");
 #ifndef _WIN32
-  std::filesystem::create_symlink(folder / "target", folder / ("outbox/" + old + "F.binpb"));
-  std::filesystem::create_symlink(folder / "target", folder / ("outbox/." + old + "G.json.part"));
+  std::filesystem::create_symlink(folder / "target", folder / ("outbox/" + old + kLink));
+  std::filesystem::create_symlink(folder / "target", folder / ("outbox/." + old + kLink + ".part"));
 #endif
   std::vector<std::string> problems;
   {
@@ -266,9 +274,9 @@ TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   }
   std::set<std::string> expected = strangers;
   expected.insert({".ovix-agent.lock", LabelOf("a", 2).FileStem() + ".binpb",
-                   LabelOf("a", 2).FileStem() + ".json", old + "E.binpb", "empty.binpb"});
+                   LabelOf("a", 2).FileStem() + ".json", old + kFolder, "empty.binpb"});
 #ifndef _WIN32
-  expected.insert({old + "F.binpb", "." + old + "G.json.part"});
+  expected.insert({old + kLink, "." + old + kLink + ".part"});
 #endif
   EXPECT_EQ(left, expected);
   EXPECT_EQ(folder.Read("target"), "elsewhere");
@@ -282,7 +290,7 @@ TEST(Payloads, AreUtf8WhateverTheFoldersName) {
   storage::device_profile::Device device;
   device.set_device_unique_id("a");
   store.Put(device);
-  UploadLog log(folder.path());
+  UploadLog log(folder.path(), Files::System());
   int told = 0;
   for (const auto& payload : agent::BuildPayloads(store, catalogue, log, kNow).payloads) {
     EXPECT_EQ(agent::FindUnkeepable(*payload.message), "");
@@ -401,7 +409,7 @@ class Uploads : public testing::Test {
   }
   UploadResult Run(std::chrono::system_clock::time_point now = kNow,
                    agent::OutboxLimits limits = {}) {
-    UploadLog log(folder_ / "store");
+    UploadLog log(folder_ / "store", files_);
     Outbox outbox("", kMake, files_);
     return agent::Upload(store_, catalogue_, kDevice, limits, now, log, outbox);
   }
@@ -550,8 +558,9 @@ TEST_F(Uploads, NumberEachPayloadAnewAndNeverTwice) {
   note(Run());
   AddReading("2");
   note(Run());
-  // The database is lost and the clock has gone back: the outbox still knows.
+  // The store's files are lost and the clock has gone back: the outbox still knows.
   std::filesystem::remove(folder_ / "store/Upload.db");
+  files_.Remove(UploadLog::kSequenceFile);
   AddReading("3");
   const UploadResult again = Run(kNow - std::chrono::days(400));
   for (const auto& sent : again.sent) EXPECT_GT(sent.label.sequence, last);
@@ -599,14 +608,16 @@ TEST_F(Uploads, KeepTheOutboxWithinItsLimitsAndSayWhatTheyDrop) {
   ASSERT_FALSE(full.notes.empty());
   EXPECT_NE(full.notes.back().find("the oldest, beyond 3000 bytes"), std::string::npos);
   uint64_t bytes = 0;
-  for (const auto& [name, content] : files_.Contents()) bytes += content.size();
+  for (const auto& [name, content] : files_.Contents()) {
+    if (agent::ParseOutboxName(name)) bytes += content.size();
+  }
   EXPECT_LE(bytes, 3000U);
   EXPECT_GT(bytes, 1000U);
 }
 
 TEST_F(Uploads, WaitInTheStoreWhereTheOutboxCannotBeWritten) {
   AddReading("1");
-  files_.Plan(MemoryFiles::Fault::kFail, 5);
+  files_.Plan(MemoryFiles::Fault::kFail, 12);  // the first payload's content
   const UploadResult failed = Run();
   ASSERT_EQ(failed.problems.size(), 1U);
   EXPECT_NE(failed.problems[0].find("1 payload waits in the store"), std::string::npos)
@@ -616,10 +627,22 @@ TEST_F(Uploads, WaitInTheStoreWhereTheOutboxCannotBeWritten) {
   EXPECT_EQ(Messages(Run()), (std::set<std::string>{"HwBatteryHealthLogAsCDM"}));
 }
 
-TEST(UploadDatabase, HasANameThatNoContractGives) {
-  const Catalogue catalogue;
-  for (const agent::Table& table : catalogue.tables()) {
-    EXPECT_NE(table.database + ".db", UploadLog::kFile) << table.record->full_name();
+TEST_F(Uploads, BuildNothingMoreWhileEarlierPayloadsWait) {
+  AddReading("1");
+  files_.Plan(MemoryFiles::Fault::kFail, 12);
+  Run();
+  files_.Restart();
+  AddReading("2");
+  files_.Plan(MemoryFiles::Fault::kFail, 5);
+  const UploadResult waiting = Run();
+  EXPECT_TRUE(waiting.built.payloads.empty() && waiting.sent.empty());
+  ASSERT_EQ(waiting.problems.size(), 1U);
+  EXPECT_NE(waiting.problems[0].find("1 payload waits in the store"), std::string::npos);
+  files_.Restart();
+  const UploadResult then = Run();
+  ASSERT_EQ(then.sent.size(), 3U);
+  for (size_t i = 1; i < then.sent.size(); ++i) {
+    EXPECT_LT(then.sent[i - 1].label.sequence, then.sent[i].label.sequence);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "contracts/contracts.h"
+#include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -255,6 +256,25 @@ TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
                   .empty());
 }
 
+TEST(Payloads, TellWhichRowWentThoughItNoLongerRead) {
+  const Folder folder;
+  Store store = OpenStore(folder);
+  record::Application application;
+  application.set_name("a");
+  application.set_vendor("v");
+  store.Put(application);
+  agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
+      .Execute("UPDATE Application SET version = x'ff'");
+  store.Replace(record::Application::descriptor(), {});
+  const Built built = Build(store);
+  EXPECT_TRUE(built.problems.empty() && built.notes.empty());
+  const auto payloads = Of<upload::analytics::PcAppInventorySummaryAsCDM>(built);
+  ASSERT_EQ(payloads.size(), 1U);
+  const auto& entries = payloads[0]->app_inventory().summary();
+  ASSERT_EQ(entries.size(), 2);
+  EXPECT_EQ(entries[1].app_product_name() + " " + entries[1].app_event(), "a uninstall");
+}
+
 TEST(Payloads, GiveTheBatterysFlagsTheBitsOfItsStatusWord) {
   const Folder folder;
   Store store = OpenStore(folder);
@@ -395,6 +415,8 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
     storage::device_health::BatteryHealthLog log;
     log.set_time(agent::TimeText(kNow));
     store.Put(log);
+    storage::CollectorCache cache;
+    store.Put(cache);
   }
   agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
       .Execute("UPDATE Device SET supported_sleep_states = 'x' WHERE device_unique_id = 'damaged'");
@@ -402,7 +424,8 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
       .Execute(
           "CREATE TABLE ApplicationEvents (time TEXT, type TEXT, event INTEGER,"
           " previous_state TEXT, current_state TEXT);"
-          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T12:00:00.000Z', '', 1, '', '{')");
+          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T12:00:00.000Z', '', 1, '', '{');"
+          "INSERT INTO ApplicationEvents VALUES ('2026-11-20T13:00:00.000Z', '', 3, '', '')");
   folder.Write("store/HealthLog.db", "this is no database, though it is long enough");
 
   Store store = OpenStore(folder);
@@ -412,13 +435,25 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
   std::string all;
   for (const std::string& problem : built.problems) {
     EXPECT_EQ(problem.find('\n'), std::string::npos);
+    EXPECT_EQ(all.find(problem), std::string::npos) << "is said twice: " << problem;
     all += problem + "\n";
   }
+  std::set<std::string> measured;
+  for (const auto* usage : Of<upload::agent::TarvelAgentTelemetryStorageUsageAsCDM>(built)) {
+    measured.insert(usage->database_name());
+  }
+  EXPECT_EQ(measured, (std::set<std::string>{"Cache", "DeviceProfile", "DeviceProfileEvents"}));
   for (const char* part : {"database DeviceProfile, table Device, device_unique_id=damaged",
                            "database DeviceProfileEvents, table ApplicationEvents, time=2026-11-20",
                            "HealthLog.db: the database is damaged"}) {
     EXPECT_NE(all.find(part), std::string::npos) << part << " in:\n" << all;
   }
+  // The store said so when it deleted a row that it could not read.
+  EXPECT_EQ(all.find("time=2026-11-20T13"), std::string::npos) << all;
+  ASSERT_EQ(built.notes.size(), 1U);
+  EXPECT_NE(built.notes[0].find("time=2026-11-20T13:00:00.000Z: the row that was deleted"),
+            std::string::npos)
+      << built.notes[0];
 }
 
 }  // namespace

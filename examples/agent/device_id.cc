@@ -90,18 +90,7 @@ std::string DeviceIdOrKept(const fs::path& root, const fs::path& folder, Files& 
   }
   if (error != std::errc::no_such_file_or_directory) check(error);
   kept = RandomUuid();
-  // Written aside: a kill leaves no half of it.
-  const fs::path aside = folder / (std::string(kKeptName) + "." + kept + ".part");
-  Files::Handle opened;
-  check(files.Create(aside, opened));
-  std::error_code written = files.Write(opened, kept);
-  if (!written) written = files.Sync(opened);
-  const std::error_code closed = files.Close(opened);
-  if (!written) written = closed;
-  if (!written) written = files.Rename(aside, file);
-  if (!written) written = files.SyncFolder(folder);
-  if (written) files.Remove(aside);
-  check(written);
+  check(WriteWholeFile(files, file, kept));
   return kept;
 }
 

@@ -19,6 +19,8 @@
 #include "upload_commands.h"
 #ifdef _WIN32
 #include "collectors/windows/windows.h"
+#else
+#include <fcntl.h>
 #endif
 
 namespace ovix::agent {
@@ -91,7 +93,6 @@ class CollectRun {
     for (const std::string& problem : PrintStore(std::cout, store_, catalogue_)) Say(problem);
     std::cout << "\nSince the last run: ";
     PrintChanges(std::cout, all_);
-    std::cout.flush();
     return succeeded_;
   }
 
@@ -114,8 +115,7 @@ class CollectRun {
   void Say(const std::string& problem) {
     succeeded_ = false;
     if (!said_.insert(problem).second) return;
-    std::cout.flush();
-    std::cerr << "ovix-agent: " << problem << "\n";
+    PrintProblem(problem);
   }
 
   const Catalogue& catalogue_;
@@ -138,12 +138,18 @@ bool Show(const std::filesystem::path& folder) {
   const Catalogue catalogue;
   Store store(folder, catalogue, {.access = Store::Access::kRead});
   const std::set<std::string> problems = PrintStore(std::cout, store, catalogue);
-  std::cout.flush();
-  for (const std::string& problem : problems) std::cerr << "ovix-agent: " << problem << "\n";
+  for (const std::string& problem : problems) PrintProblem(problem);
   return problems.empty();
 }
 
-int Main(int argc, char** argv) {
+// The line for arguments that are not accepted, which may quote them.
+std::string ProblemOf(const CLI::App& app, const CLI::ParseError& error) {
+  std::string command = "ovix-agent";
+  for (const CLI::App* called : app.get_subcommands()) command += " " + called->get_name();
+  return Escaped(error.what()) + "; see `" + command + " --help`";
+}
+
+int Run(int argc, char** argv) {
   CLI::App app("Collects what this machine tells of itself and keeps it in local databases.");
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
@@ -166,13 +172,37 @@ int Main(int argc, char** argv) {
     if (*collect && !Collect(PathOf(folder), PathOf(root))) return 1;
     if (*show && !Show(PathOf(folder))) return 1;
   } catch (const CLI::ParseError& error) {
-    return app.exit(error);
+    // Help and the version are asked for by what CLI11 takes for an error of code 0.
+    if (error.get_exit_code() == 0) return app.exit(error);
+    PrintProblem(ProblemOf(app, error));
+    return 1;
   } catch (const std::exception& error) {
-    std::cout.flush();
-    std::cerr << "ovix-agent: " << error.what() << "\n";
+    PrintProblem(error.what());
     return 1;
   }
   return exit_code;
+}
+
+#ifndef _WIN32
+// A file that is opened must not take the place of a standard stream that is closed: what is
+// printed would be written into it. What takes it instead fails as the closed stream does.
+void OccupyClosedStreams() {
+  for (int stream = 0; stream <= 2; ++stream) {
+    if (fcntl(stream, F_GETFD) == -1) open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
+  }
+}
+#endif
+
+int Main(int argc, char** argv) {
+#ifndef _WIN32
+  OccupyClosedStreams();
+#endif
+  const int exit_code = Run(argc, argv);
+  if (std::cout.flush()) return exit_code;
+  PrintProblem(
+      "standard output: cannot be written in full; free space or print to another place (what was "
+      "to be done is done, but for what is said above)");
+  return 1;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <iostream>
 
 namespace ovix::agent {
 namespace {
@@ -16,6 +17,13 @@ std::string LimitsOf(const Table& table, uint32_t max_size_mb) {
 }
 
 }  // namespace
+
+void PrintProblem(const std::string& line) {
+  std::cout.flush();
+  std::cerr << "ovix-agent: " << line << "\n";
+}
+
+void PrintNote(const std::string& line) { PrintProblem("note: " + line); }
 
 void PrintChanges(std::ostream& out, const Changes& changes) {
   out << changes.inserted << " new, " << changes.updated << " changed, " << changes.deleted

@@ -1,4 +1,4 @@
-// The tables that the agent prints.
+// What the agent prints: tables, problems and notes.
 #ifndef OVIX_AGENT_REPORT_H_
 #define OVIX_AGENT_REPORT_H_
 
@@ -10,6 +10,12 @@
 #include "store/store.h"
 
 namespace ovix::agent {
+
+// Says what is wrong in one line on the standard error, after all that was printed before. `line`
+// is escaped where it quotes what others wrote. The only place that prints problems.
+void PrintProblem(const std::string& line);
+// The same for what is not wrong, but worth knowing.
+void PrintNote(const std::string& line);
 
 // Rows of cells in columns as wide as their widest cell; the first row is the heading. Cells of the
 // columns named in `right` stand to the right.

@@ -3,6 +3,7 @@
 #include <google/protobuf/util/json_util.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -63,9 +64,20 @@ void PrintResult(const UploadResult& result, const std::string& shown) {
     std::cout << result.as_before << " more as they were sent today already\n";
   }
   Show(result, shown);
-  std::cout.flush();
-  for (const std::string& note : result.notes) std::cerr << "ovix-agent: note: " << note << "\n";
-  for (const std::string& line : result.problems) std::cerr << "ovix-agent: " << line << "\n";
+  for (const std::string& note : result.notes) PrintNote(note);
+  for (const std::string& line : result.problems) PrintProblem(line);
+}
+
+// Accepts a whole number of 1 or more.
+CLI::Validator AtLeastOne() {
+  return CLI::Validator(
+      [](const std::string& number) {
+        const bool is_whole = number.find_first_not_of("0123456789") == std::string::npos;
+        return is_whole && number.find_first_not_of('0') != std::string::npos
+                   ? std::string()
+                   : "Value " + number + " is not a whole number of 1 or more";
+      },
+      "POSITIVE");
 }
 
 // Whether a store has ever written here. Throws where the folder cannot be read.
@@ -91,7 +103,9 @@ bool RunUpload(const UploadOptions& options) {
   for (const auto& made : CreatePrivateFolder(folder)) SyncFolder(made.parent_path());
   Outbox outbox(folder, UploadLock::IfMissing::kMake, files);
   if (!outbox.holds_others()) MakePrivate(folder);
-  UploadLog log(PathOf(options.store));
+  UploadLog log(PathOf(options.store), files);
+  for (const std::string& note : log.notes()) PrintNote(note);
+  for (const std::string& line : log.problems()) PrintProblem(line);
   OutboxLimits limits;
   limits.max_bytes = options.max_bytes;
   limits.max_age = std::chrono::days(options.max_age_days);
@@ -99,7 +113,7 @@ bool RunUpload(const UploadOptions& options) {
       Upload(store, catalogue, DeviceIdOrKept(PathOf(options.root), PathOf(options.store), files),
              limits, std::chrono::system_clock::now(), log, outbox);
   PrintResult(result, options.shown);
-  return result.problems.empty();
+  return result.problems.empty() && log.problems().empty();
 }
 
 // The id in lower case. Throws where it is none; `place` is where it was given.
@@ -107,9 +121,11 @@ std::string CheckedId(std::string id, const std::string& place) {
   std::transform(id.begin(), id.end(), id.begin(),
                  [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
   if (IsUuid(id)) return id;
-  throw std::runtime_error(place + ": \"" + Escaped(id) +
-                           "\" is no id of a payload; give the value of `id` in its label (nothing "
-                           "was acknowledged)");
+  constexpr size_t kMostShown = 80;
+  throw std::runtime_error(place + ": \"" + Escaped(id.substr(0, kMostShown)) +
+                           (id.size() > kMostShown ? "..." : "") +
+                           "\" is not the id of a payload; give the value of `id` in its label "
+                           "(nothing was acknowledged)");
 }
 
 // The ids of a file's lines; "-" is the standard input.
@@ -121,10 +137,16 @@ void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   std::istream& input = is_file ? file : std::cin;
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
+    // What editors put before a text in UTF-8.
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
     line.erase(line.find_last_not_of(" \t\r") + 1);
+    line.erase(0, line.find_first_not_of(" \t"));
     if (!line.empty()) ids.push_back(CheckedId(line, said + ":" + std::to_string(number)));
   }
-  if (input.bad() || (is_file && !file.is_open())) {
+  // std::cin takes an error of the standard input for its end.
+  const bool failed = is_file ? !file.is_open() || file.bad() : std::ferror(stdin) != 0;
+  if (failed) {
     throw std::runtime_error(said + ": cannot be read (" + std::strerror(errno) +
                              "); name a file of ids, one a line");
   }
@@ -143,13 +165,9 @@ int RunAck(const AckOptions& options) {
   const Outbox::Taken taken = outbox.Acknowledge(ids, unknown, problems);
   std::cout << taken.payloads << (taken.payloads == 1 ? " payload" : " payloads")
             << " acknowledged and removed, " << taken.bytes << " bytes\n";
-  std::cout.flush();
-  for (const std::string& line : outbox.remarks())
-    std::cerr << "ovix-agent: note: " << line << "\n";
-  for (const std::string& id : unknown) {
-    std::cerr << "ovix-agent: " << id << ": is not in the outbox\n";
-  }
-  for (const std::string& line : problems) std::cerr << "ovix-agent: " << line << "\n";
+  for (const std::string& line : outbox.remarks()) PrintNote(line);
+  for (const std::string& id : unknown) PrintProblem(id + ": is not in the outbox");
+  for (const std::string& line : problems) PrintProblem(line);
   return !problems.empty() ? 1 : !unknown.empty() ? 2 : 0;
 }
 
@@ -171,7 +189,7 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
       ->add_option("--max-bytes", to_upload->max_bytes,
                    "Size of the outbox; beyond it the oldest payloads are dropped")
       ->transform(CLI::AsSizeValue(false))
-      ->check(CLI::PositiveNumber)
+      ->check(AtLeastOne())
       ->capture_default_str();
   upload
       ->add_option("--max-age-days", to_upload->max_age_days,

@@ -5,8 +5,44 @@
 #include <set>
 
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
+#include "store/json.h"
+#include "system/files.h"
 
 namespace ovix::agent {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+
+void MakeTextsUtf8(Message& message) {
+  const auto* reflection = message.GetReflection();
+  std::vector<const FieldDescriptor*> fields;
+  reflection->ListFields(message, &fields);
+  for (const auto* field : fields) {
+    const bool is_list = field->is_repeated();
+    for (int i = 0; i < (is_list ? reflection->FieldSize(message, field) : 1); ++i) {
+      if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+        MakeTextsUtf8(is_list ? *reflection->MutableRepeatedMessage(&message, field, i)
+                              : *reflection->MutableMessage(&message, field));
+      } else if (field->type() == FieldDescriptor::TYPE_STRING) {
+        const std::string text = is_list ? reflection->GetRepeatedString(message, field, i)
+                                         : reflection->GetString(message, field);
+        if (IsUtf8(text)) continue;
+        is_list ? reflection->SetRepeatedString(&message, field, i, ToUtf8(text))
+                : reflection->SetString(&message, field, ToUtf8(text));
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void Collection::MakeUtf8() {
+  for (Snapshot& snapshot : snapshots_) {
+    for (const auto& row : snapshot.rows) MakeTextsUtf8(*row);
+  }
+  for (const auto& row : appended_) MakeTextsUtf8(*row);
+}
 
 void Collection::KeepOneOfEachKey() {
   namespace storage = telemetry::contract::storage;

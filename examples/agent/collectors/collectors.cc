@@ -30,6 +30,7 @@ Collection Run(const Collector& collector, const std::string& time) {
     none.Fail(std::move(why));
     return none;
   }
+  found.MakeUtf8();
   found.KeepOneOfEachKey();
   return found;
 }

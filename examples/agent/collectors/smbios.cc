@@ -51,12 +51,8 @@ SmbiosTable ParseSmbios(const std::string& table) {
     // The texts follow, each ended by a zero byte, the last by one more.
     const size_t end = table.find(std::string("\0\0", 2), begin + length);
     if (length < 4 || end == std::string::npos) break;
-    std::vector<std::string> strings =
+    const std::vector<std::string> strings =
         Split(table.substr(begin + length, end - begin - length), std::string(1, '\0'));
-    for (std::string& text : strings) {
-      std::replace_if(
-          text.begin(), text.end(), [](unsigned char c) { return c >= 0x80; }, '?');
-    }
     result.structures.emplace_back(std::string_view(table).substr(begin, length),
                                    std::move(strings));
     begin = end + 2;

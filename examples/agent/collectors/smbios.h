@@ -21,7 +21,8 @@ class SmbiosStructure {
   uint8_t Byte(size_t offset) const { return static_cast<uint8_t>(Little(offset, 1)); }
   uint16_t Word(size_t offset) const { return static_cast<uint16_t>(Little(offset, 2)); }
   uint32_t Double(size_t offset) const { return Little(offset, 4); }
-  // The text whose number stands at the offset, without spaces around it.
+  // The text whose number stands at the offset, in the firmware's own bytes, without spaces around
+  // it.
   std::string Text(size_t offset) const;
   // The 16 bytes at the offset as a UUID in lower case, the first three parts read as little-endian
   // numbers; empty where they are all 00 or all FF: no UUID.

@@ -15,6 +15,7 @@ namespace {
 
 constexpr char kUploadDatabase[] = "Upload";
 constexpr char kUploadLock[] = "Upload.lock";
+constexpr std::string_view kUploadSequence = "Upload.sequence";
 constexpr std::string_view kDeviceId = "device-id";
 constexpr std::string_view kJournal = "-journal";
 
@@ -66,7 +67,9 @@ bool IsDatabaseFile(const Catalogue& catalogue, std::string_view name, const IsM
 bool IsOwnFile(const Catalogue& catalogue, std::string_view name) {
   const auto upload = SuffixOf(name, kUploadDatabase);
   if (upload.has_value() && IsSuffix(*upload)) return true;
-  if (name == kUploadLock || name == kDeviceId) return true;
+  if (name == kUploadLock || name == kUploadSequence || name == kDeviceId) return true;
+  if (name == std::string(kUploadSequence) + ".part") return true;
+  if (name.starts_with(std::string(kUploadSequence) + ".damaged-")) return true;
   if (name.starts_with(std::string(kDeviceId) + ".") && name.ends_with(".part")) return true;
   return IsDatabaseFile(catalogue, name, IsSuffix);
 }

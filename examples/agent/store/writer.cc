@@ -19,6 +19,21 @@ void SetString(Message& message, const char* field, const std::string& text) {
                                      text);
 }
 
+// What of a row that no longer reads still does; null where its key does not.
+std::unique_ptr<Message> ReadInPart(const Table& table, const Statement& row) {
+  std::unique_ptr<Message> part = NewRow(table);
+  int place = 0;
+  for (const Column& column : table.columns) {
+    try {
+      Read(column, row, place++, *part);
+    } catch (const StoreError&) {
+      if (column.key) return nullptr;
+      part->GetReflection()->ClearField(part.get(), column.field);
+    }
+  }
+  return part;
+}
+
 // The key of a row, as text that is equal where the keys are.
 std::string KeyOf(const Table& table, const Message& row) {
   std::unique_ptr<Message> key(row.New());
@@ -76,13 +91,15 @@ void Writer::Put(const Message& row) {
 
 Writer::Kept Writer::ReadKept(const Place& place, const Statement& row,
                               const char* what_becomes_of_it) {
-  Kept kept{row.Integer(place.row_id()), nullptr};
+  Kept kept{row.Integer(place.row_id()), nullptr, true};
   try {
     kept.row = database_.ReadRow(place, row);
   } catch (const StoreError& error) {
     std::string line = error.what();
     line.erase(line.rfind(';'));
     problems_.push_back(line + "; " + what_becomes_of_it);
+    kept.row = ReadInPart(place.table, row);
+    kept.reads = false;
     ++changes_.unreadable;
   }
   return kept;
@@ -102,7 +119,7 @@ void Writer::PutState(Place& place, const Message& row) {
     return;
   }
   bool changed = true;
-  if (before->row != nullptr) {
+  if (before->reads) {
     // Seen again at another time is no change.
     std::unique_ptr<Message> same_time(row.New());
     same_time->CopyFrom(row);

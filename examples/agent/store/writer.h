@@ -64,7 +64,9 @@ class Writer {
  private:
   struct Kept {
     int64_t row_id;
-    std::unique_ptr<google::protobuf::Message> row;  // null where it no longer reads
+    // Of a row that no longer reads what still does; null where its key does not.
+    std::unique_ptr<google::protobuf::Message> row;
+    bool reads;
   };
   Kept ReadKept(const Place& place, const Statement& row, const char* what_becomes_of_it);
   void PutState(Place& place, const google::protobuf::Message& row);

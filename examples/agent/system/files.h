@@ -52,6 +52,12 @@ class Files {
   static Files& System();
 };
 
+// Writes a file that only the user can read in place of one of its name, by way of FILE.part: a
+// kill or a power failure at any moment leaves the old content or the new one. One program at a
+// time.
+std::error_code WriteWholeFile(Files& files, const std::filesystem::path& file,
+                               std::string_view content);
+
 // The path as UTF-8; what of it is not becomes U+FFFD.
 std::string PathText(const std::filesystem::path& path);
 

@@ -6,9 +6,11 @@
 
 #include <charconv>
 #include <regex>
+#include <set>
 #include <stdexcept>
 
 #include "device_id.h"
+#include "ovix/telemetry/contract/contracts_collection.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "system/hash.h"
 
@@ -16,6 +18,21 @@ namespace ovix::agent {
 namespace {
 
 constexpr int kSequenceDigits = 13;
+
+// Whether a payload of the contracts has this name, without its package.
+bool IsPayload(const std::string& name) {
+  static const std::set<std::string> names = [] {
+    std::set<std::string> all;
+    telemetry::contract::ContractsCollection contracts;
+    while (const auto* prototype = contracts.Next()) {
+      const auto* message = prototype->GetDescriptor();
+      const auto& cdm = message->options().GetExtension(telemetry::contract::upload::cdm);
+      if (!cdm.gun().empty()) all.insert(message->name());
+    }
+    return all;
+  }();
+  return names.contains(name);
+}
 
 // The text as a JSON string.
 std::string JsonText(const std::string& text) {
@@ -93,12 +110,12 @@ Label MakeLabel(const google::protobuf::Descriptor* message, std::string_view by
 
 std::optional<OutboxName> ParseOutboxName(const std::string& name) {
   static const std::regex pattern(
-      R"((\.?)(\d{8}T\d{9}Z-(\d{4,18})-[A-Za-z]\w*)(\.binpb|\.json)(\.part)?)");
+      R"((\.?)(\d{8}T\d{9}Z-(\d{4,18})-([A-Za-z]\w*))(\.binpb|\.json)(\.part)?)");
   std::smatch parts;
   if (!std::regex_match(name, parts, pattern)) return std::nullopt;
-  const bool aside = parts[5].matched;
-  if (parts[1].length() == 1 && !aside) return std::nullopt;
-  return OutboxName{parts[2], std::stoll(parts[3]), parts[4], aside};
+  const bool aside = parts[6].matched;
+  if ((parts[1].length() == 1 && !aside) || !IsPayload(parts[4])) return std::nullopt;
+  return OutboxName{parts[2], std::stoll(parts[3]), parts[5], aside};
 }
 
 }  // namespace ovix::agent

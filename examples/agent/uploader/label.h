@@ -41,7 +41,7 @@ struct OutboxName {
   std::string ending;  // ".binpb" or ".json"
   bool aside;          // not yet whole: .NAME.part, in older agents NAME.part
 };
-// Nothing for any other name.
+// Nothing for any other name, one whose message is not a payload of the contracts included.
 std::optional<OutboxName> ParseOutboxName(const std::string& name);
 
 }  // namespace ovix::agent

@@ -48,6 +48,7 @@ void Outbox::Look() {
     }
     if (entry.kind != Files::Kind::kFile) {
       not_files_.insert(entry.name);
+      holds_others_ = true;
       remarks_.push_back(Printable(folder_ / entry.name) +
                          ": is a link or a folder with a payload's name; it is left alone");
     } else if (name->aside) {

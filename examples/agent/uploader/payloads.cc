@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <functional>
 #include <optional>
+#include <set>
 
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/application.pb.h"
@@ -64,7 +65,7 @@ class Builder {
     store_.Read(
         Record::descriptor(),
         [&](const Message& row) { rows.push_back(static_cast<const Record&>(row)); },
-        [&](const std::string& problem) { built_.problems.push_back(problem); });
+        [&](const std::string& problem) { AddProblem(problem); });
     return rows;
   }
 
@@ -77,7 +78,7 @@ class Builder {
     const Cursor read = store_.ReadAfter(
         Record::descriptor(), cursors_.After(table), kMostRows,
         [&](const Message& row, const Cursor&) { rows.push_back(static_cast<const Record&>(row)); },
-        [&](const std::string& problem) { built_.problems.push_back(problem); });
+        [&](const std::string& problem) { AddProblem(problem); });
     // A database that is not there may come back.
     if (read != Cursor()) built_.read_up_to[&table] = read;
     return rows;
@@ -127,7 +128,11 @@ class Builder {
     Send(std::move(payload), records, "");
   }
 
-  void AddProblem(const std::string& problem) { built_.problems.push_back(problem); }
+  void AddNote(const std::string& note) { built_.notes.push_back(note); }
+  // What several payloads meet is said once.
+  void AddProblem(const std::string& problem) {
+    if (said_.insert(problem).second) built_.problems.push_back(problem);
+  }
 
  private:
   template <typename Contract>
@@ -142,6 +147,7 @@ class Builder {
   Cursors& cursors_;
   const std::string now_;
   Built& built_;
+  std::set<std::string> said_;
 };
 
 // A payload whose fields are those of one record.
@@ -211,17 +217,22 @@ Period ForEachChange(Builder& builder,
   Period period;
   for (const Log& change : builder.ReadNew<Log>()) {
     const std::string event = InventoryEvent(change.event());
-    const std::string& state = change.event() == storage::STATE_EVENT_DELETE
-                                   ? change.previous_state()
-                                   : change.current_state();
+    const std::string place = Printable(builder.store().FileOf("DeviceProfileEvents")) +
+                              ": database DeviceProfileEvents, table " + Log::descriptor()->name() +
+                              ", time=" + Escaped(change.time());
+    const bool is_delete = change.event() == storage::STATE_EVENT_DELETE;
+    const std::string& state = is_delete ? change.previous_state() : change.current_state();
+    if (is_delete && state.empty()) {
+      builder.AddNote(place +
+                      ": the row that was deleted could not be read, so which one it was is not "
+                      "known; the change is left out");
+      continue;
+    }
     Record row;
     google::protobuf::util::JsonParseOptions options;
     options.ignore_unknown_fields = true;
     if (event.empty() || !google::protobuf::util::JsonStringToMessage(state, &row, options).ok()) {
-      builder.AddProblem(builder.store().FileOf("DeviceProfileEvents").string() +
-                         ": database DeviceProfileEvents, table " + Log::descriptor()->name() +
-                         ", time=" + change.time() +
-                         ": the change cannot be read (event or state) and is left out");
+      builder.AddProblem(place + ": the change cannot be read (event or state) and is left out");
       continue;
     }
     add(row, event);
@@ -365,7 +376,12 @@ void BuildBatteryHealth(Builder& builder) {
 // How much the agent itself keeps: a payload for each table that is there.
 void BuildStorageUsage(Builder& builder, const Catalogue& catalogue) {
   for (const Table& table : catalogue.tables()) {
-    const auto usage = builder.store().MeasureTable(table);
+    std::optional<Store::Usage> usage;
+    try {
+      usage = builder.store().MeasureTable(table);
+    } catch (const StoreError& unreadable) {
+      builder.AddProblem(unreadable.what());
+    }
     if (!usage.has_value()) continue;
     upload::agent::TarvelAgentTelemetryStorageUsageAsCDM payload;
     payload.set_database_path(PathText(builder.store().FileOf(table.database)));

@@ -1,7 +1,10 @@
 #include "uploader/upload_log.h"
 
 #include <algorithm>
+#include <charconv>
+#include <fstream>
 
+#include "store/files/files.h"
 #include "store/json.h"
 #include "store/time.h"
 #include "system/hash.h"
@@ -10,6 +13,8 @@ namespace ovix::agent {
 namespace {
 
 constexpr std::chrono::milliseconds kLongestGap = std::chrono::days(1);
+constexpr std::chrono::seconds kPatience(5);
+constexpr size_t kLongestSequence = 20;
 
 constexpr char kTables[] = R"(
   CREATE TABLE IF NOT EXISTS state (name TEXT PRIMARY KEY, value INTEGER NOT NULL);
@@ -26,32 +31,159 @@ int64_t Milliseconds(std::chrono::system_clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
+StoreError DamagedError(const std::filesystem::path& file, const std::string& why) {
+  return StoreError(Printable(file) + ": the database is damaged (" + why + "); move it away",
+                    StoreError::Kind::kDamaged, file);
+}
+
+// Refuses a database of another program or of a newer release. It asks the file itself: SQLite
+// writes to one that was left with a journal or a write-ahead log when it only opens it.
+void CheckIsOurs(const std::filesystem::path& file) {
+  constexpr std::string_view kMagic("SQLite format 3\0", 16);
+  constexpr size_t kUserVersion = 60;
+  constexpr size_t kApplicationId = 68;
+  std::string header(kApplicationId + 4, '\0');
+  std::ifstream stream(file, std::ios::binary);
+  // What is no database, or none yet, is for SQLite to tell.
+  if (!stream.read(header.data(), static_cast<std::streamsize>(header.size())) ||
+      !header.starts_with(kMagic)) {
+    return;
+  }
+  const auto number = [&](size_t offset) {
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<uint8_t>(header[offset + i]);
+    return int64_t{static_cast<int32_t>(value)};
+  };
+  const auto refuse = [&](const std::string& why) {
+    throw StoreError(Printable(file) + ": " + why, StoreError::Kind::kForeign, file);
+  };
+  if (const int64_t id = number(kApplicationId); id != UploadLog::kApplicationId) {
+    refuse("the database is another program's (application_id " + std::to_string(id) +
+           "); move it away or name another store");
+  }
+  if (number(kUserVersion) > UploadLog::kLayoutVersion) {
+    refuse("the database was made by a newer release; use that, or name another store");
+  }
+}
+
 std::string CursorName(const Table& table) { return table.database + "." + table.name; }
 
 }  // namespace
 
-UploadLog::UploadLog(const std::filesystem::path& store_folder)
-    : connection_(store_folder / kFile, std::chrono::seconds(5)) {
-  Transaction transaction(connection_);
-  connection_.Execute(kTables);
+UploadLog::UploadLog(const std::filesystem::path& store_folder, Files& files)
+    : file_(store_folder / kFile), sequence_file_(store_folder / kSequenceFile), files_(files) {
+  CheckIsOurs(file_);
+  bool is_damaged = false;
+  try {
+    Open();
+  } catch (const StoreError& error) {
+    if (error.kind() != StoreError::Kind::kDamaged) throw;
+    is_damaged = true;
+    connection_.reset();
+    const std::string line = error.what();
+    SetAside(file_, line.substr(0, line.rfind(';')));
+    problems_.back() += "; rows that went out may go out again, under new ids";
+    Open();
+  }
+  kept_sequence_ = ReadKeptSequence();
+  if (kept_sequence_ != 0 && !is_damaged && ReadState("sequence") == 0) {
+    notes_.push_back(Printable(file_) +
+                     ": is new, though payloads went out before; rows that went out may go out "
+                     "again, under new ids");
+  }
+}
+
+// Opens the database, makes its tables and tests it. Throws StoreError of kind kDamaged where it
+// cannot be relied on.
+void UploadLog::Open() {
+  connection_ = std::make_unique<Connection>(file_, kPatience);
+  Transaction transaction(*connection_);
+  if (connection_->Number("SELECT count(*) FROM sqlite_schema") == 0) {
+    connection_->Execute("PRAGMA application_id = " + std::to_string(kApplicationId) +
+                         "; PRAGMA user_version = " + std::to_string(kLayoutVersion));
+  }
+  connection_->Execute(kTables);
+  {
+    Statement check(*connection_, "PRAGMA integrity_check(1)");
+    if (!check.Step() || check.Bytes(0) != "ok") {
+      throw DamagedError(file_, "it fails its integrity check");
+    }
+  }
+  ReadWaiting();
   transaction.Commit();
 }
 
+void UploadLog::SetAside(const std::filesystem::path& file, const std::string& what_is_wrong) {
+  std::string time;
+  for (const char c : TimeText(std::chrono::system_clock::now())) {
+    if (c != '-' && c != ':' && c != '.') time += c;
+  }
+  std::filesystem::path aside = file;
+  aside += ".damaged-" + time;
+  for (int number = 2; std::filesystem::exists(std::filesystem::symlink_status(aside)); ++number) {
+    aside = file;
+    aside += ".damaged-" + time + "-" + std::to_string(number);
+  }
+  // The file last: a journal left alone would be taken for the new one's.
+  for (const char* suffix : {"-journal", "-wal", "-shm", ""}) {
+    std::filesystem::path from = file;
+    std::filesystem::path to = aside;
+    from += suffix;
+    to += suffix;
+    if (const std::error_code error = Rename(from, to, kPatience)) {
+      throw StoreError(
+          what_is_wrong + "; it cannot be renamed (" + error.message() + "): move it away",
+          StoreError::Kind::kDamaged, file);
+    }
+  }
+  SyncFolder(file.parent_path());
+  problems_.push_back(what_is_wrong + "; it is set aside as " + Printable(aside.filename()) +
+                      " and a new one is begun");
+}
+
+int64_t UploadLog::ReadKeptSequence() {
+  std::string text;
+  const std::error_code error = files_.Read(sequence_file_, kLongestSequence, text);
+  if (error == std::errc::no_such_file_or_directory) return 0;
+  int64_t sequence = 0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), sequence);
+  const bool is_number =
+      result.ec == std::errc() && result.ptr == text.data() + text.size() && sequence > 0;
+  if (error && error != std::errc::file_too_large) {
+    throw StoreError(Printable(sequence_file_) + ": cannot be read (" + error.message() +
+                         "); fix its permissions or move it away",
+                     StoreError::Kind::kDenied, sequence_file_);
+  }
+  if (!error && is_number) return sequence;
+  SetAside(sequence_file_, Printable(sequence_file_) + ": holds no sequence number");
+  return 0;
+}
+
+void UploadLog::KeepSequence(int64_t sequence) {
+  if (sequence == kept_sequence_) return;
+  if (const auto error = WriteWholeFile(files_, sequence_file_, std::to_string(sequence))) {
+    throw StoreError(Printable(sequence_file_) + ": cannot be written (" + error.message() +
+                         "); free space or fix the folder's permissions and run again",
+                     StoreError::Kind::kDisk, sequence_file_);
+  }
+  kept_sequence_ = sequence;
+}
+
 int64_t UploadLog::ReadState(const std::string& name) {
-  Statement read(connection_, "SELECT value FROM state WHERE name = ?");
+  Statement read(*connection_, "SELECT value FROM state WHERE name = ?");
   read.Bind(1, std::string_view(name));
   return read.Step() ? read.Integer(0) : 0;
 }
 
 void UploadLog::WriteState(const std::string& name, int64_t value) {
-  Statement write(connection_, "INSERT OR REPLACE INTO state VALUES (?, ?)");
+  Statement write(*connection_, "INSERT OR REPLACE INTO state VALUES (?, ?)");
   write.Bind(1, std::string_view(name));
   write.Bind(2, value);
   write.Run();
 }
 
 Cursor UploadLog::After(const Table& table) {
-  Statement read(connection_, "SELECT database, row FROM cursors WHERE name = ?");
+  Statement read(*connection_, "SELECT database, row FROM cursors WHERE name = ?");
   read.Bind(1, std::string_view(CursorName(table)));
   return read.Step() ? Cursor{read.Integer(0), read.Integer(1)} : Cursor();
 }
@@ -61,18 +193,19 @@ int64_t UploadLog::Plan(const Built& built, const std::string& device,
   const std::string created = TimeText(now);
   const std::string day = created.substr(0, created.find('T'));
   int64_t as_before = 0;
-  Transaction transaction(connection_);
-  // A database that is new goes on beyond the numbers of the one before it, by the clock.
-  int64_t sequence = ReadState("sequence");
+  Transaction transaction(*connection_);
+  // A database that is new goes on beyond the numbers of the one before it: as kept, or else by the
+  // outbox and the clock.
+  int64_t sequence = std::max(ReadState("sequence"), kept_sequence_);
   if (sequence == 0) sequence = std::max<int64_t>(Milliseconds(now), 1);
   sequence = std::max(sequence, at_least);
   for (const Payload& payload : built.payloads) {
     const std::string bytes = CanonicalBytes(*payload.message);
     if (!payload.snapshot.empty()) {
       const std::string hash = Hexadecimal(Sha256(bytes));
-      Statement same(connection_,
+      Statement same(*connection_,
                      "SELECT 1 FROM snapshots WHERE kind = ? AND sha256 = ? AND day = ?");
-      Statement keep(connection_, "INSERT OR REPLACE INTO snapshots VALUES (?, ?, ?)");
+      Statement keep(*connection_, "INSERT OR REPLACE INTO snapshots VALUES (?, ?, ?)");
       for (Statement* statement : {&same, &keep}) {
         statement->Bind(1, std::string_view(payload.snapshot));
         statement->Bind(2, std::string_view(hash));
@@ -86,16 +219,18 @@ int64_t UploadLog::Plan(const Built& built, const std::string& device,
     }
     const Label label =
         MakeLabel(payload.message->GetDescriptor(), bytes, device, created, ++sequence);
-    Statement insert(connection_, "INSERT INTO waiting VALUES (?, ?, ?, ?)");
+    Statement insert(*connection_, "INSERT INTO waiting VALUES (?, ?, ?, ?)");
     insert.Bind(1, sequence);
     insert.Bind(2, std::string_view(label.ToJson()));
     insert.BindBlob(3, bytes);
     insert.Bind(4, payload.records);
     insert.Run();
   }
+  // First: a number that is given is never given again, whatever becomes of the database.
+  KeepSequence(sequence);
   WriteState("sequence", sequence);
   for (const auto& [table, cursor] : built.read_up_to) {
-    Statement move(connection_, "INSERT OR REPLACE INTO cursors VALUES (?, ?, ?)");
+    Statement move(*connection_, "INSERT OR REPLACE INTO cursors VALUES (?, ?, ?)");
     move.Bind(1, std::string_view(CursorName(*table)));
     move.Bind(2, cursor.database);
     move.Bind(3, cursor.row);
@@ -107,19 +242,22 @@ int64_t UploadLog::Plan(const Built& built, const std::string& device,
 
 std::vector<UploadLog::Waiting> UploadLog::ReadWaiting() {
   std::vector<Waiting> all;
-  Statement read(connection_, "SELECT label, payload, records FROM waiting ORDER BY sequence");
+  Statement read(*connection_, "SELECT label, payload, records FROM waiting ORDER BY sequence");
   while (read.Step()) {
     const auto label = Label::FromJson(std::string(read.Bytes(0)));
-    if (!label) throw StoreError(std::string(kFile) + ": holds a label that cannot be read");
-    all.push_back({*label, std::string(read.Bytes(1)), read.Integer(2)});
+    std::string payload(read.Bytes(1));
+    if (!label || Hexadecimal(Sha256(payload)) != label->sha256) {
+      throw DamagedError(file_, "a payload that waits is not what its label says");
+    }
+    all.push_back({*label, std::move(payload), read.Integer(2)});
   }
   return all;
 }
 
 void UploadLog::Finish(const std::vector<Label>& labels) {
-  Transaction transaction(connection_);
+  Transaction transaction(*connection_);
   for (const Label& label : labels) {
-    Statement remove(connection_, "DELETE FROM waiting WHERE sequence = ?");
+    Statement remove(*connection_, "DELETE FROM waiting WHERE sequence = ?");
     remove.Bind(1, label.sequence);
     remove.Run();
   }
@@ -127,22 +265,22 @@ void UploadLog::Finish(const std::vector<Label>& labels) {
 }
 
 int64_t UploadLog::NoteRun(std::chrono::system_clock::time_point now, std::chrono::days max_age) {
-  Transaction transaction(connection_);
+  Transaction transaction(*connection_);
   const int64_t last = ReadState("last_run");
   const int64_t gap =
       std::clamp<int64_t>(last == 0 ? 0 : Milliseconds(now) - last, 0, kLongestGap.count());
   const int64_t elapsed = ReadState("elapsed") + gap;
   WriteState("elapsed", elapsed);
   WriteState("last_run", Milliseconds(now));
-  Statement note(connection_, "INSERT INTO runs VALUES (?, ?)");
+  Statement note(*connection_, "INSERT INTO runs VALUES (?, ?)");
   note.Bind(1, elapsed);
   note.Bind(2, ReadState("sequence"));
   note.Run();
   const int64_t horizon = elapsed - std::chrono::milliseconds(max_age).count();
-  Statement aged(connection_, "SELECT ifnull(max(sequence), 0) FROM runs WHERE elapsed <= ?");
+  Statement aged(*connection_, "SELECT ifnull(max(sequence), 0) FROM runs WHERE elapsed <= ?");
   aged.Bind(1, horizon);
   const int64_t sequence = aged.Step() ? aged.Integer(0) : 0;
-  Statement forget(connection_, "DELETE FROM runs WHERE elapsed <= ? AND sequence < ?");
+  Statement forget(*connection_, "DELETE FROM runs WHERE elapsed <= ? AND sequence < ?");
   forget.Bind(1, horizon);
   forget.Bind(2, sequence);
   forget.Run();

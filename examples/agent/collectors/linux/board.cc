@@ -71,7 +71,7 @@ void CollectFirmware(const Machine& machine, Collection& found) {
     found.Add<profile::FwEmbeddedController>().set_fw_version(controller);
   }
   // The 64-bit entry point of the table carries the version of SMBIOS in its bytes 7 and 8.
-  const std::string entry = machine.Bytes("/sys/firmware/dmi/tables/smbios_entry_point");
+  const std::string entry = machine.Read("/sys/firmware/dmi/tables/smbios_entry_point");
   if (entry.starts_with("_SM3_") && entry.size() > 8) {
     found.Add<profile::FwSMBios>().set_fw_version(std::to_string(entry[7]) + "." +
                                                   std::to_string(entry[8]));
@@ -79,7 +79,7 @@ void CollectFirmware(const Machine& machine, Collection& found) {
 }
 
 void CollectMemory(const Machine& machine, Collection& found) {
-  const std::string table = machine.Bytes("/sys/firmware/dmi/tables/DMI");
+  const std::string table = machine.Read("/sys/firmware/dmi/tables/DMI");
   if (table.empty()) {
     return found.Skip("/sys/firmware/dmi/tables/DMI cannot be read: no modules or slots");
   }

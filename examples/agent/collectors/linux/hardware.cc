@@ -139,7 +139,7 @@ void CollectStorageDrives(const Machine& machine, Collection& found) {
     const std::string device = block + name + "/device/";
     std::string serial = machine.Line(device + "serial");
     if (serial.empty()) serial = machine.Line(block + name + "/serial");
-    if (serial.empty()) serial = Printable(machine.Bytes(device + "vpd_pg80").substr(0, 64));
+    if (serial.empty()) serial = Printable(machine.Read(device + "vpd_pg80").substr(0, 64));
     drives.push_back({serial, name});
   }
   found.Begin<profile::HwStorageDrive>();

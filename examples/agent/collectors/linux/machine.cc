@@ -6,7 +6,6 @@
 #include <iterator>
 
 #include "collectors/text.h"
-#include "store/json.h"
 #include "store/time.h"
 
 namespace ovix::agent {
@@ -20,19 +19,10 @@ bool Machine::Has(const std::string& path) const {
   return std::filesystem::exists(Under(path), ignored);
 }
 
-std::string Machine::Bytes(const std::string& path) const {
+std::string Machine::Read(const std::string& path) const {
   // Read in pieces: files of /proc and /sys tell no size.
   std::ifstream file(Under(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-std::string Machine::Read(const std::string& path) const {
-  std::string text = Bytes(path);
-  if (!IsUtf8(text)) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c >= 0x80; }, '?');
-  }
-  return text;
 }
 
 std::string Machine::Line(const std::string& path) const {

@@ -19,14 +19,12 @@ class Machine {
 
   const std::filesystem::path& root() const { return root_; }
   bool Has(const std::string& path) const;
-  // The file's content, made UTF-8 (a byte that is not becomes '?'); empty where it cannot be read.
+  // The file's bytes as they are; empty where it cannot be read.
   std::string Read(const std::string& path) const;
   // The first line without spaces around it.
   std::string Line(const std::string& path) const;
   // The whole number that the file begins with; 0 without one, and where it exceeds 32 bits.
   uint32_t Number(const std::string& path) const;
-  // The file's bytes as they are.
-  std::string Bytes(const std::string& path) const;
   // The names in a folder, sorted; nothing where it cannot be listed to its end.
   std::optional<std::vector<std::string>> TryList(const std::string& path) const;
   // The same, without a name where it cannot be listed.
