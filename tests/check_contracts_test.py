@@ -52,6 +52,23 @@ message FanLog {
 }
 """
 FAN = STORAGE + "device/fan.proto"
+NEW_PAYLOAD = """syntax = "proto3";
+
+package ovix.telemetry.contract.upload.device;
+
+import "ovix/telemetry/contract/upload/upload_options.proto";
+
+// A fan.
+//
+// Source: none
+message PcFanAsCDM {
+  option (cdm).gun = "com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcFan.version.1";
+  option (cdm).version = "1.0.0";
+
+  string version = 1;
+}
+"""
+FAN_PAYLOAD = UPLOAD + "device/pc_fan_as_cdm.proto"
 
 # A change that a release forbids: what is done (file, regular expression, replacement), and the one finding: file, rule
 # and what is said. `ovix-contracts diff` must say of each that it breaks.
@@ -119,10 +136,19 @@ NEW = [
     ("a table without a time", [(FAN, "", NEW_RECORD.replace("string time", "string when"))], (FAN, "table-time", "string time = 1")),
     ("a time with presence", [(FAN, "", NEW_RECORD.replace("string time", "optional string time"))], (FAN, "table-time", "string time = 1")),
     ("a time at the end", [(FAN, "", NEW_RECORD.replace("string time = 1", "string time = 3"))], (FAN, "table-time", "string time = 1")),
-    ("two tables of one name", [(STORAGE + "other/boot.proto", "", NEW_RECORD.replace("device;", "other;").replace("FanLog", "BootLog"))], [(BOOT, "table-name", ""), (STORAGE + "other/boot.proto", "table-name", "rename")]),
+    ("two tables of one name", [(STORAGE + "other/boot.proto", "", NEW_RECORD.replace("device;", "other;").replace("FanLog", "BootLog"))], (STORAGE + "other/boot.proto", "table-name", "has a table of this name")),
     ("a change log of another shape", [(EVENTS, r"\Z", "\n// Other changes.\nmessage Changes {\n  option (persistance).type = \"Historical\";\n  option (persistance).database.name = \"Log\";\n\n  string time = 1;\n  StateEventType event = 2;\n}\n")], (EVENTS, "change-log", "string current_state = 5")),
     ("a payload without options", [(OTHER, r"\Z", "\n// Another payload.\n//\n// Source: none\nmessage PcFanAsCDM {\n  // The version.\n  string version = 1;\n}\n")], (OTHER, "payload-options", "set (cdm).gun and (cdm).version")),
     ("a payload by another name", [(OTHER, r"\Z", "\n// Another payload.\n//\n// Source: none\nmessage PcFan {\n  option (cdm).gun = \"g\";\n\n  string version = 1;\n}\n")], (OTHER, "payload-name", "ends in AsCDM")),
+    ("an envelope with presence", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace("string version", "optional string version"))], (FAN_PAYLOAD, "payload-envelope", "string version = 1")),
+    ("an envelope of another name", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace("string version", "string release"))], (FAN_PAYLOAD, "payload-envelope", "string version = 1")),
+    ("a gun of another form", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace("pcFan.", "PcFan."))], (FAN_PAYLOAD, "payload-gun", "CATEGORY.version.MAJOR")),
+    ("a gun that is taken", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace("pcFan.", "pcBoot."))], (FAN_PAYLOAD, "payload-gun", "is that of ovix.telemetry.contract.upload.device.PcBootAsCDM")),
+    ("a version of another form", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace('"1.0.0"', '"1.0"'))], (FAN_PAYLOAD, "payload-version", "three numbers")),
+    ("a gun of another major version", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace('"1.0.0"', '"2.0.0"'))], (FAN_PAYLOAD, "payload-gun", "version.2")),
+    ("a payload that is a table", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace("upload/upload_options.proto\";", "upload/upload_options.proto\";\nimport \"" + OPTIONS + "\";").replace("  option (cdm).gun", "  option (ovix.telemetry.contract.storage.persistance).database.name = \"Log\";\n  option (ovix.telemetry.contract.storage.persistance).type = \"Historical\";\n  option (cdm).gun").replace("string version = 1;", "string version = 1;\n  string time = 2;"))], (FAN_PAYLOAD, "payload-table", "remove (persistance)")),
+    ("a payload in storage/", [(STORAGE + "device/pc_fan_as_cdm.proto", "", NEW_PAYLOAD.replace("upload.device;", "storage.device;").replace("(cdm)", "(ovix.telemetry.contract.upload.cdm)").replace("//\n// Source: none\n", ""))], (STORAGE + "device/pc_fan_as_cdm.proto", "payload-place", "move it there")),
+    ("a table in upload/", [(UPLOAD + "device/fan.proto", "", NEW_RECORD.replace("storage.device;", "upload.device;").replace("(persistance)", "(ovix.telemetry.contract.storage.persistance)").replace("// A fan.", "// A fan.\n//\n// Source: none"))], (UPLOAD + "device/fan.proto", "table-place", "move it to storage/")),
     ("a part without lineage", [(PAYLOAD, r"  //\n  // Source: ovix\S+BootPhase\n", "")], (PAYLOAD, "lineage", "no line Source")),
     ("a source that does not exist", [(PAYLOAD, r"BootPhase\n", "BootStep\n")], (PAYLOAD, "lineage", "is not a stored record")),
     ("a field from nowhere", [NEW_FIELD, TO_1_2, (PAYLOAD, r"  // Source: none\n(  optional string tenant)", r"\1")], (PAYLOAD, "lineage", "no source record has such a field")),

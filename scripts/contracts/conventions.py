@@ -20,6 +20,7 @@ class Check:
     def __init__(self, contracts, release=None):
         self.contracts = contracts
         released = release.messages.values() if release is not None else []
+        self.released = {message.full_name for message in released}
         self.unmarked = unmarked_databases(released)
         self.released_guns = {message.full_name: message.cdm.gun for message in released if message.cdm is not None}
         messages = contracts.messages.values()
@@ -43,7 +44,7 @@ class Check:
 
     def table(self, table):
         options, find = table.table, table.finding
-        if table.file.is_upload:
+        if table.file.is_upload and not table.name.endswith("AsCDM"):
             yield find("table-place", "is a table in an upload schema", "move it to storage/")
         if options.type not in ("State", "Historical"):
             yield find("table-type", f"the type of table '{options.type}' does not exist", 'set "State" or "Historical"',
@@ -66,7 +67,9 @@ class Check:
                                     "string current_state = 5", "declare it so", table.line)
 
     def databases(self):
-        tables = collections.Counter((table.table.database.name, table.name) for table in self.tables)
+        tables = {}
+        for table in sorted(self.tables, key=lambda table: table.full_name not in self.released):
+            tables.setdefault((table.table.database.name, table.name), table)
         used = {table.table.database.name for table in self.tables}
         for table in self.tables:
             name = table.table.database.name
@@ -81,8 +84,9 @@ class Check:
             if table.table.database.max_size_mb:
                 yield table.finding("database-size", "a record sets the size of its database",
                                     f"set it in the marker in {MARKERS}", line)
-            if tables[name, table.name] > 1:
-                yield table.finding("table-name", f"database '{name}' has two tables of this name", "rename the newer message")
+            if tables[name, table.name] is not table:
+                other = tables[name, table.name].full_name
+                yield table.finding("table-name", f"database '{name}' has a table of this name, {other}", "rename the message")
         for name, marker in self.markers.items():
             if marker.file.name != MARKERS:
                 yield marker.finding("database-marker", "is a marker of a database", f"move it to {MARKERS}")
