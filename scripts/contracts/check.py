@@ -5,6 +5,7 @@ import os
 import subprocess
 
 from contracts import comments, conventions, frame, gate, schemas
+from contracts.finding import Finding
 
 HOME = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 # Its own program where npm has put it: the script that starts it takes longer than it does.
@@ -40,10 +41,10 @@ def find(root):
         known = {finding.file for finding in found}
         for file, line, what in run_buf(root, "breaking", "--exclude-imports", "--against", os.path.join(frozen, "contracts.binpb")):
             if file not in known and not (known and file == "<input>"):
-                found.append(schemas.Finding(file, line, "breaking", what, gate.NEVER))
+                found.append(Finding(file, line, "breaking", what, gate.NEVER))
         released = frame.listed(os.path.join(frozen, "contracts.cmake"))
         if misplaced := gate.kept_order(released, frame.in_order(names)):
-            found.append(schemas.Finding("scripts/contracts/frame.py", 1, "list",
+            found.append(Finding("scripts/contracts/frame.py", 1, "list",
                                          f"puts {misplaced} in another place than release {release}", "keep its order"))
     # What is refused of a release is not refused once more for a convention.
     said = {(finding.file, finding.rule, finding.what.partition(":")[0]) for finding in found}
@@ -56,7 +57,7 @@ def find(root):
     for file, line, what in run_buf(root, "lint"):
         if moved and "package" in what:
             continue
-        found.append(schemas.Finding(file, line, "lint", what, "the exceptions of buf.yaml are for what was released before"))
+        found.append(Finding(file, line, "lint", what, "the exceptions of buf.yaml are for what was released before"))
     return sorted(set(found)), release
 
 

@@ -7,6 +7,8 @@ import dataclasses
 import functools
 import re
 
+from contracts.finding import Finding
+
 KEYS = ("Unit", "Values", "Format", "Privacy", "Source")
 PERSONAL = re.compile(
     r"(.*_)?(serial_number|mac_address|uuid|unique_id|user_id|user_name|latitude|longitude|geo_id|"
@@ -335,8 +337,6 @@ class Check:
 
 
 def _file_finding(file, fact):
-    from contracts.schemas import Finding  # which needs this module
-
     line, text = file.place((12,))
     return Finding(file.name, line - text.count("\n") + fact.line, "comment",
                    f"'{fact.key}:' does not belong into a file's comment", "remove the line")

@@ -7,7 +7,7 @@ import shutil
 import subprocess
 import tempfile
 
-from contracts.schemas import Finding
+from contracts.finding import Finding
 
 LIST = "library/contracts.cmake"
 COLLECTION = "library/src/contracts_collection.cc"

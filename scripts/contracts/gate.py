@@ -3,9 +3,9 @@
 import os
 import re
 
-from contracts.comments import facts_of
+from contracts.comments import Facts, KEYS, facts_of, read_fact
 from contracts.conventions import CDM, PERSISTANCE, VERSION
-from contracts.schemas import Finding
+from contracts.finding import Finding
 
 NEVER = "undo it: what was released never changes; what is new gets a new field, message or schema"
 LIMITS = [  # the rule, what changed, the option, its place in `persistance`
@@ -43,8 +43,7 @@ class Gate:
         self.older, self.newer, self.words = older, newer, words
         # A name promises its unit once a release states facts at all.
         self.states_facts = any(
-            fact.key != "Source" and (facts_of(field, words).__dict__[fact.key.lower()] if fact.key in
-                                      ("Unit", "Values", "Format", "Privacy") else "")
+            fact.key in KEYS and fact.key != "Source" and read_fact(fact, Facts(), words)
             for message in older.messages.values() for field in message.fields for fact in field.comment.facts
         )
 
@@ -110,17 +109,15 @@ class Gate:
         return outer.line if outer else 1
 
     def options(self, old, new):
-        empty = type(next(m for m in self.newer.messages.values() if m.table is not None).options["persistance"])()
-        was, now = old.options.get("persistance", empty), new.options.get("persistance", empty)
-        if was.type and not now.type:
+        was, now = old.options.get("persistance"), new.options.get("persistance")
+        if old.table is not None and new.table is None:
             yield new.finding("table-removed", "is not a table any more", NEVER)
-        else:
+        elif old.table is not None or new.table is None:  # what was released as a part may become a table
             for rule, what, value, place in LIMITS:
-                # A message that was released as a part may become a table.
-                if value(was) != value(now) and (was.type or not now.type):
-                    yield new.finding(rule, f"{what} changed {from_to(value(was), value(now))}", NEVER,
+                before, after = (option is not None and value(option) or None for option in (was, now))
+                if before != after:
+                    yield new.finding(rule, f"{what} changed {from_to(before, after)}", NEVER,
                                       new.line_of_option(PERSISTANCE, *place))
-            # The key of a column that changed is reported at the column.
         if old.cdm is None:
             return
         if new.cdm is None:

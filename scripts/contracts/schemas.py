@@ -1,6 +1,5 @@
 """The schemas as protoc reads them: messages, fields and enumerations with options, comments and lines."""
 
-import dataclasses
 import functools
 import glob
 import os
@@ -11,26 +10,13 @@ import tempfile
 from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
 
 from contracts.comments import Comment, parse
+from contracts.finding import Finding
 
 FieldProto = descriptor_pb2.FieldDescriptorProto
 NUMBERS = {
     getattr(FieldProto, "TYPE_" + name)
     for name in "INT32 INT64 UINT32 UINT64 SINT32 SINT64 FIXED32 FIXED64 SFIXED32 SFIXED64 FLOAT DOUBLE".split()
 }
-
-
-@dataclasses.dataclass(frozen=True, order=True)
-class Finding:
-    """Something that is wrong: where, against which rule, what it is, and how it is fixed."""
-
-    file: str
-    line: int
-    rule: str
-    what: str
-    fix: str
-
-    def __str__(self):
-        return f"{self.file}:{self.line}: {self.rule}: {self.what}; {self.fix}"
 
 
 class Broken(Exception):
