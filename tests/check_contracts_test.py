@@ -265,7 +265,7 @@ def run(base, case):
             change(root, *edit)
         try:
             if not {LIST, COLLECTION, "README.md"} & {edit[0] for edit in edits}:
-                frame.fix(root, schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root)))))
+                frame.fix(root, schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root)))), check.vocabulary())
             found, _ = check.find(root)
         except schemas.Broken as broken:
             found = broken.findings
@@ -296,7 +296,7 @@ def check_comment(case):
         for name in tree.OPTIONS:
             shutil.copy(os.path.join(ROOT, name), os.path.join(root, name))
         contracts = schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root))))
-    found = list(comments.Check(contracts, comments.vocabulary(os.path.join(ROOT, "docs", "contracts.md"))).run())
+    found = list(comments.Check(contracts, check.vocabulary()).run())
     right = not found if expected is None else (
         len(found) == 1 and found[0].line == expected[0] and expected[1] in str(found[0]))
     return None if right else f"comment {comment!r} of {field}: expected {expected}, found {[str(each) for each in found]}"

@@ -23,13 +23,17 @@ def run_buf(root, *arguments):
         yield file, int(number), what.rstrip(".")
 
 
+def vocabulary():
+    return comments.vocabulary(os.path.join(HOME, "docs", "contracts.md"))
+
+
 def find(root):
     """The findings in a tree, in the order of their places, and the release that it was held against."""
     names = sorted(schemas.on_disk(root))
     if not names:
         raise OSError(f"{root} has no schema under ovix/; name a folder that has")
     contracts = schemas.Contracts(schemas.compile_schemas(root, names))
-    words = comments.vocabulary(os.path.join(HOME, "docs", "contracts.md"))
+    words = vocabulary()
     release = gate.newest(os.path.join(root, "compat"))
     older, found = None, []
     if release is not None:
@@ -51,7 +55,7 @@ def find(root):
     for finding in [*conventions.Check(contracts, older).run(), *comments.Check(contracts, words).run()]:
         if (finding.file, finding.rule, finding.what.partition(":")[0]) not in said:
             found.append(finding)
-    found += frame.check(root, contracts)
+    found += frame.check(root, contracts, words)
     found += frame.check_format(root, BUF, names)
     moved = any(finding.rule == "package" for finding in found)
     for file, line, what in run_buf(root, "lint"):
@@ -65,7 +69,7 @@ def fix(root):
     """Writes what follows from the schemas, and formats them; returns the names of what has changed."""
     names = sorted(schemas.on_disk(root))
     contracts = schemas.Contracts(schemas.compile_schemas(root, names))
-    changed = frame.fix(root, contracts)
+    changed = frame.fix(root, contracts, vocabulary())
     for schema, _, right in list(frame.formatted(root, BUF, names)):
         frame.write(os.path.join(root, schema), right)
         changed.append(schema)

@@ -7,6 +7,7 @@ import shutil
 import subprocess
 import tempfile
 
+from contracts.comments import facts_of
 from contracts.finding import Finding
 
 LIST = "library/contracts.cmake"
@@ -56,7 +57,7 @@ def _collection(text, schemas, contracts):
 def _counts(text, counts):
     """Puts the counts where a page says "108 proto3 schemas with 324 messages" and the like, over a line's end too."""
     for words, number in counts.items():
-        pattern = r"\b\d+(\s+)(" + words.replace(" ", r"\s+") + r")\b"
+        pattern = r"\b\d+(\s+)(" + words.replace(" ", r"\s+") + r")"
         text = re.sub(pattern, lambda found, number=number: f"{number}{found[1]}{found[2]}", text)
     return text
 
@@ -65,7 +66,43 @@ def _tables(contracts):
     return sum(message.table is not None for message in contracts.messages.values())
 
 
-def wanted(root, contracts):
+def _payloads(contracts):
+    payloads = [message for message in contracts.messages.values() if message.cdm is not None and message.cdm.gun]
+    return sorted(payloads, key=lambda message: (message.name, message.full_name))
+
+
+def _privacy(text, contracts, words):
+    """The table of personal data, as `ovix-contracts privacy --payloads --format markdown` prints it."""
+    def personal(message, prefix, around):
+        for field in message.fields:
+            if privacy := facts_of(field, words).privacy:
+                yield privacy, f"`{prefix}{field.name}`"
+            part = contracts.messages.get(field.type_name)
+            if part is not None and part not in around:
+                yield from personal(part, f"{prefix}{field.name}.", [*around, part])
+
+    rows = []
+    for payload in _payloads(contracts):
+        found = list(personal(payload, "", [payload]))
+        rows += [] if found else [f"| `{payload.name}` | none | |\n"]
+        for each in words.classes:
+            if paths := [path for privacy, path in found if privacy == each]:
+                rows.append(f"| `{payload.name}` | {each} | {', '.join(paths)} |\n")
+    return re.sub(r"(\| Contract \| Class \| Fields \|\n\|---\|---\|---\|\n)(?:\|.*\n)*", lambda found: found[1] + "".join(rows), text)
+
+
+def _built(text, contracts):
+    """A line for each payload that the page of payloads lacks: the example does not build it."""
+    names = {payload.name for payload in _payloads(contracts)}
+    line = re.compile(r"^\| `(\w+)` \| (?:yes|no) \|.*\n", re.MULTILINE)
+    for name in sorted(names - set(line.findall(text)), key=str.lower):
+        others = list(re.finditer(r"^\| `(\w+)` \| no \|.*\n", text, re.MULTILINE))
+        after = next((found.start() for found in others if found[1].lower() > name.lower()), others[-1].end() if others else len(text))
+        text = f"{text[:after]}| `{name}` | no | |\n{text[after:]}"
+    return _counts(text, {"messages have the option `cdm`": len(names)})
+
+
+def wanted(root, contracts, words):
     """Of each file that follows from the schemas: its text as it is, and as it should be."""
     schemas = in_order(contracts.by_name)
     makers = {
@@ -74,6 +111,8 @@ def wanted(root, contracts):
         "README.md": lambda text: _counts(
             text, {"proto3 schemas": len(schemas), "messages; the library": len(contracts.messages)}),
         "docs/contracts.md": lambda text: _counts(text, {"records are tables": _tables(contracts)}),
+        "docs/payloads.md": lambda text: _built(text, contracts),
+        "docs/privacy.md": lambda text: _privacy(text, contracts, words),
     }
     for name, make in makers.items():
         path = os.path.join(root, name)
@@ -83,8 +122,8 @@ def wanted(root, contracts):
             yield name, text, make(text)
 
 
-def check(root, contracts):
-    for name, text, right in wanted(root, contracts):
+def check(root, contracts, words):
+    for name, text, right in wanted(root, contracts, words):
         if text == right:
             continue
         old, new = text.splitlines(), right.splitlines()
@@ -103,9 +142,9 @@ def write(path, text):
     os.replace(temporary, path)
 
 
-def fix(root, contracts):
+def fix(root, contracts, words):
     """Writes what differs; returns the names."""
-    changed = [(name, right) for name, text, right in wanted(root, contracts) if text != right]
+    changed = [(name, right) for name, text, right in wanted(root, contracts, words) if text != right]
     for name, right in changed:
         write(os.path.join(root, name), right)
     return [name for name, _ in changed]
