@@ -37,10 +37,11 @@ hold() { # RELEASED.XML BUILT.XML MAY_CHANGE
     complain "these symbols of $version are gone; a raised OVIX_ABI_VERSION permits other layouts only: bring them back"
     return 1
   fi
-  # A class, or what is nested in it, with its full name.
-  sed -nE "s/^ *'(class|struct|union) (ovix::[A-Za-z0-9_:]+).*' changed:\$/\2/p" "$work/changes" | sort -u >"$work/changed"
+  # The classes by their full names; what protoc declares in and around one is part of it.
+  sed -nE "s/^ *'(class|struct|union) (ovix::[A-Za-z0-9_:]+).*' changed:\$/\2/p" "$work/changes" |
+    sed 's/::Impl_.*//; s/DefaultTypeInternal$//' | sort -u >"$work/changed"
   while read -r class; do
-    grep -qxF -e "$class" -e "${class%%::Impl_*}" "$3" && continue
+    grep -qxF "$class" "$3" && continue
     cat "$work/changes" >&2
     complain "$class has another layout than in $version, but its message has the same fields; undo what changed it"
     return 1
