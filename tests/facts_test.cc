@@ -1,5 +1,5 @@
-// The facts in the comments of schemas: what each rule refuses, with the line that it names, and
-// what tools read of those that are right.
+// The facts in the comments of schemas, as tools read and compare them. What is wrong with a
+// comment is reported by scripts/check-contracts.
 #include "contracts/facts.h"
 
 #include <google/protobuf/descriptor.pb.h>
@@ -107,126 +107,6 @@ std::string Schema(const std::string& field_comment, const std::string& field) {
          field_comment + "  " + field +
          " = 1;\n"
          "}\n";
-}
-
-std::vector<std::string> Problems(const FileDescriptorSet& set) {
-  std::vector<std::string> problems;
-  const Contracts contracts(set.SerializeAsString(), "test");
-  for (const auto& problem : tool::CheckComments(contracts)) {
-    problems.push_back(problem.file + ":" + std::to_string(problem.line) + ": " + problem.what);
-  }
-  return problems;
-}
-
-TEST(Facts, WhatIsWrongIsNamedWithItsLine) {
-  const struct {
-    const char* comment;
-    const char* field;
-    const char* problem;  // empty: none
-  } cases[] = {
-      {"  // Unit: ms\n", "uint32 waited", ""},
-      {"  // Unit: unspecified\n", "uint32 waited", ""},
-      {"  // Unit: unspecified, as the collector\n  // reports it.\n", "uint32 waited", ""},
-      {"", "uint32 waited_ms", ""},
-      {"  // Unit: s\n", "uint32 waited_ms", ""},
-      {"  // Unit: Cel\n", "string heat", ""},
-      {"  // Values: \"on\" = it runs, \"off\"\n", "string state", ""},
-      {"  // Values: 0, 1 = one, -2, ...\n", "int32 mode", ""},
-      {"  // Values: unspecified\n  // Format: RFC 3339\n  // Privacy: content\n", "string t", ""},
-      {"", "uint32 item_count", ""},
-      {"  // Unit: Ms\n", "uint32 waited", "s.proto:6: p.R.waited: 'Ms' is not a value of Unit"},
-      {"  // Unit: unspecified, no full stop\n", "uint32 a",
-       "s.proto:6: p.R.a: 'unspecified, no full stop' is not a value of Unit"},
-      {"  // Unit: unspecifiedly\n", "uint32 a", "s.proto:6: p.R.a: 'unspecifiedly'"},
-      {"  // Unit: ms\n", "uint32 waited_ms", "s.proto:6: p.R.waited_ms: the name gives the unit"},
-      {"  // Unit: ms\n", "bool waited", "s.proto:6: p.R.waited: Unit does not belong here"},
-      {"", "uint32 waited", "s.proto:5: p.R.waited: is a number without a unit"},
-      {"", "double load", "s.proto:5: p.R.load: is a number without a unit"},
-      {"  // Unti: ms\n", "string waited", "s.proto:6: p.R.waited: 'Unti:' is not a fact"},
-      {"  // Unit: ms\n  // Unit: s\n", "uint32 a", "s.proto:7: p.R.a: Unit is given twice"},
-      {"  // Privacy: content\n  // Unit: ms\n", "uint32 a",
-       "s.proto:7: p.R.a: Unit comes after Privacy"},
-      {"  // Unit: ms\n  //\n  // Late words.\n", "uint32 a",
-       "s.proto:8: p.R.a: 'Late words.' comes after the facts"},
-      {"  // Values: on, off\n", "string a",
-       "s.proto:6: p.R.a: 'on, off' is not a value of Values"},
-      {"  // Values: \"on\",\n", "string a", "s.proto:6: p.R.a: '\"on\",' is not a value"},
-      {"  // Values: ...\n", "string a", "s.proto:6: p.R.a: '...' is not a value of Values"},
-      {"  // Format: rfc 3339\n", "string a",
-       "s.proto:6: p.R.a: 'rfc 3339' is not a value of Format"},
-      {"  // Format: version\n", "uint32 a_id", "s.proto:6: p.R.a_id: Format does not belong here"},
-      {"  // Privacy: secret\n", "string a",
-       "s.proto:6: p.R.a: 'secret' is not a value of Privacy"},
-      {"  // Privacy:\n", "string a", "s.proto:6: p.R.a: '' is not a value of Privacy"},
-      {"", "string serial_number", "s.proto:5: p.R.serial_number: its name looks personal"},
-      {"  // Source: none\n", "string a", ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.comment) + c.field);
-    FileDescriptorSet set;
-    AddSchema(set, "s.proto", Schema(c.comment, c.field));
-    const auto problems = Problems(set);
-    if (*c.problem == '\0') {
-      EXPECT_EQ(problems, std::vector<std::string>());
-      continue;
-    }
-    EXPECT_EQ(problems.size(), 1u);
-    if (problems.empty()) continue;
-    EXPECT_EQ(problems[0].substr(0, std::string(c.problem).size()), c.problem);
-  }
-}
-
-TEST(Facts, DeclarationsSayWhatTheyAreAndCarryTheFactsOfTheirKindOnly) {
-  const struct {
-    const char* schema;
-    const char* problem;
-  } cases[] = {
-      {"message R {}\n", "x/storage/s.proto:3: p.R: has no comment"},
-      {"// Word.\nmessage R {}\n", "x/storage/s.proto:3: p.R: has no comment"},
-      {"// A record.\n// Unit: ms\nmessage R {}\n",
-       "x/storage/s.proto:4: p.R: Unit does not belong here"},
-      {"// A record.\n// Source: none\nmessage R {}\n",
-       "x/storage/s.proto:4: p.R: Source does not belong here"},
-      {"// An enumeration.\nenum E {\n  // Privacy: content\n  ZERO = 0;\n}\n",
-       "x/storage/s.proto:5: p.ZERO: Privacy does not belong here"},
-      {"// A record.\nmessage R {\n  // An inner one.\n  message I {\n    uint32 a = 1;\n  }\n}\n",
-       "x/storage/s.proto:7: p.R.I.a: is a number without a unit"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.schema);
-    FileDescriptorSet set;
-    AddSchema(set, "x/storage/s.proto",
-              std::string("syntax = \"proto3\";\npackage p;\n") + c.schema);
-    const auto problems = Problems(set);
-    EXPECT_EQ(problems.size(), 1u);
-    if (problems.empty()) continue;
-    EXPECT_EQ(problems[0].substr(0, std::string(c.problem).size()), c.problem);
-  }
-}
-
-TEST(Facts, APayloadIsAtLeastAsSensitiveAsItsSource) {
-  const auto problems = [](const char* source_line, const char* privacy) {
-    FileDescriptorSet set;
-    AddSchema(set, "x/storage/r.proto",
-              "syntax = \"proto3\";\npackage p;\n// A record.\nmessage R {\n"
-              "  // Privacy: location\n  string place = 1;\n}\n");
-    AddSchema(set, "x/upload/u.proto",
-              std::string("syntax = \"proto3\";\npackage p;\n// A payload.\n//\n// Source: p.R\n"
-                          "message U {\n") +
-                  privacy + source_line + "  string " + (*source_line == '\0' ? "place" : "where") +
-                  " = 1;\n}\n");
-    return Problems(set);
-  };
-  for (const char* source_line : {"", "  // Source: place, renamed.\n"}) {
-    EXPECT_EQ(problems(source_line, "  // Privacy: identifier\n").size(), 0u);
-    EXPECT_EQ(problems(source_line, "  // Privacy: location\n").size(), 0u);
-    for (const char* privacy : {"", "  // Privacy: content\n", "  // Privacy: interaction\n"}) {
-      const auto found = problems(source_line, privacy);
-      ASSERT_EQ(found.size(), 1u) << privacy;
-      EXPECT_NE(found[0].find("x/upload/u.proto:7: "), std::string::npos) << found[0];
-      EXPECT_NE(found[0].find("is less sensitive than p.R.place"), std::string::npos) << found[0];
-    }
-  }
 }
 
 TEST(Facts, AreReadAsTheyAreWritten) {
@@ -378,14 +258,6 @@ TEST(Facts, ThePageListsWhatTheToolKnows) {
   const std::string codes = units.substr(begin, units.find(". ", begin) - begin);
   EXPECT_EQ(InOrder(Codes(codes)), InOrder(tool::Units()));
 
-  std::vector<std::string> words;
-  for (const char* what : {"- identifiers and positions: ", "- codes and flags: ", "- counts: "}) {
-    const size_t at = units.find(what);
-    const size_t stop = std::min(units.find("\n-", at), units.find("\n\n", at));
-    for (std::string& word : Codes(units.substr(at, stop - at))) words.push_back(std::move(word));
-  }
-  EXPECT_EQ(InOrder(words), InOrder(tool::WordsOfNoQuantity()));
-
   const std::regex row(R"(\n\| `([^`]+)` \|)");
   const auto rows = [&](const std::string& text) {
     std::vector<std::string> names;
@@ -400,14 +272,6 @@ TEST(Facts, ThePageListsWhatTheToolKnows) {
     ranked.emplace_back(tool::PrivacyText(privacy));
   }
   EXPECT_EQ(rows(classes), ranked) << "the order is the rank";
-}
-
-TEST(Facts, OfTheSchemasAreRight) {
-  const Contracts& contracts = Contracts::Installed();
-  EXPECT_FALSE(contracts.files().empty());
-  for (const auto& problem : tool::CheckComments(contracts)) {
-    ADD_FAILURE_AT(problem.file.c_str(), problem.line) << problem.what;
-  }
 }
 
 }  // namespace

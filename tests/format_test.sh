@@ -1,30 +1,29 @@
 #!/usr/bin/env bash
-# Schemas as buf formats them, C++ as clang-format does. buf would sort a schema's imports, but their
-# order is part of the contract: import lines may stand in any order.
+# The tests' own schemas as buf formats them, C++ as clang-format does; the contracts' schemas are
+# scripts/check-contracts' matter. Says what differs, and the command that fixes it.
 # Usage: format_test.sh SOURCE_DIR
 set -euo pipefail
 cd "$1"
 buf=$PWD/node_modules/.bin/buf
-failed=0
 formatted=$(mktemp -d)
 trap 'rm -rf "$formatted"' EXIT
+failed=0
 
-imports_last() {
-  grep -v '^import ' "$1"
-  grep '^import ' "$1" | LC_ALL=C sort || true
+fix() {
+  echo "format_test: fix it by: $*" >&2
+  failed=1
 }
 
-schemas=$(git ls-files -co --exclude-standard '*.proto')
-# shellcheck disable=SC2086 # one word a schema
-cp --parents $schemas "$formatted"
+mapfile -t schemas < <(git ls-files -co --exclude-standard '*.proto' | grep -v '^ovix/')
+cp --parents "${schemas[@]}" "$formatted"
 "$buf" format -w "$formatted"
-for schema in $schemas; do
-  if ! diff -u --label "$schema" --label "$schema, formatted" \
-    <(imports_last "$schema") <(imports_last "$formatted/$schema"); then
-    echo "format_test: $schema: mend it as shown (imports keep their own order)" >&2
-    failed=1
-  fi
+for schema in "${schemas[@]}"; do
+  diff -u --label "$schema" --label "$schema, formatted" "$schema" "$formatted/$schema" || fix "$buf format -w $schema"
 done
 
-git ls-files -co --exclude-standard '*.cc' '*.h' | xargs clang-format --dry-run --Werror || failed=1
+mapfile -t sources < <(git ls-files -co --exclude-standard '*.cc' '*.h')
+if ! clang-format --dry-run --Werror "${sources[@]}" 2>"$formatted/said"; then
+  cat "$formatted/said"
+  fix "clang-format -i $(sed -n 's/^\([^:]*\):[0-9]*:[0-9]*: error:.*/\1/p' "$formatted/said" | sort -u | xargs)"
+fi
 exit $failed

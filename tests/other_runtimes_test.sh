@@ -3,9 +3,9 @@
 # this machine's payloads, and two encodings of every message: they must find the same options and
 # values, and encode to the same bytes.
 # Then random messages and spoilt bytes: what is accepted, and as what.
-# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES WRITE_CASES OVIX_CONTRACTS [CASES]
+# Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES WRITE_CASES OVIX_CONTRACTS
 set -euo pipefail
-contracts=$1 agent=$2 write_values=$3 write_cases=$4 tool=$5 cases=${6:-20000}
+contracts=$1 agent=$2 write_values=$3 write_cases=$4 tool=$5
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -19,10 +19,10 @@ for folder in "$work/corpus" "$work/outbox"; do
   "$write_values" values "$folder"
 done
 
-# What the tool encodes from those values, of the whole outbox and of some of the corpus, goes to the same
+# What the tool encodes from those values, of the whole outbox and of the corpus' payloads, goes to the same
 # readers, and it reads what they are held to encode: the payloads' own bytes.
 mkdir "$work/tool"
-for label in "$work"/outbox/*.json "$work"/corpus/*[05]0.json; do
+for label in "$work"/outbox/*.json "$work"/corpus/*AsCDM-filled.json; do
   message=$(sed -n 's/.*"message": *"\([^"]*\)".*/\1/p' "$label")
   payload=${label%.json}.binpb
   name=$(basename "$payload")
@@ -45,7 +45,7 @@ for reader in "/usr/bin/python3 $here/runtimes/read_payloads.py" "node $here/run
   fi
 done
 
-"$write_cases" "$cases" 1 >"$work/cases"
+"$write_cases" 60 1 >"$work/cases"
 /usr/bin/python3 "$here/runtimes/read_cases.py" "$contracts" "$work/cases" 2>"$work/said" || { grep ^python "$work/said"; exit 1; }
 PROTOCOL_BUFFERS_PYTHON_IMPLEMENTATION=python \
   /usr/bin/python3 "$here/runtimes/read_cases.py" "$contracts" "$work/cases"

@@ -19,6 +19,7 @@ fail() {
 "$cmake" --install "$build" --prefix "$work/installed" >"$work/log" || { cat "$work/log"; exit 1; }
 mv "$work/installed" "$work/moved"
 prefix=$work/moved
+abi=$(sed -n 's/^set(OVIX_ABI_VERSION \([0-9]*\))$/\1/p' "$here/../CMakeLists.txt")
 expected="$(sed -n 's/^  VERSION //p' "$here/../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
   "$here/../library/src/contracts_collection.cc")"
 
@@ -58,15 +59,15 @@ done <"$work/schemas"
 [ "$(find "$prefix/include" -name '*.h' ! -name '*.pb.h' -printf '%f\n' | LC_ALL=C sort | xargs)" = "abi.h contracts_collection.h export.h tables.h version.h" ] ||
   fail "the headers that are not generated are not the four that there are"
 
-python3 "$here/sbom_test.py" "$prefix" "lib${name}1" "lib$name-dev" ovix-contracts || fail "the list of contents is not right"
+python3 "$here/sbom_test.py" "$prefix" "lib$name$abi" "lib$name-dev" ovix-contracts || fail "the list of contents is not right"
 
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
   fail "the catalogue of the contracts is not installed"
 
-library=$(find "$prefix" -name 'lib*.so.1')
-[ "$(objdump -p "$library" | awk '$1 == "SONAME" { print $2 }')" = libovix-telemetry-data-contracts.so.1 ] ||
-  fail "the library's SONAME is not that of major version 1"
+library=$(find "$prefix" -name "lib*.so.$abi")
+[ "$(objdump -p "$library" | awk '$1 == "SONAME" { print $2 }')" = "lib$name.so.$abi" ] ||
+  fail "the library's SONAME is not that of OVIX_ABI_VERSION, $abi"
 
 # A consumer is told in one line when the protobuf beside it is of another series.
 mkdir -p "$work/other/google/protobuf/stubs"

@@ -21,14 +21,16 @@ def check(contracts, name, data, oddities, accepted, encoded, values):
     except (DecodeError, UnicodeDecodeError):
         return "refuses what is accepted" if accepted else None
     if not accepted:
-        # It reads up to the end of a group that has not begun, and the pure runtime tags of any length.
-        odd = "g" in oddities or ("t" in oddities and PURE)
+        # It reads up to the end of a group that has not begun, and the pure runtime tags and lengths of more
+        # than five bytes.
+        odd = "g" in oddities or (PURE and set("lt") & set(oddities))
         return None if odd else "accepts what is refused"
-    # To it a negative zero is zero, which is not written.
-    if "z" in oddities and PURE:
+    # To it a negative zero is zero, which is not written; and a field whose tag is longer than it need be
+    # is an unknown one, for it looks fields up by the bytes of their tags.
+    if PURE and set("tz") & set(oddities):
         return None
     # It keeps unknown fields as they came, and no bits of a NaN.
-    if not (PURE and set("ntv") & set(oddities)) and message.SerializeToString() != encoded:
+    if not (PURE and set("nv") & set(oddities)) and message.SerializeToString() != encoded:
         return "encodes to other bytes"
     return None if same(contracts.values(message), json.loads(values)) else "has other values"
 

@@ -2,18 +2,22 @@
 // to be held against. A line a case: message, bytes (hexadecimal), oddities, 1 where they parse,
 // and then what they are encoded to and their values as protobuf's JSON.
 //
+// COUNT cases of each message. They follow from its name, its fields and SEED, and from nothing
+// else: another message in the collection changes none of them.
+//
+// clang-format off
 // Oddities are what runtimes treat each in their own way:
 //   e  a field of a sub-message, or a number of a packed list, runs beyond its end (here: refused)
 //   g  a tag is zero or ends a group that has not begun (here: refused)
-//   l  a length is longer than it need be or has more than 31 bits (here: refused beyond five
-//   bytes) n  a number is NaN (here: its bits are kept) t  a tag is longer than it need be or has
-//   more than 32 bits (here: refused beyond five bytes, and
-//      of five the high bits are dropped)
-//   v  an unknown field's varint is longer than it need be or has more than 64 bits (here: written
-//   as
-//      short as can be)
+//   l  a length is longer than it need be or has more than 31 bits (here: refused beyond five bytes)
+//   n  a number is NaN (here: its bits are kept)
+//   t  a tag is longer than it need be or has more than 32 bits (here: read as the number that it is;
+//      refused beyond five bytes, and of five the high bits are dropped)
+//   v  an unknown field's varint is longer than it need be or has more than 64 bits, or its length is
+//      longer than it need be (here: written as short as can be)
 //   w  a field of the schema comes with another wire type (here: kept as an unknown field)
 //   z  a number is a negative zero (here: kept)
+// clang-format on
 //
 //   write_cases COUNT SEED
 #include <google/protobuf/stubs/logging.h>
@@ -216,7 +220,9 @@ bool FindOddities(const Descriptor* descriptor, CodedInputStream& input, std::st
     }
     if (length_delimited) {
       uint64_t length = 0;
+      const size_t found = oddities.size();
       if (!ReadVarint(input, &length, 'l', oddities)) return false;
+      if (oddities.size() != found && (field == nullptr || mismatch)) oddities += 'v';
       if (length > std::numeric_limits<int32_t>::max()) oddities += 'l';
       if (length > static_cast<uint64_t>(input.BytesUntilLimit())) return false;
       const auto limit = input.PushLimit(static_cast<int>(length));
@@ -243,6 +249,32 @@ std::string Hexadecimal(const std::string& bytes) {
   return text;
 }
 
+// Writes one random case of a message; false where the library cannot print what it has read.
+bool WriteCase(const Message& prototype) {
+  const std::unique_ptr<Message> message(prototype.New());
+  Fill(message.get(), 1 + Below(6));
+  std::string bytes = message->SerializeAsString();
+  if (!OneIn(3)) Mutate(bytes);
+  const bool parsed = message->ParseFromString(bytes);
+  google::protobuf::util::JsonPrintOptions options;
+  options.preserve_proto_field_names = true;
+  std::string json;
+  if (!google::protobuf::util::MessageToJsonString(*message, &json, options).ok()) return false;
+  std::string oddities = json.find("\"NaN\"") == std::string::npos ? "" : "n";
+  if (json.find("-0") != std::string::npos) oddities += 'z';
+  CodedInputStream input(reinterpret_cast<const uint8_t*>(bytes.data()),
+                         static_cast<int>(bytes.size()));
+  input.PushLimit(static_cast<int>(bytes.size()));
+  FindOddities(prototype.GetDescriptor(), input, oddities);
+  std::cout << prototype.GetTypeName() << '\t' << Hexadecimal(bytes) << '\t' << oddities << '\t'
+            << parsed;
+  if (parsed) {
+    std::cout << '\t' << Hexadecimal(message->SerializeAsString()) << '\t' << json;
+  }
+  std::cout << '\n';
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -250,33 +282,17 @@ int main(int argc, char** argv) {
     std::cerr << "usage: write_cases COUNT SEED\n";
     return 2;
   }
-  engine.seed(std::strtoull(argv[2], nullptr, 10));
+  const long count = std::atol(argv[1]);
+  const std::string seed = argv[2];
   // What the runtime reports of bad bytes is not what is tested.
   google::protobuf::SetLogHandler(nullptr);
-  google::protobuf::util::JsonPrintOptions options;
-  options.preserve_proto_field_names = true;
-  const auto prototypes = ovix::tests::AllPrototypes();
-  for (long left = std::atol(argv[1]); left > 0; --left) {
-    const Message* prototype = prototypes[Below(prototypes.size())];
-    const std::unique_ptr<Message> message(prototype->New());
-    Fill(message.get(), 1 + Below(6));
-    std::string bytes = message->SerializeAsString();
-    if (!OneIn(3)) Mutate(bytes);
-    const bool parsed = message->ParseFromString(bytes);
-    std::string json;
-    if (!google::protobuf::util::MessageToJsonString(*message, &json, options).ok()) return 1;
-    std::string oddities = json.find("\"NaN\"") == std::string::npos ? "" : "n";
-    if (json.find("-0") != std::string::npos) oddities += 'z';
-    CodedInputStream input(reinterpret_cast<const uint8_t*>(bytes.data()),
-                           static_cast<int>(bytes.size()));
-    input.PushLimit(static_cast<int>(bytes.size()));
-    FindOddities(prototype->GetDescriptor(), input, oddities);
-    std::cout << prototype->GetTypeName() << '\t' << Hexadecimal(bytes) << '\t' << oddities << '\t'
-              << parsed;
-    if (parsed) {
-      std::cout << '\t' << Hexadecimal(message->SerializeAsString()) << '\t' << json;
+  for (const Message* prototype : ovix::tests::AllPrototypes()) {
+    const std::string source = seed + " " + prototype->GetTypeName();
+    std::seed_seq sequence(source.begin(), source.end());
+    engine.seed(sequence);
+    for (long left = count; left > 0; --left) {
+      if (!WriteCase(*prototype)) return 1;
     }
-    std::cout << '\n';
   }
   return std::cout.flush() ? 0 : 1;
 }

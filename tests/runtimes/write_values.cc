@@ -42,7 +42,6 @@ void Write(const std::filesystem::path& path, const std::string& content) {
 }
 
 void Fill(const std::filesystem::path& folder) {
-  int number = 0;
   for (const Message* prototype : ovix::tests::AllPrototypes()) {
     for (const bool extreme : {false, true}) {
       const std::unique_ptr<Message> message(prototype->New());
@@ -52,7 +51,8 @@ void Fill(const std::filesystem::path& folder) {
         ovix::tests::FillAll(message.get(), 1);
       }
       const auto& options = prototype->GetDescriptor()->options();
-      const std::string name = std::to_string(10000 + number++);
+      const std::string name =
+          prototype->GetDescriptor()->full_name() + (extreme ? "-extreme" : "-filled");
       google::protobuf::Struct label;
       auto& fields = *label.mutable_fields();
       fields["message"].set_string_value(prototype->GetDescriptor()->full_name());

@@ -40,7 +40,7 @@ struct FieldFacts {
   std::string unit_reason, values_reason, format_reason;
 };
 
-// A fact that is malformed reads as if it were not there; CheckComments() reports it.
+// A fact that is malformed reads as if it were not there; scripts/check-contracts reports it.
 FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field);
 
 // Reads one fact, Source excepted, into `facts`; false for a value that the grammar does not allow.
@@ -53,8 +53,6 @@ bool CanHaveUnit(const FieldDescriptor* field);  // a number, or a text that may
 std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes();
 std::span<const std::string_view> Units();
 std::span<const std::string_view> Formats();
-// The last words of names of numbers that are no quantities.
-std::span<const std::string_view> WordsOfNoQuantity();
 
 // The unit that a field's name gives by its suffix; empty without one.
 std::string UnitOfName(std::string_view field_name);
@@ -64,18 +62,6 @@ std::vector<std::string> FactLines(const FieldFacts& facts);
 // The facts as keys of an object of JSON: unit, unit_from, unit_reason, values_kind, values,
 // format, privacy, each only if there is something to say.
 void AddFacts(JsonWriter& json, const FieldFacts& facts);
-
-// Something wrong with a comment.
-struct CommentProblem {
-  std::string file;  // path of the schema
-  int line;          // from 1; 0 if the contracts have no places
-  std::string what;  // names the declaration, the fault and the fix, without a line end
-};
-
-// Everything wrong with the comments of the schemas, in the order of the schemas: declarations
-// without a comment, unknown or misplaced facts, misspelt units, quantities without a unit, names
-// that look personal without a class, payload fields less sensitive than what they come from.
-std::vector<CommentProblem> CheckComments(const Contracts& contracts);
 
 }  // namespace ovix::tool
 

@@ -1,0 +1,1 @@
+"""What scripts/check-contracts and scripts/new-contract know of the contracts."""

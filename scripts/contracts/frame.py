@@ -1,0 +1,182 @@
+"""What follows from the schemas and is written down all the same: the build's list, the includes and classes of the
+collection, and the counts that pages give. Each is compared, and written where it is asked for."""
+
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+
+from contracts.comments import facts_of
+from contracts.finding import Finding
+
+LIST = "library/contracts.cmake"
+COLLECTION = "library/src/contracts_collection.cc"
+FIX = "run scripts/check-contracts --fix"
+
+
+def order(schema):
+    """The place of a schema in the collection: paths without regard to case, "_" after every letter, digit, "/" and ".".
+    The folder upload/vorlan/ is where the first release has it, between upload/log/ and upload/peripherals/."""
+    return schema.replace("upload/vorlan/", "upload/log~/").lower().replace("_", "~")
+
+
+def in_order(schemas):
+    return sorted(schemas, key=lambda schema: (order(schema), schema))
+
+
+def listed(path):
+    """The schemas in the order of a build's list."""
+    with open(path, encoding="utf-8") as file:
+        return re.findall(r"^  (ovix/\S+\.proto)$", file.read(), re.MULTILINE)
+
+
+def _list(text, schemas):
+    lines = "".join(f"  {schema}\n" for schema in schemas)
+    return re.sub(r"^set\(OVIX_CONTRACTS\n.*?^\)", f"set(OVIX_CONTRACTS\n{lines})", text, flags=re.M | re.S)
+
+
+def _cpp_namespace(package):
+    inner = package.removeprefix("ovix.telemetry.contract.")
+    return ("" if inner != package else "::") + inner.replace(".", "::")
+
+
+def _collection(text, schemas, contracts):
+    schemas = [schema for schema in schemas if contracts.by_name[schema].messages]
+    includes = sorted(f'#include "{schema.removesuffix(".proto")}.pb.h"\n' for schema in schemas)
+    text = re.sub(r'(?:^#include "ovix/\S+\.pb\.h"\n)+', lambda _: "".join(includes), text, flags=re.M)
+    classes = []
+    for schema in schemas:
+        file = contracts.by_name[schema]
+        classes.append(f"    // {schema.removeprefix('ovix/telemetry/contract/')}\n")
+        names = sorted(message.class_name for message in file.walk())
+        classes += [f"    Prototype<{_cpp_namespace(file.package)}::{name}>(),\n" for name in names]
+    return re.sub(r"(_collection = \{\n).*?(^\};)", lambda found: found[1] + "".join(classes) + found[2], text, flags=re.M | re.S)
+
+
+def _counts(text, counts):
+    """Puts the counts where a page says "108 proto3 schemas with 324 messages" and the like, over a line's end too."""
+    for words, number in counts.items():
+        pattern = r"\b\d+(\s+)(" + words.replace(" ", r"\s+") + r")"
+        text = re.sub(pattern, lambda found, number=number: f"{number}{found[1]}{found[2]}", text)
+    return text
+
+
+def _tables(contracts):
+    return sum(message.table is not None for message in contracts.messages.values())
+
+
+def _payloads(contracts):
+    payloads = [message for message in contracts.messages.values() if message.cdm is not None and message.cdm.gun]
+    return sorted(payloads, key=lambda message: (message.name, message.full_name))
+
+
+def _privacy(text, contracts, words):
+    """The table of personal data, as `ovix-contracts privacy --payloads --format markdown` prints it."""
+    def personal(message, prefix, around):
+        for field in message.fields:
+            if privacy := facts_of(field, words).privacy:
+                yield privacy, f"`{prefix}{field.name}`"
+            part = contracts.messages.get(field.type_name)
+            if part is not None and part not in around:
+                yield from personal(part, f"{prefix}{field.name}.", [*around, part])
+
+    rows = []
+    for payload in _payloads(contracts):
+        found = list(personal(payload, "", [payload]))
+        rows += [] if found else [f"| `{payload.name}` | none | |\n"]
+        for each in words.classes:
+            if paths := [path for privacy, path in found if privacy == each]:
+                rows.append(f"| `{payload.name}` | {each} | {', '.join(paths)} |\n")
+    return re.sub(r"(\| Contract \| Class \| Fields \|\n\|---\|---\|---\|\n)(?:\|.*\n)*", lambda found: found[1] + "".join(rows), text)
+
+
+def _built(text, contracts):
+    """A line for each payload that the page of payloads lacks: the example does not build it."""
+    names = {payload.name for payload in _payloads(contracts)}
+    line = re.compile(r"^\| `(\w+)` \| (?:yes|no) \|.*\n", re.MULTILINE)
+    for name in sorted(names - set(line.findall(text)), key=str.lower):
+        others = list(re.finditer(r"^\| `(\w+)` \| no \|.*\n", text, re.MULTILINE))
+        after = next((found.start() for found in others if found[1].lower() > name.lower()), others[-1].end() if others else len(text))
+        text = f"{text[:after]}| `{name}` | no | |\n{text[after:]}"
+    return _counts(text, {"messages have the option `cdm`": len(names)})
+
+
+def wanted(root, contracts, words):
+    """Of each file that follows from the schemas: its text as it is, and as it should be."""
+    schemas = in_order(contracts.by_name)
+    makers = {
+        LIST: lambda text: _list(text, schemas),
+        COLLECTION: lambda text: _collection(text, schemas, contracts),
+        "README.md": lambda text: _counts(
+            text, {"proto3 schemas": len(schemas), "messages; the library": len(contracts.messages)}),
+        "docs/contracts.md": lambda text: _counts(text, {"records are tables": _tables(contracts)}),
+        "docs/payloads.md": lambda text: _built(text, contracts),
+        "docs/privacy.md": lambda text: _privacy(text, contracts, words),
+    }
+    for name, make in makers.items():
+        path = os.path.join(root, name)
+        if os.path.exists(path):
+            with open(path, encoding="utf-8") as file:
+                text = file.read()
+            yield name, text, make(text)
+
+
+def check(root, contracts, words):
+    for name, text, right in wanted(root, contracts, words):
+        if text == right:
+            continue
+        old, new = text.splitlines(), right.splitlines()
+        place = next((i for i, (a, b) in enumerate(zip(old, new)) if a != b), min(len(old), len(new)))
+        is_line = old[place].strip() if place < len(old) else "nothing"
+        should_be = new[place].strip() if place < len(new) else "nothing"
+        yield Finding(name, place + 1, "list", f"has '{is_line}' where the schemas give '{should_be}'", FIX)
+
+
+def write(path, text):
+    """Replaces a file whole or not at all."""
+    temporary = path + ".new"
+    with open(temporary, "w", encoding="utf-8", newline="\n") as file:
+        file.write(text)
+    shutil.copymode(path, temporary)
+    os.replace(temporary, path)
+
+
+def fix(root, contracts, words):
+    """Writes what differs; returns the names."""
+    changed = [(name, right) for name, text, right in wanted(root, contracts, words) if text != right]
+    for name, right in changed:
+        write(os.path.join(root, name), right)
+    return [name for name, _ in changed]
+
+
+def formatted(root, buf, schemas):
+    """Of each schema that buf would format otherwise: its text, and the formatted one. buf sorts imports; their order
+    is part of a contract and stays."""
+    def imports(text):
+        return re.findall(r'^import .*?;', text, re.MULTILINE)
+
+    with tempfile.TemporaryDirectory() as folder:
+        for schema in schemas:
+            os.makedirs(os.path.join(folder, os.path.dirname(schema)), exist_ok=True)
+            shutil.copy(os.path.join(root, schema), os.path.join(folder, schema))
+        done = subprocess.run([buf, "format", "-w", folder], capture_output=True, text=True)
+        if done.returncode:
+            raise OSError(f"buf format failed: {done.stderr.strip()}")
+        for schema in schemas:
+            with open(os.path.join(root, schema), encoding="utf-8") as file:
+                text = file.read()
+            with open(os.path.join(folder, schema), encoding="utf-8") as file:
+                right = file.read()
+            sources = iter(imports(text))
+            if sorted(imports(text)) == sorted(imports(right)):
+                right = re.sub(r"^import .*?;", lambda _: next(sources), right, flags=re.MULTILINE)
+            if text != right:
+                yield schema, text, right
+
+
+def check_format(root, buf, schemas):
+    for schema, text, right in formatted(root, buf, schemas):
+        pairs = enumerate(zip([*text.splitlines(), ""], [*right.splitlines(), ""]), 1)
+        line = next((number for number, (a, b) in pairs if a != b), 1)
+        yield Finding(schema, line, "format", "is not as buf format writes it", FIX)

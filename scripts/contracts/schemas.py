@@ -1,0 +1,254 @@
+"""The schemas as protoc reads them: messages, fields and enumerations with options, comments and lines."""
+
+import functools
+import glob
+import os
+import re
+import subprocess
+import tempfile
+
+from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
+
+from contracts.comments import Comment, parse
+from contracts.finding import Finding
+
+FieldProto = descriptor_pb2.FieldDescriptorProto
+NUMBERS = {
+    getattr(FieldProto, "TYPE_" + name)
+    for name in "INT32 INT64 UINT32 UINT64 SINT32 SINT64 FIXED32 FIXED64 SFIXED32 SFIXED64 FLOAT DOUBLE".split()
+}
+
+
+class Broken(Exception):
+    """The schemas do not compile; holds the findings."""
+
+    def __init__(self, findings):
+        super().__init__(f"{len(findings)} errors of protoc")
+        self.findings = findings
+
+
+class Element:
+    """A message, field, enumeration, value or extension: its descriptor and where it is declared."""
+
+    def __init__(self, file, proto, path, parent=None, prefix=""):
+        self.file, self.proto, self.path, self.parent = file, proto, path, parent
+        self.name = proto.name
+        self.full_name = f"{prefix}.{proto.name}"
+
+    @property
+    def line(self):
+        return self.file.place(self.path)[0]
+
+    @functools.cached_property
+    def comment(self) -> Comment:
+        return parse(self.file.place(self.path)[1])
+
+    @property
+    def comment_line(self):
+        """The first line of the comment; the declaration's own where there is none."""
+        line, text = self.file.place(self.path)
+        return line - text.count("\n")
+
+    @functools.cached_property
+    def options(self):
+        """The options that are set, by name; those of the contracts are messages."""
+        return {field.name: value for field, value in self.proto.options.ListFields()}
+
+    def finding(self, rule, what, fix, line=None):
+        return Finding(self.file.name, line or self.line, rule, f"{self.full_name}: {what}", fix)
+
+
+class Field(Element):
+    @property
+    def is_repeated(self):
+        return self.proto.label == FieldProto.LABEL_REPEATED
+
+    @property
+    def is_text(self):
+        return self.proto.type == FieldProto.TYPE_STRING
+
+    @property
+    def is_number(self):
+        return self.proto.type in NUMBERS
+
+    @property
+    def type_name(self):
+        """The full name of its message or enumeration; empty for other types."""
+        return self.proto.type_name.lstrip(".")
+
+    @property
+    def type(self):
+        """The type as a text: "uint32", or the full name of a message or enumeration."""
+        return self.type_name or FieldProto.Type.Name(self.proto.type)[len("TYPE_"):].lower()
+
+    @property
+    def oneof(self):
+        """The name of the oneof that it is in, if any; that of an optional field is none."""
+        if self.proto.proto3_optional or not self.proto.HasField("oneof_index") or self.parent is None:
+            return ""
+        return self.parent.proto.oneof_decl[self.proto.oneof_index].name
+
+    @property
+    def is_key(self):
+        column = self.options.get("column")
+        return column is not None and column.constraint.pk
+
+    def same_type(self, other):
+        return (self.type, self.is_repeated) == (other.type, other.is_repeated)
+
+
+class Enumeration(Element):
+    def __init__(self, *arguments, **more):
+        super().__init__(*arguments, **more)
+        scope = self.full_name.rpartition(".")[0]
+        self.values = [
+            Element(self.file, value, (*self.path, 2, i), self, scope) for i, value in enumerate(self.proto.value)
+        ]
+
+
+class Message(Element):
+    def __init__(self, *arguments, **more):
+        super().__init__(*arguments, **more)
+        self.class_name = f"{self.parent.class_name}_{self.name}" if self.parent else self.name
+        self.fields = [
+            Field(self.file, field, (*self.path, 2, i), self, self.full_name) for i, field in enumerate(self.proto.field)
+        ]
+        self.messages = [
+            Message(self.file, inner, (*self.path, 3, i), self, self.full_name)
+            for i, inner in enumerate(self.proto.nested_type)
+            if not inner.options.map_entry
+        ]
+        self.enums = [
+            Enumeration(self.file, inner, (*self.path, 4, i), self, self.full_name)
+            for i, inner in enumerate(self.proto.enum_type)
+        ]
+
+    @property
+    def table(self):
+        """The option `persistance` of a table; nothing for other messages."""
+        option = self.options.get("persistance")
+        return option if option is not None and option.type else None
+
+    @property
+    def max_size_mb(self):
+        """The size limit that a marker gives its database; 0 for other messages."""
+        option = self.options.get("persistance")
+        return option.database.max_size_mb if option is not None else 0
+
+    @property
+    def cdm(self):
+        return self.options.get("cdm")
+
+    @property
+    def key(self):
+        return sorted((field for field in self.fields if field.is_key), key=lambda field: field.proto.number)
+
+    def field(self, name):
+        return next((field for field in self.fields if field.name == name), None)
+
+    def line_of_option(self, number, *path):
+        """The line on which the option with this number sets its field `path`; else the declaration's."""
+        wanted = (*self.path, 7, number, *path)
+        lines = [line for place, (line, _) in self.file.places.items() if place[: len(wanted)] == wanted]
+        return min(lines, default=self.line)
+
+
+class File:
+    def __init__(self, proto):
+        self.proto, self.name, self.package = proto, proto.name, proto.package
+        self.places = {}
+        for location in proto.source_code_info.location:
+            self.places.setdefault(tuple(location.path), (location.span[0] + 1, location.leading_comments))
+        self.messages = [Message(self, message, (4, i), None, proto.package) for i, message in enumerate(proto.message_type)]
+        self.enums = [Enumeration(self, enum, (5, i), None, proto.package) for i, enum in enumerate(proto.enum_type)]
+        self.extensions = [Field(self, field, (7, i), None, proto.package) for i, field in enumerate(proto.extension)]
+
+    def place(self, path):
+        """Line and comment of what is declared at a path; no line in a set without source information."""
+        return self.places.get(tuple(path), (0, ""))
+
+    @property
+    def comment(self):
+        return parse(self.place((12,))[1])
+
+    @property
+    def is_upload(self):
+        return "/upload/" in self.name
+
+    def walk(self):
+        """Every message, nested ones after their outer one."""
+        queue = list(self.messages)
+        while queue:
+            message = queue.pop(0)
+            yield message
+            queue = message.messages + queue
+
+
+class Contracts:
+    """The schemas of a descriptor set that are under ovix/."""
+
+    def __init__(self, encoded):
+        plain = descriptor_pb2.FileDescriptorSet.FromString(encoded)
+        pool = descriptor_pool.DescriptorPool()
+        for file in plain.file:
+            pool.Add(file)
+        # By the set's own classes, the options of the contracts are known.
+        factory = message_factory.MessageFactory(pool)
+        factory.GetMessages([file.name for file in plain.file])
+        known = factory.GetPrototype(pool.FindMessageTypeByName("google.protobuf.FileDescriptorSet"))
+        self.files = [File(file) for file in known.FromString(encoded).file if file.name.startswith("ovix/")]
+        self.by_name = {file.name: file for file in self.files}
+        self.messages = {message.full_name: message for file in self.files for message in file.walk()}
+        self.enums = {
+            enum.full_name: enum
+            for file in self.files
+            for enum in [*file.enums, *(inner for message in file.walk() for inner in message.enums)]
+        }
+
+    def parts(self, message):
+        """A message and all that its fields hold, enumerations included."""
+        reached, queue = {}, [message]
+        while queue:
+            element = queue.pop(0)
+            if element.full_name in reached:
+                continue
+            reached[element.full_name] = element
+            for field in getattr(element, "fields", []):
+                inner = self.messages.get(field.type_name) or self.enums.get(field.type_name)
+                if inner is not None:
+                    queue.append(inner)
+        return list(reached.values())
+
+
+def on_disk(root):
+    """The schemas of a tree, unordered."""
+    return {
+        os.path.relpath(path, root).replace(os.sep, "/")
+        for path in glob.glob(os.path.join(root, "ovix", "**", "*.proto"), recursive=True)
+    }
+
+
+def compile_schemas(root, schemas):
+    """The descriptor set of schemas, with imports and comments; raises Broken with protoc's own words."""
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "contracts.binpb")
+        done = subprocess.run(
+            ["protoc", "-I.", "--include_imports", "--include_source_info", f"--descriptor_set_out={path}", *schemas],
+            cwd=root, capture_output=True, text=True,
+        )
+        if done.returncode == 0:
+            with open(path, "rb") as file:
+                return file.read()
+    findings, blamed = [], set()
+    for line in dict.fromkeys(done.stderr.splitlines()):
+        found = re.match(r"(ovix/[^:]*\.proto):(?:(\d+):\d+:)? *(.*)", line)
+        if not found or "warning:" in line or not os.path.exists(os.path.join(root, found[1])):
+            continue
+        what = found[3].rstrip(".")
+        imported = re.match(r'Import "(.*)" was not found', what)
+        if imported and os.path.exists(os.path.join(root, imported[1])):
+            blamed.add(found[1])
+        findings.append(Finding(found[1], int(found[2] or 1), "protoc", what, "correct the schema"))
+    # What a schema lacks because of an error in what it imports is not an error of its own.
+    roots = [finding for finding in findings if finding.file not in blamed]
+    raise Broken(roots or findings or [Finding("ovix", 1, "protoc", done.stderr.strip().replace("\n", " "), "see there")])
