@@ -7,7 +7,7 @@ Usage: changed_classes.py RELEASED.BINPB BUILT.BINPB
 import os
 import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "scripts"))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))), "scripts"))
 sys.dont_write_bytecode = True
 from contracts import schemas  # noqa: E402
 

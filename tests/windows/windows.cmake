@@ -29,11 +29,11 @@ file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT
   "export WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=\nexport WINEPREFIX='${CMAKE_BINARY_DIR}/wine'\nexport WINEPATH='${plain_wine_path}'\n")
 
 # The agent on what Wine says of the machine.
-add_test(NAME agent-on-windows COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/agent_on_windows_test.sh"
+add_test(NAME agent-on-windows COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/agent_on_windows_test.sh"
   "$<TARGET_FILE:ovix-agent>" "${wine}")
 set_tests_properties(agent-on-windows PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
-add_executable(load-by-hand load_by_hand.cc)
+add_executable(load-by-hand windows/load_by_hand.cc)
 target_compile_features(load-by-hand PRIVATE cxx_std_20)
 # Linked with nothing of the library's, not even the compiler's runtime: what is loaded is the DLL's.
 target_link_options(load-by-hand PRIVATE -static)
@@ -50,11 +50,11 @@ set_tests_properties(load-unload-load-with-the-runtime-kept PROPERTIES
   PASS_REGULAR_EXPRESSION "File already exists in database: ovix/telemetry/contract/")
 
 # The script that gets the sources of what is linked, with apt's sources of others than Debian beside Debian's.
-add_test(NAME windows-libraries COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows_libraries_test.sh"
+add_test(NAME windows-libraries COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/windows_libraries_test.sh"
   "${PROJECT_SOURCE_DIR}/scripts/windows-libraries")
 
 if(TARGET ovix-stack-guard)
-  add_executable(stack-guard stack_guard.cc)
+  add_executable(stack-guard windows/stack_guard.cc)
   target_compile_features(stack-guard PRIVATE cxx_std_20)
   target_link_libraries(stack-guard PRIVATE ovix-warnings ovix-hardening)
   add_test(NAME stack-guard COMMAND stack-guard)
@@ -67,14 +67,14 @@ target_compile_options(load-order PRIVATE -Wno-cast-function-type)
 set_tests_properties(load-order PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 60)
 
 get_target_property(runtime_import protobuf::libprotobuf IMPORTED_IMPLIB_RELEASE)
-add_test(NAME other-release COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/other_release_test.sh"
+add_test(NAME other-release COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/interface/other_release_test.sh"
   "$<TARGET_FILE:ovix-telemetry-data-contracts>" "${PROJECT_SOURCE_DIR}"
   "${PROJECT_BINARY_DIR}/library/generated" "${CMAKE_NM}" "${CMAKE_CXX_COMPILER}"
   "-I${protobuf_imports}" -DPROTOBUF_USE_DLLS "${runtime_import}")
 set_tests_properties(other-release PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 600)
 
 # The zip, unpacked elsewhere, with a consumer built against it.
-add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/zip_test.sh"
+add_test(NAME zip COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/packages/zip_test.sh"
   "${CMAKE_BINARY_DIR}" "${CMAKE_COMMAND}" "${CMAKE_TOOLCHAIN_FILE}" "${Protobuf_DIR}")
 set_tests_properties(zip PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
 
@@ -84,12 +84,12 @@ if(TARGET ovix-contracts)
   get_property(tool_targets DIRECTORY "${PROJECT_SOURCE_DIR}/tool" PROPERTY BUILDSYSTEM_TARGETS)
   set_target_properties(${tool_targets} PROPERTIES EXPORT_COMPILE_COMMANDS ON)
 endif()
-add_test(NAME dll COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/dll_test.sh"
+add_test(NAME dll COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/dll_test.sh"
   "$<TARGET_FILE:ovix-telemetry-data-contracts>"
   "$<TARGET_PROPERTY:ovix::telemetry-data-contracts,OVIX_DESCRIPTOR_SET>"
   "${CMAKE_OBJDUMP}" "${CMAKE_NM}" "${CMAKE_STRIP}" "${PROJECT_VERSION}"
   "${OVIX_ABI_VERSION}" "${PROJECT_BINARY_DIR}")
 
 # What only the zip needs is asked for when it is packed.
-add_test(NAME packages-configured COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/packages_configured_windows_test.sh"
+add_test(NAME packages-configured COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/packages/packages_configured_windows_test.sh"
   "${PROJECT_SOURCE_DIR}" "${CMAKE_COMMAND}" "${CMAKE_GENERATOR}" "${PROJECT_BINARY_DIR}")

@@ -4,7 +4,7 @@
 # Usage: two_copies_test.sh BUILD_DIR CXX
 set -euo pipefail
 build=$1 cxx=$2
-root=$(cd "$(dirname "$0")/.." && pwd)
+root=$(cd "$(dirname "$0")/../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 library=$build/library/libovix-telemetry-data-contracts.so

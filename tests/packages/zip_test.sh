@@ -35,8 +35,8 @@ python3 "$here/sbom_test.py" "$prefix" ovix-telemetry-data-contracts || fail "th
   >"$work/log" && "$cmake" --build "$work/consumer" >>"$work/log" ||
   { cat "$work/log"; fail "the consumer did not build"; }
 output=$(WINEPATH="Z:$prefix/bin" wine "$work/consumer/consumer.exe" | tr -d '\r') || fail "the consumer failed"
-expected="$(sed -n 's/^  VERSION //p' "$here/../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
-  "$here/../library/src/contracts_collection.cc")"
+expected="$(sed -n 's/^  VERSION //p' "$here/../../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
+  "$here/../../library/src/contracts_collection.cc")"
 [ "$output" = "$expected" ] || fail "the consumer printed '$output', not '$expected'"
 wine "$prefix/bin/ovix-contracts.exe" show BatteryHealthLog >"$work/shown" && grep -q '^ *14  eletric_current ' "$work/shown" ||
   fail "the tool does not run from the zip"

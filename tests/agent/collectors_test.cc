@@ -39,7 +39,7 @@ std::vector<Record> RowsOf(const std::filesystem::path& root) {
 class Machines : public testing::TestWithParam<const char*> {};
 
 TEST_P(Machines, AreCollectedFieldByField) {
-  std::ifstream file(std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "tests/machines" /
+  std::ifstream file(std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "tests/agent/machines" /
                      (std::string(GetParam()) + ".txt"));
   const std::string text{std::istreambuf_iterator<char>(file), {}};
 #ifdef _WIN32

@@ -32,12 +32,12 @@ for label in "$work"/outbox/*.json "$work"/corpus/*AsCDM-filled.json; do
 done
 
 # Debian's own interpreter: the runtime is a package of Debian's.
-/usr/bin/python3 "$here/runtimes/read_payloads.py" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
-node "$here/runtimes/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
+/usr/bin/python3 "$here/read_payloads.py" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
+node "$here/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
 
 # What the two say must depend on the bytes: one spoilt payload is found by both.
 printf '\x0a\x01x' >>"$(ls "$work"/outbox/*.binpb | head -1)"
-for reader in "/usr/bin/python3 $here/runtimes/read_payloads.py" "node $here/runtimes/read_payloads.mjs"; do
+for reader in "/usr/bin/python3 $here/read_payloads.py" "node $here/read_payloads.mjs"; do
   # shellcheck disable=SC2086 # program and script
   if $reader "$contracts" "$work/outbox" >/dev/null 2>&1; then
     echo "other_runtimes_test: $reader did not notice a spoilt payload" >&2
@@ -46,13 +46,13 @@ for reader in "/usr/bin/python3 $here/runtimes/read_payloads.py" "node $here/run
 done
 
 "$write_cases" 60 1 >"$work/cases"
-/usr/bin/python3 "$here/runtimes/read_cases.py" "$contracts" "$work/cases" 2>"$work/said" || { grep ^python "$work/said"; exit 1; }
+/usr/bin/python3 "$here/read_cases.py" "$contracts" "$work/cases" 2>"$work/said" || { grep ^python "$work/said"; exit 1; }
 PROTOCOL_BUFFERS_PYTHON_IMPLEMENTATION=python \
-  /usr/bin/python3 "$here/runtimes/read_cases.py" "$contracts" "$work/cases"
-node "$here/runtimes/read_cases.mjs" "$contracts" "$work/cases"
+  /usr/bin/python3 "$here/read_cases.py" "$contracts" "$work/cases"
+node "$here/read_cases.mjs" "$contracts" "$work/cases"
 # The readers' own check: one accepted case that is said to be refused.
 awk -F'\t' -v OFS='\t' '$4 == 1 && $3 == "" { print $1, $2, $3, 0; exit }' "$work/cases" >"$work/false-case"
-for reader in "/usr/bin/python3 $here/runtimes/read_cases.py" "node $here/runtimes/read_cases.mjs"; do
+for reader in "/usr/bin/python3 $here/read_cases.py" "node $here/read_cases.mjs"; do
   # shellcheck disable=SC2086 # program and script
   if $reader "$contracts" "$work/false-case" >/dev/null 2>&1; then
     echo "other_runtimes_test: $reader did not notice a false case" >&2

@@ -16,15 +16,15 @@ fail() {
 "$objdump" -p "$dll" >"$work/headers"
 awk '/\[Ordinal\/Name Pointer\]/ { names = 1; next } /^$/ { names = 0 } names { print $NF }' \
   "$work/headers" >"$work/exports"
-/usr/bin/python3 "$here/exports_test.py" "$contracts" "$work/exports" "$abi" --inline \
-  --documented "$here/../docs/windows.md"
+/usr/bin/python3 "$here/../interface/exports_test.py" "$contracts" "$work/exports" "$abi" --inline \
+  --documented "$here/../../docs/windows.md"
 [ "$(wc -l <"$work/exports")" -le 65535 ] || fail "more exports than a DLL can have"
 
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   grep -q "$flag" "$work/headers" || fail "$flag is not set"
 done
 # What the guards call is in it: no DLL more is to be carried along.
-python3 "$here/hardening_probe.py" "$build" "$nm" "$objdump" --guards-only library/generated library/src tool
+python3 "$here/../interface/hardening_probe.py" "$build" "$nm" "$objdump" --guards-only library/generated library/src tool
 "$nm" "$dll" >"$work/symbols"
 grep -q ' T __stack_chk_fail$' "$work/symbols" || fail "stacks are guarded by a function of another DLL"
 
@@ -39,7 +39,7 @@ fi
 "$strip" -o "$work/stripped.dll" "$dll"
 size=$(stat -c %s "$work/stripped.dll")
 [ "$size" -le 7500000 ] || fail "the DLL has $size bytes, and may have 7,500,000"
-if strings -a "$work/stripped.dll" | grep -E "(^|[^a-z_])/(usr|home|root|tmp|build)/|$(cd "$here/.." && pwd)/" | head -3 | grep .; then
+if strings -a "$work/stripped.dll" | grep -E "(^|[^a-z_])/(usr|home|root|tmp|build)/|$(cd "$here/../.." && pwd)/" | head -3 | grep .; then
   fail "the paths above are in the DLL"
 fi
 strings -a -e l "$dll" >"$work/texts"

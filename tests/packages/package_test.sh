@@ -19,9 +19,9 @@ fail() {
 "$cmake" --install "$build" --prefix "$work/installed" >"$work/log" || { cat "$work/log"; exit 1; }
 mv "$work/installed" "$work/moved"
 prefix=$work/moved
-abi=$(sed -n 's/^set(OVIX_ABI_VERSION \([0-9]*\))$/\1/p' "$here/../CMakeLists.txt")
-expected="$(sed -n 's/^  VERSION //p' "$here/../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
-  "$here/../library/src/contracts_collection.cc")"
+abi=$(sed -n 's/^set(OVIX_ABI_VERSION \([0-9]*\))$/\1/p' "$here/../../CMakeLists.txt")
+expected="$(sed -n 's/^  VERSION //p' "$here/../../CMakeLists.txt") HealthLog 180 $(grep -c 'Prototype<.*>(),' \
+  "$here/../../library/src/contracts_collection.cc")"
 
 check_run() {
   local way=$1 output
@@ -52,7 +52,7 @@ cmp -s "$(pkg-config --variable=descriptor_set "$name")" "$descriptor_set" ||
 [ -s "$work/schemas" ] || fail "no schema is installed"
 while read -r schema; do
   [ -e "$prefix/include/${schema%.proto}.pb.h" ] || fail "$schema has no header beside it"
-  cmp -s "$prefix/include/$schema" "$here/../$schema" || fail "$schema is not the schema of the tree"
+  cmp -s "$prefix/include/$schema" "$here/../../$schema" || fail "$schema is not the schema of the tree"
 done <"$work/schemas"
 [ "$(find "$prefix/include" -name '*.pb.h' | wc -l)" = "$(wc -l <"$work/schemas")" ] ||
   fail "the headers are not those of the schemas: $(cd "$prefix/include" && find . -name "$(basename "$stale")")"
@@ -72,7 +72,7 @@ library=$(find "$prefix" -name "lib*.so.$abi")
 # A consumer is told in one line when the protobuf beside it is of another series.
 mkdir -p "$work/other/google/protobuf/stubs"
 echo '#define GOOGLE_PROTOBUF_VERSION 4025000' >"$work/other/google/protobuf/stubs/common.h"
-for source in "$here/package" "$here/.."; do
+for source in "$here/package" "$here/../.."; do
   if "$cmake" -G "$generator" -S "$source" -B "$work/refused-$(basename "$source")" \
     -DCMAKE_PREFIX_PATH="$prefix" -DProtobuf_INCLUDE_DIR="$work/other" >"$work/log" 2>&1; then
     fail "configuring $source with protobuf 4.25 did not fail"

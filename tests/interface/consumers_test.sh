@@ -5,7 +5,7 @@
 # Usage: consumers_test.sh LIBRARY SOURCE_ROOT GENERATED PROTOC GCC CLANG
 set -euo pipefail
 library=$1 root=$2 generated=$3 protoc=$4 gcc=$5 clang=$6
-here=$root/tests/consumers
+here=$root/tests/interface/consumers
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
