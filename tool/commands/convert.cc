@@ -205,7 +205,7 @@ int Decode(const Options& options) {
   }
   Redactor redactor(Contracts::Installed(), options.redact, options.key_file);
   Input input(options.input);
-  Output output(options.output);
+  Output output(options.output, {options.input, options.key_file.value_or(options.input)});
   Printer printer(options);
   Progress progress(input, output);
   Unknown unknown;
@@ -369,7 +369,7 @@ std::string Encoded(std::string_view text, uint64_t first_line, const std::strin
 int Encode(const Options& options) {
   const std::unique_ptr<Message> message = NewMessage(options);
   Input input(options.input);
-  Output output(options.output);
+  Output output(options.output, {options.input});
   if (!options.delimited) {
     output.Write(Encoded(input.PeekAll(), 1, input.name(), options, *message));
   } else {
