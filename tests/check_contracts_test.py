@@ -1,5 +1,5 @@
 """Makes each kind of breaking change in a copy of the schemas and sees the gate refuse it in words that
-tell what, and how to mend it; and makes changes that a release may make, which the gate lets pass.
+tell what, and how to fix it; and makes changes that a release may make, which the gate lets pass.
 
 Usage: check_contracts_test.py SOURCE_DIR OVIX_CONTRACTS
 """
@@ -150,11 +150,11 @@ def run(case, against_itself=False):
         return None if done.returncode == 0 else f"{name}: was refused:\n{said}"
     if done.returncode != 1:
         return f"{name}: exit code {done.returncode}, not 1:\n{said}"
-    mend = [line for line in said.splitlines() if expected in line]
-    if not mend:
+    fix = [line for line in said.splitlines() if expected in line]
+    if not fix:
         return f"{name}: nothing said names {expected!r}:\n{said}"
-    if not any(re.search(NEVER + "|set version|mend it|add or remove|end the gun|undo", line) for line in mend):
-        return f"{name}: what was said tells no mend:\n{said}"
+    if not any(re.search(NEVER + "|set version|fix it|add or remove|end the gun|undo", line) for line in fix):
+        return f"{name}: what was said tells no fix:\n{said}"
     return None
 
 

@@ -1,9 +1,11 @@
 // diff: what changed between two releases.
 #include <algorithm>
 #include <cstddef>
+#include <iostream>
 #include <memory>
 
 #include "commands/commands.h"
+#include "diff/comments.h"
 #include "diff/compare.h"
 #include "terminal/output.h"
 #include "terminal/platform.h"
@@ -22,7 +24,7 @@ struct Options {
 std::string Words(const Difference& difference) {
   const std::string why = RuleOf(difference.change).why;
   return difference.what + (why.empty() ? "" : ": " + why) +
-         (difference.mend.empty() ? "" : "; " + difference.mend);
+         (difference.fix.empty() ? "" : "; " + difference.fix);
 }
 
 std::string Count(const std::vector<Difference>& differences) {
@@ -106,10 +108,19 @@ std::string AsJson(const std::vector<Difference>& differences) {
         .Add("subject", difference.subject)
         .Add("what", difference.what)
         .Add("why", rule.why)
-        .Add("mend", difference.mend)
+        .Add("fix", difference.fix)
         .EndObject();
   }
   return json.EndArray().EndObject().Text();
+}
+
+// Says that facts were not compared; that is easily taken for "they did not change".
+void SayWithoutComments(const Contracts& contracts, const std::string& name) {
+  const int schemas = SchemasWithoutComments(contracts);
+  if (schemas == 0) return;
+  std::cerr << "ovix-contracts: " << name << ": " << schemas << " of " << contracts.files().size()
+            << " schemas are without comments, so their facts are not compared; protoc writes "
+               "comments with --include_source_info\n";
 }
 
 int Diff(const Options& options) {
@@ -120,6 +131,8 @@ int Diff(const Options& options) {
   // What breaks comes first.
   std::stable_partition(differences.begin(), differences.end(),
                         [](const Difference& d) { return d.breaks != kSafe; });
+  SayWithoutComments(*older, options.older);
+  if (read != nullptr) SayWithoutComments(newer, options.newer);
   WriteAll(options.format == DiffFormat::kJson       ? AsJson(differences)
            : options.format == DiffFormat::kMarkdown ? AsMarkdown(differences)
                                                      : AsText(differences));
@@ -129,7 +142,7 @@ int Diff(const Options& options) {
 }  // namespace
 
 void AddDiff(CLI::App& app, int& exit_code) {
-  CLI::App* command = app.add_subcommand("diff", "Tell what changed between two releases");
+  CLI::App* command = app.add_subcommand("diff", "Show what changed between two releases");
   const auto options = std::make_shared<Options>();
   command->add_option("old", options->older, "Descriptor set of the older release")
       ->type_name("OLD.binpb")
