@@ -1,8 +1,10 @@
 // diff: what changed between two releases.
 #include <algorithm>
+#include <iostream>
 #include <memory>
 
 #include "commands/commands.h"
+#include "diff/comments.h"
 #include "diff/compare.h"
 #include "diff/report.h"
 #include "terminal/output.h"
@@ -18,6 +20,15 @@ struct Options {
   DiffFormat format = DiffFormat::kText;
 };
 
+// Says that facts were not compared; that is easily taken for "they did not change".
+void SayWithoutComments(const Contracts& contracts, const std::string& name) {
+  const int schemas = SchemasWithoutComments(contracts);
+  if (schemas == 0) return;
+  std::cerr << "ovix-contracts: " << name << ": " << schemas << " of " << contracts.files().size()
+            << " schemas are without comments, so their facts are not compared; protoc writes "
+               "comments with --include_source_info\n";
+}
+
 int Diff(const Options& options) {
   const auto older = Contracts::FromFile(options.older);
   const auto read = options.newer.empty() ? nullptr : Contracts::FromFile(options.newer);
@@ -26,6 +37,8 @@ int Diff(const Options& options) {
   // What breaks comes first.
   std::stable_partition(differences.begin(), differences.end(),
                         [](const Difference& d) { return d.breaks != kSafe; });
+  SayWithoutComments(*older, options.older);
+  if (read != nullptr) SayWithoutComments(newer, options.newer);
   WriteAll(options.format == DiffFormat::kJson       ? AsJson(differences)
            : options.format == DiffFormat::kMarkdown ? AsMarkdown(differences)
                                                      : AsText(differences));
@@ -35,7 +48,7 @@ int Diff(const Options& options) {
 }  // namespace
 
 void AddDiff(CLI::App& app, int& exit_code) {
-  CLI::App* command = app.add_subcommand("diff", "Tell what changed between two releases");
+  CLI::App* command = app.add_subcommand("diff", "Show what changed between two releases");
   const auto options = std::make_shared<Options>();
   command->add_option("old", options->older, "Descriptor set of the older release")
       ->type_name("OLD.binpb")

@@ -150,7 +150,7 @@ bool Decode(const Decoding& options) {
   }
   Redactor redactor(Contracts::Installed(), options.redact, options.key_file);
   Input input(options.input);
-  Output output(options.output);
+  Output output(options.output, {options.input, options.key_file.value_or(options.input)});
   Printer printer(options);
   Progress progress(input, output);
   Unknown unknown;

@@ -149,7 +149,7 @@ std::string Encoded(std::string_view text, uint64_t first_line, const std::strin
 void Encode(const Conversion& options) {
   const std::unique_ptr<Message> message = NewMessage(options);
   Input input(options.input);
-  Output output(options.output);
+  Output output(options.output, {options.input});
   if (!options.delimited) {
     output.Write(Encoded(input.PeekAll(), 1, input.name(), options, *message));
   } else {

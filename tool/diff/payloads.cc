@@ -1,38 +1,15 @@
 #include "diff/payloads.h"
 
-#include <compare>
-#include <cstdint>
-#include <optional>
-#include <sstream>
+#include <map>
+#include <set>
+#include <string>
+
+#include "diff/version.h"
 
 namespace ovix::tool {
 namespace {
 
-// "1.2.0-beta.3" in numbers that compare as versions do: a release is above its betas, those above
-// its alphas.
-struct Version {
-  int64_t major = -1, minor = -1, patch = -1;
-  int64_t stage = 2, stage_number = 0;
-  auto operator<=>(const Version&) const = default;
-};
-std::optional<Version> ReadVersion(const std::string& text) {
-  Version version;
-  std::istringstream input(text);
-  char dot = 0;
-  if (!(input >> version.major >> dot >> version.minor >> dot >> version.patch))
-    return std::nullopt;
-  std::string suffix;
-  if (input >> suffix) {
-    const size_t number = suffix.rfind('.');
-    if (number == std::string::npos) return std::nullopt;
-    const std::string stage = suffix.substr(0, number);
-    if (stage != "-alpha" && stage != "-beta") return std::nullopt;
-    version.stage = stage == "-beta" ? 1 : 0;
-    std::istringstream(suffix.substr(number + 1)) >> version.stage_number;
-  }
-  return version;
-}
-
+// The messages and enumerations in a payload, however deep.
 void Reach(const Descriptor* message, std::set<const void*>& reached) {
   if (!reached.insert(message).second) return;
   for (int i = 0; i < message->field_count(); ++i) {
@@ -42,89 +19,112 @@ void Reach(const Descriptor* message, std::set<const void*>& reached) {
   }
 }
 
+// Whether anything may change with any newer version: version 0 is for development, and what a
+// pre-release of a new major version will have is not decided.
+bool IsUndecided(const Version& version) {
+  return version.major.IsZero() ||
+         (version.IsPreRelease() && version.minor.IsZero() && version.patch.IsZero());
+}
+
+// Whether additions need no more than any newer version.
+bool TakesAdditions(const Version& version) {
+  return IsUndecided(version) || (version.IsPreRelease() && version.patch.IsZero());
+}
+
+bool IsRaisedEnough(const Version& was, const Version& is, Raise needed) {
+  if (is <= was) return false;
+  if (is.major > was.major) return true;
+  if (needed == Raise::kMinor) return is.minor > was.minor || TakesAdditions(was);
+  return IsUndecided(was);
+}
+
+std::string FixOf(const Version& was, Raise needed) {
+  const std::string core = was.major.digits + "." + was.minor.digits + "." + was.patch.digits;
+  const bool any = needed == Raise::kMinor ? TakesAdditions(was) : IsUndecided(was);
+  if (any && was.IsPreRelease()) return "set version " + core + ", or a later pre-release of it";
+  if (any || needed == Raise::kMinor) {
+    return "set version " + was.major.digits + "." + was.minor.Next().digits + ".0";
+  }
+  const std::string next = was.major.Next().digits;
+  return "set version " + next + ".0.0 and end the gun in .version." + next;
+}
+
 }  // namespace
 
-void PayloadComparison::Compare(const Descriptor* before, const Descriptor* after) {
+void ComparePayloads(const Descriptor* before, const Descriptor* after, Differences& differences) {
   const PayloadOptions was = PayloadOptionsOf(before), is = PayloadOptionsOf(after);
   const std::string& name = before->full_name();
   if (was.gun.empty() && is.gun.empty()) return;
   if (was.gun.empty()) {
-    findings_.Add(Change::kPayloadAdded, name, "is a payload now, gun " + is.gun);
-  } else if (is.gun.empty()) {
-    return findings_.Add(Change::kPayloadRemoved, name,
-                         "is no payload any more; its gun was " + was.gun);
-  } else if (was.gun != is.gun) {
-    findings_.Add(Change::kGunChanged, name, "gun changed " + FromTo(was.gun, is.gun));
+    return differences.Add(Change::kPayloadAdded, name, "is a payload now, gun " + is.gun);
   }
-  CheckGun(after);
-  if (was.version == is.version || was.gun.empty()) return;
+  if (is.gun.empty()) {
+    return differences.Add(Change::kPayloadRemoved, name,
+                           "is not a payload any more; its gun was " + was.gun);
+  }
+  if (was.gun != is.gun) {
+    differences.Add(Change::kGunChanged, name, "gun changed " + FromTo(was.gun, is.gun));
+  }
+  if (was.version == is.version) return;
   const auto old_version = ReadVersion(was.version), new_version = ReadVersion(is.version);
-  const bool raised = old_version && new_version && *new_version > *old_version;
-  findings_.Add(raised ? Change::kVersionRaised : Change::kVersionLowered, name,
-                std::string(raised ? "version raised " : "version not raised, but changed ") +
-                    FromTo(was.version, is.version));
+  if (!new_version) return;  // CheckPayloads() reports it
+  const bool raised = !old_version || *new_version > *old_version;
+  differences.Add(raised ? Change::kVersionRaised : Change::kVersionLowered, name,
+                  std::string(raised ? "version raised " : "version not raised, but changed ") +
+                      FromTo(was.version, is.version));
 }
 
-void PayloadComparison::CheckGun(const Descriptor* payload) {
-  const PayloadOptions options = PayloadOptionsOf(payload);
-  const auto version = ReadVersion(options.version);
-  const std::string end = ".version." + (version ? std::to_string(version->major) : "?");
-  if (!options.gun.ends_with(end)) {
-    findings_.Add(Change::kVersionNotOfGun, payload->full_name(),
-                  "gun " + options.gun + " and version " + options.version + " do not fit", kSafe,
-                  "end the gun in .version. and the major number of the version");
-  }
-  if (guns_.empty()) {
-    for (const Descriptor* other : findings_.newer().payloads()) {
-      guns_[PayloadOptionsOf(other).gun].push_back(other);
+void CheckPayloads(const Contracts& newer, Differences& differences) {
+  std::map<std::string, const Descriptor*> guns;
+  for (const Descriptor* payload : newer.payloads()) {
+    const PayloadOptions options = PayloadOptionsOf(payload);
+    const std::string& name = payload->full_name();
+    const auto version = ReadVersion(options.version);
+    if (!version) {
+      differences.Add(Change::kVersionMalformed, name,
+                      "version \"" + options.version + "\" is not a version", kSafe,
+                      "set a version such as 1.0.0 or 1.1.0-beta.1");
+    } else if (!options.gun.ends_with(".version." + version->major.digits)) {
+      differences.Add(Change::kVersionNotOfGun, name,
+                      "gun " + options.gun + " and version " + options.version + " do not fit",
+                      kSafe, "end the gun in .version. and the major number of the version");
     }
-  }
-  for (const Descriptor* other : guns_[options.gun]) {
-    if (other == payload) break;
-    findings_.Add(Change::kGunTaken, payload->full_name(),
-                  "gun " + options.gun + " is that of " + other->full_name() + " too", kSafe,
-                  "give it a category of its own");
-    break;
+    const auto [first, is_first] = guns.try_emplace(options.gun, payload);
+    if (is_first) continue;
+    differences.Add(Change::kGunTaken, name,
+                    "gun " + options.gun + " is that of " + first->second->full_name() + " too",
+                    kSafe, "give it a category of its own");
   }
 }
 
-void PayloadComparison::CheckVersions() {
-  for (const Descriptor* after : findings_.newer().payloads()) {
-    const Descriptor* before = findings_.older().pool().FindMessageTypeByName(after->full_name());
+void CompareVersions(const Contracts& older, const Contracts& newer, Differences& differences) {
+  for (const Descriptor* after : newer.payloads()) {
+    const Descriptor* before = older.pool().FindMessageTypeByName(after->full_name());
     if (before == nullptr || PayloadOptionsOf(before).gun.empty()) continue;
+    std::set<const void*> content;
+    Reach(after, content);
     Raise needed = Raise::kNone;
-    for (const auto& [holder, raise] : findings_.raises()) {
-      if (raise > needed && Holds(after, holder)) needed = raise;
+    for (const auto& [holder, raise] : differences.raises()) {
+      if (raise > needed && content.contains(holder)) needed = raise;
     }
     if (needed == Raise::kNone) continue;
     const PayloadOptions was = PayloadOptionsOf(before), is = PayloadOptionsOf(after);
     const auto old_version = ReadVersion(was.version), new_version = ReadVersion(is.version);
-    const bool major = old_version && new_version && new_version->major > old_version->major;
-    const bool minor = old_version && new_version && new_version->major == old_version->major &&
-                       new_version->minor > old_version->minor;
-    if (major ? was.gun != is.gun : (minor && needed == Raise::kMinor)) continue;
-    std::string mend = "set a newer version";
-    if (old_version) {
-      mend = needed == Raise::kMinor
-                 ? "set version " + std::to_string(old_version->major) + "." +
-                       std::to_string(old_version->minor + 1) + ".0"
-                 : "set version " + std::to_string(old_version->major + 1) +
-                       ".0.0 and end the gun in .version." + std::to_string(old_version->major + 1);
+    // What is not a version cannot be compared; CheckPayloads() reports the newer one.
+    if (new_version &&
+        (!old_version ? was.version != is.version
+                      : IsRaisedEnough(*old_version, *new_version, needed) &&
+                            (new_version->major == old_version->major || was.gun != is.gun))) {
+      continue;
     }
-    findings_.Add(Change::kVersionNotRaised, after->full_name(),
-                  std::string("its content has changed by ") +
-                      (needed == Raise::kMinor ? "additions" : "more than additions") +
-                      ", its version " +
-                      (was.version == is.version ? "is still " + is.version
-                                                 : "went only " + FromTo(was.version, is.version)),
-                  kSafe, mend);
+    differences.Add(
+        Change::kVersionNotRaised, after->full_name(),
+        std::string("its content has changed by ") +
+            (needed == Raise::kMinor ? "additions" : "more than additions") + ", its version " +
+            (was.version == is.version ? "is still " + is.version
+                                       : "went only " + FromTo(was.version, is.version)),
+        kSafe, old_version ? FixOf(*old_version, needed) : "set a newer version");
   }
-}
-
-bool PayloadComparison::Holds(const Descriptor* payload, const void* content) {
-  std::set<const void*>& reached = contents_[payload];
-  if (reached.empty()) Reach(payload, reached);
-  return reached.contains(content);
 }
 
 }  // namespace ovix::tool

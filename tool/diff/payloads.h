@@ -1,36 +1,22 @@
-// Compares guns and versions of payloads.
+// The guns and versions of payloads.
 #ifndef OVIX_TOOL_DIFF_PAYLOADS_H_
 #define OVIX_TOOL_DIFF_PAYLOADS_H_
 
-#include <map>
-#include <set>
-#include <string>
-#include <vector>
-
-#include "diff/findings.h"
+#include "contracts/contracts.h"
+#include "diff/differences.h"
 
 namespace ovix::tool {
 
-class PayloadComparison {
- public:
-  explicit PayloadComparison(Findings& findings) : findings_(findings) {}
+// The option cdm of a message of both releases.
+void ComparePayloads(const Descriptor* before, const Descriptor* after, Differences& differences);
 
-  // What of the gun and the version of a message changed; nothing if it is a payload in neither.
-  void Compare(const Descriptor* before, const Descriptor* after);
-  // What a gun of the newer release must be, whatever it was before.
-  void CheckGun(const Descriptor* payload);
-  // Whether every payload whose content changed has raised its version far enough. A payload's
-  // content is its own fields and those of everything in it: for after all other comparisons.
-  void CheckVersions();
+// What a release's payloads must be, whatever they were before: a version, and a gun of their own
+// that ends in its major number.
+void CheckPayloads(const Contracts& newer, Differences& differences);
 
- private:
-  // Whether a message or an enumeration is in a payload, however deep.
-  bool Holds(const Descriptor* payload, const void* content);
-
-  Findings& findings_;
-  std::map<const Descriptor*, std::set<const void*>> contents_;
-  std::map<std::string, std::vector<const Descriptor*>> guns_;
-};
+// Whether each payload's version was raised as far as the changes of its content, which
+// `differences` has, ask for.
+void CompareVersions(const Contracts& older, const Contracts& newer, Differences& differences);
 
 }  // namespace ovix::tool
 

@@ -12,7 +12,7 @@ namespace {
 std::string Words(const Difference& difference) {
   const std::string why = RuleOf(difference.change).why;
   return difference.what + (why.empty() ? "" : ": " + why) +
-         (difference.mend.empty() ? "" : "; " + difference.mend);
+         (difference.fix.empty() ? "" : "; " + difference.fix);
 }
 
 std::string Count(const std::vector<Difference>& differences) {
@@ -98,7 +98,7 @@ std::string AsJson(const std::vector<Difference>& differences) {
         .Add("subject", difference.subject)
         .Add("what", difference.what)
         .Add("why", rule.why)
-        .Add("mend", difference.mend)
+        .Add("fix", difference.fix)
         .EndObject();
   }
   return json.EndArray().EndObject().Text();

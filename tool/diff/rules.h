@@ -11,13 +11,14 @@ enum Breaks : unsigned {
   kSafe = 0,
   kWire = 1,    // who reads what was or will be sent: bytes, guns and versions
   kSource = 2,  // programs against the classes; JSON and queries by name
-  kStore = 4,   // databases that stand
+  kStore = 4,   // databases that are stored
 };
 
 enum class Change {
   kFileRemoved,
   kFileAdded,
   kImportsChanged,
+  kSyntaxChanged,
   kMessageRemoved,
   kMessageAdded,
   kMessageMoved,
@@ -34,6 +35,10 @@ enum class Change {
   kFieldPresenceChanged,
   kFieldOneofChanged,
   kFieldOrderChanged,
+  kReservedNumberTaken,
+  kReservedNameTaken,
+  kReservedNumberFreed,
+  kReservedNameFreed,
   kTableAdded,
   kTableRemoved,
   kTableTypeChanged,
@@ -41,6 +46,7 @@ enum class Change {
   kTableNameChanged,
   kTableLimitChanged,
   kTableKeyChanged,
+  kTableTaken,
   kDatabaseSizeChanged,
   kPayloadAdded,
   kPayloadRemoved,
@@ -50,20 +56,26 @@ enum class Change {
   kVersionLowered,
   kVersionNotRaised,
   kVersionNotOfGun,
+  kVersionMalformed,
   kEnumRemoved,
   kEnumAdded,
   kEnumValueRemoved,
+  kEnumValueRemovedReserved,
   kEnumValueAdded,
   kEnumValueRenamed,
+  kEnumValueRenumbered,
   kExtensionRemoved,
   kExtensionAdded,
   kExtensionChanged,
+  kCodeOptionChanged,
   kOtherOptionChanged,
   kUnitChanged,
   kValuesChanged,
   kFormatChanged,
   kPrivacyLowered,
   kFactsAdded,
+  kFactsRemoved,
+  kFactsMalformed,
 };
 
 struct Rule {
@@ -75,7 +87,7 @@ struct Rule {
 
 const Rule& RuleOf(Change change);
 
-constexpr Change kLastChange = Change::kFactsAdded;
+constexpr Change kLastChange = Change::kFactsMalformed;
 
 // How far a change of a payload's content has to raise its version.
 enum class Raise { kNone, kMinor, kMajor };

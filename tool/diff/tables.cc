@@ -1,6 +1,10 @@
 #include "diff/tables.h"
 
+#include <algorithm>
+#include <map>
+#include <string>
 #include <tuple>
+#include <utility>
 
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 
@@ -15,31 +19,82 @@ std::string KeyText(const TableOptions& table) {
   return key;
 }
 
+// As SQLite compares names, and Windows those of files.
+std::string WithoutCase(std::string name) {
+  for (char& c : name) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return name;
+}
+
+bool IsJsonColumn(const FieldDescriptor* field) {
+  return field->is_repeated() || field->message_type() != nullptr;
+}
+
 }  // namespace
 
-void CompareTables(Findings& findings, const Descriptor* before, const Descriptor* after) {
+Stored::Stored(const Contracts& contracts) {
+  for (const Descriptor* table : contracts.tables()) {
+    for (int i = 0; i < table->field_count(); ++i) {
+      const FieldDescriptor* field = table->field(i);
+      if (IsJsonColumn(field)) {
+        Reach(field);
+      } else if (field->enum_type() != nullptr) {
+        numbers_.insert(field->enum_type());
+      }
+    }
+  }
+}
+
+void Stored::Reach(const FieldDescriptor* field) {
+  if (field->enum_type() != nullptr) names_.insert(field->enum_type());
+  const Descriptor* message = field->message_type();
+  if (message == nullptr || !in_json_.insert(message).second) return;
+  for (int i = 0; i < message->field_count(); ++i) Reach(message->field(i));
+}
+
+bool Stored::IsPlainColumn(const FieldDescriptor* field) {
+  return KindOf(field->containing_type()) == Kind::kTable && !IsJsonColumn(field);
+}
+
+bool Stored::IsInJson(const FieldDescriptor* field) const {
+  return in_json_.contains(field->containing_type()) ||
+         (KindOf(field->containing_type()) == Kind::kTable && IsJsonColumn(field));
+}
+
+bool Stored::Keeps(const Descriptor* message) const {
+  return KindOf(message) == Kind::kTable || in_json_.contains(message);
+}
+
+bool Stored::KeepsNumbersOf(const EnumDescriptor* enumeration) const {
+  return numbers_.contains(enumeration);
+}
+
+bool Stored::KeepsNamesOf(const EnumDescriptor* enumeration) const {
+  return names_.contains(enumeration);
+}
+
+void CompareTables(const Descriptor* before, const Descriptor* after, Differences& differences) {
   const std::string& name = before->full_name();
   const auto& was = before->options().GetExtension(storage::persistance);
   const auto& is = after->options().GetExtension(storage::persistance);
   if (was.database().max_size_mb() != is.database().max_size_mb()) {
-    findings.Add(Change::kDatabaseSizeChanged, name,
-                 "size limit of database " + before->name() + " changed " +
-                     FromTo(std::to_string(was.database().max_size_mb()),
-                            std::to_string(is.database().max_size_mb()) + " MB"));
+    differences.Add(Change::kDatabaseSizeChanged, name,
+                    "size limit of database " + before->name() + " changed " +
+                        FromTo(std::to_string(was.database().max_size_mb()),
+                               std::to_string(is.database().max_size_mb()) + " MB"));
   }
   if (was.type().empty() && is.type().empty()) {
     if (was.database().name() != is.database().name()) {
-      findings.Add(Change::kTableDatabaseChanged, name,
-                   "database changed " + FromTo(was.database().name(), is.database().name()));
+      differences.Add(Change::kTableDatabaseChanged, name,
+                      "database changed " + FromTo(was.database().name(), is.database().name()));
     }
     return;
   }
   if (was.type().empty()) {
-    return findings.Add(Change::kTableAdded, name,
-                        "is a table of database " + is.database().name() + " now");
+    return differences.Add(Change::kTableAdded, name,
+                           "is a table of database " + is.database().name() + " now");
   }
   if (is.type().empty()) {
-    return findings.Add(Change::kTableRemoved, name, "is no table any more");
+    return differences.Add(Change::kTableRemoved, name, "is not a table any more");
   }
   const TableOptions old_table = TableOptionsOf(before), new_table = TableOptionsOf(after);
   const std::tuple<Change, const char*, std::string, std::string> values[] = {
@@ -54,7 +109,22 @@ void CompareTables(Findings& findings, const Descriptor* before, const Descripto
   };
   for (const auto& [change, label, old_value, new_value] : values) {
     if (old_value == new_value) continue;
-    findings.Add(change, name, std::string(label) + " changed " + FromTo(old_value, new_value));
+    differences.Add(change, name, std::string(label) + " changed " + FromTo(old_value, new_value));
+  }
+}
+
+void CheckTables(const Contracts& newer, Differences& differences) {
+  std::map<std::pair<std::string, std::string>, const Descriptor*> taken;
+  for (const Descriptor* message : newer.messages()) {
+    if (KindOf(message) != Kind::kTable) continue;
+    const TableOptions table = TableOptionsOf(message);
+    const auto [first, is_first] =
+        taken.try_emplace({WithoutCase(table.database), WithoutCase(table.table)}, message);
+    if (is_first) continue;
+    differences.Add(Change::kTableTaken, message->full_name(),
+                    "table " + table.table + " of database " + table.database + " is that of " +
+                        first->second->full_name() + " too",
+                    kSafe, "give it a name of its own");
   }
 }
 

@@ -7,59 +7,79 @@
 #include "terminal/platform.h"
 
 namespace ovix::tool {
+namespace {
 
-Output::Output(const std::filesystem::path& file)
+// Throws Error where writing the file would destroy what the command reads.
+void CheckNotRead(const std::filesystem::path& file,
+                  const std::vector<std::filesystem::path>& read) {
+  for (const std::filesystem::path& other : read) {
+    const bool is_standard = other.empty() || other == "-";
+    std::error_code ignored;
+    if (is_standard ? !IsFileOf(stdin, file) : !std::filesystem::equivalent(file, other, ignored)) {
+      continue;
+    }
+    throw Error(file.string() + ": is read too (" +
+                (is_standard ? "standard input" : other.string()) +
+                "), and writing it would destroy it; name another file");
+  }
+}
+
+}  // namespace
+
+Output::Output(const std::filesystem::path& file, const std::vector<std::filesystem::path>& read)
     : file_(file == "-" ? "" : file), stream_(stdout) {
   if (is_standard()) return;
-  std::error_code failed;
-  const auto status = std::filesystem::status(file_, failed);
+  std::error_code ignored;
+  const auto status = std::filesystem::status(file_, ignored);
   if (std::filesystem::is_directory(status)) {
-    file_.clear();
     throw Error(file.string() + ": is a folder; name a file");
   }
-  // What is no file, a device or a pipe, cannot be replaced by one.
-  aside_ = file_;
-  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) {
-    aside_ += ".part";
+  // What is not a file, a device or a pipe, cannot be replaced by one, nor can the file that a
+  // descriptor of this process has open ("/dev/stdout").
+  if ((std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) ||
+      IsOwnDescriptor(file_)) {
+    stream_ = OpenFile(file_, "ab");
+    if (stream_ == nullptr) Fail(std::strerror(errno));
+    return;
   }
-  stream_ = OpenFile(aside_, "wb");
-  if (stream_ == nullptr) Fail(errno);
+  CheckNotRead(file_, read);
+  try {
+    replacement_.emplace(file_);
+  } catch (const std::system_error& error) {
+    Fail(error.code().message());
+  }
+  stream_ = replacement_->stream();
 }
 
 Output::~Output() {
-  if (is_standard() || stream_ == nullptr) return;
-  std::fclose(stream_);
-  std::error_code ignored;
-  if (aside_ != file_) std::filesystem::remove(aside_, ignored);
+  if (!is_standard() && !replacement_ && stream_ != nullptr) std::fclose(stream_);
 }
 
-void Output::Fail(int error) {
-  const std::string why = std::strerror(error);
+void Output::Fail(const std::string& why) const {
   if (is_standard()) throw Error("standard output: cannot be written (" + why + ")");
   throw Error(file_.string() + ": cannot be written (" + why + "); nothing was left behind");
 }
 
 void Output::Write(std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_) != bytes.size()) Fail(errno);
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_) != bytes.size()) {
+    Fail(std::strerror(errno));
+  }
 }
 
 void Output::Finish() {
-  if (is_standard()) {
-    if (std::fflush(stream_) != 0) Fail(errno);
+  if (replacement_) {
+    try {
+      replacement_->Finish();
+    } catch (const std::system_error& error) {
+      Fail(error.code().message());
+    }
     return;
   }
-  const bool is_aside = aside_ != file_;
-  if (!(is_aside ? Flush(stream_) : std::fflush(stream_) == 0)) Fail(errno);
+  if (std::fflush(stream_) != 0) Fail(std::strerror(errno));
+  if (is_standard()) return;
   FILE* finished = stream_;
   stream_ = nullptr;
-  std::error_code failed;
-  if (std::fclose(finished) != 0) failed.assign(errno, std::generic_category());
-  if (!failed && is_aside) std::filesystem::rename(aside_, file_, failed);
-  if (!failed) return;
-  std::error_code ignored;
-  if (is_aside) std::filesystem::remove(aside_, ignored);
-  throw Error(file_.string() + ": cannot be written (" + failed.message() +
-              "); nothing was left behind");
+  if (std::fclose(finished) != 0) Fail(std::strerror(errno));
 }
 
 void WriteAll(std::string_view text, const std::filesystem::path& file) {

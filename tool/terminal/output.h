@@ -4,16 +4,22 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "terminal/replacement.h"
 
 namespace ovix::tool {
 
 class Output {
  public:
-  // Standard output for an empty path and for "-". A file is written beside itself until Finish().
-  // Throws Error.
-  explicit Output(const std::filesystem::path& file = {});
+  // Standard output for an empty path and for "-". A regular file is replaced by Finish(), in one
+  // step; a device or a pipe is written as it is. `read` are the files that the command reads,
+  // empty or "-" for standard input: none of them may be the file that is written. Throws Error.
+  explicit Output(const std::filesystem::path& file = {},
+                  const std::vector<std::filesystem::path>& read = {});
   // Removes what was not finished.
   ~Output();
   Output(const Output&) = delete;
@@ -27,10 +33,10 @@ class Output {
   bool is_standard() const { return file_.empty(); }
 
  private:
-  [[noreturn]] void Fail(int error);
+  [[noreturn]] void Fail(const std::string& why) const;
 
   std::filesystem::path file_;
-  std::filesystem::path aside_;
+  std::optional<Replacement> replacement_;
   FILE* stream_;
 };
 

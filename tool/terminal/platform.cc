@@ -11,6 +11,7 @@
 #include <windows.h>
 #else
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -39,6 +40,23 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
 
 bool Flush(FILE* file) { return std::fflush(file) == 0 && _commit(_fileno(file)) == 0; }
 
+bool IsFileOf(FILE* stream, const std::filesystem::path& file) {
+  const auto open = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+  const HANDLE other =
+      CreateFileW(file.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (other == INVALID_HANDLE_VALUE) return false;
+  BY_HANDLE_FILE_INFORMATION a, b;
+  const bool is_same = GetFileInformationByHandle(open, &a) &&
+                       GetFileInformationByHandle(other, &b) &&
+                       a.dwVolumeSerialNumber == b.dwVolumeSerialNumber &&
+                       a.nFileIndexHigh == b.nFileIndexHigh && a.nFileIndexLow == b.nFileIndexLow;
+  CloseHandle(other);
+  return is_same;
+}
+
+bool IsOwnDescriptor(const std::filesystem::path&) { return false; }
+
 static bool TakesColour() {
   DWORD mode = 0;
   const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -48,7 +66,10 @@ static bool TakesColour() {
 
 #else
 
-void PrepareStandardStreams() { std::signal(SIGPIPE, SIG_IGN); }
+void PrepareStandardStreams() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
 
 bool IsTerminal(FILE* stream) { return isatty(fileno(stream)) != 0; }
 
@@ -62,6 +83,31 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
 }
 
 bool Flush(FILE* file) { return std::fflush(file) == 0 && fsync(fileno(file)) == 0; }
+
+bool IsFileOf(FILE* stream, const std::filesystem::path& file) {
+  struct stat open {
+  }, other{};
+  return fstat(fileno(stream), &open) == 0 && stat(file.c_str(), &other) == 0 &&
+         S_ISREG(open.st_mode) && open.st_dev == other.st_dev && open.st_ino == other.st_ino;
+}
+
+bool IsOwnDescriptor(const std::filesystem::path& file) {
+  // /dev/stdout and /dev/fd are links to /proc/self/fd on Linux, folders of devices elsewhere.
+  std::error_code ignored;
+  std::filesystem::path path = std::filesystem::absolute(file, ignored);
+  for (int i = 0; i < 40; ++i) {
+    const std::filesystem::path folder =
+        std::filesystem::weakly_canonical(path.parent_path(), ignored);
+    if (folder == "/dev/fd" ||
+        (folder.filename() == "fd" && folder.string().starts_with("/proc/"))) {
+      return true;
+    }
+    const std::filesystem::path next = std::filesystem::read_symlink(path, ignored);
+    if (next.empty()) return false;
+    path = folder / next;
+  }
+  return false;
+}
 
 static bool TakesColour() {
   const char* terminal = std::getenv("TERM");

@@ -1,4 +1,4 @@
-// What differs between Windows and POSIX; platform.cc alone calls either.
+// What differs between Windows and POSIX. Only platform.cc and replacement_*.cc call either.
 #ifndef OVIX_TOOL_TERMINAL_PLATFORM_H_
 #define OVIX_TOOL_TERMINAL_PLATFORM_H_
 
@@ -7,7 +7,8 @@
 
 namespace ovix::tool {
 
-// Bytes go in and out as they are, and a closed pipe is a failed write instead of a signal.
+// Bytes go in and out as they are; a closed pipe and a limit of file size are failed writes instead
+// of signals.
 void PrepareStandardStreams();
 
 bool IsTerminal(FILE* stream);
@@ -20,6 +21,10 @@ bool WantsColour();
 FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 // To the disk; false with errno.
 bool Flush(FILE* file);
+// Whether the stream reads or writes this regular file.
+bool IsFileOf(FILE* stream, const std::filesystem::path& file);
+// Whether the path is a name for what a descriptor of this process has open, as /dev/stdout.
+bool IsOwnDescriptor(const std::filesystem::path& file);
 
 }  // namespace ovix::tool
 

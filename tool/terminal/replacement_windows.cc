@@ -1,0 +1,119 @@
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cerrno>
+#include <random>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "terminal/platform.h"
+#include "terminal/replacement.h"
+
+namespace ovix::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void Fail(DWORD error) {
+  throw std::system_error(static_cast<int>(error), std::system_category());
+}
+
+// What the handler removes, which runs in a thread of its own; null where there is nothing.
+std::atomic<const wchar_t*> unfinished = nullptr;
+
+BOOL WINAPI RemoveAndEnd(DWORD) {
+  // The file is open with the right to delete it, and gone when the process ends.
+  if (const wchar_t* file = unfinished.exchange(nullptr)) DeleteFileW(file);
+  return FALSE;  // the next handler ends the process
+}
+
+// Where links end; the path itself where nothing exists.
+fs::path EndOf(const fs::path& file) {
+  const HANDLE handle =
+      CreateFileW(file.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return file;
+  std::wstring name(32768, L'\0');
+  name.resize(GetFinalPathNameByHandleW(handle, name.data(), static_cast<DWORD>(name.size()), 0));
+  CloseHandle(handle);
+  return name.empty() || name.size() >= 32768 ? file : fs::path(name);
+}
+
+}  // namespace
+
+Replacement::Replacement(const fs::path& file) : target_(EndOf(file)) {
+  try {
+    Open();
+    Keep();
+  } catch (...) {
+    Remove();
+    throw;
+  }
+}
+
+Replacement::~Replacement() { Remove(); }
+
+void Replacement::Open() {
+  std::random_device random;
+  HANDLE handle = INVALID_HANDLE_VALUE;
+  do {
+    temporary_ = target_.parent_path() / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
+    handle = CreateFileW(temporary_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                         nullptr, CREATE_NEW, FILE_ATTRIBUTE_HIDDEN, nullptr);
+  } while (handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS);
+  if (handle == INVALID_HANDLE_VALUE) {
+    const DWORD error = GetLastError();
+    temporary_.clear();
+    Fail(error);
+  }
+  unfinished = temporary_.c_str();
+  SetConsoleCtrlHandler(RemoveAndEnd, TRUE);
+  const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_BINARY);
+  stream_ = descriptor < 0 ? nullptr : _fdopen(descriptor, "wb");
+  if (stream_ == nullptr) {
+    CloseHandle(handle);
+    Fail(ERROR_TOO_MANY_OPEN_FILES);
+  }
+}
+
+// A file that may not be written may not be replaced either. Its access rights and attributes are
+// kept by the call that replaces it.
+void Replacement::Keep() {
+  const DWORD attributes = GetFileAttributesW(target_.c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+    Fail(ERROR_ACCESS_DENIED);
+  }
+}
+
+void Replacement::Finish() {
+  if (!Flush(stream_)) throw std::system_error(errno, std::generic_category());
+  if (std::fclose(std::exchange(stream_, nullptr)) != 0) {
+    throw std::system_error(errno, std::generic_category());
+  }
+  SetFileAttributesW(temporary_.c_str(), FILE_ATTRIBUTE_NORMAL);
+  const bool is_new = GetFileAttributesW(target_.c_str()) == INVALID_FILE_ATTRIBUTES;
+  if (is_new || !ReplaceFileW(target_.c_str(), temporary_.c_str(), nullptr, 0, nullptr, nullptr)) {
+    const DWORD error = is_new ? ERROR_UNABLE_TO_MOVE_REPLACEMENT : GetLastError();
+    // Nothing is there, or no longer: a file can vanish in between.
+    if ((error != ERROR_UNABLE_TO_MOVE_REPLACEMENT && error != ERROR_FILE_NOT_FOUND) ||
+        !MoveFileExW(temporary_.c_str(), target_.c_str(),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+      Fail(GetLastError());
+    }
+  }
+  unfinished = nullptr;
+  temporary_.clear();
+}
+
+void Replacement::Remove() {
+  if (stream_ != nullptr) std::fclose(std::exchange(stream_, nullptr));
+  if (temporary_.empty()) return;
+  unfinished = nullptr;
+  DeleteFileW(temporary_.c_str());
+  temporary_.clear();
+}
+
+}  // namespace ovix::tool
