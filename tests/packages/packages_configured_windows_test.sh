@@ -19,7 +19,8 @@ configure() { # FOLDER OPTION...
   local folder=$1
   shift
   "$cmake" -G "$generator" -S "$root" -B "$folder" "-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake" \
-    "-DProtobuf_DIR=$(cached Protobuf_DIR)" "-DCLI11_DIR=$(cached CLI11_DIR)" -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TESTS=OFF \
+    "-DProtobuf_DIR=$(cached Protobuf_DIR)" "-DCLI11_DIR=$(cached CLI11_DIR)" \
+    "-DRapidJSON_DIR=$(cached RapidJSON_DIR)" -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TESTS=OFF \
     "$@" >"$work/log" 2>&1
 }
 configure "$work/build" -DOVIX_GCC_LICENSE=/nowhere/gcc -DOVIX_MINGW_LICENSE=/nowhere/mingw \

@@ -1,12 +1,12 @@
 #include "convert/decode.h"
 
 #include <google/protobuf/text_format.h>
-#include <google/protobuf/util/json_util.h>
 
 #include <iostream>
 #include <set>
 
 #include "contracts/contracts.h"
+#include "convert/json_printer.h"
 #include "convert/progress.h"
 #include "convert/redact.h"
 #include "convert/wire.h"
@@ -20,31 +20,11 @@ namespace {
 using google::protobuf::Message;
 using google::protobuf::TextFormat;
 
-// Protobuf prints negative zero as -0 and reads that as the integer 0; -0.0 it reads as it was.
-void KeepNegativeZeros(std::string& json) {
-  if (json.find("-0") == std::string::npos) return;
-  std::string kept;
-  bool in_string = false;
-  for (size_t i = 0; i < json.size(); ++i) {
-    kept += json[i];
-    if (in_string && json[i] == '\\') {
-      kept += json[++i];
-    } else if (json[i] == '"') {
-      in_string = !in_string;
-    } else if (!in_string && json[i] == '0' && i > 0 && json[i - 1] == '-' &&
-               (i + 1 == json.size() || json.find_first_of(",]} \n", i + 1) == i + 1)) {
-      kept += ".0";
-    }
-  }
-  json = std::move(kept);
-}
-
 // Prints messages of one type, each ending in a line end; on one line where many follow each other.
 class Printer {
  public:
-  explicit Printer(const Conversion& options) : notation_(options.notation) {
-    json_.preserve_proto_field_names = true;
-    json_.add_whitespace = !options.delimited;
+  explicit Printer(const Conversion& options)
+      : notation_(options.notation), json_(options.delimited) {
     text_.SetSingleLineMode(options.delimited);
     text_.SetUseUtf8StringEscaping(true);
   }
@@ -55,12 +35,7 @@ class Printer {
       text_.PrintToString(message, &printed_);
       while (printed_.ends_with(' ')) printed_.pop_back();
     } else {
-      const auto status = google::protobuf::util::MessageToJsonString(message, &printed_, json_);
-      if (!status.ok()) {
-        throw Error(message.GetDescriptor()->full_name() + ": cannot be written as JSON (" +
-                    std::string(status.message()) + "); use --format text");
-      }
-      KeepNegativeZeros(printed_);
+      json_.Print(message, printed_);
     }
     if (!printed_.ends_with('\n')) printed_ += '\n';
     return printed_;
@@ -68,7 +43,7 @@ class Printer {
 
  private:
   const Notation notation_;
-  google::protobuf::util::JsonPrintOptions json_;
+  JsonPrinter json_;
   TextFormat::Printer text_;
   std::string printed_;
 };
