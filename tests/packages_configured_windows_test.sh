@@ -15,7 +15,8 @@ fail() {
 
 cached() { sed -n "s/^$1:[^=]*=//p" "$build/CMakeCache.txt"; }
 "$cmake" -G "$generator" -S "$root" -B "$work/build" "-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake" \
-  "-DProtobuf_DIR=$(cached Protobuf_DIR)" "-DCLI11_DIR=$(cached CLI11_DIR)" -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TESTS=OFF \
+  "-DProtobuf_DIR=$(cached Protobuf_DIR)" "-DCLI11_DIR=$(cached CLI11_DIR)" \
+  "-DRapidJSON_DIR=$(cached RapidJSON_DIR)" -DOVIX_BUILD_EXAMPLES=OFF -DOVIX_BUILD_TESTS=OFF \
   -DOVIX_GCC_LICENSE=/nowhere/gcc -DOVIX_MINGW_LICENSE=/nowhere/mingw -DOVIX_COMPILER_RUNTIME_DIR=/nowhere \
   >"$work/log" 2>&1 || fail "without what only the zip needs, configuring failed"
 (cd "$work/build" && ! "$(dirname "$cmake")/cpack" >"$work/log" 2>&1) || fail "cpack packed a zip that is not whole"

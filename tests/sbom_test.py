@@ -17,6 +17,7 @@ LICENSES = {
     "protobuf": ("protobuf.txt", ["Copyright 2008 Google Inc.", "Redistributions in binary form"]),
     "descriptor.proto": ("protobuf.txt", ["Copyright 2008 Google Inc.", "Redistributions in binary form"]),
     "CLI11": ("CLI11.txt", ["University of Cincinnati", "Redistributions in binary form"]),
+    "RapidJSON": ("RapidJSON.txt", ["THL A29 Limited", "The above copyright notice and this permission notice"]),
     "libstdc++": ("gcc-runtime.txt", ["GCC RUNTIME LIBRARY EXCEPTION"]),
     "libgcc": ("gcc-runtime.txt", ["GCC RUNTIME LIBRARY EXCEPTION"]),
     "mingw-w64": ("mingw-w64-runtime.txt", ["the mingw-w64 project", "Redistributions in binary form"]),

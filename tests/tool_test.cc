@@ -645,14 +645,17 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
       {"diff \"" + folder.path().string() + "\"", "", "is a folder"},
       {"encode StateEventType" + out, "{}", "is an enumeration"},
       {"encode BatteryHealthLog" + out, "{\n \"age\": \"x\"}",
-       "standard input:2:2: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.age: "
-       "invalid value"},
+       "standard input:2:9: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.age: "
+       "\"x\" is not of type uint32; write a whole number from 0 to 4294967295"},
       {"encode BatteryHealthLog" + out, "{\n\n  \"time\" 1}", ":3:10: "},
       {"encode BatteryHealthLog" + out, "{\"battery_status\":{\"nope\":1}}",
-       ":1:20: battery_status.nope: ovix.telemetry.contract.storage.device_health.BatteryStatus "
-       "has no such field"},
+       ":1:20: ovix.telemetry.contract.storage.device_health.BatteryStatus: has no field "
+       "\"nope\""},
       {"encode BatteryHealthLog" + out, "{\"time\":\"ab\xff\"}", ":1:12: "},
-      {"encode BatteryHealthLog --delimited" + out, "{}\n{}\n{", "standard input:3:"},
+      {"encode BatteryHealthLog --delimited" + out, "{}\n\n{}\n{", "standard input:4:2: "},
+      {"encode BatteryHealthLog" + out, "{\"cell_voltages\":[[1,2],[3]]}", ":1:19: "},
+      {"encode BatteryHealthLog" + out, "{\"age\":1,\"age\":2}", "age: is set twice"},
+      {"encode BatteryHealthLog" + out, "{\"age\":1,}", ":1:10: "},
       {"encode BatteryHealthLog --format text" + out, "time: \"\\377\"",
        "BatteryHealthLog.time is text that is not UTF-8"},
       {"encode BatteryHealthLog --format text" + out, "time: \"a\"\nage: x", ":2:6: "},

@@ -66,10 +66,12 @@ set(development_parts "${library}" "${protobuf}|DEPENDS_ON" "${descriptor}")
 if(OVIX_BUILD_TOOL)
   # Headers alone, compiled into the tool.
   find_package(CLI11 2 REQUIRED)
+  find_package(RapidJSON 1.1 REQUIRED)
   find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
   set(tool_parts "${library}" "${protobuf}|DEPENDS_ON" "${libstdcxx}" "${descriptor}"
     "OpenSSL|${OPENSSL_VERSION}|Apache-2.0|DEPENDS_ON"
-    "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS")
+    "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS"
+    "RapidJSON|${RapidJSON_VERSION}|MIT|CONTAINS")
 endif()
 
 # Sets <result> to the paragraph of a part: the text of its licence, of which the first line is the copyright.
@@ -89,9 +91,12 @@ ovix_copyright_paragraph(descriptor_copyright google/protobuf/descriptor.proto
 ovix_copyright_paragraph(cli11_copyright "CLI/*"
   "${packages_dir}/licenses/CLI11.txt" "BSD-3-Clause~Cincinnati"
   "CLI11's headers, compiled into /usr/bin/ovix-contracts.")
+ovix_copyright_paragraph(rapidjson_copyright "rapidjson/*"
+  "${packages_dir}/licenses/RapidJSON.txt" "Expat"
+  "RapidJSON's headers, compiled into /usr/bin/ovix-contracts.")
 set(runtime_copyright "")
 set(development_copyright "${descriptor_copyright}")
-set(tool_copyright "${descriptor_copyright}${cli11_copyright}")
+set(tool_copyright "${descriptor_copyright}${cli11_copyright}${rapidjson_copyright}")
 
 # The changelog is of the day of the release: CHANGELOG.md's, or before it is there that of the build.
 file(STRINGS "${PROJECT_SOURCE_DIR}/CHANGELOG.md" headings REGEX "^## [0-9]")

@@ -28,8 +28,9 @@ install(FILES "${packages_dir}/licenses/protobuf.txt" DESTINATION "${licenses}" 
 if(OVIX_BUILD_TOOL)
   # Headers alone, compiled into the tool.
   find_package(CLI11 2 REQUIRED)
-  list(APPEND parts "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS")
-  install(FILES "${packages_dir}/licenses/CLI11.txt" DESTINATION "${licenses}" COMPONENT tool)
+  find_package(RapidJSON 1.1 REQUIRED)
+  list(APPEND parts "CLI11|${CLI11_VERSION}|BSD-3-Clause|CONTAINS" "RapidJSON|${RapidJSON_VERSION}|MIT|CONTAINS")
+  install(FILES "${packages_dir}/licenses/CLI11.txt" "${packages_dir}/licenses/RapidJSON.txt" DESTINATION "${licenses}" COMPONENT tool)
 endif()
 
 if(MINGW)

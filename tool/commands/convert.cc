@@ -1,9 +1,7 @@
 // encode and decode: JSON or text format to the binary encoding and back.
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
-#include <google/protobuf/util/json_util.h>
 
-#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <memory>
@@ -13,7 +11,8 @@
 #include "commands/commands.h"
 #include "contracts/contracts.h"
 #include "contracts/names.h"
-#include "convert/json_places.h"
+#include "convert/json_printer.h"
+#include "convert/json_reader.h"
 #include "convert/redact.h"
 #include "convert/unknown_text.h"
 #include "convert/wire.h"
@@ -77,31 +76,10 @@ class Progress {
 
 // --- Decoding
 
-// Protobuf prints negative zero as -0 and reads that as the integer 0; -0.0 it reads as it was.
-void KeepNegativeZeros(std::string& json) {
-  if (json.find("-0") == std::string::npos) return;
-  std::string kept;
-  bool in_string = false;
-  for (size_t i = 0; i < json.size(); ++i) {
-    kept += json[i];
-    if (in_string && json[i] == '\\') {
-      kept += json[++i];
-    } else if (json[i] == '"') {
-      in_string = !in_string;
-    } else if (!in_string && json[i] == '0' && i > 0 && json[i - 1] == '-' &&
-               (i + 1 == json.size() || json.find_first_of(",]} \n", i + 1) == i + 1)) {
-      kept += ".0";
-    }
-  }
-  json = std::move(kept);
-}
-
 // Prints messages of one type, each ending in a line end; on one line where many follow each other.
 class Printer {
  public:
-  explicit Printer(const Options& options) : notation_(options.notation) {
-    json_.preserve_proto_field_names = true;
-    json_.add_whitespace = !options.delimited;
+  explicit Printer(const Options& options) : notation_(options.notation), json_(options.delimited) {
     text_.SetSingleLineMode(options.delimited);
     text_.SetUseUtf8StringEscaping(true);
   }
@@ -112,12 +90,7 @@ class Printer {
       text_.PrintToString(message, &printed_);
       while (printed_.ends_with(' ')) printed_.pop_back();
     } else {
-      const auto status = google::protobuf::util::MessageToJsonString(message, &printed_, json_);
-      if (!status.ok()) {
-        throw Error(message.GetDescriptor()->full_name() + ": cannot be written as JSON (" +
-                    std::string(status.message()) + "); use --format text");
-      }
-      KeepNegativeZeros(printed_);
+      json_.Print(message, printed_);
     }
     if (!printed_.ends_with('\n')) printed_ += '\n';
     return printed_;
@@ -125,7 +98,7 @@ class Printer {
 
  private:
   const Notation notation_;
-  google::protobuf::util::JsonPrintOptions json_;
+  JsonPrinter json_;
   TextFormat::Printer text_;
   std::string printed_;
 };
@@ -243,74 +216,6 @@ int Decode(const Options& options) {
 
 // --- Encoding
 
-// "FILE:LINE:COLUMN: ", both from 1; columns are bytes.
-std::string Place(const std::string& input, std::string_view text, size_t at, uint64_t first_line) {
-  const std::string_view before = text.substr(0, at);
-  const auto lines = static_cast<uint64_t>(std::count(before.begin(), before.end(), '\n'));
-  const size_t line_begin =
-      before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
-  return input + ":" + std::to_string(first_line + lines) + ":" +
-         std::to_string(at - line_begin + 1) + ": ";
-}
-
-// "(a.b[1]): invalid value "x" for type TYPE_UINT32" and "(a) b: Cannot find field." taken apart.
-struct JsonProblem {
-  std::string path;
-  std::string what;
-};
-JsonProblem TakeApart(const std::string& message) {
-  JsonProblem problem;
-  const size_t colon = message.find(": ");
-  std::string where = colon == std::string::npos ? "" : message.substr(0, colon);
-  problem.what = colon == std::string::npos ? message : message.substr(colon + 2);
-  size_t close = where.find(')');
-  if (where.starts_with("(") && close != std::string::npos) {
-    problem.path = where.substr(1, close - 1);
-    where = where.substr(std::min(close + 2, where.size()));
-  }
-  if (!where.empty()) problem.path += (problem.path.empty() ? "" : ".") + where;
-  return problem;
-}
-
-[[noreturn]] void FailJson(const std::string& message, std::string_view text, uint64_t first_line,
-                           const std::string& input, const Descriptor* descriptor) {
-  const JsonPlaces places(text);
-  // The runtime puts a piece of the text with a mark below into lines of its own.
-  const size_t line_end = message.find('\n');
-  JsonProblem problem{"", message.substr(0, line_end)};
-  size_t at = 0;
-  if (line_end != std::string::npos) {
-    at = places.broken().value_or(text.size());
-    problem.path = places.PathAt(at);
-  } else {
-    problem = TakeApart(message);
-    at = places.Find(problem.path).value_or(0);
-  }
-  const size_t invalid = FindInvalidUtf8(text);
-  if (invalid != std::string_view::npos) {
-    at = invalid;
-    problem = {places.PathAt(at), "text that is not UTF-8"};
-  }
-  while (problem.what.ends_with('.')) problem.what.pop_back();
-  const auto* field = FieldAt(descriptor, problem.path);
-  const std::string where = field == nullptr ? problem.path : field->full_name();
-  if (problem.what == "Cannot find field") {
-    const size_t dot = problem.path.rfind('.');
-    const auto* holder =
-        dot == std::string::npos ? nullptr : FieldAt(descriptor, problem.path.substr(0, dot));
-    problem.what = (holder != nullptr && holder->message_type() != nullptr
-                        ? holder->message_type()->full_name()
-                        : descriptor->full_name()) +
-                   " has no such field";
-  }
-  const std::string url = "type.googleapis.com/";
-  if (const size_t found = problem.what.find(url); found != std::string::npos) {
-    problem.what.erase(found, url.size());
-  }
-  throw Error(Place(input, text, at, first_line) + (where.empty() ? "" : where + ": ") +
-              problem.what);
-}
-
 class FirstTextError : public google::protobuf::io::ErrorCollector {
  public:
   void AddError(int line, google::protobuf::io::ColumnNumber column,
@@ -339,46 +244,55 @@ void ParseText(std::string_view text, uint64_t first_line, const std::string& in
   unknown.AddTo(message);
 }
 
-// The bytes of the message that a text says.
-std::string Encoded(std::string_view text, uint64_t first_line, const std::string& input,
-                    const Options& options, Message& message) {
-  message.Clear();
-  if (options.notation == Notation::kText) {
-    ParseText(text, first_line, input, message);
-  } else {
-    const google::protobuf::StringPiece json(text.data(), text.size());
-    const auto status = google::protobuf::util::JsonStringToMessage(json, &message);
-    if (!status.ok()) {
-      FailJson(std::string(status.message()), text, first_line, input, message.GetDescriptor());
+// Turns texts into the bytes of the messages that they say.
+class Encoder {
+ public:
+  explicit Encoder(const Options& options) : options_(options), message_(NewMessage(options)) {}
+
+  // Valid until the next call.
+  const std::string& Encode(std::string_view text, uint64_t first_line, const std::string& input) {
+    message_->Clear();
+    if (options_.notation == Notation::kText) {
+      ParseText(text, first_line, input, *message_);
+    } else {
+      json_.Read(text, input, first_line, *message_);
     }
+    if (!message_->SerializeToString(&bytes_)) {
+      throw Error(input + ": is larger than a message can be (2 GiB)");
+    }
+    if (options_.notation == Notation::kText) Check(first_line, input);
+    return bytes_;
   }
-  std::string bytes;
-  if (!message.SerializeToString(&bytes)) {
-    throw Error(input + ": is larger than a message can be (2 GiB)");
-  }
-  // What this tool writes, it and every other runtime reads.
-  const WireProblem problem = FindWireProblem(bytes, message.GetDescriptor());
-  if (!problem.what.empty()) {
-    // Only text format can say such a thing; the line is that of the message.
-    throw Error(input + (options.delimited ? ":" + std::to_string(first_line) : "") + ": " +
+
+ private:
+  // What this tool writes, it and every other runtime reads; text format can say other things.
+  void Check(uint64_t first_line, const std::string& input) const {
+    const WireProblem problem = FindWireProblem(bytes_, message_->GetDescriptor());
+    if (problem.what.empty()) return;
+    // The line is that of the message.
+    throw Error(input + (options_.delimited ? ":" + std::to_string(first_line) : "") + ": " +
                 problem.what);
   }
-  return bytes;
-}
+
+  const Options& options_;
+  const std::unique_ptr<Message> message_;
+  JsonReader json_;
+  std::string bytes_;
+};
 
 int Encode(const Options& options) {
-  const std::unique_ptr<Message> message = NewMessage(options);
+  Encoder encoder(options);
   Input input(options.input);
   Output output(options.output);
   if (!options.delimited) {
-    output.Write(Encoded(input.PeekAll(), 1, input.name(), options, *message));
+    output.Write(encoder.Encode(input.PeekAll(), 1, input.name()));
   } else {
     Progress progress(input, output);
     uint64_t line_number = 0;
     for (std::string_view line; input.TakeLine(line);) {
       ++line_number;
       if (line.find_first_not_of(" \t") == std::string_view::npos) continue;
-      const std::string bytes = Encoded(line, line_number, input.name(), options, *message);
+      const std::string& bytes = encoder.Encode(line, line_number, input.name());
       std::string length;
       for (size_t rest = bytes.size(); length.empty() || rest != 0; rest >>= 7) {
         length += static_cast<char>((rest & 0x7f) | (rest > 0x7f ? 0x80 : 0));
