@@ -432,6 +432,33 @@ TEST(ToolConvert, ShowsUnknownFieldsOrSaysThatItCannot) {
   EXPECT_EQ(std::count(json.errors.begin(), json.errors.end(), '\n'), 1);
 }
 
+// A release that changed a field's type wrote these bytes: in the order of the numbers, but of the
+// other wire type.
+TEST(ToolConvert, GivesBackFieldsWhoseWireTypeChanged) {
+  const Folder folder;
+  const std::string status = Tag(1, 0) + "\x01" + Tag(2, 0) + "\x01";
+  const std::pair<std::string, const char*> cases[] = {
+      {Tag(1, 2) + "\x01x" + Tag(7, 2) + "\x02ok" + Tag(8, 0) + "\x05", "7: \"ok\""},
+      {Tag(1, 0) + "\x05" + Tag(7, 0) + "\x01" + Tag(8, 5) + "abcd", "8: 0x64636261"},
+      {Tag(7, 1) + "abcdefgh" + Tag(8, 0) + "\x05", "7: 0x6867666564636261"},
+      {Tag(7, 0) + "\x01" + Tag(19, 2) + Varint(status.size()) + status + Tag(20, 0) + "\x01",
+       "1: 1"},
+      {Tag(7, 0) + "\x01" + Tag(19, 0) + "\x07" + Tag(100, 0) + "\x01", "19: 7"},
+  };
+  for (const auto& [bytes, said] : cases) {
+    SCOPED_TRACE(said);
+    const ProgramRun text = RunTool(folder, "decode BatteryHealthLog --format text", bytes);
+    EXPECT_NE(text.output.find(said), std::string::npos) << text.output;
+    const ProgramRun again = RunTool(folder, "encode BatteryHealthLog --format text", text.output);
+    EXPECT_EQ(again.errors, "");
+    EXPECT_EQ(again.output, bytes) << text.output;
+  }
+  // What no runtime reads is not written.
+  const ProgramRun broken = RunTool(folder, "encode BatteryHealthLog --format text", "19: \"x\"");
+  EXPECT_EQ(broken.exit_code, 2);
+  EXPECT_NE(broken.errors.find("the input ends within a number"), std::string::npos);
+}
+
 // --- diff
 
 TEST(ToolDiff, TellsEachKindOfChangeAndWhomItBreaks) {

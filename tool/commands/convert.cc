@@ -230,7 +230,8 @@ class FirstTextError : public google::protobuf::io::ErrorCollector {
   std::string what;
 };
 
-void ParseText(std::string_view text, uint64_t first_line, const std::string& input,
+// Whether the text has fields by number.
+bool ParseText(std::string_view text, uint64_t first_line, const std::string& input,
                Message& message) {
   std::string known(text);
   const UnknownText unknown(known, message.GetDescriptor());
@@ -242,6 +243,7 @@ void ParseText(std::string_view text, uint64_t first_line, const std::string& in
                 std::to_string(error.column + 1) + ": " + error.what);
   }
   unknown.AddTo(message);
+  return unknown.any();
 }
 
 // Turns texts into the bytes of the messages that they say.
@@ -252,8 +254,9 @@ class Encoder {
   // Valid until the next call.
   const std::string& Encode(std::string_view text, uint64_t first_line, const std::string& input) {
     message_->Clear();
+    bool has_unknown = false;
     if (options_.notation == Notation::kText) {
-      ParseText(text, first_line, input, *message_);
+      has_unknown = ParseText(text, first_line, input, *message_);
     } else {
       json_.Read(text, input, first_line, *message_);
     }
@@ -261,6 +264,7 @@ class Encoder {
       throw Error(input + ": is larger than a message can be (2 GiB)");
     }
     if (options_.notation == Notation::kText) Check(first_line, input);
+    if (has_unknown) bytes_ = InOrderOfNumbers(bytes_, message_->GetDescriptor());
     return bytes_;
   }
 

@@ -107,8 +107,7 @@ bool UnknownText::ReadFields(const Descriptor* message, const Path& path, char e
     const size_t begin = at_;
     const std::string name = Word();
     const auto number = ReadNumber<int>(name);
-    if (number && *number > 0 && *number <= FieldDescriptor::kMaxNumber &&
-        message->FindFieldByNumber(*number) == nullptr) {
+    if (number && *number > 0 && *number <= FieldDescriptor::kMaxNumber) {
       if (found_.empty() || found_.back().path != path) found_.emplace_back().path = path;
       if (!ReadUnknown(found_.back().fields, *number)) return false;
       for (size_t i = begin; i < at_; ++i) {

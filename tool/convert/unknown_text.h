@@ -1,5 +1,5 @@
 // Fields of a text format message that are written by number because the contracts do not know
-// them. TextFormat prints them so, but does not read them back.
+// them, or with another wire type. TextFormat prints them so, but does not read them back.
 #ifndef OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_
 #define OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_
 
@@ -19,6 +19,8 @@ class UnknownText {
   // Takes them out of the text, in whose place spaces stay, so that lines and columns hold. Text
   // that is not well formed stays as it is from there on, for TextFormat to complain of.
   UnknownText(std::string& text, const google::protobuf::Descriptor* message);
+
+  bool any() const { return !found_.empty(); }
 
   // Puts them into the message that the rest of the text was read as.
   void AddTo(google::protobuf::Message& message) const;

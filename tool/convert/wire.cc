@@ -3,6 +3,7 @@
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/unknown_field_set.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace ovix::tool {
@@ -10,6 +11,7 @@ namespace {
 
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
+using google::protobuf::UnknownFieldSet;
 
 constexpr int kDeepest = 100;  // messages in messages, as the runtime reads them
 
@@ -137,6 +139,30 @@ WireProblem FindWireProblem(std::string_view encoded, const Descriptor* message)
   Reader reader(encoded);
   reader.Read(encoded, message, 0);
   return reader.problem;
+}
+
+std::string InOrderOfNumbers(const std::string& encoded, const Descriptor* message) {
+  using google::protobuf::UnknownField;
+  UnknownFieldSet fields;
+  fields.ParseFromString(encoded);
+  std::vector<const UnknownField*> order;
+  for (int i = 0; i < fields.field_count(); ++i) order.push_back(&fields.field(i));
+  std::stable_sort(order.begin(), order.end(),
+                   [](const auto* a, const auto* b) { return a->number() < b->number(); });
+  UnknownFieldSet ordered;
+  for (const UnknownField* field : order) {
+    const FieldDescriptor* known = message->FindFieldByNumber(field->number());
+    if (known != nullptr && known->message_type() != nullptr &&
+        field->type() == UnknownField::TYPE_LENGTH_DELIMITED) {
+      *ordered.AddLengthDelimited(field->number()) =
+          InOrderOfNumbers(field->length_delimited(), known->message_type());
+    } else {
+      ordered.AddField(*field);
+    }
+  }
+  std::string bytes;
+  ordered.SerializeToString(&bytes);
+  return bytes;
 }
 
 void CollectUnknown(const google::protobuf::Message& message, std::set<std::string>& unknown) {

@@ -19,6 +19,11 @@ struct WireProblem {
 };
 WireProblem FindWireProblem(std::string_view encoded, const google::protobuf::Descriptor* message);
 
+// The encoding with its fields in the order of their numbers, those of the messages in it too. The
+// runtime writes unknown fields after all others. The encoding must have no problem.
+std::string InOrderOfNumbers(const std::string& encoded,
+                             const google::protobuf::Descriptor* message);
+
 // Adds the fields that the message and those in it hold but their schemas do not know, as
 // "full.name.of.Message 20".
 void CollectUnknown(const google::protobuf::Message& message, std::set<std::string>& unknown);
