@@ -1,4 +1,6 @@
 // ddl: the tables as SQL, and the migration from an older release.
+#include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <set>
 
@@ -20,9 +22,12 @@ struct Options {
 };
 
 // The databases in their order by name, or the one that is asked for.
-std::set<std::string> DatabasesOf(const tables::Catalogue& catalogue, const std::string& only) {
+std::set<std::string> DatabasesOf(std::initializer_list<const tables::Catalogue*> catalogues,
+                                  const std::string& only) {
   std::set<std::string> databases;
-  for (const tables::Table& table : catalogue.tables()) databases.insert(table.database);
+  for (const tables::Catalogue* catalogue : catalogues) {
+    for (const tables::Table& table : catalogue->tables()) databases.insert(table.database);
+  }
   if (only.empty()) return databases;
   if (!databases.contains(only)) {
     throw Error(only + ": no table is in a database of this name" +
@@ -31,10 +36,18 @@ std::set<std::string> DatabasesOf(const tables::Catalogue& catalogue, const std:
   return {only};
 }
 
+// One line, whatever is in the names of an older release.
+std::string Comment(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+  }
+  return "-- " + text + "\n";
+}
+
 std::string Heading(const tables::Catalogue& catalogue, const std::string& database) {
   const uint32_t limit = catalogue.MaxSizeMb(database);
-  return "-- Database " + database + ", file " + database + ".db" +
-         (limit == 0 ? "" : ", at most " + std::to_string(limit) + " MB") + "\n";
+  return Comment("Database " + database + ", file " + database + ".db" +
+                 (limit == 0 ? "" : ", at most " + std::to_string(limit) + " MB"));
 }
 
 void AddStatements(std::string& sql, const std::vector<std::string>& statements) {
@@ -43,7 +56,7 @@ void AddStatements(std::string& sql, const std::vector<std::string>& statements)
 
 std::string NewDatabases(const tables::Catalogue& catalogue, const std::string& only) {
   std::string sql;
-  for (const std::string& database : DatabasesOf(catalogue, only)) {
+  for (const std::string& database : DatabasesOf({&catalogue}, only)) {
     sql += (sql.empty() ? "" : "\n") + Heading(catalogue, database);
     AddStatements(sql, {tables::NewDatabaseSql(), "BEGIN"});
     AddStatements(sql, tables::LayoutSql(true));
@@ -55,13 +68,70 @@ std::string NewDatabases(const tables::Catalogue& catalogue, const std::string& 
   return sql;
 }
 
+// The table of the same record; null where there is none.
+const tables::Table* TableOfSame(const tables::Catalogue& catalogue, const tables::Table& table) {
+  for (const tables::Table& other : catalogue.tables()) {
+    if (other.record->full_name() == table.record->full_name()) return &other;
+  }
+  return nullptr;
+}
+
+// What no statement does: columns that the newer release does not have, which stay.
+std::string ColumnNotes(const tables::Table& before, const tables::Table& after) {
+  std::string notes;
+  for (const tables::Column& column : before.columns) {
+    if (after.record->FindFieldByName(column.name()) != nullptr) continue;
+    const FieldDescriptor* same = after.record->FindFieldByNumber(column.field->number());
+    const bool renamed = same != nullptr && before.record->FindFieldByName(same->name()) == nullptr;
+    notes += Comment("Table " + before.name + ": column " + column.name() +
+                     (renamed ? " is " + same->name() +
+                                    " now, which is a new column; the values stay in " +
+                                    column.name() + "."
+                              : " is no longer in the contracts; it stays as it is."));
+  }
+  return notes;
+}
+
+// The same of the tables of a database: what stays where it is, and is no longer read there.
+std::string Notes(const tables::Catalogue& older, const tables::Catalogue& newer,
+                  const std::string& database) {
+  std::string notes;
+  for (const tables::Table& table : older.tables()) {
+    if (table.database != database) continue;
+    const std::string subject = "Table " + table.name;
+    const tables::Table* same = newer.Find(database, table.name);
+    if (same != nullptr) {
+      notes += ColumnNotes(table, *same);
+    } else if (same = TableOfSame(newer, table); same == nullptr) {
+      notes += Comment(subject + " is no longer in the contracts; it stays as it is.");
+    } else if (same->database == database) {
+      notes += Comment(subject + " is " + same->name +
+                       " now, which is a new table; the rows stay in " + table.name + ".");
+    } else {
+      notes += Comment(subject + " is in database " + same->database +
+                       " now, as a new table; the rows stay here.");
+    }
+  }
+  for (const tables::Table& table : newer.tables()) {
+    if (table.database != database || older.Find(database, table.name) != nullptr) continue;
+    const tables::Table* same = TableOfSame(older, table);
+    if (same == nullptr || same->database == database) continue;
+    notes += Comment("Table " + table.name + " was in database " + same->database +
+                     "; the rows stay there.");
+  }
+  return notes;
+}
+
 std::string Migration(const tables::Catalogue& older, const tables::Catalogue& newer,
                       const std::string& only) {
+  const auto has = [](const tables::Catalogue& catalogue, const std::string& database) {
+    return std::any_of(catalogue.tables().begin(), catalogue.tables().end(),
+                       [&](const tables::Table& table) { return table.database == database; });
+  };
   std::string sql;
   std::string refused;
-  for (const std::string& database : DatabasesOf(newer, only)) {
+  for (const std::string& database : DatabasesOf({&older, &newer}, only)) {
     std::vector<std::string> statements;
-    bool is_new = true;
     for (const tables::Table& table : newer.tables()) {
       if (table.database != database) continue;
       const tables::Table* before = older.Find(database, table.name);
@@ -74,17 +144,16 @@ std::string Migration(const tables::Catalogue& older, const tables::Catalogue& n
         refused += "; database " + database + ", " + error.what();
       }
     }
-    std::string left;
-    for (const tables::Table& table : older.tables()) {
-      if (table.database != database) continue;
-      is_new = false;
-      if (newer.Find(database, table.name) == nullptr) {
-        left += "-- Table " + table.name + " is no longer in the contracts; it stays as it is.\n";
-      }
-    }
-    if (statements.empty() && left.empty()) continue;
-    sql += (sql.empty() ? "" : "\n") + Heading(newer, database) + left;
+    const std::string notes = Notes(older, newer, database);
+    if (statements.empty() && notes.empty()) continue;
+    sql +=
+        (sql.empty() ? "" : "\n") +
+        (has(newer, database) ? Heading(newer, database)
+                              : Comment("Database " + database + ", file " + database +
+                                        ".db, is no longer in the contracts; it stays as it is.")) +
+        notes;
     if (statements.empty()) continue;
+    const bool is_new = !has(older, database);
     if (is_new) AddStatements(sql, {tables::NewDatabaseSql()});
     AddStatements(sql, {"BEGIN"});
     AddStatements(sql, tables::LayoutSql(is_new));
