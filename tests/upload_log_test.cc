@@ -4,6 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "support/folder.h"
@@ -92,6 +99,20 @@ TEST_F(UploadLogs, OfOthersAreRefusedAndNotTouched) {
     EXPECT_EQ(folder_.Contents(), before);
   }
 }
+
+#ifndef _WIN32  // which has no such file
+// To open a pipe waits for its other end.
+TEST_F(UploadLogs, ArePipesThatAreRefusedAndNotOpened) {
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+  const std::jthread other_end([&] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    close(open(file_.c_str(), O_WRONLY | O_NONBLOCK));
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_THROW(Run(), StoreError);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+}
+#endif
 
 TEST_F(UploadLogs, CarryAnIdAndAVersion) {
   Run();
