@@ -114,6 +114,33 @@ TEST_F(UploadLogs, ArePipesThatAreRefusedAndNotOpened) {
 }
 #endif
 
+// A number that JSON readers would round, or with more digits than the names of the outbox have,
+// could not be acknowledged; it can only come from a file that somebody else has written.
+TEST_F(UploadLogs, GiveNoNumberBeyondTheLargest) {
+  EXPECT_TRUE(agent::ParseOutboxName("20261121T043109120Z-999999999999999-IdentityAsCDM.json"));
+  EXPECT_FALSE(agent::ParseOutboxName("20261121T043109120Z-1000000000000000-IdentityAsCDM.json"));
+  folder_.Write("store/Upload.sequence", "999999999999997");
+  const UploadResult last = Run();
+  ASSERT_EQ(last.sent.size(), 2U);
+  EXPECT_EQ(last.sent[1].label.sequence, 999999999999999);
+  try {
+    Run(kNow + std::chrono::days(1));
+    ADD_FAILURE() << "gave a number";
+  } catch (const StoreError& error) {
+    EXPECT_NE(std::string(error.what()).find("Upload.db: no sequence number is left"),
+              std::string::npos)
+        << error.what();
+  }
+  EXPECT_EQ(folder_.Read("store/Upload.sequence"), "999999999999999");
+  for (const char* text : {"1000000000000000", "9223372036854775807"}) {
+    std::filesystem::remove(file_);
+    folder_.Write("store/Upload.sequence", text);
+    EXPECT_EQ(Run().sent.size(), 2U);
+    ASSERT_EQ(problems_.size(), 1U) << text;
+    EXPECT_NE(problems_[0].find("holds no sequence number"), std::string::npos) << problems_[0];
+  }
+}
+
 TEST_F(UploadLogs, CarryAnIdAndAVersion) {
   Run();
   agent::Connection connection = Open();

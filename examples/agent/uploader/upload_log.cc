@@ -133,8 +133,8 @@ int64_t UploadLog::ReadKeptSequence() {
   if (error == std::errc::no_such_file_or_directory) return 0;
   int64_t sequence = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), sequence);
-  const bool is_number =
-      result.ec == std::errc() && result.ptr == text.data() + text.size() && sequence > 0;
+  const bool is_number = result.ec == std::errc() && result.ptr == text.data() + text.size() &&
+                         sequence > 0 && sequence <= kLargestSequence;
   if (error && error != std::errc::file_too_large) {
     throw StoreError(Printable(sequence_file_) + ": cannot be read (" + error.message() +
                          "); fix its permissions or move it away",
@@ -202,6 +202,12 @@ int64_t UploadLog::Plan(const Built& built, const std::string& device,
         continue;
       }
       keep.Run();
+    }
+    if (sequence >= kLargestSequence) {
+      throw StoreError(Printable(file_) + ": no sequence number is left after " +
+                           std::to_string(sequence) + "; move it, " + kSequenceFile +
+                           " and the payloads of such numbers in the outbox away",
+                       StoreError::Kind::kOther, file_);
     }
     const Label label =
         MakeLabel(payload.message->GetDescriptor(), bytes, device, created, ++sequence);
