@@ -249,6 +249,21 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
   }
 }
 
+#ifndef _WIN32  // where a link needs a right that few have
+TEST(Agent, SaysOfDatabasesThatAreLinksWhatTheyAre) {
+  const Folder folder;
+  folder.Write("machine/etc/machine-id", "0123\n");
+  std::filesystem::create_directory(folder / "st\nore");
+  std::filesystem::create_symlink("Cache.db", folder / "st\nore/Cache.db");
+  const Outcome outcome =
+      RunAgent("upload '" + (folder / "st\nore").string() + "' " + (folder / "outbox").string() +
+               " --root " + (folder / "machine").string());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_NE(outcome.output.find("st\\nore/Cache.db: is a symbolic link"), std::string::npos)
+      << outcome.output;
+}
+#endif
+
 #ifndef _WIN32  // whose shell closes no stream and has no full device
 TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
   const Folder folder;
