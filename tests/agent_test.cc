@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #endif
 
+#include "device_id.h"
 #include "store/sqlite.h"
 #include "support/folder.h"
 #include "support/process.h"
@@ -261,6 +262,16 @@ TEST(Agent, SaysOfDatabasesThatAreLinksWhatTheyAre) {
   EXPECT_EQ(outcome.exit_code, 1);
   EXPECT_NE(outcome.output.find("st\\nore/Cache.db: is a symbolic link"), std::string::npos)
       << outcome.output;
+}
+
+// As some systems have /etc/machine-id.
+TEST(Agent, TakesTheMachineIdThatALinkLeadsTo) {
+  const Folder folder;
+  folder.Write("machine/var/id", "0123\n");
+  std::filesystem::create_directories(folder / "machine/etc");
+  std::filesystem::create_symlink("../var/id", folder / "machine/etc/machine-id");
+  folder.Write("plain/etc/machine-id", "0123\n");
+  EXPECT_EQ(agent::DeviceId(folder / "machine"), agent::DeviceId(folder / "plain"));
 }
 #endif
 
