@@ -2,6 +2,7 @@
 #include <windows.h>
 #endif
 
+#include <fstream>
 #include <random>
 #include <stdexcept>
 
@@ -35,8 +36,14 @@ std::string MachineId(const fs::path& root) {
 #ifdef _WIN32
   if (root.empty()) return MachineGuid();
 #endif
-  std::string id;
-  if (Files::System().Read(root / "etc" / "machine-id", kLongestId, id)) return "";
+  // Some systems have a link there.
+  const fs::path file = root / "etc" / "machine-id";
+  std::error_code ignored;
+  if (!fs::is_regular_file(file, ignored)) return "";
+  std::string id(kLongestId, '\0');
+  std::ifstream stream(file, std::ios::binary);
+  stream.read(id.data(), static_cast<std::streamsize>(id.size()));
+  id.resize(static_cast<size_t>(stream.gcount()));
   id.erase(id.find_last_not_of(" \t\r\n") + 1);
   // What systemd writes before a system's first start.
   return id == "uninitialized" ? "" : id;

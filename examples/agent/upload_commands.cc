@@ -80,10 +80,12 @@ CLI::Validator AtLeastOne() {
       "POSITIVE");
 }
 
-// Whether a store has ever written here. Throws where the folder cannot be read.
+// Whether anything has a database's name here; what is wrong with it is for the store to tell.
 bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
   return std::any_of(catalogue.tables().begin(), catalogue.tables().end(), [&](const Table& table) {
-    return std::filesystem::exists(store.FileOf(table.database));
+    std::error_code error;
+    return std::filesystem::symlink_status(store.FileOf(table.database), error).type() !=
+           std::filesystem::file_type::not_found;
   });
 }
 

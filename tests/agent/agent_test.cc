@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #endif
 
+#include "device_id.h"
 #include "store/sqlite.h"
 #include "support/folder.h"
 #include "support/process.h"
@@ -248,6 +249,31 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
     EXPECT_EQ(folder.Contents(), before) << arguments;
   }
 }
+
+#ifndef _WIN32  // where a link needs a right that few have
+TEST(Agent, SaysOfDatabasesThatAreLinksWhatTheyAre) {
+  const Folder folder;
+  folder.Write("machine/etc/machine-id", "0123\n");
+  std::filesystem::create_directory(folder / "st\nore");
+  std::filesystem::create_symlink("Cache.db", folder / "st\nore/Cache.db");
+  const Outcome outcome =
+      RunAgent("upload '" + (folder / "st\nore").string() + "' " + (folder / "outbox").string() +
+               " --root " + (folder / "machine").string());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_NE(outcome.output.find("st\\nore/Cache.db: is a symbolic link"), std::string::npos)
+      << outcome.output;
+}
+
+// As some systems have /etc/machine-id.
+TEST(Agent, TakesTheMachineIdThatALinkLeadsTo) {
+  const Folder folder;
+  folder.Write("machine/var/id", "0123\n");
+  std::filesystem::create_directories(folder / "machine/etc");
+  std::filesystem::create_symlink("../var/id", folder / "machine/etc/machine-id");
+  folder.Write("plain/etc/machine-id", "0123\n");
+  EXPECT_EQ(agent::DeviceId(folder / "machine"), agent::DeviceId(folder / "plain"));
+}
+#endif
 
 #ifndef _WIN32  // whose shell closes no stream and has no full device
 TEST(Agent, FailsWhereItsOutputCannotBeWritten) {

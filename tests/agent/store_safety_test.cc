@@ -2,6 +2,7 @@
 // the store touches nothing that is not its own.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <future>
 #include <optional>
 
@@ -119,6 +120,85 @@ TEST(StoreSafety, WhatIsNotAFileIsRefusedAndLeftAlone) {
     }
   }
 }
+
+// Not before it is known whose it is either: SQLite copies what a write-ahead log holds when it
+// opens a database.
+TEST(StoreSafety, ADatabaseOfAnotherProgramIsNotTouched) {
+  struct Case {
+    const char* state;
+    std::function<void(const fs::path&)> bring_about;
+  };
+  const std::string create = "PRAGMA application_id = 77; CREATE TABLE a (b); ";
+  const auto execute = [](const fs::path& file, const std::string& sql, bool checkpoint) {
+    agent::Connection connection(file, std::chrono::seconds(1));
+    sqlite3_db_config(connection.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, checkpoint ? 0 : 1,
+                      nullptr);
+    connection.Execute(sql);
+  };
+  const Case cases[] = {
+      {"with a write-ahead log",
+       [&](const fs::path& file) { execute(file, "PRAGMA journal_mode = WAL; " + create, true); }},
+      {"with a write-ahead log that holds rows",
+       [&](const fs::path& file) {
+         execute(file,
+                 create +
+                     "PRAGMA journal_mode = WAL; "
+                     "CREATE TABLE c (d)",
+                 false);
+       }},
+      {"damaged",
+       [&](const fs::path& file) {
+         execute(file, create, true);
+         std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).seekp(100)
+             << "\xff\xff\xff\xff\xff\xff\xff";
+       }},
+  };
+  for (const auto& [state, bring_about] : cases) {
+    for (const std::string name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
+      SCOPED_TRACE(name + " " + state);
+      const Folder folder;
+      Store(folder.path(), Library(), Options()).Put(profile::Application());
+      fs::remove(folder / name);
+      bring_about(folder / name);
+      const auto before = folder.Contents();
+      Store store(folder.path(), Library(), Options());
+      const auto& table =
+          Library().Get(name == "DeviceProfile.db" ? profile::Application::descriptor()
+                                                   : profile::ApplicationEvents::descriptor());
+      const std::string line = name + ": the database is another program's (application_id 77)";
+      ExpectContains(ErrorOf([&] { store.CountRows(table); }), {line.c_str()});
+      ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }), {line.c_str()});
+      store.Trim();
+      EXPECT_EQ(folder.Contents(), before);
+    }
+  }
+}
+
+#ifndef _WIN32  // where a link needs a right that few have
+// SQLite would write the journal of an attached database over what the link leads to, and wait for
+// ever for the other end of a pipe.
+TEST(StoreSafety, AJournalThatIsNotAFileIsRefusedAndLeftAlone) {
+  for (const std::string name : {"DeviceProfile.db-journal", "DeviceProfileEvents.db-journal"}) {
+    for (const bool is_link : {true, false}) {
+      SCOPED_TRACE(name);
+      const Folder folder;
+      folder.Write("of another", "");
+      Store(folder.path(), Library(), Options()).Put(profile::Application());
+      if (is_link) {
+        fs::create_symlink("of another", folder / name);
+      } else {
+        fs::create_directory(folder / name);
+      }
+      const auto before = folder.Contents();
+      const std::string line = name + ": is a " + (is_link ? "symbolic link" : "folder");
+      Store store(folder.path(), Library(), Options());
+      ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }), {line.c_str()});
+      EXPECT_EQ(folder.Contents(), before);
+      EXPECT_TRUE(fs::exists(fs::symlink_status(folder / name)));
+    }
+  }
+}
+#endif
 
 TEST(StoreSafety, WhatAKillLeftOfATransactionIsRemovedOnceNothingNeedsIt) {
   const Folder folder;

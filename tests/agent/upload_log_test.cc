@@ -4,6 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "support/folder.h"
@@ -90,6 +97,47 @@ TEST_F(UploadLogs, OfOthersAreRefusedAndNotTouched) {
       EXPECT_NE(std::string(error.what()).find("Upload.db: "), std::string::npos) << error.what();
     }
     EXPECT_EQ(folder_.Contents(), before);
+  }
+}
+
+#ifndef _WIN32  // which has no such file
+// To open a pipe waits for its other end.
+TEST_F(UploadLogs, ArePipesThatAreRefusedAndNotOpened) {
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+  const std::jthread other_end([&] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    close(open(file_.c_str(), O_WRONLY | O_NONBLOCK));
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_THROW(Run(), StoreError);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+}
+#endif
+
+// A number that JSON readers would round, or with more digits than the names of the outbox have,
+// could not be acknowledged; it can only come from a file that somebody else has written.
+TEST_F(UploadLogs, GiveNoNumberBeyondTheLargest) {
+  EXPECT_TRUE(agent::ParseOutboxName("20261121T043109120Z-999999999999999-IdentityAsCDM.json"));
+  EXPECT_FALSE(agent::ParseOutboxName("20261121T043109120Z-1000000000000000-IdentityAsCDM.json"));
+  folder_.Write("store/Upload.sequence", "999999999999997");
+  const UploadResult last = Run();
+  ASSERT_EQ(last.sent.size(), 2U);
+  EXPECT_EQ(last.sent[1].label.sequence, 999999999999999);
+  try {
+    Run(kNow + std::chrono::days(1));
+    ADD_FAILURE() << "gave a number";
+  } catch (const StoreError& error) {
+    EXPECT_NE(std::string(error.what()).find("Upload.db: no sequence number is left"),
+              std::string::npos)
+        << error.what();
+  }
+  EXPECT_EQ(folder_.Read("store/Upload.sequence"), "999999999999999");
+  for (const char* text : {"1000000000000000", "9223372036854775807"}) {
+    std::filesystem::remove(file_);
+    folder_.Write("store/Upload.sequence", text);
+    EXPECT_EQ(Run().sent.size(), 2U);
+    ASSERT_EQ(problems_.size(), 1U) << text;
+    EXPECT_NE(problems_[0].find("holds no sequence number"), std::string::npos) << problems_[0];
   }
 }
 

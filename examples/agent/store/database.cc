@@ -27,6 +27,29 @@ std::string EqualsParameter(const Column& column) { return Quoted(column.name())
 
 std::string ArrivalName(const Table& table) { return "arrival " + table.name; }
 
+[[noreturn]] void Refuse(const std::filesystem::path& file, const std::string& why) {
+  throw StoreError(Printable(file) + ": " + why, StoreError::Kind::kForeign, file);
+}
+
+void CheckId(const std::filesystem::path& file, int64_t application_id, int64_t user_version,
+             bool may_be_none) {
+  if (application_id == tables::kApplicationId) {
+    if (user_version <= tables::kLayoutVersion) return;
+    Refuse(file, "the database was made by a newer release; use that, or name another folder");
+  }
+  if (application_id == 0 && may_be_none) return;
+  Refuse(file, "the database is another program's (application_id " +
+                   std::to_string(application_id) + "); name another folder");
+}
+
+// The file, where its header does not say that it is another program's.
+const std::filesystem::path& NotForeign(const std::filesystem::path& file) {
+  if (const auto header = ReadHeader(file)) {
+    CheckId(file, header->application_id, header->user_version, true);
+  }
+  return file;
+}
+
 }  // namespace
 
 Place::Place(const Table& table, std::string schema_name, const tables::StandingTable& standing)
@@ -59,12 +82,12 @@ void Place::BindColumns(const Message& row, Statement& statement) const {
 
 Database::Database(const Catalogue& catalogue, std::string name, const std::filesystem::path& file,
                    Patience& patience, Connection::Mode mode)
-    : catalogue_(catalogue), name_(std::move(name)), connection_(file, patience, mode) {
+    : catalogue_(catalogue), name_(std::move(name)), connection_(NotForeign(file), patience, mode) {
   CheckIsOurs(name_, file);
 }
 
 void Database::Attach(const std::string& name, const std::filesystem::path& file) {
-  connection_.Attach(file, name);
+  connection_.Attach(NotForeign(file), name);
   CheckIsOurs(name, file);
 }
 
@@ -84,25 +107,15 @@ void Database::CheckIsOurs(const std::string& database, const std::filesystem::p
   const auto header = [&](const char* field) {
     return connection_.Number("PRAGMA " + Quoted(schema) + "." + field, schema);
   };
-  const auto refuse = [&](const std::string& why) {
-    throw StoreError(Printable(file) + ": " + why, StoreError::Kind::kForeign, file);
-  };
   const int64_t id = header("application_id");
-  if (id == tables::kApplicationId) {
-    if (header("user_version") > tables::kLayoutVersion) {
-      refuse("the database was made by a newer release; use that, or name another folder");
-    }
-    return;
-  }
   // Release 1.0.0 set no application_id: then its tables tell.
-  if (id == 0 && IsEmpty(schema)) return;
-  const bool is_ours = std::any_of(
-      catalogue_.tables().begin(), catalogue_.tables().end(),
-      [&](const Table& table) { return table.database == database && HasTable(table); });
-  if (id != 0 || !is_ours) {
-    refuse("the database is another program's (application_id " + std::to_string(id) +
-           "); name another folder");
-  }
+  const bool is_ours =
+      id == 0 &&
+      (IsEmpty(schema) ||
+       std::any_of(catalogue_.tables().begin(), catalogue_.tables().end(), [&](const Table& table) {
+         return table.database == database && HasTable(table);
+       }));
+  CheckId(file, id, header("user_version"), is_ours);
 }
 
 bool Database::Has(const std::string& schema, std::string_view type, const std::string& object) {

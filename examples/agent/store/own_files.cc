@@ -8,7 +8,9 @@
 #include <system_error>
 #include <vector>
 
+#include "ovix/telemetry/contract/tables.h"
 #include "store/files/files.h"
+#include "store/sqlite.h"
 
 namespace ovix::agent {
 namespace {
@@ -104,6 +106,11 @@ void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalo
   for (std::string name : has([](std::string_view suffix) { return suffix == kJournal; })) {
     name.resize(name.size() - kJournal.size());
     try {
+      const auto header = ReadHeader(folder / name);
+      // Release 1.0.0 set none.
+      const bool is_ours = !header || header->application_id == 0 ||
+                           header->application_id == telemetry::contract::tables::kApplicationId;
+      if (!is_ours) return;
       locked.push_back(std::make_unique<Connection>(folder / name, std::chrono::milliseconds(0),
                                                     Connection::Mode::kWrite));
       locked.back()->Execute("BEGIN IMMEDIATE");

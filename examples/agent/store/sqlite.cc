@@ -1,5 +1,6 @@
 #include "store/sqlite.h"
 
+#include <algorithm>
 #include <array>
 
 #include "ovix/telemetry/contract/tables.h"
@@ -33,7 +34,7 @@ std::filesystem::path InItsOwnFolder(const std::filesystem::path& file) {
 }
 
 // What is not a file may be anything once it is followed or opened.
-void CheckIsFile(const std::filesystem::path& file) {
+void CheckIsOneFile(const std::filesystem::path& file) {
   std::error_code error;
   const auto type = std::filesystem::status(file, error).type();
   const char* what = nullptr;
@@ -49,6 +50,14 @@ void CheckIsFile(const std::filesystem::path& file) {
   if (what == nullptr) return;
   throw StoreError(Printable(file) + ": " + what + "; move it away or name another folder",
                    StoreError::Kind::kInput, file);
+}
+
+// A database, and the journals that SQLite opens with it.
+void CheckIsFile(const std::filesystem::path& file) {
+  for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+    std::filesystem::path part = file;
+    CheckIsOneFile(part += suffix);
+  }
 }
 
 }  // namespace
@@ -292,6 +301,34 @@ bool Connection::IsAtFault(int code, const std::string& schema,
   const std::unique_ptr<sqlite3, Close> probe(opened);
   const int code_of_file = sqlite3_exec(opened, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
   return (code_of_file & 0xff) == SQLITE_BUSY;
+}
+
+std::optional<FileHeader> ReadHeader(const std::filesystem::path& file) {
+  CheckIsFile(file);
+  constexpr std::string_view kMagic("SQLite format 3\0", 16);
+  constexpr size_t kUserVersion = 60;
+  constexpr size_t kApplicationId = 68;
+  std::array<unsigned char, kApplicationId + 4> header{};
+  // Through SQLite, which opens the file and reads nothing yet: to close one that was opened by
+  // other means gives up the locks that other connections of this process have on it.
+  sqlite3* opened = nullptr;
+  const int code =
+      sqlite3_open_v2(NameOf(InItsOwnFolder(file)).c_str(), &opened,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW, nullptr);
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> handle(opened, sqlite3_close_v2);
+  sqlite3_file* content = nullptr;
+  sqlite3_file_control(opened, "main", SQLITE_FCNTL_FILE_POINTER, &content);
+  if (code != SQLITE_OK || content == nullptr || content->pMethods == nullptr ||
+      content->pMethods->xRead(content, header.data(), header.size(), 0) != SQLITE_OK ||
+      !std::equal(kMagic.begin(), kMagic.end(), header.begin())) {
+    return std::nullopt;
+  }
+  const auto number = [&](size_t offset) {
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; ++i) value = value << 8 | header[offset + i];
+    return int64_t{static_cast<int32_t>(value)};
+  };
+  return FileHeader{number(kApplicationId), number(kUserVersion)};
 }
 
 bool IsDamaged(const std::filesystem::path& file) {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -135,6 +136,17 @@ class Connection {
   std::unique_ptr<sqlite3, Close> handle_;
   std::unordered_map<std::string, Statement> statements_;
 };
+
+// What a database says of itself at its beginning.
+struct FileHeader {
+  int64_t application_id;
+  int64_t user_version;
+};
+
+// Nothing where the file is not there, is not a database, or is none yet. The file is asked and
+// not the database: before SQLite tells, it undoes what a journal holds and creates files for a
+// write-ahead log, and the database may be another program's.
+std::optional<FileHeader> ReadHeader(const std::filesystem::path& file);
 
 // Whether SQLite finds the file damaged, or no database; false also where it cannot tell.
 bool IsDamaged(const std::filesystem::path& file);

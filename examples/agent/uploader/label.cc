@@ -78,11 +78,15 @@ std::optional<Label> Label::FromJson(const std::string& json) {
   label.gun = value("gun").string_value();
   label.version = value("version").string_value();
   label.message = value("message").string_value();
-  label.bytes = static_cast<uint64_t>(value("bytes").number_value());
+  const double bytes = value("bytes").number_value();
+  const double sequence = value("sequence").number_value();
+  constexpr double kMost = kLargestSequence;  // of bytes too
+  if (!(bytes >= 0 && bytes <= kMost && sequence >= 0 && sequence <= kMost)) return std::nullopt;
+  label.bytes = static_cast<uint64_t>(bytes);
   label.sha256 = value("sha256").string_value();
   label.device = value("device").string_value();
   label.created = value("created").string_value();
-  label.sequence = static_cast<int64_t>(value("sequence").number_value());
+  label.sequence = static_cast<int64_t>(sequence);
   label.id = value("id").string_value();
   if (!IsUuid(label.id)) return std::nullopt;
   return label;
@@ -110,7 +114,7 @@ Label MakeLabel(const google::protobuf::Descriptor* message, std::string_view by
 
 std::optional<OutboxName> ParseOutboxName(const std::string& name) {
   static const std::regex pattern(
-      R"((\.?)(\d{8}T\d{9}Z-(\d{4,18})-([A-Za-z]\w*))(\.binpb|\.json)(\.part)?)");
+      R"((\.?)(\d{8}T\d{9}Z-(\d{4,15})-([A-Za-z]\w*))(\.binpb|\.json)(\.part)?)");
   std::smatch parts;
   if (!std::regex_match(name, parts, pattern)) return std::nullopt;
   const bool aside = parts[6].matched;

@@ -11,6 +11,10 @@
 
 namespace ovix::agent {
 
+// No payload has a larger number: JSON readers that take numbers for doubles have this one exactly.
+// The names in the outbox have no more digits.
+constexpr int64_t kLargestSequence = 999'999'999'999'999;
+
 struct Label {
   std::string gun;       // of the payload's cdm option, as is the version
   std::string version;   //

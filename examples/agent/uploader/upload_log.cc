@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 
 #include "store/files/files.h"
 #include "store/json.h"
@@ -36,32 +35,19 @@ StoreError DamagedError(const std::filesystem::path& file, const std::string& wh
                     StoreError::Kind::kDamaged, file);
 }
 
-// Refuses a database of another program or of a newer release. It asks the file itself: SQLite
-// writes to one that was left with a journal or a write-ahead log when it only opens it.
+// Refuses a database of another program or of a newer release. What is no database, or none yet,
+// is for SQLite to tell.
 void CheckIsOurs(const std::filesystem::path& file) {
-  constexpr std::string_view kMagic("SQLite format 3\0", 16);
-  constexpr size_t kUserVersion = 60;
-  constexpr size_t kApplicationId = 68;
-  std::string header(kApplicationId + 4, '\0');
-  std::ifstream stream(file, std::ios::binary);
-  // What is no database, or none yet, is for SQLite to tell.
-  if (!stream.read(header.data(), static_cast<std::streamsize>(header.size())) ||
-      !header.starts_with(kMagic)) {
-    return;
-  }
-  const auto number = [&](size_t offset) {
-    uint32_t value = 0;
-    for (size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<uint8_t>(header[offset + i]);
-    return int64_t{static_cast<int32_t>(value)};
-  };
   const auto refuse = [&](const std::string& why) {
     throw StoreError(Printable(file) + ": " + why, StoreError::Kind::kForeign, file);
   };
-  if (const int64_t id = number(kApplicationId); id != UploadLog::kApplicationId) {
-    refuse("the database is another program's (application_id " + std::to_string(id) +
-           "); move it away or name another store");
+  const auto header = ReadHeader(file);
+  if (!header) return;
+  if (header->application_id != UploadLog::kApplicationId) {
+    refuse("the database is another program's (application_id " +
+           std::to_string(header->application_id) + "); move it away or name another store");
   }
-  if (number(kUserVersion) > UploadLog::kLayoutVersion) {
+  if (header->user_version > UploadLog::kLayoutVersion) {
     refuse("the database was made by a newer release; use that, or name another store");
   }
 }
@@ -147,8 +133,8 @@ int64_t UploadLog::ReadKeptSequence() {
   if (error == std::errc::no_such_file_or_directory) return 0;
   int64_t sequence = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), sequence);
-  const bool is_number =
-      result.ec == std::errc() && result.ptr == text.data() + text.size() && sequence > 0;
+  const bool is_number = result.ec == std::errc() && result.ptr == text.data() + text.size() &&
+                         sequence > 0 && sequence <= kLargestSequence;
   if (error && error != std::errc::file_too_large) {
     throw StoreError(Printable(sequence_file_) + ": cannot be read (" + error.message() +
                          "); fix its permissions or move it away",
@@ -216,6 +202,12 @@ int64_t UploadLog::Plan(const Built& built, const std::string& device,
         continue;
       }
       keep.Run();
+    }
+    if (sequence >= kLargestSequence) {
+      throw StoreError(Printable(file_) + ": no sequence number is left after " +
+                           std::to_string(sequence) + "; move it, " + kSequenceFile +
+                           " and the payloads of such numbers in the outbox away",
+                       StoreError::Kind::kOther, file_);
     }
     const Label label =
         MakeLabel(payload.message->GetDescriptor(), bytes, device, created, ++sequence);
