@@ -10,6 +10,7 @@
 #include "store/json.h"
 #include "store/own_files.h"
 #include "store/retention.h"
+#include "store/set_aside.h"
 #include "store/time.h"
 
 namespace ovix::agent {
@@ -276,41 +277,13 @@ void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
   created_folders_.clear();
 }
 
-// Moves a damaged database out of the way, with its journal, which belongs to it alone.
 void Store::SetAside(const StoreError& damaged) {
   read_.clear();
   const FolderLock lock(folder_);
-  const std::filesystem::path& file = damaged.file();
-  if (!IsDamaged(file)) return;  // another store was first
-  std::string time;
-  for (char c : TimeText(options_.clock())) {
-    if (c != '-' && c != ':' && c != '.') time += c;
-  }
-  std::filesystem::path aside;
-  std::error_code error;
-  for (int number = 1;; ++number) {
-    aside = file;
-    aside += ".damaged-" + time + (number == 1 ? "" : "-" + std::to_string(number));
-    if (!std::filesystem::exists(std::filesystem::symlink_status(aside, error))) break;
-  }
-  // The database last: a journal left alone would be taken for the new one's.
-  for (const char* suffix : {"-journal", "-wal", "-shm", ""}) {
-    std::filesystem::path from = file;
-    std::filesystem::path to = aside;
-    from += suffix;
-    to += suffix;
-    error = Rename(from, to, options_.patience);
-    if (error) {
-      throw StoreError(Printable(file) + ": the database is damaged and cannot be set aside (" +
-                           error.message() + "); move it away",
-                       StoreError::Kind::kDamaged);
-    }
-  }
-  SyncFolder(folder_);
+  if (!IsDamaged(damaged.file())) return;  // another store was first
   std::string line = damaged.what();
   line.erase(line.rfind(';'));
-  problems_.push_back(line + "; it is set aside as " + Printable(aside.filename()) +
-                      " and a new one is begun");
+  problems_.push_back(agent::SetAside(damaged.file(), line, options_.clock(), options_.patience));
 }
 
 const Table& Store::GetState(const Descriptor* record) const {

@@ -162,6 +162,7 @@ class Store {
                    std::unique_ptr<FolderLock> lock);
   // Reports what a write has begun anew in files that were there and held nothing.
   void ReportEmptied(const Written& written);
+  // Puts a damaged database out of the way.
   void SetAside(const StoreError& damaged);
 
   // Calls `visit` with the rows that `which` chooses, null for one that no longer reads, and their
