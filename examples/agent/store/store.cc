@@ -111,6 +111,10 @@ auto Store::Patiently(const std::string& name, const Action& action) {
   }
 }
 
+std::unique_ptr<FolderLock> Store::LockFolder(FolderLock::Kind kind) {
+  return Patiently("", [&] { return std::make_unique<FolderLock>(folder_, patience_, kind); });
+}
+
 std::pair<Database*, bool> Store::BeginRead(const std::string& name) {
   const auto found = read_.find(name);
   if (in_snapshot_) {
@@ -146,7 +150,7 @@ class Store::Reading {
   Reading(Store& store, const std::string& name) {
     // A database that another store sets aside stays open here, and the journal of the new one
     // would be taken for its own: no file may be renamed until the read has its lock.
-    const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
+    const auto lock = store.LockFolder(FolderLock::Kind::kShared);
     std::tie(database_, has_begun_) = store.BeginRead(name);
   }
   ~Reading() {
@@ -178,7 +182,7 @@ Store::Written& Store::OpenToWrite(const std::string& name) {
     if (CreatePrivateFile(file)) created.push_back(file);
   };
   // Not while another store creates, removes or sets aside the files of these names.
-  auto lock = std::make_unique<FolderLock>(folder_);
+  auto lock = std::make_unique<FolderLock>(folder_, patience_);
   try {
     make_ready(FileOf(name));
     auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), patience_);
@@ -253,8 +257,14 @@ void Store::ReportEmptied(const Written& written) {
 void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
                         std::unique_ptr<FolderLock> lock) {
   std::error_code ignored;
-  if (!created.empty()) {
-    if (lock == nullptr) lock = std::make_unique<FolderLock>(folder_);
+  if (!created.empty() && lock == nullptr) {
+    try {
+      lock = LockFolder(FolderLock::Kind::kAlone);
+    } catch (const StoreError&) {
+      // The empty files stay; the next write takes them for new.
+    }
+  }
+  if (lock != nullptr) {
     for (const std::filesystem::path& file : created) {
       bool is_empty = false;
       try {
@@ -279,7 +289,7 @@ void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
 
 void Store::SetAside(const StoreError& damaged) {
   read_.clear();
-  const FolderLock lock(folder_);
+  const auto lock = LockFolder(FolderLock::Kind::kAlone);
   if (!IsDamaged(damaged.file())) return;  // another store was first
   std::string line = damaged.what();
   line.erase(line.rfind(';'));
@@ -330,7 +340,7 @@ Changes Store::WriteOnce(Written& written, const std::function<void(Writer&)>& w
   // be taken for its own: no file may be renamed from before the transaction begins until it ends.
   std::unique_ptr<FolderLock> lock;
   if (written.creating == nullptr) {
-    lock = std::make_unique<FolderLock>(folder_, FolderLock::Kind::kShared);
+    lock = std::make_unique<FolderLock>(folder_, patience_, FolderLock::Kind::kShared);
   }
   if (database.connection().HasMoved()) throw FileMoved{};
   Transaction transaction(database.connection());
@@ -388,21 +398,30 @@ Changes Store::Trim() {
   std::set<std::string> names;
   for (const Table& table : catalogue_.tables()) names.insert(table.database);
   Changes all;
-  for (const std::string& name : names) {
+  const auto goes_on = [&](const auto& action) {
     try {
-      if (!IsThere(name)) continue;
+      action();
+    } catch (const StoreError& error) {
+      problems_.push_back(error.what());
+    }
+  };
+  for (const std::string& name : names) {
+    goes_on([&] {
+      if (!IsThere(name)) return;
       all += Write(name, [&](Writer& writer) {
         for (const Table& table : catalogue_.tables()) {
           if (table.database != name || !writer.database().HasTable(table)) continue;
           writer.database().Touch(writer.Prepare(table));
         }
       });
-    } catch (const StoreError& error) {
-      problems_.push_back(error.what());
-    }
+    });
   }
   // All databases have been opened, so that what their journals held is undone.
-  if (options_.access == Access::kWrite) RemoveLeftTies(folder_, catalogue_);
+  if (options_.access == Access::kWrite) {
+    goes_on([&] {
+      RemoveLeftTies(folder_, catalogue_, [&] { return LockFolder(FolderLock::Kind::kAlone); });
+    });
+  }
   return all;
 }
 
@@ -417,7 +436,7 @@ Store::Snapshot::Snapshot(Store& store) : store_(store) {
   store.read_.clear();
   // A write over several databases holds all of their locks until the last of them is whole; with a
   // reader's lock on each, none can come in between.
-  const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
+  const auto lock = store.LockFolder(FolderLock::Kind::kShared);
   for (const std::string& name : names) {
     try {
       store.BeginRead(name);
