@@ -12,6 +12,7 @@ from contracts.finding import Finding
 
 LIST = "library/contracts.cmake"
 COLLECTION = "library/src/contracts_collection.cc"
+UPLOADER = "examples/agent/uploader/payloads.cc"
 FIX = "run scripts/check-contracts --fix"
 
 
@@ -91,15 +92,32 @@ def _privacy(text, contracts, words):
     return re.sub(r"(\| Contract \| Class \| Fields \|\n\|---\|---\|---\|\n)(?:\|.*\n)*", lambda found: found[1] + "".join(rows), text)
 
 
-def _built(text, contracts):
-    """A line for each payload that the page of payloads lacks: the example does not build it."""
-    names = {payload.name for payload in _payloads(contracts)}
-    line = re.compile(r"^\| `(\w+)` \| (?:yes|no) \|.*\n", re.MULTILINE)
-    for name in sorted(names - set(line.findall(text)), key=str.lower):
-        others = list(re.finditer(r"^\| `(\w+)` \| no \|.*\n", text, re.MULTILINE))
-        after = next((found.start() for found in others if found[1].lower() > name.lower()), others[-1].end() if others else len(text))
-        text = f"{text[:after]}| `{name}` | no | |\n{text[after:]}"
-    return _counts(text, {"messages have the option `cdm`": len(names)})
+def _sent(root):
+    """The payloads in the table of the example's uploader; None without it."""
+    path = os.path.join(root, UPLOADER)
+    if not os.path.exists(path):
+        return None
+    with open(path, encoding="utf-8") as file:
+        return set(re.findall(r"\{[\w:]*\b(\w+)::descriptor,", file.read()))
+
+
+def _built(text, contracts, sent):
+    """The table of payloads: whether the example builds each, and from what. What a line says of the records stays."""
+    lines = {name: (built, source) for name, built, source in re.findall(r"^\| `(\w+)` \| (yes|no) \|(.*)\|\n", text, re.MULTILINE)}
+    rows = {"yes": [], "no": []}
+    for payload in sorted(_payloads(contracts), key=lambda payload: payload.name.lower()):
+        was, source = lines.get(payload.name, ("no", " "))
+        built = was if sent is None else "yes" if payload.name in sent else "no"
+        if built == "no":
+            source = " "
+        elif was == "no":
+            records = [contracts.messages[name] for name, _ in payload.comment.sources if name in contracts.messages]
+            source = " " + ", ".join(f"`{record.name}`" for record in records) + " "
+        rows[built].append(f"| `{payload.name}` | {built} |{source}|\n")
+    text = re.sub(r"(\| Payload \| Built \| From \|\n\|---\|---\|---\|\n)(?:\|.*\n)*",
+                  lambda found: found[1] + "".join(rows["yes"] + rows["no"]), text)
+    return _counts(text, {"messages have the option `cdm`": len(_payloads(contracts)),
+                          "of them, those that": len(rows["yes"])})
 
 
 def wanted(root, contracts, words):
@@ -111,7 +129,7 @@ def wanted(root, contracts, words):
         "README.md": lambda text: _counts(
             text, {"proto3 schemas": len(schemas), "messages; the library": len(contracts.messages)}),
         "docs/contracts.md": lambda text: _counts(text, {"records are tables": _tables(contracts)}),
-        "docs/payloads.md": lambda text: _built(text, contracts),
+        "docs/payloads.md": lambda text: _built(text, contracts, _sent(root)),
         "docs/privacy.md": lambda text: _privacy(text, contracts, words),
     }
     for name, make in makers.items():

@@ -297,14 +297,53 @@ TEST(StoreSafety, LocksAreWaitedForOnceAndNotForEachTable) {
   EXPECT_GE(WaitInVain(write), kPatience) << "what was waited for came in between";
 }
 
+TEST(StoreSafety, TheLockOfAFolderIsWaitedForOnce) {
+  constexpr int64_t kPatience = 400;
+  const Folder folder;
+  const auto row = CacheRow();
+  Store::Options options = Options();
+  options.patience = std::chrono::milliseconds(kPatience);
+  Store(folder.path(), Library(), options).Put(row);
+  // Held by another thread: on Windows the lock is that of a thread.
+  std::promise<void> is_held;
+  std::promise<void> can_end;
+  auto holder = std::async(std::launch::async, [&] {
+    agent::Patience patience(options.patience);
+    const agent::FolderLock held(folder.path(), patience);
+    is_held.set_value();
+    can_end.get_future().wait();
+  });
+  is_held.get_future().wait();
+  Store writer(folder.path(), Library(), options);
+  const auto write = [&] { writer.Put(row); };
+  EXPECT_EQ(ErrorOf(write).find(agent::Printable(folder.path()) + ": the folder is locked"), 0U);
+  EXPECT_LT(WaitInVain(write), kPatience / 2) << "it was waited for already";
+  Store second(folder.path(), Library(), options);
+  EXPECT_GE(WaitInVain([&] { second.Put(row); }), kPatience);
+#ifndef _WIN32  // where readers need no lock
+  options.access = Store::Access::kRead;
+  Store reader(folder.path(), Library(), options);
+  EXPECT_GE(WaitInVain([&] { Rows<storage::CollectorCache>(reader); }), kPatience);
+  EXPECT_LT(WaitInVain([&] { const Store::Snapshot snapshot(reader); }), kPatience / 2);
+#endif
+  can_end.set_value();
+  holder.wait();
+  write();
+  EXPECT_EQ(Rows<storage::CollectorCache>(writer).size(), 1U);
+}
+
 #ifndef _WIN32  // where no open file is renamed
 TEST(StoreSafety, ReadingWaitsForWhoRenamesFiles) {
   const Folder folder;
   Store(folder.path(), Library(), Options()).Put(profile::Application());
-  Store reader = Reader(folder);
+  Store::Options options = Options();
+  options.patience = std::chrono::seconds(5);
+  options.access = Store::Access::kRead;
+  Store reader(folder.path(), Library(), options);
   for (const bool is_open : {false, true}) {
     SCOPED_TRACE(is_open);
-    std::optional<agent::FolderLock> renaming(folder.path());
+    agent::Patience patience(options.patience);
+    std::optional<agent::FolderLock> renaming(std::in_place, folder.path(), patience);
     auto rows =
         std::async(std::launch::async, [&] { return Rows<profile::Application>(reader).size(); });
     EXPECT_EQ(rows.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);

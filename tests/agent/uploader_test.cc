@@ -1,11 +1,9 @@
+// Payloads one by one: what is built of which rows, and how their values are converted.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <limits>
-#include <regex>
 #include <set>
 
-#include "contracts/contracts.h"
 #include "ovix/telemetry/contract/storage/cache.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/storage.pb.h"
@@ -22,21 +20,16 @@
 #include "ovix/telemetry/contract/upload/device_profile/operatingSystemAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/graphics/pcGraphicCardsAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
-#include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "store/time.h"
-#include "support/contracts.h"
 #include "support/folder.h"
+#include "support/payloads.h"
 #include "uploader/convert.h"
-#include "uploader/payloads.h"
 
 namespace ovix::tests {
 namespace {
 
 using agent::Built;
-using agent::Catalogue;
 using agent::Store;
-using google::protobuf::Descriptor;
-using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 namespace storage = telemetry::contract::storage;
 namespace upload = telemetry::contract::upload;
@@ -44,22 +37,6 @@ namespace record = storage::device_profile;
 
 const std::chrono::system_clock::time_point kNow =
     std::chrono::sys_days(std::chrono::year(2026) / 11 / 21);
-
-const Catalogue& Library() {
-  static const Catalogue catalogue;
-  return catalogue;
-}
-
-// Nothing has gone out yet.
-class NothingSent : public agent::Cursors {
- public:
-  agent::Cursor After(const agent::Table&) override { return {}; }
-};
-
-Built Build(Store& store) {
-  NothingSent nothing;
-  return agent::BuildPayloads(store, Library(), nothing, kNow);
-}
 
 Store OpenStore(const Folder& folder) {
   return Store(folder / "store", Library(), {.clock = [] { return kNow; }});
@@ -74,139 +51,6 @@ std::vector<const Contract*> Of(const Built& built) {
     }
   }
   return found;
-}
-
-// The value of a singular field as text; nothing for an absent one and for empty text.
-std::string TextOf(const Message& message, const FieldDescriptor* field) {
-  const auto* reflection = message.GetReflection();
-  if (field->has_presence() && !reflection->HasField(message, field)) return "";
-  switch (field->cpp_type()) {
-    case FieldDescriptor::CPPTYPE_STRING:
-      return reflection->GetString(message, field);
-    case FieldDescriptor::CPPTYPE_ENUM:
-      return reflection->GetEnum(message, field)->name();
-    case FieldDescriptor::CPPTYPE_BOOL:
-      return std::to_string(reflection->GetBool(message, field));
-    case FieldDescriptor::CPPTYPE_INT32:
-      return std::to_string(reflection->GetInt32(message, field));
-    case FieldDescriptor::CPPTYPE_UINT32:
-      return std::to_string(reflection->GetUInt32(message, field));
-    case FieldDescriptor::CPPTYPE_FLOAT:
-      return std::to_string(reflection->GetFloat(message, field));
-    default:
-      ADD_FAILURE() << "teach this test the type of " << field->full_name();
-      return "";
-  }
-}
-
-// --- The payloads against their lineage
-
-// Holds each field of a payload that was built from the records of `rows` to what its lineage says.
-class LineageCheck {
- public:
-  explicit LineageCheck(const std::map<std::string, const Message*>& rows) : rows_(rows) {}
-
-  void Check(const Message& message) {
-    std::vector<const Message*> records;
-    for (const tool::Source& source : Contracts().CommentOf(message.GetDescriptor()).sources) {
-      const auto row = rows_.find(source.name);
-      if (row != rows_.end()) records.push_back(row->second);
-    }
-    const auto* descriptor = message.GetDescriptor();
-    const auto* reflection = message.GetReflection();
-    for (int i = 0; i < descriptor->field_count(); ++i) {
-      const FieldDescriptor* field = descriptor->field(i);
-      if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-        const int count = field->is_repeated() ? reflection->FieldSize(message, field)
-                                               : reflection->HasField(message, field);
-        for (int n = 0; n < count; ++n) {
-          Check(field->is_repeated() ? reflection->GetRepeatedMessage(message, field, n)
-                                     : reflection->GetMessage(message, field));
-        }
-      } else if (!field->is_repeated()) {
-        CheckField(message, field, records);
-      }
-    }
-  }
-  int checked() const { return checked_; }
-
- private:
-  void CheckField(const Message& message, const FieldDescriptor* field,
-                  const std::vector<const Message*>& records) {
-    std::string name = field->name();
-    for (const tool::Source& source : Contracts().CommentOf(field).sources) {
-      const bool direct =
-          source.words.starts_with("renamed.") || source.words.starts_with("retyped");
-      if (!direct) return;  // computed, or from no record
-      name = source.name.substr(source.name.rfind('.') + 1);
-    }
-    for (const Message* row : records) {
-      const FieldDescriptor* from = row->GetDescriptor()->FindFieldByName(name);
-      if (from == nullptr) continue;
-      std::string expected = TextOf(*row, from);
-      if (expected.starts_with("-") && field->cpp_type() == FieldDescriptor::CPPTYPE_UINT32) {
-        expected = std::to_string(static_cast<uint32_t>(std::stol(expected)));
-      }
-      EXPECT_EQ(TextOf(message, field), expected) << field->full_name();
-      ++checked_;
-      return;
-    }
-  }
-
-  static const tool::Contracts& Contracts() { return tool::Contracts::Installed(); }
-
-  const std::map<std::string, const Message*>& rows_;
-  int checked_ = 0;
-};
-
-TEST(Payloads, CarryWhatTheirLineageSays) {
-  const Folder folder;
-  Store store = OpenStore(folder);
-  std::vector<std::unique_ptr<Message>> owned;
-  std::map<std::string, const Message*> rows;
-  for (const agent::Table& table : Library().tables()) {
-    if (table.is_change_log()) continue;
-    Message* row = owned.emplace_back(agent::NewRow(table)).get();
-    FillAll(row, 1);
-    row->GetReflection()->SetString(row, table.time, agent::TimeText(kNow));
-    store.Put(*row);
-    rows[table.record->full_name()] = row;
-  }
-  const Built built = Build(store);
-  EXPECT_TRUE(built.problems.empty()) << built.problems[0];
-  LineageCheck check(rows);
-  std::set<std::string> kinds;
-  for (const auto& payload : built.payloads) {
-    SCOPED_TRACE(payload.message->GetDescriptor()->full_name());
-    check.Check(*payload.message);
-    kinds.insert(payload.message->GetDescriptor()->name());
-    const auto& cdm = payload.message->GetDescriptor()->options().GetExtension(upload::cdm);
-    EXPECT_EQ(TextOf(*payload.message, payload.message->GetDescriptor()->FindFieldByNumber(1)),
-              cdm.version());
-    EXPECT_GT(payload.records, 0);
-  }
-  EXPECT_EQ(kinds, (std::set<std::string>{
-                       "IdentityAsCDM", "DeviceInfoAsCDM", "DeviceLocationInfoAsCDM",
-                       "OperatingSystemAsCDM", "FwComponentsInfoAsCDM", "HwComponentsInfoAsCDM",
-                       "PcAppInventorySummaryAsCDM", "PcDriverInventorySummaryAsCDM",
-                       "HwBatteryHealthLogAsCDM", "TarvelAgentTelemetryStorageUsageAsCDM"}));
-  EXPECT_GT(check.checked(), 100);
-
-  // docs/payloads.md says of each payload whether it is built here.
-  std::ifstream page(OVIX_TESTS_SOURCE_ROOT "/docs/payloads.md");
-  std::map<std::string, std::string> told;
-  const std::regex line(R"(\| `(\w+)` \| (yes|no) \|.*)");
-  for (std::string text; std::getline(page, text);) {
-    std::smatch cells;
-    if (std::regex_match(text, cells, line)) told[cells[1]] = cells[2];
-  }
-  std::map<std::string, std::string> expected;
-  for (const Message* prototype : AllPrototypes()) {
-    const auto* descriptor = prototype->GetDescriptor();
-    if (descriptor->options().GetExtension(upload::cdm).gun().empty()) continue;
-    expected[descriptor->name()] = kinds.contains(descriptor->name()) ? "yes" : "no";
-  }
-  EXPECT_EQ(told, expected);
 }
 
 TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
@@ -225,7 +69,7 @@ TEST(Payloads, TellTheChangesBeyondTheCursorAndNoOthers) {
   store.Put(application);
   store.Erase(application);
 
-  const Built built = Build(store);
+  const Built built = Build(store, kNow);
   const auto payloads = Of<upload::analytics::PcAppInventorySummaryAsCDM>(built);
   ASSERT_EQ(payloads.size(), 1U);
   const auto& entries = payloads[0]->app_inventory().summary();
@@ -266,7 +110,7 @@ TEST(Payloads, TellWhichRowWentThoughItNoLongerRead) {
   agent::Connection(folder / "store/DeviceProfile.db", std::chrono::seconds(1))
       .Execute("UPDATE Application SET version = x'ff'");
   store.Replace(record::Application::descriptor(), {});
-  const Built built = Build(store);
+  const Built built = Build(store, kNow);
   EXPECT_TRUE(built.problems.empty() && built.notes.empty());
   const auto payloads = Of<upload::analytics::PcAppInventorySummaryAsCDM>(built);
   ASSERT_EQ(payloads.size(), 1U);
@@ -298,7 +142,7 @@ TEST(Payloads, GiveTheBatterysFlagsTheBitsOfItsStatusWord) {
     status->GetReflection()->SetBool(status, descriptor->FindFieldByName(name), true);
     store.Put(log);
   }
-  const Built built = Build(store);
+  const Built built = Build(store, kNow);
   const auto payloads = Of<upload::log::hardware::HwBatteryHealthLogAsCDM>(built);
   ASSERT_EQ(payloads.size(), bits.size());
   for (const auto* payload : payloads) {
@@ -328,7 +172,7 @@ TEST(Payloads, TellTheLatestRowAndTheSizeInKilobytes) {
     rows.push_back(&application);
   }
   store.Put(rows);
-  const Built built = Build(store);
+  const Built built = Build(store, kNow);
   const auto infos = Of<upload::device_profile::DeviceInfoAsCDM>(built);
   ASSERT_EQ(infos.size(), 1U);
   EXPECT_NE(infos[0]->ShortDebugString().find("2026-11-21"), std::string::npos);
@@ -429,7 +273,7 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
   folder.Write("store/HealthLog.db", "this is no database, though it is long enough");
 
   Store store = OpenStore(folder);
-  const Built built = Build(store);
+  const Built built = Build(store, kNow);
   ASSERT_EQ(Of<upload::device_profile::IdentityAsCDM>(built).size(), 1U);
   EXPECT_EQ(Of<upload::device_profile::IdentityAsCDM>(built)[0]->device_unique_id(), "sound");
   std::string all;

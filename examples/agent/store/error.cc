@@ -81,6 +81,13 @@ StoreError SqliteError(const std::filesystem::path& file, int code, int system_e
   return StoreError(Printable(file) + ": " + line, kind, file);
 }
 
+StoreError FolderLockedError(const std::filesystem::path& folder) {
+  return StoreError(Printable(folder) +
+                        ": the folder is locked by another program, which may be suspended; run "
+                        "again when that has finished",
+                    StoreError::Kind::kLocked, folder);
+}
+
 std::string Escaped(std::string_view text) {
   std::string escaped;
   char code_text[12];

@@ -42,6 +42,9 @@ class StoreError : public std::runtime_error {
 StoreError SqliteError(const std::filesystem::path& file, int code, int system_error,
                        const std::string& message);
 
+// The error of a store's folder whose lock another program keeps.
+StoreError FolderLockedError(const std::filesystem::path& folder);
+
 // Text as it may stand in a line for a person: control characters, quotes, backslashes, marks of
 // direction and bytes that are not UTF-8 are written as \n, \", \\, \u202e, \xff.
 std::string Escaped(std::string_view text);

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "ovix/telemetry/contract/tables.h"
-#include "store/files/files.h"
 #include "store/sqlite.h"
 
 namespace ovix::agent {
@@ -89,7 +88,8 @@ void CloseToOthers(const std::filesystem::path& folder, const Catalogue& catalog
   if (!holds_others) MakePrivate(folder);
 }
 
-void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalogue) {
+void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalogue,
+                    const std::function<std::unique_ptr<FolderLock>()>& lock_folder) {
   const auto has = [&](const auto& is_meant) {
     std::vector<std::string> names = NamesIn(folder);
     std::erase_if(
@@ -98,7 +98,7 @@ void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalo
   };
   if (has(IsTie).empty()) return;
   // Not while a store writes.
-  const FolderLock lock(folder);
+  const auto lock = lock_folder();
   const std::vector<std::string> ties = has(IsTie);
   // To lock a database undoes what its journal holds, and another program that writes fails it. A
   // journal that is there all the same was never synced, so it refers to nothing.

@@ -3,8 +3,11 @@
 #define OVIX_AGENT_STORE_OWN_FILES_H_
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <string_view>
 
+#include "store/files/files.h"
 #include "store/values.h"
 
 namespace ovix::agent {
@@ -18,8 +21,10 @@ bool IsOwnFile(const Catalogue& catalogue, std::string_view name);
 void CloseToOthers(const std::filesystem::path& folder, const Catalogue& catalogue);
 
 // Removes the journals that tied the files of one transaction together and that a kill has left.
-// While a database has a journal that may need them, nothing is removed.
-void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalogue);
+// While a database has a journal that may need them, nothing is removed. `lock_folder` gives the
+// folder's lock and is called if there are any.
+void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalogue,
+                    const std::function<std::unique_ptr<FolderLock>()>& lock_folder);
 
 }  // namespace ovix::agent
 

@@ -10,6 +10,7 @@
 #include "store/json.h"
 #include "store/own_files.h"
 #include "store/retention.h"
+#include "store/set_aside.h"
 #include "store/time.h"
 
 namespace ovix::agent {
@@ -110,6 +111,10 @@ auto Store::Patiently(const std::string& name, const Action& action) {
   }
 }
 
+std::unique_ptr<FolderLock> Store::LockFolder(FolderLock::Kind kind) {
+  return Patiently("", [&] { return std::make_unique<FolderLock>(folder_, patience_, kind); });
+}
+
 std::pair<Database*, bool> Store::BeginRead(const std::string& name) {
   const auto found = read_.find(name);
   if (in_snapshot_) {
@@ -145,7 +150,7 @@ class Store::Reading {
   Reading(Store& store, const std::string& name) {
     // A database that another store sets aside stays open here, and the journal of the new one
     // would be taken for its own: no file may be renamed until the read has its lock.
-    const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
+    const auto lock = store.LockFolder(FolderLock::Kind::kShared);
     std::tie(database_, has_begun_) = store.BeginRead(name);
   }
   ~Reading() {
@@ -177,7 +182,7 @@ Store::Written& Store::OpenToWrite(const std::string& name) {
     if (CreatePrivateFile(file)) created.push_back(file);
   };
   // Not while another store creates, removes or sets aside the files of these names.
-  auto lock = std::make_unique<FolderLock>(folder_);
+  auto lock = std::make_unique<FolderLock>(folder_, patience_);
   try {
     make_ready(FileOf(name));
     auto written = std::make_unique<Written>(catalogue_, name, FileOf(name), patience_);
@@ -252,8 +257,14 @@ void Store::ReportEmptied(const Written& written) {
 void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
                         std::unique_ptr<FolderLock> lock) {
   std::error_code ignored;
-  if (!created.empty()) {
-    if (lock == nullptr) lock = std::make_unique<FolderLock>(folder_);
+  if (!created.empty() && lock == nullptr) {
+    try {
+      lock = LockFolder(FolderLock::Kind::kAlone);
+    } catch (const StoreError&) {
+      // The empty files stay; the next write takes them for new.
+    }
+  }
+  if (lock != nullptr) {
     for (const std::filesystem::path& file : created) {
       bool is_empty = false;
       try {
@@ -276,41 +287,13 @@ void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
   created_folders_.clear();
 }
 
-// Moves a damaged database out of the way, with its journal, which belongs to it alone.
 void Store::SetAside(const StoreError& damaged) {
   read_.clear();
-  const FolderLock lock(folder_);
-  const std::filesystem::path& file = damaged.file();
-  if (!IsDamaged(file)) return;  // another store was first
-  std::string time;
-  for (char c : TimeText(options_.clock())) {
-    if (c != '-' && c != ':' && c != '.') time += c;
-  }
-  std::filesystem::path aside;
-  std::error_code error;
-  for (int number = 1;; ++number) {
-    aside = file;
-    aside += ".damaged-" + time + (number == 1 ? "" : "-" + std::to_string(number));
-    if (!std::filesystem::exists(std::filesystem::symlink_status(aside, error))) break;
-  }
-  // The database last: a journal left alone would be taken for the new one's.
-  for (const char* suffix : {"-journal", "-wal", "-shm", ""}) {
-    std::filesystem::path from = file;
-    std::filesystem::path to = aside;
-    from += suffix;
-    to += suffix;
-    error = Rename(from, to, options_.patience);
-    if (error) {
-      throw StoreError(Printable(file) + ": the database is damaged and cannot be set aside (" +
-                           error.message() + "); move it away",
-                       StoreError::Kind::kDamaged);
-    }
-  }
-  SyncFolder(folder_);
+  const auto lock = LockFolder(FolderLock::Kind::kAlone);
+  if (!IsDamaged(damaged.file())) return;  // another store was first
   std::string line = damaged.what();
   line.erase(line.rfind(';'));
-  problems_.push_back(line + "; it is set aside as " + Printable(aside.filename()) +
-                      " and a new one is begun");
+  problems_.push_back(agent::SetAside(damaged.file(), line, options_.clock(), options_.patience));
 }
 
 const Table& Store::GetState(const Descriptor* record) const {
@@ -357,7 +340,7 @@ Changes Store::WriteOnce(Written& written, const std::function<void(Writer&)>& w
   // be taken for its own: no file may be renamed from before the transaction begins until it ends.
   std::unique_ptr<FolderLock> lock;
   if (written.creating == nullptr) {
-    lock = std::make_unique<FolderLock>(folder_, FolderLock::Kind::kShared);
+    lock = std::make_unique<FolderLock>(folder_, patience_, FolderLock::Kind::kShared);
   }
   if (database.connection().HasMoved()) throw FileMoved{};
   Transaction transaction(database.connection());
@@ -415,21 +398,30 @@ Changes Store::Trim() {
   std::set<std::string> names;
   for (const Table& table : catalogue_.tables()) names.insert(table.database);
   Changes all;
-  for (const std::string& name : names) {
+  const auto goes_on = [&](const auto& action) {
     try {
-      if (!IsThere(name)) continue;
+      action();
+    } catch (const StoreError& error) {
+      problems_.push_back(error.what());
+    }
+  };
+  for (const std::string& name : names) {
+    goes_on([&] {
+      if (!IsThere(name)) return;
       all += Write(name, [&](Writer& writer) {
         for (const Table& table : catalogue_.tables()) {
           if (table.database != name || !writer.database().HasTable(table)) continue;
           writer.database().Touch(writer.Prepare(table));
         }
       });
-    } catch (const StoreError& error) {
-      problems_.push_back(error.what());
-    }
+    });
   }
   // All databases have been opened, so that what their journals held is undone.
-  if (options_.access == Access::kWrite) RemoveLeftTies(folder_, catalogue_);
+  if (options_.access == Access::kWrite) {
+    goes_on([&] {
+      RemoveLeftTies(folder_, catalogue_, [&] { return LockFolder(FolderLock::Kind::kAlone); });
+    });
+  }
   return all;
 }
 
@@ -444,7 +436,7 @@ Store::Snapshot::Snapshot(Store& store) : store_(store) {
   store.read_.clear();
   // A write over several databases holds all of their locks until the last of them is whole; with a
   // reader's lock on each, none can come in between.
-  const FolderLock lock(store.folder_, FolderLock::Kind::kShared);
+  const auto lock = store.LockFolder(FolderLock::Kind::kShared);
   for (const std::string& name : names) {
     try {
       store.BeginRead(name);

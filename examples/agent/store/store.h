@@ -17,14 +17,13 @@
 #include <vector>
 
 #include "store/database.h"
+#include "store/files/files.h"
 #include "store/patience.h"
 #include "store/sqlite.h"
 #include "store/values.h"
 #include "store/writer.h"
 
 namespace ovix::agent {
-
-class FolderLock;
 
 // How far a reader of a "Historical" table has come: past the row of this number. Rows are numbered
 // from 1 in the order in which the store got them; no number is ever given twice. A default one
@@ -147,6 +146,8 @@ class Store {
   // Does what meets the locks of a database.
   template <typename Action>
   auto Patiently(const std::string& name, const Action& action);
+  // The lock of the folder, for which it waits as for that of a database.
+  std::unique_ptr<FolderLock> LockFolder(FolderLock::Kind kind);
   // The database to be read, within a transaction that sees one moment, and whether this has begun
   // that; null where it is not there. Under the folder's lock.
   std::pair<Database*, bool> BeginRead(const std::string& name);
@@ -162,6 +163,7 @@ class Store {
                    std::unique_ptr<FolderLock> lock);
   // Reports what a write has begun anew in files that were there and held nothing.
   void ReportEmptied(const Written& written);
+  // Puts a damaged database out of the way.
   void SetAside(const StoreError& damaged);
 
   // Calls `visit` with the rows that `which` chooses, null for one that no longer reads, and their

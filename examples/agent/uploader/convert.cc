@@ -83,15 +83,29 @@ bool SetInteger(const Integer& value, const FieldDescriptor* field, Message& pay
 
 void CopyList(const Message& record, const FieldDescriptor* from, const FieldDescriptor* to,
               Message& payload) {
-  const Reflection* reflection = record.GetReflection();
-  for (int i = 0; i < reflection->FieldSize(record, from); ++i) {
-    if (from->cpp_type() == FieldDescriptor::CPPTYPE_UINT32) {
-      payload.GetReflection()->AddUInt32(&payload, to,
-                                         reflection->GetRepeatedUInt32(record, from, i));
-    } else {
-      payload.GetReflection()->AddString(&payload, to,
-                                         reflection->GetRepeatedString(record, from, i));
+  const auto copy = [&](auto get, auto add) {
+    const Reflection* reflection = record.GetReflection();
+    for (int i = 0; i < reflection->FieldSize(record, from); ++i) {
+      (payload.GetReflection()->*add)(&payload, to, (reflection->*get)(record, from, i));
     }
+  };
+  switch (from->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return copy(&Reflection::GetRepeatedInt32, &Reflection::AddInt32);
+    case FieldDescriptor::CPPTYPE_INT64:
+      return copy(&Reflection::GetRepeatedInt64, &Reflection::AddInt64);
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return copy(&Reflection::GetRepeatedUInt32, &Reflection::AddUInt32);
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return copy(&Reflection::GetRepeatedUInt64, &Reflection::AddUInt64);
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return copy(&Reflection::GetRepeatedDouble, &Reflection::AddDouble);
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return copy(&Reflection::GetRepeatedFloat, &Reflection::AddFloat);
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return copy(&Reflection::GetRepeatedBool, &Reflection::AddBool);
+    default:
+      return copy(&Reflection::GetRepeatedString, &Reflection::AddString);
   }
 }
 
@@ -114,6 +128,9 @@ std::string Carry(const Message& record, const FieldDescriptor* from, const Fiel
     case FieldDescriptor::CPPTYPE_FLOAT:
       payload.GetReflection()->SetFloat(&payload, to, reflection->GetFloat(record, from));
       return "";
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      payload.GetReflection()->SetDouble(&payload, to, reflection->GetDouble(record, from));
+      return "";
     case FieldDescriptor::CPPTYPE_ENUM: {
       const int number = reflection->GetEnumValue(record, from);
       const auto* value = from->enum_type()->FindValueByNumber(number);
@@ -133,8 +150,8 @@ std::string Carry(const Message& record, const FieldDescriptor* from, const Fiel
 bool CanCarry(const FieldDescriptor* from, const FieldDescriptor* to) {
   if (from->is_repeated() || to->is_repeated()) {
     return from->is_repeated() && to->is_repeated() && from->type() == to->type() &&
-           (from->type() == FieldDescriptor::TYPE_UINT32 ||
-            from->type() == FieldDescriptor::TYPE_STRING);
+           from->cpp_type() != FieldDescriptor::CPPTYPE_ENUM &&
+           from->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE;
   }
   const auto is_integer = [](const FieldDescriptor* field) {
     return field->cpp_type() <= FieldDescriptor::CPPTYPE_UINT64 ||
@@ -146,7 +163,8 @@ bool CanCarry(const FieldDescriptor* from, const FieldDescriptor* to) {
     case FieldDescriptor::CPPTYPE_ENUM:
       return to_text;
     case FieldDescriptor::CPPTYPE_FLOAT:
-      return to->type() == FieldDescriptor::TYPE_FLOAT;
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return to->cpp_type() == from->cpp_type();
     default:
       return is_integer(from) && (is_integer(to) || to_text);
   }

@@ -37,6 +37,9 @@ struct Built {
   std::vector<std::string> problems;  // rows or databases that could not be read, one line each
 };
 
+// The payloads that can be built, in the order in which they are.
+std::vector<const google::protobuf::Descriptor*> BuiltPayloads();
+
 // Builds every payload for which the store holds records, all from one snapshot: of "State" tables
 // as they are, of "Historical" ones the rows beyond the cursors, up to 10,000 of each. What cannot
 // be read is told in `problems`; everything else is built all the same.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "store/files/files.h"
 #include "store/json.h"
+#include "store/set_aside.h"
 #include "store/time.h"
 #include "system/hash.h"
 
@@ -67,8 +67,9 @@ UploadLog::UploadLog(const std::filesystem::path& store_folder, Files& files)
     is_damaged = true;
     connection_.reset();
     const std::string line = error.what();
-    SetAside(file_, line.substr(0, line.rfind(';')));
-    problems_.back() += "; rows that went out may go out again, under new ids";
+    problems_.push_back(SetAside(file_, line.substr(0, line.rfind(';')),
+                                 std::chrono::system_clock::now(), kPatience) +
+                        "; rows that went out may go out again, under new ids");
     Open();
   }
   kept_sequence_ = ReadKeptSequence();
@@ -99,34 +100,6 @@ void UploadLog::Open() {
   transaction.Commit();
 }
 
-void UploadLog::SetAside(const std::filesystem::path& file, const std::string& what_is_wrong) {
-  std::string time;
-  for (const char c : TimeText(std::chrono::system_clock::now())) {
-    if (c != '-' && c != ':' && c != '.') time += c;
-  }
-  std::filesystem::path aside = file;
-  aside += ".damaged-" + time;
-  for (int number = 2; std::filesystem::exists(std::filesystem::symlink_status(aside)); ++number) {
-    aside = file;
-    aside += ".damaged-" + time + "-" + std::to_string(number);
-  }
-  // The file last: a journal left alone would be taken for the new one's.
-  for (const char* suffix : {"-journal", "-wal", "-shm", ""}) {
-    std::filesystem::path from = file;
-    std::filesystem::path to = aside;
-    from += suffix;
-    to += suffix;
-    if (const std::error_code error = Rename(from, to, kPatience)) {
-      throw StoreError(
-          what_is_wrong + "; it cannot be renamed (" + error.message() + "): move it away",
-          StoreError::Kind::kDamaged, file);
-    }
-  }
-  SyncFolder(file.parent_path());
-  problems_.push_back(what_is_wrong + "; it is set aside as " + Printable(aside.filename()) +
-                      " and a new one is begun");
-}
-
 int64_t UploadLog::ReadKeptSequence() {
   std::string text;
   const std::error_code error = files_.Read(sequence_file_, kLongestSequence, text);
@@ -141,7 +114,9 @@ int64_t UploadLog::ReadKeptSequence() {
                      StoreError::Kind::kDenied, sequence_file_);
   }
   if (!error && is_number) return sequence;
-  SetAside(sequence_file_, Printable(sequence_file_) + ": holds no sequence number");
+  problems_.push_back(SetAside(sequence_file_,
+                               Printable(sequence_file_) + ": holds no sequence number",
+                               std::chrono::system_clock::now(), kPatience));
   return 0;
 }
 

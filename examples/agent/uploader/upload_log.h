@@ -66,7 +66,6 @@ class UploadLog : public Cursors {
 
  private:
   void Open();
-  void SetAside(const std::filesystem::path& file, const std::string& what_is_wrong);
   // The number in the file beside the database; 0 without one.
   int64_t ReadKeptSequence();
   void KeepSequence(int64_t sequence);

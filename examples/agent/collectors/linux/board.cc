@@ -27,8 +27,6 @@ int32_t SleepStates(const std::string& states) {
   return bits;
 }
 
-}  // namespace
-
 void CollectDevice(const Machine& machine, Collection& found) {
   const auto id = DeviceId(machine.root());
   if (!id) return found.Skip("/etc/machine-id is not there or empty: no device");
@@ -85,5 +83,16 @@ void CollectMemory(const Machine& machine, Collection& found) {
   }
   AddMemory(ParseSmbios(table), found);
 }
+
+// The collectors of this file.
+constexpr LinuxCollector kCollectors[] = {
+    {"device", CollectDevice},
+    {"firmware", CollectFirmware},
+    {"memory", CollectMemory},
+};
+
+}  // namespace
+
+std::span<const LinuxCollector> LinuxBoard() { return kCollectors; }
 
 }  // namespace ovix::agent

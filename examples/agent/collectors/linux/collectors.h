@@ -2,6 +2,7 @@
 #ifndef OVIX_AGENT_COLLECTORS_LINUX_COLLECTORS_H_
 #define OVIX_AGENT_COLLECTORS_LINUX_COLLECTORS_H_
 
+#include <span>
 #include <vector>
 
 #include "collectors/collectors.h"
@@ -11,21 +12,15 @@ namespace ovix::agent {
 
 std::vector<Collector> LinuxCollectors(const std::filesystem::path& root);
 
-// software.cc
-void CollectOperatingSystem(const Machine& machine, Collection& found);
-void CollectLocation(const Machine& machine, Collection& found);
-void CollectApplications(const Machine& machine, Collection& found);
-void CollectDrivers(const Machine& machine, Collection& found);
-// board.cc: what the firmware tells through DMI
-void CollectDevice(const Machine& machine, Collection& found);
-void CollectFirmware(const Machine& machine, Collection& found);
-void CollectMemory(const Machine& machine, Collection& found);
-// hardware.cc
-void CollectProcessors(const Machine& machine, Collection& found);
-void CollectNetworkAdapters(const Machine& machine, Collection& found);
-void CollectStorageDrives(const Machine& machine, Collection& found);
-void CollectBatteries(const Machine& machine, Collection& found);
-void CollectTemperatures(const Machine& machine, Collection& found);
+// A new collector is a function in one of the files below, and a line in the table at its end.
+struct LinuxCollector {
+  const char* name;  // as Collector::name
+  void (*collect)(const Machine& machine, Collection& found);
+};
+
+std::span<const LinuxCollector> LinuxSoftware();  // software.cc
+std::span<const LinuxCollector> LinuxBoard();     // board.cc: from the firmware, through DMI
+std::span<const LinuxCollector> LinuxHardware();  // hardware.cc
 
 }  // namespace ovix::agent
 

@@ -57,8 +57,6 @@ uint32_t FromMilli(const std::string& text) {
   return text.starts_with("-") ? 0 : (ToNumber(text) + 500) / 1000;
 }
 
-}  // namespace
-
 void CollectProcessors(const Machine& machine, Collection& found) {
   struct Package {
     std::map<std::string, std::string> fields;
@@ -248,5 +246,16 @@ void CollectTemperatures(const Machine& machine, Collection& found) {
     if (degrees.contains(type)) (sample.*set)(degrees[type]);
   }
 }
+
+// The collectors of this file.
+constexpr LinuxCollector kCollectors[] = {
+    {"processors", CollectProcessors},        {"network_adapters", CollectNetworkAdapters},
+    {"storage_drives", CollectStorageDrives}, {"batteries", CollectBatteries},
+    {"temperatures", CollectTemperatures},
+};
+
+}  // namespace
+
+std::span<const LinuxCollector> LinuxHardware() { return kCollectors; }
 
 }  // namespace ovix::agent

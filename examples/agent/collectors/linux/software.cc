@@ -28,8 +28,6 @@ std::string RootDevice(const Machine& machine) {
   return "";
 }
 
-}  // namespace
-
 void CollectOperatingSystem(const Machine& machine, Collection& found) {
   auto release = machine.Assignments("/etc/os-release");
   if (release.empty()) {
@@ -109,5 +107,17 @@ void CollectDrivers(const Machine& machine, Collection& found) {
     if (parts.size() > 4) row.set_service_start_mode(parts[4]);  // Live, Loading or Unloading
   }
 }
+
+// The collectors of this file.
+constexpr LinuxCollector kCollectors[] = {
+    {"operating_system", CollectOperatingSystem},
+    {"location", CollectLocation},
+    {"applications", CollectApplications},
+    {"drivers", CollectDrivers},
+};
+
+}  // namespace
+
+std::span<const LinuxCollector> LinuxSoftware() { return kCollectors; }
 
 }  // namespace ovix::agent

@@ -54,8 +54,6 @@ std::string ComputerName() {
   return GetComputerNameExW(ComputerNameDnsHostname, name, &length) != 0 ? ToUtf8(name) : "";
 }
 
-}  // namespace
-
 void CollectDevice(Collection& found) {
   const Firmware firmware = ReadFirmware();
   const SmbiosTable table = ParseSmbios(firmware.table);
@@ -89,5 +87,16 @@ void CollectMemory(Collection& found) {
              std::to_string(status.ullTotalPhys / (1024 * 1024)) +
              " MB, for which there is no record");
 }
+
+// The collectors of this file.
+constexpr WindowsCollector kCollectors[] = {
+    {"device", CollectDevice},
+    {"firmware", CollectFirmware},
+    {"memory", CollectMemory},
+};
+
+}  // namespace
+
+std::span<const WindowsCollector> WindowsBoard() { return kCollectors; }
 
 }  // namespace ovix::agent

@@ -3,21 +3,12 @@
 namespace ovix::agent {
 
 std::vector<Collector> WindowsCollectors() {
-  // A new collector is a function and a line here.
-  return {
-      {"operating_system", CollectOperatingSystem},
-      {"location", CollectLocation},
-      {"applications", CollectApplications},
-      {"services", CollectServices},
-      {"drivers", CollectDrivers},
-      {"device", CollectDevice},
-      {"firmware", CollectFirmware},
-      {"memory", CollectMemory},
-      {"processors", CollectProcessors},
-      {"network_adapters", CollectNetworkAdapters},
-      {"storage_drives", CollectStorageDrives},
-      {"batteries", CollectBatteries},
-  };
+  std::vector<Collector> collectors;
+  for (const auto& table : {WindowsSystem(), WindowsPrograms(), WindowsServices(), WindowsBoard(),
+                            WindowsHardware(), WindowsStorage()}) {
+    for (const WindowsCollector& entry : table) collectors.push_back({entry.name, entry.collect});
+  }
+  return collectors;
 }
 
 }  // namespace ovix::agent

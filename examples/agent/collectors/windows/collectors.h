@@ -2,7 +2,7 @@
 #ifndef OVIX_AGENT_COLLECTORS_WINDOWS_COLLECTORS_H_
 #define OVIX_AGENT_COLLECTORS_WINDOWS_COLLECTORS_H_
 
-#include <string>
+#include <span>
 #include <vector>
 
 #include "collectors/collectors.h"
@@ -11,24 +11,18 @@ namespace ovix::agent {
 
 std::vector<Collector> WindowsCollectors();
 
-// system.cc
-void CollectOperatingSystem(Collection& found);
-void CollectLocation(Collection& found);
-// programs.cc
-void CollectApplications(Collection& found);
-// services.cc
-void CollectServices(Collection& found);
-void CollectDrivers(Collection& found);
-// board.cc
-void CollectDevice(Collection& found);
-void CollectFirmware(Collection& found);
-void CollectMemory(Collection& found);
-// hardware.cc
-void CollectProcessors(Collection& found);
-void CollectNetworkAdapters(Collection& found);
-void CollectBatteries(Collection& found);
-// storage.cc
-void CollectStorageDrives(Collection& found);
+// A new collector is a function in one of the files below, and a line in the table at its end.
+struct WindowsCollector {
+  const char* name;  // as Collector::name
+  void (*collect)(Collection& found);
+};
+
+std::span<const WindowsCollector> WindowsSystem();    // system.cc
+std::span<const WindowsCollector> WindowsPrograms();  // programs.cc
+std::span<const WindowsCollector> WindowsServices();  // services.cc
+std::span<const WindowsCollector> WindowsBoard();     // board.cc
+std::span<const WindowsCollector> WindowsHardware();  // hardware.cc
+std::span<const WindowsCollector> WindowsStorage();   // storage.cc
 
 }  // namespace ovix::agent
 

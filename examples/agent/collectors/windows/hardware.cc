@@ -87,8 +87,6 @@ std::string InterfaceTypeName(DWORD type) {
   }
 }
 
-}  // namespace
-
 void CollectProcessors(Collection& found) {
   uint32_t index = 0;
   SYSTEM_INFO system = {};
@@ -195,5 +193,16 @@ void CollectBatteries(Collection& found) {
   found.Skip(
       "serial number, maker and design capacity of each battery, which the power status lacks");
 }
+
+// The collectors of this file.
+constexpr WindowsCollector kCollectors[] = {
+    {"processors", CollectProcessors},
+    {"network_adapters", CollectNetworkAdapters},
+    {"batteries", CollectBatteries},
+};
+
+}  // namespace
+
+std::span<const WindowsCollector> WindowsHardware() { return kCollectors; }
 
 }  // namespace ovix::agent

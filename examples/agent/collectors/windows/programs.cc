@@ -37,8 +37,6 @@ bool IsProgram(const RegistryKey& key) {
          key.Text(L"ParentKeyName").empty();
 }
 
-}  // namespace
-
 void CollectApplications(Collection& found) {
   bool any = false;
   for (const Place& place : kPlaces) {
@@ -70,5 +68,14 @@ void CollectApplications(Collection& found) {
   found.Begin<profile::Application>();
   if (found.snapshots()[0].rows.empty()) found.Skip("the registry lists no program");
 }
+
+// The collectors of this file.
+constexpr WindowsCollector kCollectors[] = {
+    {"applications", CollectApplications},
+};
+
+}  // namespace
+
+std::span<const WindowsCollector> WindowsPrograms() { return kCollectors; }
 
 }  // namespace ovix::agent

@@ -104,8 +104,6 @@ std::string TypeName(DWORD type) {
   }
 }
 
-}  // namespace
-
 void CollectServices(Collection& found) {
   const OwnedService manager = OpenManager();
   const List list = ListServices(manager.get(), SERVICE_WIN32);
@@ -165,5 +163,15 @@ void CollectDrivers(Collection& found) {
                " drivers, which this user may not read");
   }
 }
+
+// The collectors of this file.
+constexpr WindowsCollector kCollectors[] = {
+    {"services", CollectServices},
+    {"drivers", CollectDrivers},
+};
+
+}  // namespace
+
+std::span<const WindowsCollector> WindowsServices() { return kCollectors; }
 
 }  // namespace ovix::agent

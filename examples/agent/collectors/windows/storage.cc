@@ -109,8 +109,6 @@ std::map<int32_t, Volumes> FixedVolumes() {
   return volumes;
 }
 
-}  // namespace
-
 void CollectStorageDrives(Collection& found) {
   struct Drive {
     int32_t index;
@@ -182,5 +180,14 @@ void CollectStorageDrives(Collection& found) {
                " drives, which do not answer");
   }
 }
+
+// The collectors of this file.
+constexpr WindowsCollector kCollectors[] = {
+    {"storage_drives", CollectStorageDrives},
+};
+
+}  // namespace
+
+std::span<const WindowsCollector> WindowsStorage() { return kCollectors; }
 
 }  // namespace ovix::agent

@@ -37,8 +37,6 @@ profile::OSArchitecture Architecture() {
   }
 }
 
-}  // namespace
-
 void CollectOperatingSystem(Collection& found) {
   const OSVERSIONINFOEXW version = KernelVersion();
   auto& row = found.Add<profile::OperatingSystem>();
@@ -88,5 +86,15 @@ void CollectLocation(Collection& found) {
   const GEOID nation = GetUserGeoID(GEOCLASS_NATION);
   if (nation != GEOID_NOT_AVAILABLE) row.set_geo_id(std::to_string(nation));
 }
+
+// The collectors of this file.
+constexpr WindowsCollector kCollectors[] = {
+    {"operating_system", CollectOperatingSystem},
+    {"location", CollectLocation},
+};
+
+}  // namespace
+
+std::span<const WindowsCollector> WindowsSystem() { return kCollectors; }
 
 }  // namespace ovix::agent

@@ -7,6 +7,8 @@
 #include <system_error>
 #include <vector>
 
+#include "store/patience.h"
+
 namespace ovix::agent {
 
 // Creates an empty file that only its owner may read and write, whatever the umask (on Windows: the
@@ -28,11 +30,11 @@ void MakePrivate(const std::filesystem::path& path);
 // Waits for the other holders of the lock of a folder, in this program and in others, and holds it
 // while it lives: alone, who renames or removes files; shared, who relies on their names. It leaves
 // no file. Shared it does nothing on Windows: there an open file can be neither renamed nor
-// removed.
+// removed. Throws StoreError of kind kLocked where there is no patience left.
 class FolderLock {
  public:
   enum class Kind { kAlone, kShared };
-  explicit FolderLock(const std::filesystem::path& folder, Kind kind = Kind::kAlone);
+  FolderLock(const std::filesystem::path& folder, Patience& patience, Kind kind = Kind::kAlone);
   ~FolderLock();
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;

@@ -74,10 +74,16 @@ void MakePrivate(const std::filesystem::path& path) {
   chmod(path.c_str(), is_folder ? kFolderMode : kFileMode);
 }
 
-FolderLock::FolderLock(const std::filesystem::path& folder, Kind kind)
+FolderLock::FolderLock(const std::filesystem::path& folder, Patience& patience, Kind kind)
     : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   if (folder_ < 0) return;
-  while (flock(folder_, kind == Kind::kAlone ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
+  const int operation = (kind == Kind::kAlone ? LOCK_EX : LOCK_SH) | LOCK_NB;
+  while (flock(folder_, operation) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK) return;  // a file system without such locks
+    if (patience.Wait()) continue;
+    close(folder_);
+    throw FolderLockedError(folder);
   }
 }
 

@@ -121,7 +121,7 @@ void MakePrivate(const std::filesystem::path& path) {
                         nullptr, list, nullptr);
 }
 
-FolderLock::FolderLock(const std::filesystem::path& folder, Kind kind) {
+FolderLock::FolderLock(const std::filesystem::path& folder, Patience& patience, Kind kind) {
   if (kind == Kind::kShared) return;
   std::error_code error;
   const auto whole = std::filesystem::weakly_canonical(folder, error);
@@ -131,7 +131,12 @@ FolderLock::FolderLock(const std::filesystem::path& folder, Kind kind) {
     hash = (hash ^ static_cast<uint64_t>(towlower(c))) * 1099511628211u;
   }
   mutex_ = CreateMutexW(nullptr, FALSE, (L"Global\\ovix-store-" + std::to_wstring(hash)).c_str());
-  if (mutex_ != nullptr) WaitForSingleObject(mutex_, INFINITE);
+  if (mutex_ == nullptr) return;
+  while (WaitForSingleObject(mutex_, 0) == WAIT_TIMEOUT) {
+    if (patience.Wait()) continue;
+    CloseHandle(mutex_);
+    throw FolderLockedError(folder);
+  }
 }
 
 FolderLock::~FolderLock() {
