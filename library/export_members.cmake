@@ -11,7 +11,7 @@ function(ovix_export_members file messages variable)
   if(NOT classes EQUAL messages)
     message(FATAL_ERROR "${file}: it has ${messages} messages, but ${classes} classes were found in what protoc writes; adapt library/export_members.cmake to it")
   endif()
-  string(REGEX MATCHALL "\n  PROTOBUF_NODISCARD std::string\\* release_" texts "${header}")
+  string(REGEX MATCHALL "\n  PROTOBUF_NODISCARD (PROTOBUF_DEPRECATED )?std::string\\* release_" texts "${header}")
   list(LENGTH texts texts)
   # The entry of a map is no class of the interface; two blanks keep its constructor from being taken for one.
   string(REGEX REPLACE "explicit (PROTOBUF_CONSTEXPR [A-Za-z0-9_]+_DoNotUse\\()" "explicit  \\1" header "${header}")

@@ -65,6 +65,8 @@ message Kinds {
   map<string, string> texts = 6;
   map<int32, Inner> inners = 7;
   bytes raw = 8;
+  string old = 9 [deprecated = true];
+  repeated string olds = 10 [deprecated = true];
   message Inner {
     string key = 1;
     string value = 2;

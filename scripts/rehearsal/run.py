@@ -1,0 +1,32 @@
+"""Runs commands, with what they say in a file for each step."""
+
+import os
+import subprocess
+
+
+class Failed(Exception):
+    """What is wrong, in one line."""
+
+
+class Runner:
+    """Runs commands in a folder; all that they say goes to a log."""
+
+    def __init__(self, folder, log):
+        self.folder, self.log = folder, log
+
+    def __call__(self, command, status=0, cwd=None, env=None):
+        """Returns what a command says on standard output; raises Failed where it ends with another status."""
+        environment = {**os.environ, "GIT_AUTHOR_NAME": "Rehearsal", "GIT_COMMITTER_NAME": "Rehearsal",
+                       "GIT_AUTHOR_EMAIL": "rehearsal@localhost", "GIT_COMMITTER_EMAIL": "rehearsal@localhost", **(env or {})}
+        with open(self.log, "a+", encoding="utf-8", errors="replace") as log:
+            log.write(f"$ {' '.join(command)}\n")
+            log.flush()
+            start = log.seek(0, os.SEEK_END)
+            done = subprocess.run(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
+                                  stdout=log, stderr=subprocess.STDOUT)
+            log.seek(start)
+            said = log.read()
+        if done.returncode != status:
+            last = (said.strip().splitlines() or ["nothing"])[-1]
+            raise Failed(f"'{' '.join(command)[:80]}' ended with {done.returncode}, not {status}; it says last: {last[:300]}")
+        return said
