@@ -114,7 +114,7 @@ TEST(Accessors, OfTwinPartsOfPayloadsShareTheirBytes) {
 
 TEST(Accessors, OfEnumerationsKnowOnlyTheirOwnNumbers) {
   EXPECT_TRUE(profile::OSArchitecture_IsValid(profile::OS_ARCH_64_BITS));
-  EXPECT_FALSE(profile::OSArchitecture_IsValid(3));
+  EXPECT_FALSE(profile::OSArchitecture_IsValid(profile::OSArchitecture_MAX + 1));
   EXPECT_EQ(profile::OSArchitecture_Name(profile::OS_ARCH_32_BITS), "OS_ARCH_32_BITS");
 }
 
