@@ -184,7 +184,7 @@ TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   const Folder folder;
   const std::string old = "20261120T000000000Z-0000000000001-";
   constexpr char kFolder[] = "FwComponentsInfoAsCDM.binpb";
-  constexpr char kLink[] = "HwComponentsInfoAsCDM.binpb";
+  [[maybe_unused]] constexpr char kLink[] = "HwComponentsInfoAsCDM.binpb";
   folder.Write("outbox/." + old + "IdentityAsCDM.binpb.part", "half");
   folder.Write("outbox/" + old + "DeviceInfoAsCDM.binpb", "whole, but its label was never written");
   folder.Write("outbox/" + old + "PcFwSettingsAsCDM.json", "{}");  // its payload is gone
