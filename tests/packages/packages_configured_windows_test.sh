@@ -44,6 +44,6 @@ tr -s ' \n' ' ' <"$work/log" | grep -q 'set Protobuf_DIR to lib/cmake/protobuf i
 folder="$work/job@2 ü (x)"
 configure "$folder" || fail "in '$folder' configuring failed"
 "$cmake" --build "$folder" --target ovix-sbom-runtime >"$work/log" 2>&1 || fail "in '$folder' the list of contents was not written"
-python3 -c 'import json, sys; assert len(json.load(open(sys.argv[1]))["packages"]) == 7' \
+python3 -c 'import json, sys; assert len(json.load(open(sys.argv[1]))["packages"]) == 8' \
   "$folder"/sbom/*.spdx.json || fail "in '$folder' the list of contents has not all parts"
 echo "packages_configured_windows_test: passed"
