@@ -27,26 +27,16 @@ std::string EqualsParameter(const Column& column) { return Quoted(column.name())
 
 std::string ArrivalName(const Table& table) { return "arrival " + table.name; }
 
-[[noreturn]] void Refuse(const std::filesystem::path& file, const std::string& why) {
-  throw StoreError(Printable(file) + ": " + why, StoreError::Kind::kForeign, file);
-}
-
-void CheckId(const std::filesystem::path& file, int64_t application_id, int64_t user_version,
-             bool may_be_none) {
-  if (application_id == tables::kApplicationId) {
-    if (user_version <= tables::kLayoutVersion) return;
-    Refuse(file, "the database was made by a newer release; use that, or name another folder");
-  }
-  if (application_id == 0 && may_be_none) return;
-  Refuse(file, "the database is another program's (application_id " +
-                   std::to_string(application_id) + "); name another folder");
+// Release 1.0.0 set no application_id; where `may_be_none`, that is accepted.
+void CheckStoreHeader(const std::filesystem::path& file, const FileHeader& header,
+                      bool may_be_none) {
+  if (header.application_id == 0 && may_be_none) return;
+  CheckHeader(file, header, tables::kApplicationId, tables::kLayoutVersion);
 }
 
 // The file, where its header does not say that it is another program's.
 const std::filesystem::path& NotForeign(const std::filesystem::path& file) {
-  if (const auto header = ReadHeader(file)) {
-    CheckId(file, header->application_id, header->user_version, true);
-  }
+  if (const auto header = ReadHeader(file)) CheckStoreHeader(file, *header, true);
   return file;
 }
 
@@ -104,18 +94,18 @@ const std::filesystem::path& Database::FileOf(const std::string& schema) const {
 
 void Database::CheckIsOurs(const std::string& database, const std::filesystem::path& file) {
   const std::string schema = SchemaOf(database);
-  const auto header = [&](const char* field) {
+  const auto pragma = [&](const char* field) {
     return connection_.Number("PRAGMA " + Quoted(schema) + "." + field, schema);
   };
-  const int64_t id = header("application_id");
-  // Release 1.0.0 set no application_id: then its tables tell.
+  const FileHeader header{pragma("application_id"), pragma("user_version")};
+  // Without an application_id its tables show whose it is.
   const bool is_ours =
-      id == 0 &&
+      header.application_id == 0 &&
       (IsEmpty(schema) ||
        std::any_of(catalogue_.tables().begin(), catalogue_.tables().end(), [&](const Table& table) {
          return table.database == database && HasTable(table);
        }));
-  CheckId(file, id, header("user_version"), is_ours);
+  CheckStoreHeader(file, header, is_ours);
 }
 
 bool Database::Has(const std::string& schema, std::string_view type, const std::string& object) {

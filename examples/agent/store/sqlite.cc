@@ -331,6 +331,20 @@ std::optional<FileHeader> ReadHeader(const std::filesystem::path& file) {
   return FileHeader{number(kApplicationId), number(kUserVersion)};
 }
 
+void CheckHeader(const std::filesystem::path& file, const FileHeader& header,
+                 int64_t application_id, int64_t newest_layout) {
+  const auto refuse = [&](const std::string& why) {
+    throw StoreError(Printable(file) + ": the database " + why, StoreError::Kind::kForeign, file);
+  };
+  if (header.application_id != application_id) {
+    refuse("is another program's (application_id " + std::to_string(header.application_id) +
+           "); move it away or name another folder");
+  }
+  if (header.user_version > newest_layout) {
+    refuse("was made by a newer release; use that, or name another folder");
+  }
+}
+
 bool IsDamaged(const std::filesystem::path& file) {
   try {
     Connection connection(file, std::chrono::milliseconds(0), Connection::Mode::kRead);

@@ -148,6 +148,11 @@ struct FileHeader {
 // write-ahead log, and the database may be another program's.
 std::optional<FileHeader> ReadHeader(const std::filesystem::path& file);
 
+// Throws StoreError of kind kForeign where the header is another program's, or that of a release
+// with a newer layout than this one's.
+void CheckHeader(const std::filesystem::path& file, const FileHeader& header,
+                 int64_t application_id, int64_t newest_layout);
+
 // Whether SQLite finds the file damaged, or no database; false also where it cannot tell.
 bool IsDamaged(const std::filesystem::path& file);
 

@@ -35,30 +35,16 @@ StoreError DamagedError(const std::filesystem::path& file, const std::string& wh
                     StoreError::Kind::kDamaged, file);
 }
 
-// Refuses a database of another program or of a newer release. What is no database, or none yet,
-// is for SQLite to tell.
-void CheckIsOurs(const std::filesystem::path& file) {
-  const auto refuse = [&](const std::string& why) {
-    throw StoreError(Printable(file) + ": " + why, StoreError::Kind::kForeign, file);
-  };
-  const auto header = ReadHeader(file);
-  if (!header) return;
-  if (header->application_id != UploadLog::kApplicationId) {
-    refuse("the database is another program's (application_id " +
-           std::to_string(header->application_id) + "); move it away or name another store");
-  }
-  if (header->user_version > UploadLog::kLayoutVersion) {
-    refuse("the database was made by a newer release; use that, or name another store");
-  }
-}
-
 std::string CursorName(const Table& table) { return table.database + "." + table.name; }
 
 }  // namespace
 
 UploadLog::UploadLog(const std::filesystem::path& store_folder, Files& files)
     : file_(store_folder / kFile), sequence_file_(store_folder / kSequenceFile), files_(files) {
-  CheckIsOurs(file_);
+  // What is not a database, or not yet one, is for SQLite to report.
+  if (const auto header = ReadHeader(file_)) {
+    CheckHeader(file_, *header, kApplicationId, kLayoutVersion);
+  }
   bool is_damaged = false;
   try {
     Open();
