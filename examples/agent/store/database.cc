@@ -61,15 +61,6 @@ Place::Place(const Table& table, std::string schema_name, const tables::Standing
   update = "UPDATE " + name + " SET " + Joined(table.columns, ", ", EqualsParameter) + key;
 }
 
-void Place::BindKey(const Message& row, Statement& statement, int first) const {
-  for (const Column& column : table.key) Bind(column, row, statement, first++);
-}
-
-void Place::BindColumns(const Message& row, Statement& statement) const {
-  int parameter = 1;
-  for (const Column& column : table.columns) Bind(column, row, statement, parameter++);
-}
-
 Database::Database(const Catalogue& catalogue, std::string name, const std::filesystem::path& file,
                    Patience& patience, Connection::Mode mode)
     : catalogue_(catalogue), name_(std::move(name)), connection_(NotForeign(file), patience, mode) {

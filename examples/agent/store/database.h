@@ -25,10 +25,6 @@ struct Place {
   // A column of `table` that is missing in `standing` reads as absent.
   Place(const Table& table, std::string schema, const telemetry::contract::tables::StandingTable&);
 
-  // Binds the key columns of `row` to the parameters from `first` on.
-  void BindKey(const google::protobuf::Message& row, Statement& statement, int first) const;
-  void BindColumns(const google::protobuf::Message& row, Statement& statement) const;
-
   // Where a row of `select` holds its _rowid_, and its number of arrival.
   int row_id() const { return static_cast<int>(table.columns.size()); }
   int arrival() const { return row_id() + 1; }

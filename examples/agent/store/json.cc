@@ -13,6 +13,7 @@
 namespace ovix::agent {
 namespace {
 
+using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
@@ -202,23 +203,31 @@ bool IsUtf8(std::string_view text) {
 std::string FindUnkeepable(const Message& record) {
   const Reflection* reflection = record.GetReflection();
   if (!reflection->GetUnknownFields(record).empty()) return record.GetDescriptor()->full_name();
-  std::vector<const FieldDescriptor*> fields;
-  reflection->ListFields(record, &fields);
-  for (const FieldDescriptor* field : fields) {
-    const int count = field->is_repeated() ? reflection->FieldSize(record, field) : 1;
-    for (int i = 0; i < count; ++i) {
-      if (field->type() == FieldDescriptor::TYPE_STRING) {
+  const Descriptor* type = record.GetDescriptor();
+  // Looks only at strings and at what may contain one: listing the fields that are set costs more.
+  for (int i = 0; i < type->field_count(); ++i) {
+    const FieldDescriptor* field = type->field(i);
+    const bool is_message = field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE;
+    if (!is_message && field->type() != FieldDescriptor::TYPE_STRING) continue;
+    int count = 1;
+    if (field->is_repeated()) {
+      count = reflection->FieldSize(record, field);
+    } else if (is_message) {
+      count = reflection->HasField(record, field) ? 1 : 0;
+    }
+    for (int j = 0; j < count; ++j) {
+      if (is_message) {
+        const std::string nested =
+            FindUnkeepable(field->is_repeated() ? reflection->GetRepeatedMessage(record, field, j)
+                                                : reflection->GetMessage(record, field));
+        if (!nested.empty()) return nested;
+      } else {
         std::string scratch;
         const std::string& text =
             field->is_repeated()
-                ? reflection->GetRepeatedStringReference(record, field, i, &scratch)
+                ? reflection->GetRepeatedStringReference(record, field, j, &scratch)
                 : reflection->GetStringReference(record, field, &scratch);
         if (!IsUtf8(text)) return field->full_name();
-      } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-        const std::string nested =
-            FindUnkeepable(field->is_repeated() ? reflection->GetRepeatedMessage(record, field, i)
-                                                : reflection->GetMessage(record, field));
-        if (!nested.empty()) return nested;
       }
     }
   }

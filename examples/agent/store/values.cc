@@ -12,8 +12,8 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 
-int64_t IntegerValue(const Message& record, const FieldDescriptor* field) {
-  const Reflection* reflection = record.GetReflection();
+int64_t IntegerValue(const Message& record, const Reflection* reflection,
+                     const FieldDescriptor* field) {
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_BOOL:
       return reflection->GetBool(record, field);
@@ -73,9 +73,8 @@ Bits FromBigEndian(std::string_view bytes) {
   return bits;
 }
 
-void BindReal(const Message& record, const FieldDescriptor* field, Statement& statement,
-              int parameter) {
-  const Reflection* reflection = record.GetReflection();
+void BindReal(const Message& record, const Reflection* reflection, const FieldDescriptor* field,
+              Statement& statement, int parameter) {
   const bool is_float = field->cpp_type() == FieldDescriptor::CPPTYPE_FLOAT;
   const float single = is_float ? reflection->GetFloat(record, field) : 0;
   const double value = is_float ? single : reflection->GetDouble(record, field);
@@ -109,11 +108,9 @@ bool ReadReal(const Statement& row, int column, const FieldDescriptor* field, Me
   return true;
 }
 
-}  // namespace
-
-void Bind(const Column& column, const Message& record, Statement& statement, int parameter) {
+void BindColumn(const Column& column, const Message& record, const Reflection* reflection,
+                Statement& statement, int parameter) {
   const FieldDescriptor* field = column.field;
-  const Reflection* reflection = record.GetReflection();
   if (!field->is_repeated() && field->has_presence() && !reflection->HasField(record, field)) {
     if (column.key) throw StoreError(field->full_name() + ": a key column must have a value");
     statement.BindNull(parameter);
@@ -121,9 +118,9 @@ void Bind(const Column& column, const Message& record, Statement& statement, int
   }
   switch (column.kind) {
     case ColumnKind::kInteger:
-      return statement.Bind(parameter, IntegerValue(record, field));
+      return statement.Bind(parameter, IntegerValue(record, reflection, field));
     case ColumnKind::kReal:
-      return BindReal(record, field, statement, parameter);
+      return BindReal(record, reflection, field, statement, parameter);
     case ColumnKind::kText:
     case ColumnKind::kBlob: {
       std::string scratch;
@@ -136,6 +133,15 @@ void Bind(const Column& column, const Message& record, Statement& statement, int
     case ColumnKind::kJson:
       return statement.Bind(parameter, std::string_view(FieldToJson(record, field)));
   }
+}
+
+}  // namespace
+
+void Bind(const std::vector<Column>& columns, const Message& record, Statement& statement,
+          int first) {
+  // Once for the row: each call checks whether the type is initialized.
+  const Reflection* reflection = record.GetReflection();
+  for (const Column& column : columns) BindColumn(column, record, reflection, statement, first++);
 }
 
 void Read(const Column& column, const Statement& row, int place, Message& record) {

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ovix/telemetry/contract/tables.h"
 #include "store/sqlite.h"
@@ -17,10 +18,11 @@ using telemetry::contract::tables::Column;
 using telemetry::contract::tables::ColumnKind;
 using telemetry::contract::tables::Table;
 
-// Binds the column's value of `record`: NULL for an absent value. Throws StoreError for a value
-// that would not come back the same. `record` must stay as it is until the statement is reset.
-void Bind(const Column& column, const google::protobuf::Message& record, Statement& statement,
-          int parameter);
+// Binds the columns' values of `record` to the parameters from `first` on: NULL for an absent
+// value. Throws StoreError for a value that would not come back the same. `record` must stay as it
+// is until the statement is reset.
+void Bind(const std::vector<Column>& columns, const google::protobuf::Message& record,
+          Statement& statement, int first);
 // Sets the column's field of `record` from a row's place; NULL leaves it absent. Throws StoreError
 // for a value that the field cannot hold.
 void Read(const Column& column, const Statement& row, int place, google::protobuf::Message& record);

@@ -109,7 +109,7 @@ void Writer::PutState(Place& place, const Message& row) {
   std::optional<Kept> before;
   {
     const Use select = database_.connection().Prepared(place.select_by_key, place.schema);
-    place.BindKey(row, *select, 1);
+    Bind(place.table.key, row, *select, 1);
     if (select->Step()) before = ReadKept(place, *select, "replaced by the row that came");
   }
   if (!before.has_value()) {
@@ -130,8 +130,8 @@ void Writer::PutState(Place& place, const Message& row) {
   }
   {
     const Use update = database_.connection().Prepared(place.update, place.schema);
-    place.BindColumns(row, *update);
-    place.BindKey(row, *update, static_cast<int>(place.table.columns.size()) + 1);
+    Bind(place.table.columns, row, *update, 1);
+    Bind(place.table.key, row, *update, static_cast<int>(place.table.columns.size()) + 1);
     update->Run();
   }
   if (changed) RecordChange(place.table, storage::STATE_EVENT_UPDATE, before->row.get(), &row);
@@ -141,7 +141,7 @@ void Writer::PutState(Place& place, const Message& row) {
 
 void Writer::Append(Place& place, const Message& row) {
   const Use insert = database_.connection().Prepared(place.insert, place.schema);
-  place.BindColumns(row, *insert);
+  Bind(place.table.columns, row, *insert, 1);
   if (!place.table.state) {
     insert->Bind(static_cast<int>(place.table.columns.size()) + 1, database_.NextArrival(place));
   }
@@ -219,7 +219,7 @@ bool Writer::Erase(const Message& row) {
   std::optional<Kept> kept;
   {
     const Use select = database_.connection().Prepared(place.select_by_key, place.schema);
-    place.BindKey(row, *select, 1);
+    Bind(place.table.key, row, *select, 1);
     if (select->Step()) kept = ReadKept(place, *select, "deleted");
   }
   if (kept.has_value()) Delete(place, *kept);
