@@ -285,10 +285,14 @@ TEST(StorePermissions, AreTakenFromOthersWhereTheStoreIsOlder) {
   const auto own = folder.Contents();
   const fs::perms wide = fs::perms(0755);
   for (const char* strange : {"", "somebody's.txt", "Upload.db.old", "Cache.dbase",
-                              "DeviceProfile.db-mj0a1b2c9d4", "MyUpload.db"}) {
+                              "DeviceProfile.db-mj0a1b2c9d4", "MyUpload.db", "HealthLog.db"}) {
     SCOPED_TRACE(strange);
     const bool is_shared = *strange != '\0';
     if (is_shared) folder.Write(std::string("store/") + strange, "");
+    if (strange == std::string("HealthLog.db")) {
+      agent::Connection(folder / "store/HealthLog.db", std::chrono::seconds(1))
+          .Execute("PRAGMA application_id = 77");
+    }
     for (const auto& entry : fs::directory_iterator(folder / "store")) {
       fs::permissions(entry.path(), wide);
     }

@@ -127,8 +127,10 @@ TEST(StoreSafety, ADatabaseOfAnotherProgramIsNotTouched) {
   struct Case {
     const char* state;
     std::function<void(const fs::path&)> bring_about;
+    const char* said;
   };
   const std::string create = "PRAGMA application_id = 77; CREATE TABLE a (b); ";
+  const char* const another = "the database is another program's (application_id 77)";
   const auto execute = [](const fs::path& file, const std::string& sql, bool checkpoint) {
     agent::Connection connection(file, std::chrono::seconds(1));
     sqlite3_db_config(connection.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, checkpoint ? 0 : 1,
@@ -137,7 +139,13 @@ TEST(StoreSafety, ADatabaseOfAnotherProgramIsNotTouched) {
   };
   const Case cases[] = {
       {"with a write-ahead log",
-       [&](const fs::path& file) { execute(file, "PRAGMA journal_mode = WAL; " + create, true); }},
+       [&](const fs::path& file) { execute(file, "PRAGMA journal_mode = WAL; " + create, true); },
+       another},
+      {"with a write-ahead log and no application_id",
+       [&](const fs::path& file) {
+         execute(file, "PRAGMA journal_mode = WAL; CREATE TABLE a (b)", true);
+       },
+       "the database has a write-ahead log and no application_id"},
       {"with a write-ahead log that holds rows",
        [&](const fs::path& file) {
          execute(file,
@@ -145,15 +153,17 @@ TEST(StoreSafety, ADatabaseOfAnotherProgramIsNotTouched) {
                      "PRAGMA journal_mode = WAL; "
                      "CREATE TABLE c (d)",
                  false);
-       }},
+       },
+       another},
       {"damaged",
        [&](const fs::path& file) {
          execute(file, create, true);
          std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).seekp(100)
              << "\xff\xff\xff\xff\xff\xff\xff";
-       }},
+       },
+       another},
   };
-  for (const auto& [state, bring_about] : cases) {
+  for (const auto& [state, bring_about, said] : cases) {
     for (const std::string name : {"DeviceProfile.db", "DeviceProfileEvents.db"}) {
       SCOPED_TRACE(name + " " + state);
       const Folder folder;
@@ -165,7 +175,7 @@ TEST(StoreSafety, ADatabaseOfAnotherProgramIsNotTouched) {
       const auto& table =
           Library().Get(name == "DeviceProfile.db" ? profile::Application::descriptor()
                                                    : profile::ApplicationEvents::descriptor());
-      const std::string line = name + ": the database is another program's (application_id 77)";
+      const std::string line = name + ": " + said;
       ExpectContains(ErrorOf([&] { store.CountRows(table); }), {line.c_str()});
       ExpectContains(ErrorOf([&] { store.Put(profile::Application()); }), {line.c_str()});
       store.Trim();

@@ -34,9 +34,19 @@ void CheckStoreHeader(const std::filesystem::path& file, const FileHeader& heade
   CheckHeader(file, header, tables::kApplicationId, tables::kLayoutVersion);
 }
 
-// The file, where its header does not say that it is another program's.
+// The file, unless its header says that it is another program's, or cannot say whose it is and
+// opening it to find out would change it.
 const std::filesystem::path& NotForeign(const std::filesystem::path& file) {
-  if (const auto header = ReadHeader(file)) CheckStoreHeader(file, *header, true);
+  const auto header = ReadHeader(file);
+  if (!header) return file;
+  CheckStoreHeader(file, *header, true);
+  if (header->application_id == 0 && header->has_write_ahead_log) {
+    throw StoreError(Printable(file) +
+                         ": the database has a write-ahead log and no application_id, so it may be "
+                         "another program's; move it away, or switch it back with PRAGMA "
+                         "journal_mode = DELETE if it is the store's",
+                     StoreError::Kind::kForeign, file);
+  }
   return file;
 }
 
@@ -88,7 +98,7 @@ void Database::CheckIsOurs(const std::string& database, const std::filesystem::p
   const auto pragma = [&](const char* field) {
     return connection_.Number("PRAGMA " + Quoted(schema) + "." + field, schema);
   };
-  const FileHeader header{pragma("application_id"), pragma("user_version")};
+  const FileHeader header{pragma("application_id"), pragma("user_version"), false};
   // Without an application_id its tables show whose it is.
   const bool is_ours =
       header.application_id == 0 &&

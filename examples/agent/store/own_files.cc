@@ -63,6 +63,27 @@ bool IsDatabaseFile(const Catalogue& catalogue, std::string_view name, const IsM
   });
 }
 
+// Whether the database's header says that it is another program's. Release 1.0.0 set no
+// application_id. Throws StoreError for what is not a file.
+bool IsForeign(const std::filesystem::path& database) {
+  const auto header = ReadHeader(database);
+  return header && header->application_id != 0 &&
+         header->application_id != telemetry::contract::tables::kApplicationId;
+}
+
+// The same of any entry of a store's folder.
+bool IsForeignDatabase(const Catalogue& catalogue, const std::filesystem::path& folder,
+                       std::string_view name) {
+  if (!IsDatabaseFile(catalogue, name, [](std::string_view suffix) { return suffix.empty(); })) {
+    return false;
+  }
+  try {
+    return IsForeign(folder / name);
+  } catch (const StoreError&) {
+    return false;  // the write that needs it reports it
+  }
+}
+
 }  // namespace
 
 bool IsOwnFile(const Catalogue& catalogue, std::string_view name) {
@@ -79,7 +100,7 @@ void CloseToOthers(const std::filesystem::path& folder, const Catalogue& catalog
   const std::vector<std::string> names = NamesIn(folder);
   bool holds_others = names.empty();  // or nobody knows
   for (const std::string& name : names) {
-    if (IsOwnFile(catalogue, name)) {
+    if (IsOwnFile(catalogue, name) && !IsForeignDatabase(catalogue, folder, name)) {
       MakePrivate(folder / name);
     } else {
       holds_others = true;
@@ -106,11 +127,7 @@ void RemoveLeftTies(const std::filesystem::path& folder, const Catalogue& catalo
   for (std::string name : has([](std::string_view suffix) { return suffix == kJournal; })) {
     name.resize(name.size() - kJournal.size());
     try {
-      const auto header = ReadHeader(folder / name);
-      // Release 1.0.0 set none.
-      const bool is_ours = !header || header->application_id == 0 ||
-                           header->application_id == telemetry::contract::tables::kApplicationId;
-      if (!is_ours) return;
+      if (IsForeign(folder / name)) return;
       locked.push_back(std::make_unique<Connection>(folder / name, std::chrono::milliseconds(0),
                                                     Connection::Mode::kWrite));
       locked.back()->Execute("BEGIN IMMEDIATE");

@@ -328,7 +328,8 @@ std::optional<FileHeader> ReadHeader(const std::filesystem::path& file) {
     for (size_t i = 0; i < 4; ++i) value = value << 8 | header[offset + i];
     return int64_t{static_cast<int32_t>(value)};
   };
-  return FileHeader{number(kApplicationId), number(kUserVersion)};
+  constexpr unsigned char kWriteAheadLog = 2;
+  return FileHeader{number(kApplicationId), number(kUserVersion), header[18] == kWriteAheadLog};
 }
 
 void CheckHeader(const std::filesystem::path& file, const FileHeader& header,

@@ -141,6 +141,7 @@ class Connection {
 struct FileHeader {
   int64_t application_id;
   int64_t user_version;
+  bool has_write_ahead_log;
 };
 
 // Nothing where the file is not there, is not a database, or is none yet. The file is asked and
