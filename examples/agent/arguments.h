@@ -14,6 +14,15 @@ inline std::filesystem::path PathOf(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
 }
 
+// Accepts any name of a folder but none at all.
+inline CLI::Validator FolderName() {
+  return CLI::Validator(
+      [](const std::string& name) {
+        return name.empty() ? std::string("Name of the folder is empty") : std::string();
+      },
+      "DIR");
+}
+
 // Accepts the name of a folder that is there.
 inline CLI::Validator ExistingFolder() {
   return CLI::Validator(

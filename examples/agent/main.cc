@@ -21,6 +21,7 @@
 #include "collectors/windows/windows.h"
 #else
 #include <fcntl.h>
+#include <signal.h>
 #endif
 
 namespace ovix::agent {
@@ -158,7 +159,8 @@ int Run(int argc, char** argv) {
 
   CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
   collect->add_option("store", folder, "Folder of the databases; made where it is missing")
-      ->required();
+      ->required()
+      ->check(FolderName());
   collect->add_option("--root", root, "Read a Linux machine whose files lie in this folder")
       ->check(ExistingFolder());
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
@@ -191,11 +193,15 @@ void OccupyClosedStreams() {
     if (fcntl(stream, F_GETFD) == -1) open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
   }
 }
+
+// A reader of the output that goes away must not end a run in the middle of its writes.
+void IgnoreClosedPipes() { signal(SIGPIPE, SIG_IGN); }
 #endif
 
 int Main(int argc, char** argv) {
 #ifndef _WIN32
   OccupyClosedStreams();
+  IgnoreClosedPipes();
 #endif
   const int exit_code = Run(argc, argv);
   if (std::cout.flush()) return exit_code;

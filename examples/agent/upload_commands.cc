@@ -3,12 +3,15 @@
 #include <google/protobuf/util/json_util.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "arguments.h"
@@ -38,6 +41,7 @@ struct AckOptions {
   std::string file;
 };
 
+// Prints the first payload of the message `shown`.
 void Show(const UploadResult& result, const std::string& shown) {
   for (const Payload& payload : result.built.payloads) {
     if (payload.message->GetDescriptor()->name() != shown) continue;
@@ -50,6 +54,7 @@ void Show(const UploadResult& result, const std::string& shown) {
     }
     return;
   }
+  if (!shown.empty()) PrintNote(shown + ": no payload was built, as no record of it is new");
 }
 
 void PrintResult(const UploadResult& result, const std::string& shown) {
@@ -68,16 +73,35 @@ void PrintResult(const UploadResult& result, const std::string& shown) {
   for (const std::string& line : result.problems) PrintProblem(line);
 }
 
-// Accepts a whole number of 1 or more.
+// Accepts a whole number of 1 or more that 64 bits hold.
 CLI::Validator AtLeastOne() {
   return CLI::Validator(
-      [](const std::string& number) {
-        const bool is_whole = number.find_first_not_of("0123456789") == std::string::npos;
-        return is_whole && number.find_first_not_of('0') != std::string::npos
-                   ? std::string()
+      [](const std::string& number) -> std::string {
+        uint64_t value = 0;
+        const char* const end = number.data() + number.size();
+        const auto [read_to, error] = std::from_chars(number.data(), end, value);
+        // CLI11 takes what is larger than the largest number for that.
+        if (error == std::errc::result_out_of_range ||
+            value == std::numeric_limits<uint64_t>::max()) {
+          return "Value " + number + " is too large";
+        }
+        return error == std::errc() && read_to == end && value != 0
+                   ? ""
                    : "Value " + number + " is not a whole number of 1 or more";
       },
       "POSITIVE");
+}
+
+// Accepts the name of a message that `upload` builds payloads of, without its package.
+CLI::Validator BuiltPayload() {
+  return CLI::Validator(
+      [](const std::string& name) -> std::string {
+        for (const auto* message : BuiltPayloads()) {
+          if (message->name() == name) return "";
+        }
+        return name + " is not a payload that is built; docs/payloads.md lists those that are";
+      },
+      "MESSAGE");
 }
 
 // Whether anything has a database's name here; what is wrong with it is for the store to tell.
@@ -167,7 +191,9 @@ int RunAck(const AckOptions& options) {
   const Outbox::Taken taken = outbox.Acknowledge(ids, unknown, problems);
   std::cout << taken.payloads << (taken.payloads == 1 ? " payload" : " payloads")
             << " acknowledged and removed, " << taken.bytes << " bytes\n";
-  for (const std::string& line : outbox.remarks()) PrintNote(line);
+  for (const std::string& line : outbox.remarks()) {
+    if (std::find(problems.begin(), problems.end(), line) == problems.end()) PrintNote(line);
+  }
   for (const std::string& id : unknown) PrintProblem(id + ": is not in the outbox");
   for (const std::string& line : problems) PrintProblem(line);
   return !problems.empty() ? 1 : !unknown.empty() ? 2 : 0;
@@ -183,7 +209,8 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
       ->check(ExistingFolder());
   upload
       ->add_option("outbox", to_upload->outbox, "Folder of the payloads; made where it is missing")
-      ->required();
+      ->required()
+      ->check(FolderName());
   upload->add_option("--root", to_upload->root, "The machine that was collected: see collect")
       ->check(ExistingFolder())
       ->capture_default_str();
@@ -198,7 +225,8 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
                    "Payloads that wait longer are dropped")
       ->check(CLI::Range(2, 36500))
       ->capture_default_str();
-  upload->add_option("--show", to_upload->shown, "Print the first payload of this message as JSON");
+  upload->add_option("--show", to_upload->shown, "Print the first payload of this message as JSON")
+      ->check(BuiltPayload());
   upload->callback([to_upload, &exit_code] { exit_code = RunUpload(*to_upload) ? 0 : 1; });
 
   CLI::App* ack = app.add_subcommand("ack", "Remove payloads that were received from the outbox");

@@ -175,6 +175,18 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   expect(outbox + " --file - </dev/null", 0, "0 payloads acknowledged", 3);
 #endif
 
+  // A label that is none is reported once, and not taken for the payload that is asked for.
+  const std::string stem = "20261120T000000000Z-0000000000001-IdentityAsCDM";
+  folder.Write("outbox/" + stem + ".json", "not JSON");
+  folder.Write("outbox/" + stem + ".binpb", "x");
+  const Outcome unread = RunAgent("ack " + outbox + " " + unknown);
+  EXPECT_EQ(unread.exit_code, 1);
+  const size_t said = unread.output.find(stem + ".json: is not a label");
+  EXPECT_NE(said, std::string::npos) << unread.output;
+  EXPECT_EQ(unread.output.find(stem, said + 1), std::string::npos) << unread.output;
+  std::filesystem::remove(folder / ("outbox/" + stem + ".json"));
+  std::filesystem::remove(folder / ("outbox/" + stem + ".binpb"));
+
   // The second one is refused, whichever command it is.
   const agent::Outbox held(outbox, agent::UploadLock::IfMissing::kMake, agent::Files::System());
   expect(outbox + " " + ids[3], 1, "outbox: another ovix-agent works on this outbox", 3);
@@ -232,6 +244,12 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
        "holds no databases"},
       {"upload " + (folder / "machine").string() + " x --max-bytes -1", "--max-bytes: Value -1 is"},
       {"upload " + (folder / "machine").string() + " x --max-bytes 0kb", "--max-bytes: Value 0 is"},
+      {"upload " + (folder / "machine").string() + " x --max-bytes 99999999999999999999999",
+       "--max-bytes: Value 99999999999999999999999 is too large"},
+      {"upload " + (folder / "machine").string() + " x --show Nope",
+       "--show: Nope is not a payload"},
+      {"upload " + (folder / "machine").string() + " ''", "outbox: Name of the folder is empty"},
+      {"collect ''", "store: Name of the folder is empty"},
       {"upload " + (folder / "machine").string() + " x --max-age-days 1", "--max-age-days"},
 #ifndef _WIN32  // whose shell has no such text
       {"show \"$(printf 'a\\nb\\033[31m\\377')\"", "a\\nb\\x1b[31m\\xff; see"},
@@ -292,6 +310,12 @@ TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
         << arguments << "\n"
         << outcome.output;
   }
+  // A reader that is gone ends no run in the middle.
+  RunProgram("{ sleep 0.2; { " OVIX_TESTS_AGENT, collect + " 2>" + (folder / "said").string() +
+                                                     "; echo $? >" + (folder / "code").string() +
+                                                     "; }; } | true");
+  EXPECT_EQ(folder.Read("code"), "1\n");
+  EXPECT_NE(folder.Read("said").find("standard output: cannot be written"), std::string::npos);
   EXPECT_EQ(RunAgent(collect).exit_code, 0) << "the store is sound";
 }
 #endif

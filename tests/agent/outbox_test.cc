@@ -209,9 +209,9 @@ TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
     EXPECT_EQ(outbox.DropUpTo(1, problems).payloads, 1);
     EXPECT_EQ(outbox.remarks().size(),
 #ifdef _WIN32
-              2U
+              3U
 #else
-              4U
+              5U
 #endif
     );
   }

@@ -83,14 +83,19 @@ void Outbox::Look() {
 
 void Outbox::ReadLabel(const std::string& stem, Standing& standing) {
   std::string json;
-  if (const auto error = files_.Read(folder_ / (stem + kLabelEnding), kLongestLabel, json)) {
-    unread_.push_back(Printable(folder_ / (stem + kLabelEnding)) + ": the label cannot be read (" +
-                      error.message() + "); fix its permissions");
+  const auto unread = [&](const std::string& why) {
+    unread_.push_back(Printable(folder_ / (stem + kLabelEnding)) + ": " + why);
     remarks_.push_back(unread_.back());
-    return;
+  };
+  if (const auto error = files_.Read(folder_ / (stem + kLabelEnding), kLongestLabel, json)) {
+    return unread("the label cannot be read (" + error.message() + "); fix its permissions");
   }
   const auto label = Label::FromJson(json);
-  if (!label) return;
+  if (!label) {
+    return unread(
+        "is not a label (JSON with the id of a payload); restore it, or remove it with "
+        "its payload");
+  }
   if (label->bytes != standing.payload_bytes) {
     remarks_.push_back(Printable(folder_ / (stem + kPayloadEnding)) + ": has " +
                        std::to_string(standing.payload_bytes) + " bytes, its label says " +
