@@ -114,6 +114,43 @@ TEST(StoreErrors, NameTheDatabaseThatIsLocked) {
   EXPECT_EQ(store.Put(application).inserted, 1) << "once the lock is gone, all goes on";
 }
 
+TEST(StoreErrors, NameTheAttachedDatabaseThatRefusesARow) {
+  const Folder folder;
+  profile::Application application;
+  Store(folder.path(), Library(), Options()).Put(application);
+  agent::Connection(folder / "DeviceProfileEvents.db", std::chrono::milliseconds(0))
+      .Execute(
+          "CREATE TRIGGER t BEFORE INSERT ON ApplicationEvents "
+          "BEGIN SELECT RAISE(ABORT, 'no more'); END");
+  application.set_name("new");
+  Store store(folder.path(), Library(), Options());
+  ExpectContains(ErrorOf([&] { store.Put(application); }), {"DeviceProfileEvents.db: ", "no more"});
+}
+
+TEST(StoreErrors, DoNotSetAsideWhatAnotherStoreHasMadeAnew) {
+  const Folder folder;
+  const auto file = folder / "DeviceProfile.db";
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  const std::string sound = folder.Read("DeviceProfile.db");
+  folder.Write("DeviceProfile.db", "no database, but long enough to be read as one");
+  agent::Patience patience(std::chrono::seconds(0));
+  auto lock =
+      std::make_unique<agent::FolderLock>(folder.path(), patience, agent::FolderLock::Kind::kAlone);
+  std::thread waiting([&] {
+    Store store(folder.path(), Library(), {.patience = std::chrono::seconds(60)});
+    store.Put(profile::Application());
+    EXPECT_TRUE(store.TakeProblems().empty());
+  });
+  // It meets the damage, and waits for the folder to set the file aside.
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  folder.Write("DeviceProfile.db", sound);
+  lock.reset();
+  waiting.join();
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    EXPECT_EQ(entry.path().string().find(".damaged-"), std::string::npos) << entry.path();
+  }
+}
+
 TEST(StoreErrors, SetADatabaseAsideOnceHoweverManyMeetIt) {
   for (int round = 0; round < 5; ++round) {
     const Folder folder;

@@ -375,6 +375,22 @@ TEST(StoreArrivals, SeeOneStateOfAllDatabasesInASnapshot) {
 
 // --- Sharing
 
+// Otherwise two writers read, and neither can write before the other has ended.
+TEST(StoreSharing, LocksADatabaseBeforeItReads) {
+  const Folder folder;
+  bool was_locked = false;
+  Store(folder.path(), Library(), Options()).Put(profile::Application());
+  agent::Connection other(folder / "DeviceProfile.db", std::chrono::milliseconds(0));
+  // Asked for the time, a write is within its transaction.
+  Store store(folder.path(), Library(), {.clock = [&] {
+                was_locked = ErrorOf([&] { other.Execute("BEGIN IMMEDIATE"); }) != "no error";
+                other.RollBack();
+                return clock_now;
+              }});
+  store.Put(profile::Application());
+  EXPECT_TRUE(was_locked);
+}
+
 TEST(StoreSharing, LetsThreadsWithStoresOfTheirOwnWriteAtOnce) {
   const Folder folder;
   constexpr int kThreads = 4;
