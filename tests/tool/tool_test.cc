@@ -503,9 +503,6 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
       {"list --database HealtLog", "", "is it HealthLog?"},
       {"show BateryHealthLog", "",
        "BateryHealthLog: no contract has this name; is it BatteryHealthLog?"},
-      {"show HwBattery", "",
-       "HwBattery: is ambiguous; write ovix.telemetry.contract.storage.device_profile.HwBattery "
-       "or"},
       {"show \"\"", "", "no contract has this name"},
       {"show \"a\nb\x1b[1m\"", "", "a b [1m: no contract has this name"},
       {"ddl --from " + path("text"), "", "is no descriptor set"},

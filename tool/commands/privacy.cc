@@ -171,7 +171,7 @@ void AddPrivacy(CLI::App& app, int&) {
       command
           ->add_option(
               "name", options->name,
-              "Only this message: its full name, or the end of it if no other has the same")
+              "Only this message: its name, full or its end, a gun or the label file of a payload")
           ->type_name("NAME");
   command->add_flag("--tables", options->tables, "Only the tables")->excludes(name);
   command->add_flag("--payloads", options->payloads, "Only the payloads")->excludes(name);

@@ -6,6 +6,7 @@
 #include "commands/commands.h"
 #include "contracts/contracts.h"
 #include "contracts/names.h"
+#include "terminal/error.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
@@ -34,7 +35,7 @@ void AddShow(CLI::App& app, int&) {
   const auto options = std::make_shared<Options>();
   command
       ->add_option("name", options->name,
-                   "Its full name, or the end of it where no other has the same")
+                   "What to show: a name, full or its end, a gun or the label file of a payload")
       ->type_name("NAME")
       ->required();
   AddFormat(*command, options->format);
@@ -46,6 +47,7 @@ void AddShow(CLI::App& app, int&) {
   command->callback([options] {
     const Contracts& contracts = Contracts::Installed();
     const Named named = FindNamed(contracts, options->name);
+    if (named.field != nullptr) throw Error(options->name + ": is a field; name a message");
     WriteAll(named.message != nullptr ? Shown(contracts, named.message, options->format)
                                       : Shown(contracts, named.enumeration, options->format));
   });

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "terminal/error.h"
-
 namespace ovix::tool {
 namespace {
 
@@ -25,19 +23,6 @@ size_t Distance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
-bool IsEndOf(const std::string& name, const std::string& full_name) {
-  return full_name == name || full_name.ends_with("." + name);
-}
-
-std::string JoinedByOr(const std::vector<std::string>& names) {
-  std::string joined;
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (i != 0) joined += i + 1 == names.size() ? " or " : ", ";
-    joined += names[i];
-  }
-  return joined;
-}
-
 }  // namespace
 
 std::vector<std::string> Nearest(const std::string& name, const std::vector<std::string>& known) {
@@ -50,60 +35,24 @@ std::vector<std::string> Nearest(const std::string& name, const std::vector<std:
   near.erase(std::unique(near.begin(), near.end()), near.end());
   std::vector<std::string> names;
   for (const auto& [distance, candidate] : near) {
-    if (names.size() < 3) names.push_back(candidate);
+    // Of long names many come near; what is not as near as the first was hardly meant.
+    if (names.size() < 3 && distance <= near.front().first + 1) names.push_back(candidate);
   }
   return names;
 }
 
+std::string Listed(const std::vector<std::string>& names, const std::string& word) {
+  std::string listed;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (i != 0) listed += i + 1 == names.size() ? " " + word + " " : ", ";
+    listed += names[i];
+  }
+  return listed;
+}
+
 std::string Suggestion(const std::string& name, const std::vector<std::string>& known) {
   const auto near = Nearest(name, known);
-  return near.empty() ? "" : "; is it " + JoinedByOr(near) + "?";
-}
-
-Named FindNamed(const Contracts& contracts, const std::string& name) {
-  std::vector<Named> found;
-  std::vector<std::string> full_names;
-  std::vector<std::string> known;
-  const auto consider = [&](const auto* descriptor, const Named& named) {
-    const std::string& full_name = descriptor->full_name();
-    if (full_name == name) {
-      found = {named};
-      full_names = {full_name};
-      return true;
-    }
-    if (IsEndOf(name, full_name)) {
-      found.push_back(named);
-      full_names.push_back(full_name);
-    }
-    // A message inside another is known by either name.
-    known.push_back(descriptor->name());
-    if (ShortName(descriptor) != descriptor->name()) known.push_back(ShortName(descriptor));
-    if (name.find('.') != std::string::npos) known.push_back(full_name);
-    return false;
-  };
-  for (const Descriptor* message : contracts.messages()) {
-    if (consider(message, {message, nullptr})) break;
-  }
-  for (const EnumDescriptor* enumeration : contracts.enums()) {
-    if (consider(enumeration, {nullptr, enumeration})) break;
-  }
-  if (found.size() > 1) {
-    throw Error(name + ": is ambiguous; write " + JoinedByOr(full_names));
-  }
-  if (found.empty()) {
-    const std::string suggestion = Suggestion(name, known);
-    throw Error(name + ": no contract has this name" +
-                (suggestion.empty() ? "; `ovix-contracts list` shows them all" : suggestion));
-  }
-  return found.front();
-}
-
-const Descriptor* FindMessage(const Contracts& contracts, const std::string& name) {
-  const Named named = FindNamed(contracts, name);
-  if (named.message == nullptr) {
-    throw Error(name + ": is an enumeration; name a message");
-  }
-  return named.message;
+  return near.empty() ? "" : "; is it " + Listed(near, "or") + "?";
 }
 
 bool MatchesGlob(std::string_view text, std::string_view pattern) {
