@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/release.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {
@@ -50,6 +51,9 @@ CLI::Option* AddChoice(CLI::App& command, const std::string& name, Choice& choic
       ->type_name("FORMAT")
       ->default_str(choices.front().first);
 }
+
+// The option --contracts of a command that reads contracts. `release` must outlive the command.
+void AddContracts(CLI::App& command, Release& release);
 
 // The option --format of a listing.
 void AddFormat(CLI::App& command, Format& format);

@@ -17,6 +17,7 @@ namespace {
 namespace tables = telemetry::contract::tables;
 
 struct Options {
+  Release release;
   std::string database;
   std::string from;
 };
@@ -177,7 +178,9 @@ std::unique_ptr<tables::Catalogue> CatalogueOf(const Contracts& contracts,
 }
 
 void Ddl(const Options& options) {
-  const auto newer = CatalogueOf(Contracts::Installed(), "ovix-contracts");
+  const auto newer =
+      CatalogueOf(options.release.contracts(),
+                  options.release.file.empty() ? "ovix-contracts" : options.release.file);
   if (options.from.empty()) return WriteAll(NewDatabases(*newer, options.database));
   const auto before = Contracts::FromFile(options.from);
   const auto older = CatalogueOf(*before, options.from);
@@ -195,6 +198,7 @@ void AddDdl(CLI::App& app, int&) {
       ->add_option("--from", options->from,
                    "Print what brings databases of this older descriptor set to these contracts")
       ->type_name("OLD.binpb");
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts ddl --database HealthLog | sqlite3 HealthLog.db\n"

@@ -14,6 +14,7 @@ namespace ovix::tool {
 namespace {
 
 struct Options {
+  Release release;
   bool tables = false;
   bool payloads = false;
   std::string database;
@@ -126,8 +127,8 @@ std::string AsCsv(const Contracts& contracts, const std::vector<const Descriptor
   return csv;
 }
 
-void List(Options options) {
-  const Contracts& contracts = Contracts::Installed();
+void List(Options& options) {
+  const Contracts& contracts = options.release.contracts();
   if (!options.database.empty()) {
     CheckDatabase(contracts, options.database);
     if (!options.payloads) options.tables = true;
@@ -171,6 +172,7 @@ void AddList(CLI::App& app, int&) {
       ->add_option("--match", options->match,
                    "Only names that fit: * is any text, ? any character; case does not count")
       ->type_name("GLOB");
+  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
   command->footer(
       "Examples:\n"

@@ -16,6 +16,7 @@ namespace {
 enum class PrivacyFormat { kTable, kJson, kCsv, kMarkdown };
 
 struct Options {
+  Release release;
   std::string name;
   std::string privacy;
   bool tables = false;
@@ -128,8 +129,8 @@ std::string AsMarkdown(const std::vector<Holder>& holders) {
   return text;
 }
 
-void Show(Options options) {
-  const Contracts& contracts = Contracts::Installed();
+void Show(Options& options) {
+  const Contracts& contracts = options.release.contracts();
   if (!options.tables && !options.payloads) options.tables = options.payloads = true;
   std::vector<const Descriptor*> messages;
   if (!options.name.empty()) {
@@ -185,6 +186,7 @@ void AddPrivacy(CLI::App& app, int&) {
                                        "content or interaction";
       })
       ->type_name("CLASS");
+  AddContracts(*command, options->release);
   AddChoice(*command, "--format", options->format,
             {{"table", PrivacyFormat::kTable},
              {"json", PrivacyFormat::kJson},

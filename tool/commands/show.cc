@@ -29,6 +29,7 @@ std::string Shown(const Contracts& contracts, const AnyDescriptor* descriptor, F
 void AddShow(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand("show", "Show one message or enumeration whole");
   struct Options {
+    Release release;
     std::string name;
     Format format = Format::kTable;
   };
@@ -38,6 +39,7 @@ void AddShow(CLI::App& app, int&) {
                    "What to show: a name, full or its end, a gun or the label file of a payload")
       ->type_name("NAME")
       ->required();
+  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
   command->footer(
       "Examples:\n"
@@ -45,7 +47,7 @@ void AddShow(CLI::App& app, int&) {
       "  ovix-contracts show upload.device_profile.HwBattery\n"
       "  ovix-contracts show HwBatteryHealthLogAsCDM --format json");
   command->callback([options] {
-    const Contracts& contracts = Contracts::Installed();
+    const Contracts& contracts = options->release.contracts();
     const Named named = FindNamed(contracts, options->name);
     if (named.field != nullptr) throw Error(options->name + ": is a field; name a message");
     WriteAll(named.message != nullptr ? Shown(contracts, named.message, options->format)
