@@ -67,6 +67,47 @@ TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
   }
 }
 
+TEST(ToolLookup, ShowsOneFieldByItsPath) {
+  const Folder folder;
+  const std::string log = kStorage + std::string("device_health.BatteryHealthLog");
+  const struct {
+    std::string name;
+    std::string heading;
+    std::string has;      // besides the heading
+    const char* has_not;  // what belongs to other fields
+  } cases[] = {
+      {"BatteryHealthLog.age", log + ".age", "\n     7  age  uint32  implicit\n", "cycle_count"},
+      {log + ".age", log + ".age", "of        table BatteryHealthLog\n", "cycle_count"},
+      {"BatteryHealthLog.battery_status.discharging",
+       kStorage + std::string("device_health.BatteryStatus.discharging"),
+       "discharging  bool  implicit\n          Bit 6.", "fully_charged"},
+      {"BatteryHealthLog.battery_status", log + ".battery_status", "BatteryStatus (part)\n",
+       "cycle_count"},
+      {kGun + std::string(".battery_serial_number"),
+       kPayload + std::string(".battery_serial_number"),
+       "from BatteryHealthLog.serial_number: renamed", "battery_c_t_number"},
+      {"HwBattery.serial_number", kStorage + std::string("device_profile.HwBattery.serial_number"),
+       "key", "ct_number"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const ProgramRun run = RunTool(folder, "show " + c.name);
+    EXPECT_EQ(run.exit_code, 0) << run.errors;
+    EXPECT_TRUE(run.output.starts_with(c.heading + " (field)\n")) << run.output;
+    EXPECT_NE(run.output.find(c.has), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find(c.has_not), std::string::npos) << run.output;
+    const auto json = Json(RunTool(folder, "show --format json " + c.name).output);
+    const std::string csv = RunTool(folder, "show --format csv " + c.name).output;
+    const std::string field = c.heading.substr(c.heading.rfind('.') + 1);
+    const std::string message = c.heading.substr(0, c.heading.rfind('.'));
+    EXPECT_EQ(json.fields().at("message").string_value(), message);
+    EXPECT_EQ(json.fields().at("field").struct_value().fields().at("name").string_value(), field);
+    EXPECT_EQ(csv.rfind("message,number,field,", 0), 0u);
+    EXPECT_EQ(csv.find("\r\n" + message + ","), csv.find("\r\n")) << csv;
+    EXPECT_NE(csv.find("," + field + ","), std::string::npos) << csv;
+  }
+}
+
 TEST(ToolLookup, SaysInOneLineWhatComesNear) {
   const Folder folder;
   const auto write = [&](const char* name, const std::string& text) {
@@ -96,6 +137,13 @@ TEST(ToolLookup, SaysInOneLineWhatComesNear) {
       {write("payload.binpb", "\x0a\x05"), "is not a label: line 2 is not JSON"},
       {write("deep.json", std::string(1000000, '[')), "is not a label: line 1 is not JSON"},
       {write("large.json", std::string(1100000, ' ')), "is not a label: it is larger than 1 MiB"},
+      {"BatteryHealthLog.agee", "BatteryHealthLog has no field agee; is it age?"},
+      {"BatteryHealthLog.age.x", "BatteryHealthLog.age is of type uint32 and has no fields"},
+      {"BatteryHealthLog.battery_status.discharing",
+       "device_health.BatteryStatus has no field discharing; is it discharging?"},
+      {"BatteryHealthLog.zzzzzzzz", "`ovix-contracts show BatteryHealthLog` shows them all"},
+      {"BatteryHealthLog.", "BatteryHealthLog has no field "},
+      {"PcWindowsServicesInfoAsCDM.WindowsServicesInf", "is it WindowsServicesInfo?"},
       {"PowerScheme", "PowerScheme: is ambiguous; write ovix."},
       {"FwBios.x", "ovix.telemetry.contract.storage.device_profile.FwBios has no field x"},
   };
@@ -107,6 +155,31 @@ TEST(ToolLookup, SaysInOneLineWhatComesNear) {
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
   }
+}
+
+TEST(ToolLookup, RefusesAFieldWhereAMessageBelongs) {
+  const Folder folder;
+  for (const std::string command : {"decode", "encode", "privacy"}) {
+    const ProgramRun run = RunTool(folder, command + " BatteryHealthLog.age");
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.errors, "ovix-contracts: BatteryHealthLog.age: is a field; name a message\n");
+  }
+}
+
+TEST(ToolLookup, HelpsWithTheProgramAndItsCommands) {
+  const Folder folder;
+  for (const std::string command : {"", "list", "help", "decode"}) {
+    SCOPED_TRACE(command);
+    const ProgramRun run = RunTool(folder, "help " + command);
+    EXPECT_EQ(run.exit_code, 0) << run.errors;
+    EXPECT_EQ(run.output, RunTool(folder, command + " --help").output);
+    EXPECT_NE(run.output.find("Usage: ovix-contracts " + (command.empty() ? "[" : command)),
+              std::string::npos)
+        << run.output;
+  }
+  const ProgramRun run = RunTool(folder, "help lst");
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_EQ(run.errors, "ovix-contracts: lst: is not a command; is it list?\n");
 }
 
 }  // namespace

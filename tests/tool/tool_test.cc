@@ -156,6 +156,15 @@ TEST(ToolList, TakesFilters) {
        {"BatteryHealthLog", "180 days, 128 MB in all"},
        {"HwBattery", "AsCDM"}},
       {"--match \"hwbatt*\"", {"HwBattery", "HwBatteryHealthLogAsCDM"}, {"BootHealthLog"}},
+      {"--match BATTERYH", {"BatteryHealthLog", "HwBatteryHealthLogAsCDM"}, {"HwBattery "}},
+      {"--match pcLogHwBattery", {"HwBatteryHealthLogAsCDM"}, {"BatteryHealthLog  "}},
+      {"--match \"*pcLogHwBatteryHealth.version.1\"", {"HwBatteryHealthLogAsCDM"}, {"TABLE"}},
+      {"--match category.pcLogHwBatteryHealth.version.1", {"HwBatteryHealthLogAsCDM"}, {"TABLE"}},
+      {"--match device_health", {"BatteryHealthLog"}, {"HwBattery "}},
+      // In every name and every gun, and so not looked for there.
+      {"--match telemetry", {"TarvelAgentTelemetryStorageUsageAsCDM"}, {"HwBattery"}},
+      {"--match eventDetail", {}, {"TABLE", "PAYLOAD"}},
+      {"--match version", {}, {"HwBattery"}},
       {"--match \"?wBattery\"", {"serial_number, ct_number"}, {"AsCDM"}},
   };
   for (const auto& c : cases) {
@@ -498,7 +507,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
     const char* said;
   } cases[] = {
       {"", "", "subcommand"},
-      {"lst", "", "lst: is no command; is it list?"},
+      {"lst", "", "lst: is not a command; is it list?"},
       {"list --format xml", "", "'xml' is none of table, json or csv"},
       {"list --database HealtLog", "", "is it HealthLog?"},
       {"show BateryHealthLog", "",

@@ -1,4 +1,4 @@
-// show: one message or enumeration whole.
+// show: one message, field or enumeration whole.
 #include "show/show.h"
 
 #include <memory>
@@ -6,7 +6,6 @@
 #include "commands/commands.h"
 #include "contracts/contracts.h"
 #include "contracts/names.h"
-#include "terminal/error.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
@@ -27,7 +26,7 @@ std::string Shown(const Contracts& contracts, const AnyDescriptor* descriptor, F
 }  // namespace
 
 void AddShow(CLI::App& app, int&) {
-  CLI::App* command = app.add_subcommand("show", "Show one message or enumeration whole");
+  CLI::App* command = app.add_subcommand("show", "Show one message, field or enumeration whole");
   struct Options {
     Release release;
     std::string name;
@@ -35,8 +34,10 @@ void AddShow(CLI::App& app, int&) {
   };
   const auto options = std::make_shared<Options>();
   command
-      ->add_option("name", options->name,
-                   "What to show: a name, full or its end, a gun or the label file of a payload")
+      ->add_option(
+          "name", options->name,
+          "What to show: a name, full or its end, a gun or the label file of a payload, or one "
+          "of these and a path to a field")
       ->type_name("NAME")
       ->required();
   AddContracts(*command, options->release);
@@ -44,14 +45,15 @@ void AddShow(CLI::App& app, int&) {
   command->footer(
       "Examples:\n"
       "  ovix-contracts show BatteryHealthLog\n"
+      "  ovix-contracts show BatteryHealthLog.battery_status.charging\n"
       "  ovix-contracts show upload.device_profile.HwBattery\n"
       "  ovix-contracts show HwBatteryHealthLogAsCDM --format json");
   command->callback([options] {
     const Contracts& contracts = options->release.contracts();
     const Named named = FindNamed(contracts, options->name);
-    if (named.field != nullptr) throw Error(options->name + ": is a field; name a message");
-    WriteAll(named.message != nullptr ? Shown(contracts, named.message, options->format)
-                                      : Shown(contracts, named.enumeration, options->format));
+    WriteAll(named.field != nullptr     ? Shown(contracts, named.field, options->format)
+             : named.message != nullptr ? Shown(contracts, named.message, options->format)
+                                        : Shown(contracts, named.enumeration, options->format));
   });
 }
 

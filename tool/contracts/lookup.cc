@@ -117,8 +117,9 @@ Named Choose(const std::vector<Named>& found, const std::string& name) {
   }
   if (preferred.size() != 1) throw Error(name + ": is ambiguous; write " + Listed(names, "or"));
   const Named& taken = preferred.front();
-  std::cerr << "ovix-contracts: " << name << ": taken as the " << KindText(KindOf(MessageOf(taken)))
-            << " " << FullName(taken) << "; also of this name: " << Listed(others, "and") << "\n";
+  const char* kind = taken.field != nullptr ? "field" : KindText(KindOf(taken.message));
+  std::cerr << "ovix-contracts: " << name << ": taken as the " << kind << " " << FullName(taken)
+            << "; also of this name: " << Listed(others, "and") << "\n";
   return taken;
 }
 

@@ -1,6 +1,7 @@
 #include "contracts/names.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace ovix::tool {
 namespace {
@@ -21,6 +22,38 @@ size_t Distance(const std::string& a, const std::string& b) {
     }
   }
   return row[b.size()];
+}
+
+std::string Lower(std::string_view text) {
+  std::string lower;
+  for (const char c : text) lower += Lower(c);
+  return lower;
+}
+
+// What nine of ten names begin with, up to a dot.
+std::string CommonPrefix(std::vector<std::string> names) {
+  if (names.empty()) return "";
+  std::sort(names.begin(), names.end());
+  std::string prefix = names[names.size() / 2];  // it has every prefix that most have
+  const auto is_common = [&] {
+    const auto count = std::count_if(names.begin(), names.end(), [&](const std::string& name) {
+      return name.starts_with(prefix);
+    });
+    return 10 * static_cast<size_t>(count) >= 9 * names.size();
+  };
+  do {
+    prefix.erase(prefix.find_last_of('.', prefix.size() - 2) + 1);
+  } while (!prefix.empty() && !is_common());
+  return prefix;
+}
+
+// Whether the word is in the text and reaches into text[begin, end).
+bool HasWord(std::string_view text, std::string_view word, size_t begin, size_t end) {
+  const std::string lower = Lower(text);
+  for (size_t at = lower.find(word); at < end; at = lower.find(word, at + 1)) {
+    if (at + word.size() > begin) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -75,6 +108,30 @@ bool MatchesGlob(std::string_view text, std::string_view pattern) {
   }
   while (p < pattern.size() && pattern[p] == '*') ++p;
   return p == pattern.size();
+}
+
+Matcher::Matcher(const Contracts& contracts, std::string pattern) : pattern_(Lower(pattern)) {
+  std::vector<std::string> names, guns;
+  for (const Descriptor* table : contracts.tables()) names.push_back(table->full_name());
+  for (const Descriptor* payload : contracts.payloads()) {
+    names.push_back(payload->full_name());
+    guns.push_back(PayloadOptionsOf(payload).gun);
+  }
+  name_prefix_ = CommonPrefix(std::move(names));
+  gun_prefix_ = CommonPrefix(std::move(guns));
+}
+
+bool Matcher::Matches(const Descriptor* message) const {
+  const std::string& name = message->full_name();
+  const std::string gun = PayloadOptionsOf(message).gun;
+  if (pattern_.find_first_of("*?") != std::string::npos) {
+    return MatchesGlob(ShortName(message), pattern_) || MatchesGlob(name, pattern_) ||
+           MatchesGlob(gun, pattern_);
+  }
+  return HasWord(name, pattern_, name.starts_with(name_prefix_) ? name_prefix_.size() : 0,
+                 name.size()) ||
+         HasWord(gun, pattern_, gun.starts_with(gun_prefix_) ? gun_prefix_.size() : 0,
+                 std::min(gun.rfind(".version."), gun.size()));
 }
 
 }  // namespace ovix::tool

@@ -41,6 +41,20 @@ std::string Suggestion(const std::string& name, const std::vector<std::string>& 
 // match without regard to case.
 bool MatchesGlob(std::string_view text, std::string_view pattern);
 
+// Finds tables and payloads by a pattern: with * or ? one that fits the whole of their name, short
+// or full, or gun; without one a text in it, not in what nearly all begin with. Letters
+// match without regard to case.
+class Matcher {
+ public:
+  Matcher(const Contracts& contracts, std::string pattern);
+  bool Matches(const Descriptor* message) const;
+
+ private:
+  const std::string pattern_;
+  std::string name_prefix_;  // what nearly all full names begin with
+  std::string gun_prefix_;
+};
+
 }  // namespace ovix::tool
 
 #endif  // OVIX_TOOL_CONTRACTS_NAMES_H_
