@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "ovix/telemetry/contract/version.h"
 #include "terminal/error.h"
 #include "terminal/output.h"
@@ -53,6 +54,11 @@ int Main(int argc, char** argv) {
 
   for (CLI::App* command : app.get_subcommands(nullptr)) {
     command->set_help_flag("-h,--help", "Print this help and exit");
+  }
+  // The words that follow are another command's: nothing of them is an option here.
+  if (argc > 1 && argv[1] == std::string("complete")) {
+    WriteAll(Completions(app, {argv + 2, argv + argc}));
+    return kDone;
   }
   // CLI11 would only report that a command is missing.
   if (argc > 1 && argv[1][0] != '-') CommandOf(app, argv[1]);

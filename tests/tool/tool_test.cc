@@ -604,7 +604,7 @@ TEST(ToolErrors, KeepTheFileThatWasThere) {
 TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
   const Folder folder;
   const std::string man = RunTool(folder, "describe --as man").output;
-  const std::string completion = RunTool(folder, "describe --as bash").output;
+  const std::string commands_completed = RunTool(folder, "complete \"\"").output;
   const std::string page = [] {
     std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/tool.md");
     return std::string{std::istreambuf_iterator<char>(file), {}};
@@ -623,7 +623,8 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
     if (command == "ovix-contracts") continue;
     ++commands;
     SCOPED_TRACE(command);
-    EXPECT_NE(completion.find("    " + command + ")"), std::string::npos);
+    EXPECT_NE(commands_completed.find("\n" + command + "\t"), std::string::npos);
+    const std::string completion = RunTool(folder, "complete " + command + " --").output;
     EXPECT_NE(page.find("## " + command), std::string::npos) << "docs/tool.md has no section";
     const std::string text = RunTool(folder, command + " --help").output;
     EXPECT_NE(text.find("Examples:"), std::string::npos);
@@ -634,7 +635,7 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
       const std::string name = word.substr(
           option, word.find_first_not_of("-abcdefghijklmnopqrstuvwxyz", option) - option);
       EXPECT_NE(without_escapes(man).find(name), std::string::npos) << name;
-      EXPECT_NE(completion.find(name), std::string::npos) << name;
+      EXPECT_NE(completion.find("\n" + name + "\t"), std::string::npos) << name;
     }
   }
   EXPECT_GE(commands, 6);
