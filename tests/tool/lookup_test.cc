@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string>
 
+#include "support/contracts.h"
 #include "support/folder.h"
 #include "support/tool.h"
 
@@ -65,6 +66,20 @@ TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
       EXPECT_EQ(run.errors, name == "HwBattery" ? cases[5].said : "");
     }
   }
+}
+
+TEST(ToolLookup, TakesAFullNameThatIsTheEndOfAnother) {
+  const Folder folder;
+  auto set = DescriptorSet();
+  auto* file = set.add_file();
+  file->set_name("other.proto");
+  file->set_syntax("proto3");
+  file->add_message_type()->set_name("BatteryHealthLog");
+  folder.Write("other.binpb", set.SerializeAsString());
+  const ProgramRun run = RunTool(
+      folder, "show BatteryHealthLog --contracts \"" + (folder / "other.binpb").string() + "\"");
+  EXPECT_EQ(run.errors, "");
+  EXPECT_TRUE(run.output.starts_with("BatteryHealthLog (part)\n")) << run.output;
 }
 
 TEST(ToolLookup, ShowsOneFieldByItsPath) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -92,6 +93,24 @@ TEST(ToolRelease, IsRefusedInOneLineWhereItIsNone) {
       EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
       EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     }
+  }
+}
+
+// Without comments nothing is known to be personal, which is not the same as nothing.
+TEST(ToolRelease, ListsPersonalDataOnlyWhereItIsStated) {
+  const Folder folder;
+  FileDescriptorSet set = DescriptorSet();
+  for (auto& file : *set.mutable_file()) file.clear_source_code_info();
+  folder.Write("bare.binpb", set.SerializeAsString());
+  std::filesystem::copy_file(OVIX_TESTS_SOURCE_ROOT "/compat/1.0.0/contracts.binpb",
+                             folder / "first.binpb");
+  for (const std::string name : {"bare.binpb", "first.binpb"}) {
+    const ProgramRun run =
+        RunTool(folder, "privacy --contracts \"" + (folder / name).string() + "\"");
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_NE(run.errors.find(name + ": its comments state no privacy class"), std::string::npos)
+        << run.errors;
   }
 }
 

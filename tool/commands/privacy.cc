@@ -141,6 +141,7 @@ void Show(Options& options) {
     if (options.tables) messages.insert(messages.end(), tables.begin(), tables.end());
   }
   const auto only = ReadPrivacy(options.privacy);
+  RequirePrivacy(contracts);
   const PersonalData data(contracts);
   std::vector<Holder> holders;
   for (const Descriptor* message : messages) {
