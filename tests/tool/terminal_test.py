@@ -72,7 +72,8 @@ for command, piece in (("decode", many), ("encode", b'{"time": "12:00"}\n' * 300
 # --- Completion: the line up to the cursor, and what must and what must not be among the answers; "FILES" and "FOLDERS"
 # --- stand for those.
 
-os.chdir(tempfile.mkdtemp())
+work = tempfile.TemporaryDirectory()
+os.chdir(work.name)
 os.mkdir("a folder")
 open("a file", "w").close()
 shutil.copy(contracts, "other.binpb")
@@ -130,6 +131,9 @@ _ovix_contracts
 OPTIONS = {"bash": ["--norc", "-c", SHELLS["bash"], "bash"], "zsh": ["-f", "-c", SHELLS["zsh"], "zsh"],
            "fish": ["--no-config", "-c", SHELLS["fish"]]}
 path = os.path.dirname(tool) + os.pathsep + os.environ["PATH"]
+# zsh reads the file as the body of a function of the file's name; its first answer is one too.
+ZSH_FIRST = SHELLS["zsh"].replace("source $1", "fpath=($1:h); autoload _ovix-contracts").replace(
+    "\n_ovix_contracts\n", "\n_ovix-contracts\n")
 for shell, script in (("bash", "ovix-contracts.bash"), ("zsh", "_ovix-contracts"), ("fish", "ovix-contracts.fish")):
     if shutil.which(shell) is None:
         problems.append(f"{shell} was not found; install it (scripts/setup test)")
@@ -142,6 +146,11 @@ for shell, script in (("bash", "ovix-contracts.bash"), ("zsh", "_ovix-contracts"
         given |= {word.partition("=")[2] for word in given if word.startswith("--")}
         if not must <= given or must_not & given or answer.stderr:
             problems.append(f"completion of '{line}' in {shell}: gave {sorted(given)[:12]} {answer.stderr}")
+
+answer = subprocess.run(["zsh", "-f", "-c", ZSH_FIRST, "zsh", os.path.join(pages, "_ovix-contracts"), LINES[2][0]],
+                        capture_output=True, text=True, env=dict(os.environ, PATH=path))
+if answer.stdout.split() != ["decode"]:
+    problems.append(f"the first completion in zsh: gave {answer.stdout!r} {answer.stderr}")
 
 for problem in problems:
     print("terminal: " + problem)

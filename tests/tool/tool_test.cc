@@ -176,6 +176,14 @@ TEST(ToolList, TakesFilters) {
   }
 }
 
+TEST(ToolList, SaysThatNothingMatches) {
+  const Folder folder;
+  const ProgramRun run = RunTool(folder, "list --match nothing");
+  EXPECT_EQ(run.exit_code, 0);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.errors, "ovix-contracts: --match: no table or payload matches\n");
+}
+
 TEST(ToolShow, TellsAMessageWhole) {
   const Folder folder;
   const struct {

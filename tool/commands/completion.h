@@ -14,7 +14,7 @@ enum class Shell { kBash, kZsh, kFish };
 // The script that a shell reads.
 std::string CompletionScript(Shell shell);
 
-// What the last of the words can become, which is being typed; the others stand before it, without
+// What the last of the words can become, which is being typed; the others come before it, without
 // the program. A line says what comes next, "words", "files" or "folders"; after "words" follows a
 // line for each: the word, and after a tab what it is.
 std::string Completions(const CLI::App& app, std::vector<std::string> words);

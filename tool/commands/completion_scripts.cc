@@ -35,7 +35,7 @@ _ovix_contracts() {
       _describe -t words ovix-contracts described ;;
   esac
 }
-if [[ $funcstack[1] == _ovix_contracts ]]; then
+if [[ $funcstack[1] == _ovix-contracts ]]; then  # read by the completion system, for this answer
   _ovix_contracts "$@"
 else
   compdef _ovix_contracts ovix-contracts

@@ -151,7 +151,7 @@ void List(Options& options) {
     if (options.payloads && is_meant(payload)) payloads.push_back(payload);
   }
   if (!options.match.empty() && tables.empty() && payloads.empty()) {
-    std::cerr << "ovix-contracts: --match " << options.match << ": nothing matches\n";
+    std::cerr << "ovix-contracts: --match: no table or payload matches\n";
   }
   switch (options.format) {
     case Format::kJson:
