@@ -1,13 +1,11 @@
 // ovix-contracts: shows, converts and compares the data contracts of the telemetry agent.
 #include <google/protobuf/stubs/logging.h>
 
-#include <algorithm>
 #include <exception>
 #include <iostream>
-#include <vector>
 
 #include "commands/commands.h"
-#include "contracts/names.h"
+#include "commands/completion.h"
 #include "ovix/telemetry/contract/version.h"
 #include "terminal/error.h"
 #include "terminal/output.h"
@@ -23,18 +21,6 @@ void Complain(std::string what) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
   }
   std::cerr << "ovix-contracts: " << what << "\n";
-}
-
-// Says what a wrong first word may have meant; CLI11 would only say that a command is missing.
-void CheckCommand(const CLI::App& app, int argc, char** argv) {
-  if (argc < 2 || argv[1][0] == '-') return;
-  std::vector<std::string> known;
-  for (const CLI::App* command : app.get_subcommands(nullptr)) {
-    known.push_back(command->get_name());
-  }
-  if (std::find(known.begin(), known.end(), argv[1]) != known.end()) return;
-  throw Error(std::string(argv[1]) + ": is no command" + Suggestion(argv[1], known) +
-              "; see ovix-contracts --help");
 }
 
 int Main(int argc, char** argv) {
@@ -63,17 +49,24 @@ int Main(int argc, char** argv) {
   AddDiff(app, exit_code);
   AddPrivacy(app, exit_code);
   AddCatalogue(app, exit_code);
+  AddHelp(app, exit_code);
   AddDescribe(app, exit_code);
 
   for (CLI::App* command : app.get_subcommands(nullptr)) {
     command->set_help_flag("-h,--help", "Print this help and exit");
   }
-  CheckCommand(app, argc, argv);
+  // The words that follow are another command's: nothing of them is an option here.
+  if (argc > 1 && argv[1] == std::string("complete")) {
+    WriteAll(Completions(app, {argv + 2, argv + argc}));
+    return kDone;
+  }
+  // CLI11 would only report that a command is missing.
+  if (argc > 1 && argv[1][0] != '-') CommandOf(app, argv[1]);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     const auto chosen = app.get_subcommands();
-    WriteAll(chosen.empty() ? app.help() : chosen.front()->help("ovix-contracts"));
+    WriteAll(HelpOf(app, chosen.empty() ? "" : chosen.front()->get_name()));
   } catch (const CLI::CallForVersion& version) {
     WriteAll(std::string(version.what()) + "\n");
   } catch (const CLI::ParseError& error) {

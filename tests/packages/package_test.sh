@@ -61,6 +61,11 @@ done <"$work/schemas"
 
 python3 "$here/sbom_test.py" "$prefix" "lib$name$abi" "lib$name-dev" ovix-contracts || fail "the list of contents is not right"
 
+for file in bash-completion/completions/ovix-contracts zsh/site-functions/_ovix-contracts \
+  fish/vendor_completions.d/ovix-contracts.fish man/man1/ovix-contracts.1.gz; do
+  [ -s "$prefix/share/$file" ] || fail "the tool's share/$file is not installed"
+done
+
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
   fail "the catalogue of the contracts is not installed"

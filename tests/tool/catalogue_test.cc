@@ -262,7 +262,7 @@ TEST_F(CatalogueFolder, IsReplacedWholeOrLeftAlone) {
        },
        ""},
       {"foreign", [](const fs::path& out) { Put(out / "notes/mine.txt", "mine"); },
-       "holds notes/mine.txt, which is of no catalogue; name a new folder"},
+       "holds notes/mine.txt, which is not of a catalogue; name a new folder"},
       {"another-site", [](const fs::path& out) { Put(out / "index.html", "mine"); },
        "holds index.html"},
       {"other-list", [](const fs::path& out) { Put(out / "files.txt", "index.html\n"); },

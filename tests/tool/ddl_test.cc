@@ -1,8 +1,14 @@
-// What ddl --from says of what stays in databases and is no longer read there.
+// What ddl --from says of what stays in databases and is no longer read there, and the folder that
+// ddl --out writes.
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
 
@@ -113,6 +119,90 @@ TEST(ToolDdl, SaysWhatStaysAndIsNoLongerRead) {
     EXPECT_EQ(run.exit_code, 0) << run.errors;
     EXPECT_EQ(run.output.substr(0, c.said.size()), c.said);
     EXPECT_TRUE(run.output.size() == c.said.size() || c.said.ends_with("BEGIN;\n")) << run.output;
+  }
+}
+
+std::map<std::string, std::string> FilesIn(const std::filesystem::path& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (entry.is_directory()) continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    files[entry.path().lexically_relative(folder).generic_string()] =
+        std::string(std::istreambuf_iterator<char>(file), {});
+  }
+  return files;
+}
+
+TEST(ToolDdl, WritesAScriptForEachDatabase) {
+  const Folder folder;
+  const std::string out = " --out \"" + (folder / "sql").string() + "\"";
+  ProgramRun run = RunTool(folder, "ddl" + out);
+  EXPECT_EQ(run.exit_code, 0) << run.errors;
+  EXPECT_EQ(run.output, "");
+  auto files = FilesIn(folder / "sql");
+  std::string all;
+  for (const auto& [name, sql] : files) {
+    if (name == "files.txt") continue;
+    EXPECT_EQ(sql, RunTool(folder, "ddl --database " + name.substr(0, name.find('.'))).output);
+    all += (all.empty() ? "" : "\n") + sql;
+  }
+  EXPECT_EQ(all, RunTool(folder, "ddl").output);
+
+  // A migration has those that change, and takes the place of what was there; none is a folder too.
+  FileDescriptorSet older = DescriptorSet();
+  folder.Write("same.binpb", older.SerializeAsString());
+  Record(older, "BootHealthLog").mutable_field(1)->set_name("code");
+  folder.Write("old.binpb", older.SerializeAsString());
+  for (const auto& [from, names] :
+       {std::pair("old.binpb", "HealthLog.sql"), std::pair("same.binpb", "")}) {
+    run = RunTool(folder, "ddl --from \"" + (folder / from).string() + "\"" + out);
+    EXPECT_EQ(run.exit_code, 0) << run.errors;
+    files = FilesIn(folder / "sql");
+    EXPECT_EQ(files.size(), *names == '\0' ? 1u : 2u);
+    EXPECT_TRUE(*names == '\0' || files.contains(names));
+  }
+}
+
+TEST(ToolDdl, LeavesAFolderThatIsNotItsOwn) {
+  const Folder folder;
+  FileDescriptorSet evil = DescriptorSet();
+  Persistance(evil, "BootHealthLog")->mutable_database()->set_name("../evil");
+  folder.Write("evil.binpb", evil.SerializeAsString());
+  folder.Write("file", "mine");
+  for (const char* name : {"foreign", "changed", "site"}) {
+    std::filesystem::create_directory(folder / name);
+  }
+  folder.Write("foreign/HealthLog.sql", "mine");
+  RunTool(folder, "catalogue --out \"" + (folder / "site").string() + "\"");
+  RunTool(folder, "ddl --out \"" + (folder / "changed").string() + "\"");
+  folder.Write("changed/notes.txt", "mine");
+  const struct {
+    const char* out;
+    std::string arguments;
+    const char* said;
+  } cases[] = {
+      {"foreign", "", "holds HealthLog.sql, which is not of a folder of SQL scripts; name a new"},
+      {"changed", "", "holds notes.txt, which is not"},
+      {"site", "", ", which is not of a folder of SQL scripts"},
+      {"file", "", "is a file; name a folder"},
+      {"", "", "--out: names no folder"},
+      {"new", " --database HealtLog", "is it HealthLog?"},
+      {"new", " --contracts \"" + (folder / "evil.binpb").string() + "\"",
+       "database \"../evil\": its name cannot be that of a file"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.said);
+    const std::string out = *c.out == '\0' ? "" : (folder / c.out).string();
+    auto before = FilesIn(folder.path());
+    const ProgramRun run = RunTool(folder, "ddl --out \"" + out + "\"" + c.arguments);
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    auto after = FilesIn(folder.path());
+    for (auto* files : {&before, &after}) {
+      for (const char* name : {"in", "out", "err"}) files->erase(name);  // of the run itself
+    }
+    EXPECT_EQ(after, before);
   }
 }
 

@@ -156,6 +156,15 @@ TEST(ToolList, TakesFilters) {
        {"BatteryHealthLog", "180 days, 128 MB in all"},
        {"HwBattery", "AsCDM"}},
       {"--match \"hwbatt*\"", {"HwBattery", "HwBatteryHealthLogAsCDM"}, {"BootHealthLog"}},
+      {"--match BATTERYH", {"BatteryHealthLog", "HwBatteryHealthLogAsCDM"}, {"HwBattery "}},
+      {"--match pcLogHwBattery", {"HwBatteryHealthLogAsCDM"}, {"BatteryHealthLog  "}},
+      {"--match \"*pcLogHwBatteryHealth.version.1\"", {"HwBatteryHealthLogAsCDM"}, {"TABLE"}},
+      {"--match category.pcLogHwBatteryHealth.version.1", {"HwBatteryHealthLogAsCDM"}, {"TABLE"}},
+      {"--match device_health", {"BatteryHealthLog"}, {"HwBattery "}},
+      // In every name and every gun, and so not looked for there.
+      {"--match telemetry", {"TarvelAgentTelemetryStorageUsageAsCDM"}, {"HwBattery"}},
+      {"--match eventDetail", {}, {"TABLE", "PAYLOAD"}},
+      {"--match version", {}, {"HwBattery"}},
       {"--match \"?wBattery\"", {"serial_number, ct_number"}, {"AsCDM"}},
   };
   for (const auto& c : cases) {
@@ -165,6 +174,14 @@ TEST(ToolList, TakesFilters) {
     for (const char* part : c.has_not) EXPECT_EQ(run.output.find(part), std::string::npos) << part;
     EXPECT_EQ(run.output.find('\x1b'), std::string::npos) << "colour, but no terminal";
   }
+}
+
+TEST(ToolList, SaysThatNothingMatches) {
+  const Folder folder;
+  const ProgramRun run = RunTool(folder, "list --match nothing");
+  EXPECT_EQ(run.exit_code, 0);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.errors, "ovix-contracts: --match: no table or payload matches\n");
 }
 
 TEST(ToolShow, TellsAMessageWhole) {
@@ -498,14 +515,11 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
     const char* said;
   } cases[] = {
       {"", "", "subcommand"},
-      {"lst", "", "lst: is no command; is it list?"},
+      {"lst", "", "lst: is not a command; is it list?"},
       {"list --format xml", "", "'xml' is none of table, json or csv"},
       {"list --database HealtLog", "", "is it HealthLog?"},
       {"show BateryHealthLog", "",
        "BateryHealthLog: no contract has this name; is it BatteryHealthLog?"},
-      {"show HwBattery", "",
-       "HwBattery: is ambiguous; write ovix.telemetry.contract.storage.device_profile.HwBattery "
-       "or"},
       {"show \"\"", "", "no contract has this name"},
       {"show \"a\nb\x1b[1m\"", "", "a b [1m: no contract has this name"},
       {"ddl --from " + path("text"), "", "is no descriptor set"},
@@ -598,7 +612,7 @@ TEST(ToolErrors, KeepTheFileThatWasThere) {
 TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
   const Folder folder;
   const std::string man = RunTool(folder, "describe --as man").output;
-  const std::string completion = RunTool(folder, "describe --as bash").output;
+  const std::string commands_completed = RunTool(folder, "complete \"\"").output;
   const std::string page = [] {
     std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/tool.md");
     return std::string{std::istreambuf_iterator<char>(file), {}};
@@ -617,7 +631,8 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
     if (command == "ovix-contracts") continue;
     ++commands;
     SCOPED_TRACE(command);
-    EXPECT_NE(completion.find("    " + command + ")"), std::string::npos);
+    EXPECT_NE(commands_completed.find("\n" + command + "\t"), std::string::npos);
+    const std::string completion = RunTool(folder, "complete " + command + " --").output;
     EXPECT_NE(page.find("## " + command), std::string::npos) << "docs/tool.md has no section";
     const std::string text = RunTool(folder, command + " --help").output;
     EXPECT_NE(text.find("Examples:"), std::string::npos);
@@ -628,7 +643,7 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
       const std::string name = word.substr(
           option, word.find_first_not_of("-abcdefghijklmnopqrstuvwxyz", option) - option);
       EXPECT_NE(without_escapes(man).find(name), std::string::npos) << name;
-      EXPECT_NE(completion.find(name), std::string::npos) << name;
+      EXPECT_NE(completion.find("\n" + name + "\t"), std::string::npos) << name;
     }
   }
   EXPECT_GE(commands, 6);

@@ -226,7 +226,7 @@ std::string MessagePage(const Relations& relations, const Descriptor* message) {
       "<section id=\"page-fields\">\n<h2>Fields <span class=\"count\">" +
       std::to_string(message->field_count()) + "</span></h2>\n" + Fields(relations, message) +
       "</section>\n" + nested + AboutFile(relations, message->file()) + "</div>\n";
-  return Framed("../", name, FirstSentence(comment.text),
+  return Framed("../", name, FirstSentence(comment.text), relations.contracts().release(),
                 "<div class=\"page" + std::string(anchors.empty() ? "" : " with-contents") +
                     "\">\n" + main + "</div>\n");
 }
@@ -235,7 +235,7 @@ std::string EnumPage(const Relations& relations, const EnumDescriptor* enumerati
   const std::string text = relations.contracts().CommentOf(enumeration).text;
   const std::string name = enumeration->name();
   return Framed(
-      "../", name, FirstSentence(text),
+      "../", name, FirstSentence(text), relations.contracts().release(),
       "<div class=\"page\">\n" + Crumbs(Link("../index.html#page-parts", "Parts"), name) +
           "<div class=\"head\">\n<p class=\"kind kind-part\">Enumeration</p>\n<h1>" +
           Breakable(name) + "</h1>\n<div class=\"lead\">" +

@@ -1,12 +1,12 @@
 #include "catalogue/frame.h"
 
 #include "catalogue/html.h"
-#include "ovix/telemetry/contract/version.h"
 
 namespace ovix::tool {
 
 std::string Framed(const std::string& root, const std::string& title,
-                   const std::string& description, const std::string& main) {
+                   const std::string& description, const std::string& release,
+                   const std::string& main) {
   const std::string site(kCatalogueTitle);
   return "<!doctype html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
@@ -35,8 +35,7 @@ std::string Framed(const std::string& root, const std::string& title,
          "<p class=\"unseen\" role=\"status\"></p>\n</form>\n"
          "<button class=\"theme\" type=\"button\" hidden><span aria-hidden=\"true\"></span>"
          "</button>\n</div></header>\n<main id=\"page-main\" tabindex=\"-1\">\n" +
-         main + "</main>\n<footer><p>" + site +
-         " " OVIX_TELEMETRY_DATA_CONTRACTS_VERSION
+         main + "</main>\n<footer><p>" + site + " " + Escaped(release) +
          ", written by ovix-contracts from the schemas and their comments.</p></footer>\n"
          "</body>\n</html>\n";
 }

@@ -11,9 +11,10 @@ namespace ovix::tool {
 constexpr std::string_view kCatalogueTitle = "Telemetry data contracts";
 
 // A whole page. `root` leads from the page to the site's folder; an empty `title` is the site's
-// own; `main` is HTML already.
+// own; `release` is that of the contracts; `main` is HTML already.
 std::string Framed(const std::string& root, const std::string& title,
-                   const std::string& description, const std::string& main);
+                   const std::string& description, const std::string& release,
+                   const std::string& main);
 
 }  // namespace ovix::tool
 

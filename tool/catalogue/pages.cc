@@ -20,9 +20,9 @@ std::map<std::string, std::string> Files(const Relations& relations) {
     files["contracts/" + PageOf(page)] = MessagePage(relations, page);
   for (const EnumDescriptor* page : relations.enum_pages())
     files["contracts/" + PageOf(page)] = EnumPage(relations, page);
-  files["privacy.html"] =
-      Framed("", "Personal data", "The personal data in tables and payloads, by privacy class.",
-             PrivacyPage(relations.contracts(), relations.personal()));
+  files["privacy.html"] = Framed(
+      "", "Personal data", "The personal data in tables and payloads, by privacy class.",
+      relations.contracts().release(), PrivacyPage(relations.contracts(), relations.personal()));
   files["assets/index.js"] = SearchIndex(relations.contracts(), relations.personal());
   files["assets/style.css"] = kStyleSheet;
   files["assets/site.js"] = kSiteScript;

@@ -164,7 +164,8 @@ std::string StartPage(const Relations& relations) {
       "fields "
       "of a privacy class only.</dd></div>\n</dl>\n</section>\n</div>\n"
       "</div>\n";
-  return Framed("", "", "Every record and payload of the telemetry agent.", main);
+  return Framed("", "", "Every record and payload of the telemetry agent.",
+                relations.contracts().release(), main);
 }
 
 }  // namespace ovix::tool

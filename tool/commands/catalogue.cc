@@ -8,16 +8,21 @@ namespace ovix::tool {
 
 void AddCatalogue(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand("catalogue", "Write the contracts as a static site");
-  const auto out = std::make_shared<std::string>();
+  struct Options {
+    Release release;
+    std::string out;
+  };
+  const auto options = std::make_shared<Options>();
   command
-      ->add_option("--out", *out,
+      ->add_option("--out", options->out,
                    "Folder of the site: new, empty or of an earlier catalogue, which is replaced")
       ->type_name("DIR")
       ->required();
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts catalogue --out site");
-  command->callback([out] { WriteCatalogue(Contracts::Installed(), *out); });
+  command->callback([options] { WriteCatalogue(options->release.contracts(), options->out); });
 }
 
 }  // namespace ovix::tool

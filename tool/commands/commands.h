@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/release.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {
@@ -26,8 +27,14 @@ void AddDecode(CLI::App& app, int& exit_code);
 void AddDiff(CLI::App& app, int& exit_code);
 void AddPrivacy(CLI::App& app, int& exit_code);
 void AddCatalogue(CLI::App& app, int& exit_code);
+void AddHelp(CLI::App& app, int& exit_code);
 // The man page and the completion of all of these; hidden, for the build.
 void AddDescribe(CLI::App& app, int& exit_code);
+
+// The command of this name. Throws Error, with what comes near it.
+const CLI::App* CommandOf(const CLI::App& app, const std::string& name);
+// The help of a command; that of the program where the name is empty. Throws Error.
+std::string HelpOf(const CLI::App& app, const std::string& command);
 
 // An option that takes one of a few words; the first is what it is without.
 template <typename Choice>
@@ -50,6 +57,9 @@ CLI::Option* AddChoice(CLI::App& command, const std::string& name, Choice& choic
       ->type_name("FORMAT")
       ->default_str(choices.front().first);
 }
+
+// The option --contracts of a command that reads contracts. `release` must outlive the command.
+void AddContracts(CLI::App& command, Release& release);
 
 // The option --format of a listing.
 void AddFormat(CLI::App& command, Format& format);

@@ -1,6 +1,8 @@
 // ddl: the tables as SQL, and the migration from an older release.
 #include <algorithm>
+#include <cctype>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -9,6 +11,7 @@
 #include "contracts/names.h"
 #include "ovix/telemetry/contract/tables.h"
 #include "terminal/error.h"
+#include "terminal/folder.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
@@ -17,9 +20,14 @@ namespace {
 namespace tables = telemetry::contract::tables;
 
 struct Options {
+  Release release;
   std::string database;
   std::string from;
+  std::string out;
 };
+
+// The SQL of each database, by its name.
+using Scripts = std::map<std::string, std::string>;
 
 // The databases in their order by name, or the one that is asked for.
 std::set<std::string> DatabasesOf(std::initializer_list<const tables::Catalogue*> catalogues,
@@ -54,10 +62,11 @@ void AddStatements(std::string& sql, const std::vector<std::string>& statements)
   for (const std::string& statement : statements) sql += statement + ";\n";
 }
 
-std::string NewDatabases(const tables::Catalogue& catalogue, const std::string& only) {
-  std::string sql;
+Scripts NewDatabases(const tables::Catalogue& catalogue, const std::string& only) {
+  Scripts scripts;
   for (const std::string& database : DatabasesOf({&catalogue}, only)) {
-    sql += (sql.empty() ? "" : "\n") + Heading(catalogue, database);
+    std::string& sql = scripts[database];
+    sql = Heading(catalogue, database);
     AddStatements(sql, {tables::NewDatabaseSql(), "BEGIN"});
     AddStatements(sql, tables::LayoutSql(true));
     for (const tables::Table& table : catalogue.tables()) {
@@ -65,7 +74,7 @@ std::string NewDatabases(const tables::Catalogue& catalogue, const std::string& 
     }
     AddStatements(sql, {"COMMIT"});
   }
-  return sql;
+  return scripts;
 }
 
 // The table of the same record; null where there is none.
@@ -122,13 +131,13 @@ std::string Notes(const tables::Catalogue& older, const tables::Catalogue& newer
   return notes;
 }
 
-std::string Migration(const tables::Catalogue& older, const tables::Catalogue& newer,
-                      const std::string& only) {
+Scripts Migration(const tables::Catalogue& older, const tables::Catalogue& newer,
+                  const std::string& only) {
   const auto has = [](const tables::Catalogue& catalogue, const std::string& database) {
     return std::any_of(catalogue.tables().begin(), catalogue.tables().end(),
                        [&](const tables::Table& table) { return table.database == database; });
   };
-  std::string sql;
+  Scripts scripts;
   std::string refused;
   for (const std::string& database : DatabasesOf({&older, &newer}, only)) {
     std::vector<std::string> statements;
@@ -146,8 +155,8 @@ std::string Migration(const tables::Catalogue& older, const tables::Catalogue& n
     }
     const std::string notes = Notes(older, newer, database);
     if (statements.empty() && notes.empty()) continue;
-    sql +=
-        (sql.empty() ? "" : "\n") +
+    std::string& sql = scripts[database];
+    sql =
         (has(newer, database) ? Heading(newer, database)
                               : Comment("Database " + database + ", file " + database +
                                         ".db, is no longer in the contracts; it stays as it is.")) +
@@ -164,7 +173,7 @@ std::string Migration(const tables::Catalogue& older, const tables::Catalogue& n
     throw Error("cannot be migrated" + refused.replace(0, 1, ":") +
                 "; move these databases away and make them anew");
   }
-  return sql;
+  return scripts;
 }
 
 std::unique_ptr<tables::Catalogue> CatalogueOf(const Contracts& contracts,
@@ -176,12 +185,38 @@ std::unique_ptr<tables::Catalogue> CatalogueOf(const Contracts& contracts,
   }
 }
 
-void Ddl(const Options& options) {
-  const auto newer = CatalogueOf(Contracts::Installed(), "ovix-contracts");
-  if (options.from.empty()) return WriteAll(NewDatabases(*newer, options.database));
+Scripts ScriptsOf(const Options& options) {
+  const auto newer =
+      CatalogueOf(options.release.contracts(),
+                  options.release.file.empty() ? "ovix-contracts" : options.release.file);
+  if (options.from.empty()) return NewDatabases(*newer, options.database);
   const auto before = Contracts::FromFile(options.from);
   const auto older = CatalogueOf(*before, options.from);
-  WriteAll(Migration(*older, *newer, options.database));
+  return Migration(*older, *newer, options.database);
+}
+
+// A database's name comes from a descriptor set, and must not lead out of the folder.
+std::string ScriptName(const std::string& database) {
+  const bool is_plain = std::all_of(database.begin(), database.end(), [](unsigned char c) {
+    return std::isalnum(c) != 0 || c == '_' || c == '-';
+  });
+  if (database.empty() || !is_plain) {
+    throw Error("database \"" + database +
+                "\": its name cannot be that of a file; print its SQL without --out");
+  }
+  return database + ".sql";
+}
+
+void Ddl(const Options& options) {
+  const Scripts scripts = ScriptsOf(options);
+  if (options.out.empty()) {
+    std::string all;
+    for (const auto& [database, sql] : scripts) all += (all.empty() ? "" : "\n") + sql;
+    return WriteAll(all);
+  }
+  std::map<std::string, std::string> files;
+  for (const auto& [database, sql] : scripts) files[ScriptName(database)] = sql;
+  WriteFolder(files, options.out, "folder of SQL scripts");
 }
 
 }  // namespace
@@ -195,9 +230,18 @@ void AddDdl(CLI::App& app, int&) {
       ->add_option("--from", options->from,
                    "Print what brings databases of this older descriptor set to these contracts")
       ->type_name("OLD.binpb");
+  command
+      ->add_option(
+          "--out", options->out,
+          "Write a script for each database, DATABASE.sql, to this folder: new, empty or of "
+          "an earlier run, which is replaced")
+      ->check([](const std::string& out) { return out.empty() ? "names no folder" : ""; })
+      ->type_name("DIR");
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts ddl --database HealthLog | sqlite3 HealthLog.db\n"
+      "  ovix-contracts ddl --out sql\n"
       "  ovix-contracts ddl --from old/contracts.binpb --database HealthLog");
   command->callback([options] { Ddl(*options); });
 }

@@ -1,7 +1,9 @@
-// describe: the man page and the completion, written from the command line's own definitions.
+// describe: the man page, written from the command line's own definitions, and the scripts of the
+// completion.
 #include <memory>
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "ovix/telemetry/contract/version.h"
 #include "terminal/output.h"
 
@@ -92,108 +94,36 @@ std::string ManPage(const CLI::App& app) {
          ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nNo colour, whatever its value, unless it is empty.\n";
 }
 
-// --- The completion of bash
+enum class What { kMan, kBash, kZsh, kFish };
 
-std::string Words(const CLI::App& app) {
-  std::string words;
-  const auto add = [&](const std::string& word) { words += (words.empty() ? "" : " ") + word; };
-  for (const CLI::App* command : CommandsOf(app)) add(command->get_name());
-  for (const CLI::Option* option : app.get_options()) {
-    for (const auto& name : option->get_snames()) add("-" + name);
-    for (const auto& name : option->get_lnames()) add("--" + name);
+std::string Described(const CLI::App& app, What what) {
+  switch (what) {
+    case What::kBash:
+      return CompletionScript(Shell::kBash);
+    case What::kZsh:
+      return CompletionScript(Shell::kZsh);
+    case What::kFish:
+      return CompletionScript(Shell::kFish);
+    default:
+      return ManPage(app);
   }
-  return words;
 }
-
-// Whether an option takes words of a few, which its description names.
-bool HasChoices(const CLI::Option& option) {
-  return option.get_type_name() == "FORMAT" || option.get_type_name() == "CLASS";
-}
-
-// Those words: of "table, json or csv" and of "Only these: table, json or csv".
-std::string Choices(const CLI::Option& option) {
-  std::string description = option.get_description(), words;
-  const size_t colon = description.find(": ");
-  if (colon != std::string::npos) description.erase(0, colon + 2);
-  for (char c : description) {
-    if (c != ',') words += c;
-  }
-  for (size_t at; (at = words.find(" or ")) != std::string::npos;) words.replace(at, 4, " ");
-  return words;
-}
-
-// With @WORDS@ for the first word's choices and @CASES@ for what each command takes.
-constexpr char kCompletion[] = R"bash(# bash completion of ovix-contracts
-_ovix_contracts() {
-  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-  local command=${COMP_WORDS[1]} words='' names=''
-  COMPREPLY=()
-  if [ "$COMP_CWORD" = 1 ]; then
-    COMPREPLY=($(compgen -W '@WORDS@' -- "$word"))
-    return
-  fi
-  case $command in
-@CASES@  esac
-  case $word in
-    -*) COMPREPLY=($(compgen -W "$words" -- "$word")) ;;
-    *)
-      if [ "$names" = yes ] && [ "$COMP_CWORD" = 2 ]; then
-        names=$(ovix-contracts list --format csv 2>/dev/null | cut -d, -f2 | sed '1d;s/.*[.]//')
-        COMPREPLY=($(compgen -W "$names" -- "$word"))
-      else
-        COMPREPLY=($(compgen -f -- "$word"))
-      fi
-      ;;
-  esac
-}
-complete -o filenames -F _ovix_contracts ovix-contracts
-)bash";
-
-constexpr char kDatabases[] =
-    R"bash("$(ovix-contracts list --tables --format csv 2>/dev/null | cut -d, -f4 | sed 1d | sort -u)")bash";
-
-std::string Replaced(std::string text, const std::string& mark, const std::string& by) {
-  return text.replace(text.find(mark), mark.size(), by);
-}
-
-std::string Completion(const CLI::App& app) {
-  std::string cases;
-  for (const CLI::App* command : CommandsOf(app)) {
-    cases += "    " + command->get_name() + ")\n      words='" + Words(*command) + "'\n";
-    std::string values;
-    bool takes_name = false;
-    for (const CLI::Option* option : command->get_options()) {
-      const bool is_name = option->get_type_name() == "NAME";
-      takes_name = takes_name || (option->get_positional() && is_name);
-      if (option->get_positional() || (!is_name && !HasChoices(*option))) continue;
-      values += "        --" + option->get_lnames().front() + ") COMPREPLY=($(compgen -W " +
-                (is_name ? kDatabases : "'" + Choices(*option) + "'") +
-                " -- \"$word\")); return ;;\n";
-    }
-    if (!values.empty()) cases += "      case $before in\n" + values + "      esac\n";
-    if (takes_name) cases += "      names=yes\n";
-    cases += "      ;;\n";
-  }
-  return Replaced(Replaced(kCompletion, "@WORDS@", Words(app)), "@CASES@", cases);
-}
-
-enum class What { kMan, kBash };
 
 }  // namespace
 
 void AddDescribe(CLI::App& app, int&) {
-  CLI::App* command = app.add_subcommand("describe", "Print the man page or the completion");
+  CLI::App* command = app.add_subcommand("describe", "Print the man page or a completion");
   command->group("");
   struct Options {
     What what = What::kMan;
     std::string output;
   };
   const auto options = std::make_shared<Options>();
-  AddChoice(*command, "--as", options->what, {{"man", What::kMan}, {"bash", What::kBash}});
+  AddChoice(
+      *command, "--as", options->what,
+      {{"man", What::kMan}, {"bash", What::kBash}, {"zsh", What::kZsh}, {"fish", What::kFish}});
   command->add_option("-o,--output", options->output, "Where to write")->type_name("FILE");
-  command->callback([&app, options] {
-    WriteAll(options->what == What::kMan ? ManPage(app) : Completion(app), options->output);
-  });
+  command->callback([&app, options] { WriteAll(Described(app, options->what), options->output); });
 }
 
 }  // namespace ovix::tool

@@ -1,5 +1,6 @@
 // list: the tables and the payloads.
 #include <algorithm>
+#include <iostream>
 #include <memory>
 
 #include "commands/commands.h"
@@ -14,6 +15,7 @@ namespace ovix::tool {
 namespace {
 
 struct Options {
+  Release release;
   bool tables = false;
   bool payloads = false;
   std::string database;
@@ -126,17 +128,17 @@ std::string AsCsv(const Contracts& contracts, const std::vector<const Descriptor
   return csv;
 }
 
-void List(Options options) {
-  const Contracts& contracts = Contracts::Installed();
+void List(Options& options) {
+  const Contracts& contracts = options.release.contracts();
   if (!options.database.empty()) {
     CheckDatabase(contracts, options.database);
     if (!options.payloads) options.tables = true;
   }
   if (!options.tables && !options.payloads) options.tables = options.payloads = true;
 
+  const Matcher matcher(contracts, options.match);
   const auto is_meant = [&](const Descriptor* message) {
-    return options.match.empty() || MatchesGlob(ShortName(message), options.match) ||
-           MatchesGlob(message->full_name(), options.match);
+    return options.match.empty() || matcher.Matches(message);
   };
   std::vector<const Descriptor*> tables, payloads;
   for (const Descriptor* table : contracts.tables()) {
@@ -147,6 +149,9 @@ void List(Options options) {
   }
   for (const Descriptor* payload : contracts.payloads()) {
     if (options.payloads && is_meant(payload)) payloads.push_back(payload);
+  }
+  if (!options.match.empty() && tables.empty() && payloads.empty()) {
+    std::cerr << "ovix-contracts: --match: no table or payload matches\n";
   }
   switch (options.format) {
     case Format::kJson:
@@ -169,13 +174,15 @@ void AddList(CLI::App& app, int&) {
       ->type_name("NAME");
   command
       ->add_option("--match", options->match,
-                   "Only names that fit: * is any text, ? any character; case does not count")
-      ->type_name("GLOB");
+                   "Only those with this text in their name or gun; with * (any text) or ? (any "
+                   "character) only where it fits the whole; case does not count")
+      ->type_name("TEXT");
+  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
   command->footer(
       "Examples:\n"
       "  ovix-contracts list --database HealthLog\n"
-      "  ovix-contracts list --match '*battery*'\n"
+      "  ovix-contracts list --match battery\n"
       "  ovix-contracts list --payloads --format csv");
   command->callback([options] { List(*options); });
 }

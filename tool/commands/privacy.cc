@@ -16,6 +16,7 @@ namespace {
 enum class PrivacyFormat { kTable, kJson, kCsv, kMarkdown };
 
 struct Options {
+  Release release;
   std::string name;
   std::string privacy;
   bool tables = false;
@@ -128,8 +129,8 @@ std::string AsMarkdown(const std::vector<Holder>& holders) {
   return text;
 }
 
-void Show(Options options) {
-  const Contracts& contracts = Contracts::Installed();
+void Show(Options& options) {
+  const Contracts& contracts = options.release.contracts();
   if (!options.tables && !options.payloads) options.tables = options.payloads = true;
   std::vector<const Descriptor*> messages;
   if (!options.name.empty()) {
@@ -140,6 +141,7 @@ void Show(Options options) {
     if (options.tables) messages.insert(messages.end(), tables.begin(), tables.end());
   }
   const auto only = ReadPrivacy(options.privacy);
+  RequirePrivacy(contracts);
   const PersonalData data(contracts);
   std::vector<Holder> holders;
   for (const Descriptor* message : messages) {
@@ -171,7 +173,7 @@ void AddPrivacy(CLI::App& app, int&) {
       command
           ->add_option(
               "name", options->name,
-              "Only this message: its full name, or the end of it if no other has the same")
+              "Only this message: its name, full or its end, a gun or the label file of a payload")
           ->type_name("NAME");
   command->add_flag("--tables", options->tables, "Only the tables")->excludes(name);
   command->add_flag("--payloads", options->payloads, "Only the payloads")->excludes(name);
@@ -185,6 +187,7 @@ void AddPrivacy(CLI::App& app, int&) {
                                        "content or interaction";
       })
       ->type_name("CLASS");
+  AddContracts(*command, options->release);
   AddChoice(*command, "--format", options->format,
             {{"table", PrivacyFormat::kTable},
              {"json", PrivacyFormat::kJson},

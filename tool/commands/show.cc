@@ -1,4 +1,4 @@
-// show: one message or enumeration whole.
+// show: one message, field or enumeration whole.
 #include "show/show.h"
 
 #include <memory>
@@ -26,28 +26,34 @@ std::string Shown(const Contracts& contracts, const AnyDescriptor* descriptor, F
 }  // namespace
 
 void AddShow(CLI::App& app, int&) {
-  CLI::App* command = app.add_subcommand("show", "Show one message or enumeration whole");
+  CLI::App* command = app.add_subcommand("show", "Show one message, field or enumeration whole");
   struct Options {
+    Release release;
     std::string name;
     Format format = Format::kTable;
   };
   const auto options = std::make_shared<Options>();
   command
-      ->add_option("name", options->name,
-                   "Its full name, or the end of it where no other has the same")
+      ->add_option(
+          "name", options->name,
+          "What to show: a name, full or its end, a gun or the label file of a payload, or one "
+          "of these and a path to a field")
       ->type_name("NAME")
       ->required();
+  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
   command->footer(
       "Examples:\n"
       "  ovix-contracts show BatteryHealthLog\n"
+      "  ovix-contracts show BatteryHealthLog.battery_status.charging\n"
       "  ovix-contracts show upload.device_profile.HwBattery\n"
       "  ovix-contracts show HwBatteryHealthLogAsCDM --format json");
   command->callback([options] {
-    const Contracts& contracts = Contracts::Installed();
+    const Contracts& contracts = options->release.contracts();
     const Named named = FindNamed(contracts, options->name);
-    WriteAll(named.message != nullptr ? Shown(contracts, named.message, options->format)
-                                      : Shown(contracts, named.enumeration, options->format));
+    WriteAll(named.field != nullptr     ? Shown(contracts, named.field, options->format)
+             : named.message != nullptr ? Shown(contracts, named.message, options->format)
+                                        : Shown(contracts, named.enumeration, options->format));
   });
 }
 

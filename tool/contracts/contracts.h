@@ -5,6 +5,8 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor_database.h>
+#include <google/protobuf/dynamic_message.h>
+#include <google/protobuf/message.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -103,6 +105,12 @@ class Contracts {
   Contracts(const Contracts&) = delete;
   Contracts& operator=(const Contracts&) = delete;
 
+  // The version of the library's contracts; the file's name of others, for a set has no version.
+  const std::string& release() const { return release_; }
+  // An empty message: of a generated class for the library's contracts, else a dynamic one, which
+  // must not outlive this object.
+  std::unique_ptr<google::protobuf::Message> NewMessage(const Descriptor* message) const;
+
   const google::protobuf::DescriptorPool& pool() const { return *pool_; }
   // All but protobuf's own, in the order of the set.
   const std::vector<const FileDescriptor*>& files() const { return files_; }
@@ -156,11 +164,13 @@ class Contracts {
   void Collect() const;
   std::vector<Feed> FindFeeds(const std::set<const FileDescriptor*>& files) const;
 
+  std::string release_;
   std::string bytes_;
   std::map<std::string, std::string_view> encoded_;  // the files of the set, by name
   std::vector<std::string> names_;                   // in the order of the set
   std::unique_ptr<google::protobuf::SimpleDescriptorDatabase> database_;
   std::unique_ptr<google::protobuf::DescriptorPool> own_pool_;
+  std::unique_ptr<google::protobuf::DynamicMessageFactory> own_messages_;
   const google::protobuf::DescriptorPool* pool_ = nullptr;
   std::vector<const FileDescriptor*> files_;
 

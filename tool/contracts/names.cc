@@ -1,8 +1,7 @@
 #include "contracts/names.h"
 
 #include <algorithm>
-
-#include "terminal/error.h"
+#include <utility>
 
 namespace ovix::tool {
 namespace {
@@ -25,17 +24,36 @@ size_t Distance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
-bool IsEndOf(const std::string& name, const std::string& full_name) {
-  return full_name == name || full_name.ends_with("." + name);
+std::string Lower(std::string_view text) {
+  std::string lower;
+  for (const char c : text) lower += Lower(c);
+  return lower;
 }
 
-std::string JoinedByOr(const std::vector<std::string>& names) {
-  std::string joined;
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (i != 0) joined += i + 1 == names.size() ? " or " : ", ";
-    joined += names[i];
+// What nine of ten names begin with, up to a dot.
+std::string CommonPrefix(std::vector<std::string> names) {
+  if (names.empty()) return "";
+  std::sort(names.begin(), names.end());
+  std::string prefix = names[names.size() / 2];  // it has every prefix that most have
+  const auto is_common = [&] {
+    const auto count = std::count_if(names.begin(), names.end(), [&](const std::string& name) {
+      return name.starts_with(prefix);
+    });
+    return 10 * static_cast<size_t>(count) >= 9 * names.size();
+  };
+  do {
+    prefix.erase(prefix.find_last_of('.', prefix.size() - 2) + 1);
+  } while (!prefix.empty() && !is_common());
+  return prefix;
+}
+
+// Whether the word is in the text and reaches into text[begin, end).
+bool HasWord(std::string_view text, std::string_view word, size_t begin, size_t end) {
+  const std::string lower = Lower(text);
+  for (size_t at = lower.find(word); at < end; at = lower.find(word, at + 1)) {
+    if (at + word.size() > begin) return true;
   }
-  return joined;
+  return false;
 }
 
 }  // namespace
@@ -50,60 +68,24 @@ std::vector<std::string> Nearest(const std::string& name, const std::vector<std:
   near.erase(std::unique(near.begin(), near.end()), near.end());
   std::vector<std::string> names;
   for (const auto& [distance, candidate] : near) {
-    if (names.size() < 3) names.push_back(candidate);
+    // Of long names many come near; what is not as near as the first was hardly meant.
+    if (names.size() < 3 && distance <= near.front().first + 1) names.push_back(candidate);
   }
   return names;
 }
 
+std::string Listed(const std::vector<std::string>& names, const std::string& word) {
+  std::string listed;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (i != 0) listed += i + 1 == names.size() ? " " + word + " " : ", ";
+    listed += names[i];
+  }
+  return listed;
+}
+
 std::string Suggestion(const std::string& name, const std::vector<std::string>& known) {
   const auto near = Nearest(name, known);
-  return near.empty() ? "" : "; is it " + JoinedByOr(near) + "?";
-}
-
-Named FindNamed(const Contracts& contracts, const std::string& name) {
-  std::vector<Named> found;
-  std::vector<std::string> full_names;
-  std::vector<std::string> known;
-  const auto consider = [&](const auto* descriptor, const Named& named) {
-    const std::string& full_name = descriptor->full_name();
-    if (full_name == name) {
-      found = {named};
-      full_names = {full_name};
-      return true;
-    }
-    if (IsEndOf(name, full_name)) {
-      found.push_back(named);
-      full_names.push_back(full_name);
-    }
-    // A message inside another is known by either name.
-    known.push_back(descriptor->name());
-    if (ShortName(descriptor) != descriptor->name()) known.push_back(ShortName(descriptor));
-    if (name.find('.') != std::string::npos) known.push_back(full_name);
-    return false;
-  };
-  for (const Descriptor* message : contracts.messages()) {
-    if (consider(message, {message, nullptr})) break;
-  }
-  for (const EnumDescriptor* enumeration : contracts.enums()) {
-    if (consider(enumeration, {nullptr, enumeration})) break;
-  }
-  if (found.size() > 1) {
-    throw Error(name + ": is ambiguous; write " + JoinedByOr(full_names));
-  }
-  if (found.empty()) {
-    const std::string suggestion = Suggestion(name, known);
-    throw Error(name + ": no contract has this name" +
-                (suggestion.empty() ? "; `ovix-contracts list` shows them all" : suggestion));
-  }
-  return found.front();
-}
-
-const Descriptor* FindMessage(const Contracts& contracts, const std::string& name) {
-  const Named named = FindNamed(contracts, name);
-  if (named.message == nullptr) {
-    throw Error(name + ": is an enumeration; name a message");
-  }
-  return named.message;
+  return near.empty() ? "" : "; is it " + Listed(near, "or") + "?";
 }
 
 bool MatchesGlob(std::string_view text, std::string_view pattern) {
@@ -126,6 +108,30 @@ bool MatchesGlob(std::string_view text, std::string_view pattern) {
   }
   while (p < pattern.size() && pattern[p] == '*') ++p;
   return p == pattern.size();
+}
+
+Matcher::Matcher(const Contracts& contracts, std::string pattern) : pattern_(Lower(pattern)) {
+  std::vector<std::string> names, guns;
+  for (const Descriptor* table : contracts.tables()) names.push_back(table->full_name());
+  for (const Descriptor* payload : contracts.payloads()) {
+    names.push_back(payload->full_name());
+    guns.push_back(PayloadOptionsOf(payload).gun);
+  }
+  name_prefix_ = CommonPrefix(std::move(names));
+  gun_prefix_ = CommonPrefix(std::move(guns));
+}
+
+bool Matcher::Matches(const Descriptor* message) const {
+  const std::string& name = message->full_name();
+  const std::string gun = PayloadOptionsOf(message).gun;
+  if (pattern_.find_first_of("*?") != std::string::npos) {
+    return MatchesGlob(ShortName(message), pattern_) || MatchesGlob(name, pattern_) ||
+           MatchesGlob(gun, pattern_);
+  }
+  return HasWord(name, pattern_, name.starts_with(name_prefix_) ? name_prefix_.size() : 0,
+                 name.size()) ||
+         HasWord(gun, pattern_, gun.starts_with(gun_prefix_) ? gun_prefix_.size() : 0,
+                 std::min(gun.rfind(".version."), gun.size()));
 }
 
 }  // namespace ovix::tool

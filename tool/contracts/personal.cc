@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "terminal/error.h"
+
 namespace ovix::tool {
 
 PersonalData::PersonalData(const Contracts& contracts) {
@@ -50,6 +52,17 @@ void PersonalData::Collect(const Descriptor* message, const std::string& path,
     }
   }
   holders.pop_back();
+}
+
+void RequirePrivacy(const Contracts& contracts) {
+  for (const Descriptor* message : contracts.messages()) {
+    for (int i = 0; i < message->field_count(); ++i) {
+      if (FactsOf(contracts, message->field(i)).privacy != Privacy::kNone) return;
+    }
+  }
+  throw Error(contracts.release() +
+              ": its comments state no privacy class, so what is personal is not known; name a set "
+              "with comments (protoc --include_source_info) of a release that states them");
 }
 
 }  // namespace ovix::tool

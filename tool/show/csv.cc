@@ -5,26 +5,45 @@
 
 namespace ovix::tool {
 
+namespace {
+
+std::string Heading() {
+  return CsvLine({"message", "number", "field", "type", "presence", "key", "comment", "sources",
+                  "unit", "values", "format", "privacy"});
+}
+
+std::string Line(const Contracts& contracts, const FieldDescriptor* field) {
+  const FieldFacts facts = FactsOf(contracts, field);
+  std::string sources;
+  for (const Origin& origin : contracts.OriginsOf(field)) {
+    sources += (sources.empty() ? "" : "; ") + OriginText(origin);
+  }
+  return CsvLine({field->containing_type()->full_name(), std::to_string(field->number()),
+                  field->name(), TypeText(field), PresenceText(field),
+                  IsKey(field) ? "true" : "false", Reflowed(contracts.CommentOf(field).text),
+                  sources, facts.unit, facts.values, facts.format, PrivacyText(facts.privacy)});
+}
+
+std::string Lines(const Contracts& contracts, const Types& types) {
+  std::string csv;
+  for (const Descriptor* part : types.messages) {
+    for (int i = 0; i < part->field_count(); ++i) csv += Line(contracts, part->field(i));
+  }
+  return csv;
+}
+
+}  // namespace
+
 std::string ShownAsCsv(const Contracts& contracts, const Descriptor* message) {
   Types types;
   types.Collect(message);
-  std::string csv = CsvLine({"message", "number", "field", "type", "presence", "key", "comment",
-                             "sources", "unit", "values", "format", "privacy"});
-  for (const Descriptor* part : types.messages) {
-    for (int i = 0; i < part->field_count(); ++i) {
-      const FieldDescriptor* field = part->field(i);
-      const FieldFacts facts = FactsOf(contracts, field);
-      std::string sources;
-      for (const Origin& origin : contracts.OriginsOf(field)) {
-        sources += (sources.empty() ? "" : "; ") + OriginText(origin);
-      }
-      csv += CsvLine({part->full_name(), std::to_string(field->number()), field->name(),
-                      TypeText(field), PresenceText(field), IsKey(field) ? "true" : "false",
-                      Reflowed(contracts.CommentOf(field).text), sources, facts.unit, facts.values,
-                      facts.format, PrivacyText(facts.privacy)});
-    }
-  }
-  return csv;
+  return Heading() + Lines(contracts, types);
+}
+
+std::string ShownAsCsv(const Contracts& contracts, const FieldDescriptor* field) {
+  Types types;
+  types.Collect(field);
+  return Heading() + Line(contracts, field) + Lines(contracts, types);
 }
 
 std::string ShownAsCsv(const Contracts& contracts, const EnumDescriptor* enumeration) {

@@ -15,9 +15,35 @@ class JsonView {
     types.Collect(message);
     json_.BeginObject();
     AddMessage(message);
+    AddTypes(types, message);
+    return json_.EndObject().Text();
+  }
+
+  std::string Show(const FieldDescriptor* field) {
+    Types types;
+    types.Collect(field);
+    json_.BeginObject()
+        .Add("kind", "field")
+        .Add("message", field->containing_type()->full_name())
+        .Add("schema", field->file()->name())
+        .Key("field");
+    AddField(field);
+    AddTypes(types, nullptr);
+    return json_.EndObject().Text();
+  }
+
+  std::string Show(const EnumDescriptor* enumeration) {
+    json_.BeginObject();
+    AddEnum(enumeration);
+    return json_.EndObject().Text();
+  }
+
+ private:
+  // All but the one that is shown.
+  void AddTypes(const Types& types, const Descriptor* shown) {
     json_.Key("types").BeginArray();
     for (const Descriptor* part : types.messages) {
-      if (part == message) continue;
+      if (part == shown) continue;
       json_.BeginObject();
       AddMessage(part);
       json_.EndObject();
@@ -28,16 +54,9 @@ class JsonView {
       AddEnum(enumeration);
       json_.EndObject();
     }
-    return json_.EndArray().EndObject().Text();
+    json_.EndArray();
   }
 
-  std::string Show(const EnumDescriptor* enumeration) {
-    json_.BeginObject();
-    AddEnum(enumeration);
-    return json_.EndObject().Text();
-  }
-
- private:
   template <typename AnyDescriptor>
   void AddUsers(const AnyDescriptor* type) {
     json_.Key("used_in").BeginArray();
@@ -143,6 +162,10 @@ class JsonView {
 
 std::string ShownAsJson(const Contracts& contracts, const Descriptor* message) {
   return JsonView(contracts).Show(message);
+}
+
+std::string ShownAsJson(const Contracts& contracts, const FieldDescriptor* field) {
+  return JsonView(contracts).Show(field);
 }
 
 std::string ShownAsJson(const Contracts& contracts, const EnumDescriptor* enumeration) {

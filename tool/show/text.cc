@@ -31,16 +31,21 @@ class TextView {
     Types types;
     types.Collect(message);
     ShowMessage(message);
-    for (const Descriptor* part : types.messages) {
-      if (part != message) {
-        text_ += "\n";
-        ShowMessage(part);
-      }
-    }
-    for (const EnumDescriptor* enumeration : types.enums) {
-      text_ += "\n";
-      ShowEnum(enumeration);
-    }
+    ShowTypes(types, message);
+    return text_;
+  }
+
+  std::string Show(const FieldDescriptor* field) {
+    Types types;
+    types.Collect(field);
+    const Descriptor* message = field->containing_type();
+    Heading(field->full_name(), "field", "");
+    text_ += "\n";
+    Line("of", std::string(KindText(KindOf(message))) + " " + ShortName(message));
+    Line("schema", field->file()->name());
+    text_ += "\n";
+    ShowField(field, field->name().size(), TypeText(field).size());
+    ShowTypes(types, nullptr);
     return text_;
   }
 
@@ -50,6 +55,19 @@ class TextView {
   }
 
  private:
+  // All but the one that is shown.
+  void ShowTypes(const Types& types, const Descriptor* shown) {
+    for (const Descriptor* part : types.messages) {
+      if (part == shown) continue;
+      text_ += "\n";
+      ShowMessage(part);
+    }
+    for (const EnumDescriptor* enumeration : types.enums) {
+      text_ += "\n";
+      ShowEnum(enumeration);
+    }
+  }
+
   void Heading(const std::string& name, const std::string& kind, const std::string& comment) {
     text_ += Styled(name, Style::kHeading, colour_) +
              Styled(" (" + kind + ")", Style::kQuiet, colour_) + "\n";
@@ -125,24 +143,27 @@ class TextView {
     }
     text_ += "\n";
     for (int i = 0; i < message->field_count(); ++i) {
-      const FieldDescriptor* field = message->field(i);
-      const std::string number = std::to_string(field->number());
-      const std::string type = TypeText(field);
-      text_ += std::string(6 - std::min<size_t>(5, number.size()), ' ') + number + "  " +
-               Styled(field->name(), Style::kName, colour_) +
-               std::string(name_width - field->name().size() + 2, ' ') + type +
-               std::string(type_width - type.size() + 2, ' ') + PresenceText(field) +
-               (IsKey(field) ? ", key" : "");
-      if (field->real_containing_oneof() != nullptr) {
-        text_ += ", one of " + field->real_containing_oneof()->name();
-      }
-      text_ += "\n" + Wrapped(Reflowed(contracts_.CommentOf(field).text), width_, 10);
-      for (const std::string& line : FactLines(FactsOf(contracts_, field))) {
-        text_ += Styled(Wrapped(line, width_, 10), Style::kQuiet, colour_);
-      }
-      for (const Origin& origin : contracts_.OriginsOf(field)) {
-        text_ += Styled(Wrapped(OriginText(origin), width_, 10), Style::kQuiet, colour_);
-      }
+      ShowField(message->field(i), name_width, type_width);
+    }
+  }
+
+  void ShowField(const FieldDescriptor* field, size_t name_width, size_t type_width) {
+    const std::string number = std::to_string(field->number());
+    const std::string type = TypeText(field);
+    text_ += std::string(6 - std::min<size_t>(5, number.size()), ' ') + number + "  " +
+             Styled(field->name(), Style::kName, colour_) +
+             std::string(name_width - field->name().size() + 2, ' ') + type +
+             std::string(type_width - type.size() + 2, ' ') + PresenceText(field) +
+             (IsKey(field) ? ", key" : "");
+    if (field->real_containing_oneof() != nullptr) {
+      text_ += ", one of " + field->real_containing_oneof()->name();
+    }
+    text_ += "\n" + Wrapped(Reflowed(contracts_.CommentOf(field).text), width_, 10);
+    for (const std::string& line : FactLines(FactsOf(contracts_, field))) {
+      text_ += Styled(Wrapped(line, width_, 10), Style::kQuiet, colour_);
+    }
+    for (const Origin& origin : contracts_.OriginsOf(field)) {
+      text_ += Styled(Wrapped(OriginText(origin), width_, 10), Style::kQuiet, colour_);
     }
   }
 
@@ -175,6 +196,10 @@ class TextView {
 
 std::string ShownAsText(const Contracts& contracts, const Descriptor* message) {
   return TextView(contracts).Show(message);
+}
+
+std::string ShownAsText(const Contracts& contracts, const FieldDescriptor* field) {
+  return TextView(contracts).Show(field);
 }
 
 std::string ShownAsText(const Contracts& contracts, const EnumDescriptor* enumeration) {

@@ -9,21 +9,19 @@ namespace ovix::tool {
 void Types::Collect(const Descriptor* message) {
   if (std::find(messages.begin(), messages.end(), message) != messages.end()) return;
   messages.push_back(message);
-  const auto add = [&](const FieldDescriptor* field) {
-    const EnumDescriptor* type = field->enum_type();
-    if (type != nullptr && std::find(enums.begin(), enums.end(), type) == enums.end()) {
-      enums.push_back(type);
-    }
-  };
-  for (int i = 0; i < message->field_count(); ++i) {
-    const FieldDescriptor* field = message->field(i);
-    if (field->is_map()) field = field->message_type()->map_value();
-    add(field);
-    if (field->message_type() != nullptr) Collect(field->message_type());
-  }
+  for (int i = 0; i < message->field_count(); ++i) Collect(message->field(i));
   for (int i = 0; i < message->nested_type_count(); ++i) {
     if (!message->nested_type(i)->options().map_entry()) Collect(message->nested_type(i));
   }
+}
+
+void Types::Collect(const FieldDescriptor* field) {
+  if (field->is_map()) field = field->message_type()->map_value();
+  const EnumDescriptor* type = field->enum_type();
+  if (type != nullptr && std::find(enums.begin(), enums.end(), type) == enums.end()) {
+    enums.push_back(type);
+  }
+  if (field->message_type() != nullptr) Collect(field->message_type());
 }
 
 std::string OriginText(const Origin& origin) {

@@ -16,6 +16,8 @@ struct Types {
   std::vector<const EnumDescriptor*> enums;
 
   void Collect(const Descriptor* message);
+  // What the field's type is made of, itself included.
+  void Collect(const FieldDescriptor* field);
 };
 
 // "from BatteryHealthLog.ct_number: renamed"; "from no record: set by the uploader".

@@ -1,0 +1,50 @@
+#include "contracts/label.h"
+
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "terminal/error.h"
+#include "terminal/input.h"
+
+namespace ovix::tool {
+namespace {
+
+// A label has less than 1 KiB.
+constexpr size_t kLargest = size_t{1} << 20;
+
+std::string TextOf(const rapidjson::Document& label, const char* key) {
+  const auto found = label.FindMember(key);
+  if (found == label.MemberEnd() || !found->value.IsString()) return "";
+  return {found->value.GetString(), found->value.GetStringLength()};
+}
+
+}  // namespace
+
+Label ReadLabel(const std::filesystem::path& file) {
+  Input input(file);
+  const std::string_view text = input.Peek(kLargest + 1);
+  const auto fail = [&](const std::string& why) {
+    throw Error(input.name() + ": is not a label: " + why +
+                "; a label is the JSON file next to a payload");
+  };
+  if (text.size() > kLargest) fail("it is larger than 1 MiB");
+  rapidjson::Document json;
+  json.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(text.data(),
+                                                                                     text.size());
+  if (json.HasParseError()) {
+    const std::string_view before = text.substr(0, json.GetErrorOffset());
+    fail("line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) +
+         " is not JSON");
+  }
+  if (!json.IsObject()) fail("it is not a JSON object");
+  Label label{TextOf(json, "gun"),     TextOf(json, "version"), TextOf(json, "message"),
+              TextOf(json, "payload"), TextOf(json, "sha256"),  std::nullopt};
+  if (label.gun.empty()) fail("it has no gun");
+  const auto bytes = json.FindMember("bytes");
+  if (bytes != json.MemberEnd() && bytes->value.IsUint64()) label.bytes = bytes->value.GetUint64();
+  return label;
+}
+
+}  // namespace ovix::tool

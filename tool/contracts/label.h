@@ -1,0 +1,27 @@
+// The label of a payload: the JSON file next to it that says what it is (docs/payloads.md).
+#ifndef OVIX_TOOL_CONTRACTS_LABEL_H_
+#define OVIX_TOOL_CONTRACTS_LABEL_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace ovix::tool {
+
+// Texts are empty where the label has no such key, or not as a text.
+struct Label {
+  std::string gun;  // never empty
+  std::string version;
+  std::string message;            // full name
+  std::string payload;            // the other file's name
+  std::string sha256;             // of the other file, in hexadecimal
+  std::optional<uint64_t> bytes;  // of the other file
+};
+
+// Throws Error where the file cannot be read, or is not a JSON object with a gun.
+Label ReadLabel(const std::filesystem::path& file);
+
+}  // namespace ovix::tool
+
+#endif  // OVIX_TOOL_CONTRACTS_LABEL_H_

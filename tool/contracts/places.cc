@@ -1,0 +1,119 @@
+// The comments and lines of declarations: from the descriptor set's bytes, a schema at a time.
+#include <google/protobuf/descriptor.pb.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "contracts/contracts.h"
+
+namespace ovix::tool {
+namespace {
+
+using google::protobuf::FileDescriptorProto;
+
+void AppendPath(const Descriptor* message, std::vector<int>& path) {
+  if (message->containing_type() != nullptr) {
+    AppendPath(message->containing_type(), path);
+    path.push_back(google::protobuf::DescriptorProto::kNestedTypeFieldNumber);
+  } else {
+    path.push_back(FileDescriptorProto::kMessageTypeFieldNumber);
+  }
+  path.push_back(message->index());
+}
+
+std::vector<int> PathOf(const Descriptor* message) {
+  std::vector<int> path;
+  AppendPath(message, path);
+  return path;
+}
+
+// The path of something declared in a message or, without one, in the file.
+std::vector<int> PathIn(const Descriptor* scope, int number_in_message, int number_in_file,
+                        int index) {
+  std::vector<int> path;
+  if (scope != nullptr) AppendPath(scope, path);
+  path.push_back(scope != nullptr ? number_in_message : number_in_file);
+  path.push_back(index);
+  return path;
+}
+
+std::vector<int> PathOf(const FieldDescriptor* field) {
+  using google::protobuf::DescriptorProto;
+  if (!field->is_extension()) {
+    return PathIn(field->containing_type(), DescriptorProto::kFieldFieldNumber, 0, field->index());
+  }
+  return PathIn(field->extension_scope(), DescriptorProto::kExtensionFieldNumber,
+                FileDescriptorProto::kExtensionFieldNumber, field->index());
+}
+
+std::vector<int> PathOf(const EnumDescriptor* enumeration) {
+  return PathIn(enumeration->containing_type(),
+                google::protobuf::DescriptorProto::kEnumTypeFieldNumber,
+                FileDescriptorProto::kEnumTypeFieldNumber, enumeration->index());
+}
+
+std::vector<int> PathOf(const EnumValueDescriptor* value) {
+  std::vector<int> path = PathOf(value->type());
+  path.push_back(google::protobuf::EnumDescriptorProto::kValueFieldNumber);
+  path.push_back(value->index());
+  return path;
+}
+
+}  // namespace
+
+const Contracts::Place& Contracts::PlaceOf(const FileDescriptor* file, const Path& path) const {
+  static const Place& nowhere = *new Place;
+  auto known = places_.find(file);
+  if (known == places_.end()) {
+    known = places_.try_emplace(file).first;
+    const auto encoded = encoded_.find(file->name());
+    FileDescriptorProto schema;
+    if (encoded != encoded_.end() &&
+        schema.ParseFromArray(encoded->second.data(), static_cast<int>(encoded->second.size()))) {
+      for (auto& location : *schema.mutable_source_code_info()->mutable_location()) {
+        if (location.span_size() == 0) continue;
+        Place place{std::move(*location.mutable_leading_comments()), location.span(0) + 1};
+        place.line -=
+            static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
+        known->second.emplace(Path(location.path().begin(), location.path().end()),
+                              std::move(place));
+      }
+    }
+  }
+  const auto found = known->second.find(path);
+  return found == known->second.end() ? nowhere : found->second;
+}
+
+Comment Contracts::CommentOf(const FileDescriptor* file) const {
+  return ParseComment(PlaceOf(file, {FileDescriptorProto::kSyntaxFieldNumber}).comment);
+}
+Comment Contracts::CommentOf(const Descriptor* message) const {
+  return ParseComment(PlaceOf(message->file(), PathOf(message)).comment);
+}
+Comment Contracts::CommentOf(const FieldDescriptor* field) const {
+  return ParseComment(PlaceOf(field->file(), PathOf(field)).comment);
+}
+Comment Contracts::CommentOf(const EnumDescriptor* enumeration) const {
+  return ParseComment(PlaceOf(enumeration->file(), PathOf(enumeration)).comment);
+}
+Comment Contracts::CommentOf(const EnumValueDescriptor* value) const {
+  return ParseComment(PlaceOf(value->type()->file(), PathOf(value)).comment);
+}
+
+int Contracts::LineOf(const FileDescriptor* file) const {
+  return PlaceOf(file, {FileDescriptorProto::kSyntaxFieldNumber}).line;
+}
+int Contracts::LineOf(const Descriptor* message) const {
+  return PlaceOf(message->file(), PathOf(message)).line;
+}
+int Contracts::LineOf(const FieldDescriptor* field) const {
+  return PlaceOf(field->file(), PathOf(field)).line;
+}
+int Contracts::LineOf(const EnumDescriptor* enumeration) const {
+  return PlaceOf(enumeration->file(), PathOf(enumeration)).line;
+}
+int Contracts::LineOf(const EnumValueDescriptor* value) const {
+  return PlaceOf(value->type()->file(), PathOf(value)).line;
+}
+
+}  // namespace ovix::tool
