@@ -182,7 +182,7 @@ void Ddl(const Options& options) {
       CatalogueOf(options.release.contracts(),
                   options.release.file.empty() ? "ovix-contracts" : options.release.file);
   if (options.from.empty()) return WriteAll(NewDatabases(*newer, options.database));
-  const auto before = Contracts::FromFile(options.from);
+  const auto before = Contracts::Read(options.from);
   const auto older = CatalogueOf(*before, options.from);
   WriteAll(Migration(*older, *newer, options.database));
 }
