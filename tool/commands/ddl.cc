@@ -190,7 +190,7 @@ Scripts ScriptsOf(const Options& options) {
       CatalogueOf(options.release.contracts(),
                   options.release.file.empty() ? "ovix-contracts" : options.release.file);
   if (options.from.empty()) return NewDatabases(*newer, options.database);
-  const auto before = Contracts::FromFile(options.from);
+  const auto before = Contracts::Read(options.from);
   const auto older = CatalogueOf(*before, options.from);
   return Migration(*older, *newer, options.database);
 }

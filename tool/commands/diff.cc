@@ -4,19 +4,23 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "diff/ci_report.h"
 #include "diff/comments.h"
 #include "diff/compare.h"
+#include "diff/ignored.h"
 #include "diff/report.h"
+#include "terminal/error.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
 namespace {
 
-enum class DiffFormat { kText, kMarkdown, kJson };
+enum class DiffFormat { kText, kMarkdown, kJson, kGithub, kJunit };
 
 struct Options {
   std::string older;
   std::string newer;
+  std::string ignored;
   DiffFormat format = DiffFormat::kText;
 };
 
@@ -29,19 +33,49 @@ void SayWithoutComments(const Contracts& contracts, const std::string& name) {
                "comments with --include_source_info\n";
 }
 
+// Takes out the changes that the file names, and says how many and which of its lines name none.
+void TakeOut(const std::string& file, std::vector<Difference>& differences) {
+  Ignored ignored(file);
+  if (const size_t taken = ignored.TakeFrom(differences); taken != 0) {
+    std::cerr << "ovix-contracts: " << file << ": " << taken
+              << (taken == 1 ? " change is" : " changes are") << " ignored\n";
+  }
+  for (const std::string& line : ignored.Unused()) {
+    std::cerr << "ovix-contracts: " << line << ": is no change; remove the line\n";
+  }
+}
+
+std::string Report(DiffFormat format, const std::vector<Difference>& differences,
+                   const Contracts& older, const Contracts& newer) {
+  switch (format) {
+    case DiffFormat::kMarkdown:
+      return AsMarkdown(differences);
+    case DiffFormat::kJson:
+      return AsJson(differences);
+    case DiffFormat::kGithub:
+      return AsGithub(differences, older, newer);
+    case DiffFormat::kJunit:
+      return AsJunit(differences, older, newer);
+    default:
+      return AsText(differences);
+  }
+}
+
 int Diff(const Options& options) {
-  const auto older = Contracts::FromFile(options.older);
-  const auto read = options.newer.empty() ? nullptr : Contracts::FromFile(options.newer);
+  if (options.older == "-" && options.newer == "-") {
+    throw Error("diff: only one of the two can be the standard input");
+  }
+  const auto older = Contracts::Read(options.older);
+  const auto read = options.newer.empty() ? nullptr : Contracts::Read(options.newer);
   const Contracts& newer = read == nullptr ? Contracts::Installed() : *read;
   std::vector<Difference> differences = Compare(*older, newer);
+  if (!options.ignored.empty()) TakeOut(options.ignored, differences);
   // What breaks comes first.
   std::stable_partition(differences.begin(), differences.end(),
                         [](const Difference& d) { return d.breaks != kSafe; });
   SayWithoutComments(*older, options.older);
   if (read != nullptr) SayWithoutComments(newer, options.newer);
-  WriteAll(options.format == DiffFormat::kJson       ? AsJson(differences)
-           : options.format == DiffFormat::kMarkdown ? AsMarkdown(differences)
-                                                     : AsText(differences));
+  WriteAll(Report(options.format, differences, *older, newer));
   return !differences.empty() && differences.front().breaks != kSafe ? kFound : kDone;
 }
 
@@ -50,20 +84,27 @@ int Diff(const Options& options) {
 void AddDiff(CLI::App& app, int& exit_code) {
   CLI::App* command = app.add_subcommand("diff", "Show what changed between two releases");
   const auto options = std::make_shared<Options>();
-  command->add_option("old", options->older, "Descriptor set of the older release")
-      ->type_name("OLD.binpb")
-      ->required();
   command
-      ->add_option("new", options->newer,
-                   "Descriptor set of the newer release; without it these contracts")
-      ->type_name("NEW.binpb");
+      ->add_option("old", options->older,
+                   "The older release: a descriptor set (- is the standard input), or git:REVISION")
+      ->type_name("OLD")
+      ->required();
+  command->add_option("new", options->newer, "The newer release; without it these contracts")
+      ->type_name("NEW");
+  command
+      ->add_option("--ignore", options->ignored,
+                   "Leave out the changes of this file, a rule and a subject a line")
+      ->type_name("FILE");
   AddChoice(*command, "--format", options->format,
             {{"text", DiffFormat::kText},
              {"markdown", DiffFormat::kMarkdown},
-             {"json", DiffFormat::kJson}});
+             {"json", DiffFormat::kJson},
+             {"github", DiffFormat::kGithub},
+             {"junit", DiffFormat::kJunit}});
   command->footer(
       "Examples:\n"
       "  ovix-contracts diff old/contracts.binpb\n"
+      "  ovix-contracts diff git:v1.0.0 git:HEAD\n"
       "  ovix-contracts diff old/contracts.binpb new/contracts.binpb --format markdown\n"
       "Exit codes: 0 no change breaks anything, 1 one does, 2 failed.");
   command->callback([options, &exit_code] { exit_code = Diff(*options); });

@@ -4,8 +4,6 @@
 #include <google/protobuf/io/coded_stream.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <tuple>
 
@@ -158,19 +156,6 @@ Contracts::Contracts(std::string bytes, const std::string& name)
     }
     files_.push_back(file);
   }
-}
-
-std::unique_ptr<Contracts> Contracts::FromFile(const std::filesystem::path& file) {
-  std::error_code failed;
-  if (std::filesystem::is_directory(file, failed)) {
-    throw Error(file.string() + ": is a folder; name a descriptor set");
-  }
-  std::ifstream input(file, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(input), {}};
-  if (!input.is_open() || input.bad()) {
-    throw Error(file.string() + ": cannot be read; name a descriptor set");
-  }
-  return std::make_unique<Contracts>(std::move(bytes), file.string());
 }
 
 // Finds the files of the set without decoding them.

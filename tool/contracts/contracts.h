@@ -99,8 +99,10 @@ class Contracts {
   static const Contracts& Installed();
   // Those of a descriptor set. `name` is what errors call it. Throws Error.
   Contracts(std::string bytes, const std::string& name);
-  // Throws Error where the file cannot be read or is no descriptor set.
-  static std::unique_ptr<Contracts> FromFile(const std::filesystem::path& file);
+  // Those of a descriptor set in a file or, for "-", in the standard input, as it is or compressed
+  // by gzip; or for "git:REVISION" those of a revision of the repository that the working folder is
+  // in. Throws Error.
+  static std::unique_ptr<Contracts> Read(const std::string& source);
 
   Contracts(const Contracts&) = delete;
   Contracts& operator=(const Contracts&) = delete;

@@ -7,7 +7,7 @@ namespace ovix::tool {
 const Contracts& Release::contracts() const {
   if (file.empty()) return Contracts::Installed();
   if (read_ == nullptr) {
-    std::unique_ptr<Contracts> read = Contracts::FromFile(file);
+    std::unique_ptr<Contracts> read = Contracts::Read(file);
     if (read->tables().empty() && read->payloads().empty()) {
       throw Error(file +
                   ": holds no telemetry contracts: no message is a table or a payload; name the "

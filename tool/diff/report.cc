@@ -9,25 +9,6 @@
 namespace ovix::tool {
 namespace {
 
-std::string Words(const Difference& difference) {
-  const std::string why = RuleOf(difference.change).why;
-  return difference.what + (why.empty() ? "" : ": " + why) +
-         (difference.fix.empty() ? "" : "; " + difference.fix);
-}
-
-std::string Count(const std::vector<Difference>& differences) {
-  const auto of = [&](unsigned part) {
-    return std::to_string(std::count_if(differences.begin(), differences.end(), [&](const auto& d) {
-      return part == kSafe ? d.breaks == kSafe : (d.breaks & part) != 0;
-    }));
-  };
-  if (differences.empty()) return "no change";
-  return std::to_string(differences.size()) +
-         (differences.size() == 1 ? " change: " : " changes: ") + of(kWire) + " wire-breaking, " +
-         of(kSource) + " source-breaking, " + of(kStore) + " store-breaking, " + of(kSafe) +
-         " safe";
-}
-
 // More messages with facts added than this are counted instead of named: a release that begins to
 // state facts does so everywhere.
 constexpr std::ptrdiff_t kMostNamed = 10;
@@ -46,6 +27,25 @@ std::vector<Difference> ForReaders(std::vector<Difference> differences) {
 
 }  // namespace
 
+std::string WordsOf(const Difference& difference) {
+  const std::string why = RuleOf(difference.change).why;
+  return difference.what + (why.empty() ? "" : ": " + why) +
+         (difference.fix.empty() ? "" : "; " + difference.fix);
+}
+
+std::string CountOf(const std::vector<Difference>& differences) {
+  const auto of = [&](unsigned part) {
+    return std::to_string(std::count_if(differences.begin(), differences.end(), [&](const auto& d) {
+      return part == kSafe ? d.breaks == kSafe : (d.breaks & part) != 0;
+    }));
+  };
+  if (differences.empty()) return "no change";
+  return std::to_string(differences.size()) +
+         (differences.size() == 1 ? " change: " : " changes: ") + of(kWire) + " wire-breaking, " +
+         of(kSource) + " source-breaking, " + of(kStore) + " store-breaking, " + of(kSafe) +
+         " safe";
+}
+
 std::string AsText(const std::vector<Difference>& differences) {
   const bool colour = WantsColour();
   std::string text;
@@ -53,19 +53,19 @@ std::string AsText(const std::vector<Difference>& differences) {
     text += Styled(BreaksText(difference.breaks),
                    difference.breaks == kSafe ? Style::kGood : Style::kBad, colour) +
             ": " + Styled(difference.subject, Style::kName, colour) + "\n" +
-            Wrapped(Words(difference), 100, 2);
+            Wrapped(WordsOf(difference), 100, 2);
   }
-  return text + Count(differences) + "\n";
+  return text + CountOf(differences) + "\n";
 }
 
 std::string AsMarkdown(const std::vector<Difference>& differences) {
-  std::string text = Count(differences) + ".\n";
+  std::string text = CountOf(differences) + ".\n";
   const std::vector<Difference> shown = ForReaders(differences);
   for (const bool breaking : {true, false}) {
     std::string rows;
     for (const Difference& difference : shown) {
       if ((difference.breaks != kSafe) != breaking) continue;
-      std::string words = Words(difference);
+      std::string words = WordsOf(difference);
       for (size_t at = 0; (at = words.find('|', at)) != std::string::npos; at += 2) {
         words.insert(at, "\\");
       }

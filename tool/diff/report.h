@@ -9,6 +9,11 @@
 
 namespace ovix::tool {
 
+// What changed, why that breaks something and what fixes it, in one line.
+std::string WordsOf(const Difference& difference);
+// "4 changes: 1 wire-breaking, ..."
+std::string CountOf(const std::vector<Difference>& differences);
+
 // For a terminal, in its colours where it wants them.
 std::string AsText(const std::vector<Difference>& differences);
 // For a web page: a table of what breaks, and one of what does not.
