@@ -4,7 +4,7 @@ import glob
 import os
 import subprocess
 
-from contracts import comments, conventions, frame, gate, schemas
+from contracts import comments, conventions, example, frame, gate, schemas
 from contracts.finding import Finding
 
 HOME = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -57,6 +57,7 @@ def find(root):
             found.append(finding)
     found += frame.check(root, contracts, words)
     found += frame.check_format(root, BUF, names)
+    found += example.check(root, contracts)
     moved = any(finding.rule == "package" for finding in found)
     for file, line, what in run_buf(root, "lint"):
         if moved and "package" in what:

@@ -92,7 +92,7 @@ def _privacy(text, contracts, words):
     return re.sub(r"(\| Contract \| Class \| Fields \|\n\|---\|---\|---\|\n)(?:\|.*\n)*", lambda found: found[1] + "".join(rows), text)
 
 
-def _sent(root):
+def sent(root):
     """The payloads in the table of the example's uploader; None without it."""
     path = os.path.join(root, UPLOADER)
     if not os.path.exists(path):
@@ -129,7 +129,7 @@ def wanted(root, contracts, words):
         "README.md": lambda text: _counts(
             text, {"proto3 schemas": len(schemas), "messages; the library": len(contracts.messages)}),
         "docs/contracts.md": lambda text: _counts(text, {"records are tables": _tables(contracts)}),
-        "docs/payloads.md": lambda text: _built(text, contracts, _sent(root)),
+        "docs/payloads.md": lambda text: _built(text, contracts, sent(root)),
         "docs/privacy.md": lambda text: _privacy(text, contracts, words),
     }
     for name, make in makers.items():

@@ -70,6 +70,16 @@ message PcFanAsCDM {
 """
 FAN_PAYLOAD = UPLOAD + "device/pc_fan_as_cdm.proto"
 
+# An example agent of one collector and one payload, and the page that says what it collects.
+AGENT, UPLOADER, PAGE = "examples/agent/collectors/linux/boot.cc", frame.UPLOADER, "docs/privacy.md"
+EXAMPLE = [
+    (AGENT, "", "void CollectBoot(Collection& found) {\n  found.Append<device::BootLog>();\n}\n\n"
+                "constexpr LinuxCollector kCollectors[] = {\n    {\"boots\",\n     CollectBoot},\n};\n"),
+    (UPLOADER, "", "    {device::PcBootAsCDM::descriptor, BuildBoot},\n"),
+    (PAGE, "", "| Collector | Linux | Windows | Kept in | Sent in |\n|---|---|---|---|---|\n"
+               "| `boots` | the journal | - | `BootLog` | `PcBootAsCDM` |\n| every one | rows | the same | - | - |\n"),
+]
+
 # A change that a release forbids: what is done (file, regular expression, replacement), and the one finding: file, rule
 # and what is said. `ovix-contracts diff` must say of each that it breaks.
 RELEASED = [
@@ -162,6 +172,13 @@ NEW = [
     ("a schema that nothing lists", [(LIST, r"  \S+/boot\.proto\n", "")], (LIST, "list", "check-contracts --fix")),
     ("a list in another order", [(LIST, r"(  \S+/boot\.proto\n)(  \S+/system\.proto\n)", r"\2\1")], (LIST, "list", "check-contracts --fix")),
     ("a class that the collection lacks", [(COLLECTION, r"    Prototype<storage::device::BootPhase>\(\),\n", "")], (COLLECTION, "list", "BootPhase")),
+    ("a collector without a row", [*EXAMPLE, (PAGE, r"\| `boots` .*\n", "| of none | | | | `PcBootAsCDM` |\n")], (
+        PAGE, "collector", "| `boots` | what it reads | - | `BootLog` | `PcBootAsCDM` |")),
+    ("a row of another platform", [*EXAMPLE, (PAGE, r"\| - \| `BootLog`", "| the event log | `BootLog`")], (PAGE, "collector", "on windows; write -")),
+    ("a row that says nothing of a platform", [*EXAMPLE, (PAGE, r"the journal", "-")], (PAGE, "collector", "on linux; say what it reads")),
+    ("a row without a record", [*EXAMPLE, (PAGE, r"`BootLog`", "`System`")], (PAGE, "collector", "add `BootLog`")),
+    ("a row without a payload", [*EXAMPLE, (PAGE, r"`PcBootAsCDM`", "not sent")], (PAGE, "collector", "PcBootAsCDM")),
+    ("a row of no collector", [*EXAMPLE, (PAGE, r"\| every one", "| `fans` | - | - | - | - |\n| every one")], (PAGE, "collector", "'fans', which is not a collector")),
     ("a wrong count", [("README.md", r"\d+ proto3", "7 proto3")], ("README.md", "list", "9 proto3")),
 ]
 
@@ -178,6 +195,7 @@ ALLOWED = [
     ("a database", [(FAN, "", NEW_RECORD.replace('"Log"', '"Fans"')), (MARKERS, r"\Z", "\n// The fans.\nmessage Fans {\n  option (persistance).database.max_size_mb = 1;\n\n  // Never written: a message needs a body.\n  // Values: 0\n  uint32 do_not_use = 1;\n}\n")]),
     ("a message deprecated", [(BOOT, r"(message BootLog \{\n)", r"\1  option deprecated = true;\n")]),
     ("a field deprecated", [(SYSTEM, r"size = 5", "size = 5 [deprecated = true]")]),
+    ("an example of which the page says all", EXAMPLE),
     ("another comment", [(BOOT, r"One boot of", "One start of")]),
     ("a fact where none was", [(SYSTEM, r"  string size", "  // Format: unspecified\n  string size")]),
 ]
