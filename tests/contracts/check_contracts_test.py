@@ -76,7 +76,7 @@ EXAMPLE = [
     (AGENT, "", "void CollectBoot(Collection& found) {\n  found.Append<device::BootLog>();\n}\n\n"
                 "constexpr LinuxCollector kCollectors[] = {\n    {\"boots\",\n     CollectBoot},\n};\n"),
     (UPLOADER, "", "    {device::PcBootAsCDM::descriptor, BuildBoot},\n"),
-    (PAGE, "", "| Collector | Linux | Windows | Kept in | Sent in |\n|---|---|---|---|---|\n"
+    (PAGE, "", "| Contract | Class | Fields |\n|---|---|---|\n\n| Collector | Linux | Windows | Kept in | Sent in |\n|---|---|---|---|---|\n"
                "| `boots` | the journal | - | `BootLog` | `PcBootAsCDM` |\n| every one | rows | the same | - | - |\n"),
 ]
 
@@ -179,6 +179,12 @@ NEW = [
     ("a row without a record", [*EXAMPLE, (PAGE, r"`BootLog`", "`System`")], (PAGE, "collector", "add `BootLog`")),
     ("a row without a payload", [*EXAMPLE, (PAGE, r"`PcBootAsCDM`", "not sent")], (PAGE, "collector", "PcBootAsCDM")),
     ("a row of no collector", [*EXAMPLE, (PAGE, r"\| every one", "| `fans` | - | - | - | - |\n| every one")], (PAGE, "collector", "'fans', which is not a collector")),
+    ("a schema that is not UTF-8", [(BOOT, r"(?s)\A.*", "// One\n// \udcff boot.\n")], (BOOT, "protoc", "boot.proto:2: protoc: byte 0xff is not UTF-8")),
+    ("a schema that is there twice", [(STORAGE + "device/zoot.proto", BOOT)], (STORAGE + "device/zoot.proto", "protoc", "already defined")),
+    ("a schema beside the folders", [(CONTRACTS + "fan.proto", "", "syntax = \"proto3\";\n\npackage ovix.telemetry.contract;\n\n// A fan.\nmessage Fan {\n  bool runs = 1;\n}\n")], (CONTRACTS + "fan.proto", "place", "move it under")),
+    ("ends of lines of another system", [(BOOT, r"\n", "\r\n")], (BOOT, "format", "check-contracts --fix")),
+    ("a list without its place", [(LIST, r"set\(OVIX_CONTRACTS", "set(CONTRACTS")], (LIST, "list", "has no set(OVIX_CONTRACTS ...)")),
+    ("a page without its number", [("README.md", r"proto3\s+schemas", "schemas")], ("README.md", "list", "has no number of 'proto3 schemas'")),
     ("a wrong count", [("README.md", r"\d+ proto3", "7 proto3")], ("README.md", "list", "9 proto3")),
 ]
 
@@ -242,8 +248,11 @@ COMMENTS = [
 ]
 
 
-def change(root, path, pattern, replacement):
+def change(root, path, pattern, replacement=...):
     path = os.path.join(root, path)
+    if replacement is ...:  # a copy of another
+        shutil.copy(os.path.join(root, pattern), path)
+        return
     if pattern is None:  # away, or to another name
         if replacement is None:
             os.remove(path)
@@ -259,7 +268,7 @@ def change(root, path, pattern, replacement):
         after = re.sub(pattern, replacement, before, count=1)
     if after == before:
         sys.exit(f"check_contracts_test: {pattern!r} changes nothing in {path}")
-    with open(path, "w", encoding="utf-8") as file:
+    with open(path, "w", encoding="utf-8", errors="surrogateescape", newline="") as file:
         file.write(after)
 
 
@@ -283,7 +292,8 @@ def run(base, case):
             change(root, *edit)
         try:
             if not {LIST, COLLECTION, "README.md"} & {edit[0] for edit in edits}:
-                frame.fix(root, schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root)))), check.vocabulary())
+                contracts = schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root))))
+                frame.write(root, {name: right for name, _, right in frame.wanted(root, contracts, check.vocabulary())})
             found, _ = check.find(root)
         except schemas.Broken as broken:
             found = broken.findings
