@@ -236,7 +236,7 @@ def read(path):
     with open(path, "rb") as file:
         try:
             return Contracts(file.read())
-        except (DecodeError, TypeError) as error:
+        except (DecodeError, KeyError, TypeError) as error:
             raise OSError(f"{path} is not a descriptor set; bring it back: a release never changes") from error
 
 

@@ -117,6 +117,15 @@ def main():
             pass
         if content(base) != before:
             failures.append("of two files one could not be written, and something is left of the other")
+        frozen = os.path.join(base, "compat", "1.0.0", "contracts.binpb")
+        for damage in (b"x", before[frozen][:-1], b""):
+            with open(frozen, "wb") as file:
+                file.write(damage)
+            done = run(base, RECORD)
+            if done.stderr.count("\n") != 1 or "is not a descriptor set" not in done.stderr:
+                failures.append(f"a release of {len(damage)} bytes: {done.returncode} {done.stderr}")
+        with open(frozen, "wb") as file:
+            file.write(before[frozen])
         for command, schema, lines in WRITTEN:
             done = run(base, command)
             path = os.path.join(base, "ovix/telemetry/contract", schema)
