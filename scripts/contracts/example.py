@@ -58,10 +58,12 @@ def check(root, contracts):
         if named := re.match(r"\| `(\w+)` \|", line):
             rows[named[1]] = (number, [cell.strip() for cell in line.strip("| ").split(" | ")])
     sent = frame.sent(root) or set()
+    section = text[heading.start():].partition("\n## ")[0]
     for name, platforms in collectors.items():
         if name not in rows:
-            yield Finding(PAGE, first, RULE, f"has no row for the collector '{name}'",
-                          f"add it, and say what is read: {_row(name, platforms, contracts, sent)}")
+            row = _row(name, platforms, contracts, sent)
+            yield Finding(PAGE, first, RULE, f"has no row for the collector '{name}'", f"add it, and say what is read: {row}")
+            section += row
             continue
         number, cells = rows[name]
         for platform, cell in zip(PLATFORMS, cells[1:]):
@@ -75,7 +77,6 @@ def check(root, contracts):
     for name, (number, _) in rows.items():
         if name not in collectors:
             yield Finding(PAGE, number, RULE, f"has a row for '{name}', which is not a collector", "remove it, or correct the name")
-    section = text[heading.start():].partition("\n## ")[0]
     for payload in sorted(sent):
         if f"`{payload}`" not in section:
             yield Finding(PAGE, first, RULE, f"does not say what the payload {payload} of the example carries",
