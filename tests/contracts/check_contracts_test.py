@@ -181,7 +181,7 @@ NEW = [
     ("a row of no collector", [*EXAMPLE, (PAGE, r"\| every one", "| `fans` | - | - | - | - |\n| every one")], (PAGE, "collector", "'fans', which is not a collector")),
     ("a schema that is not UTF-8", [(BOOT, r"(?s)\A.*", "// One\n// \udcff boot.\n")], (BOOT, "protoc", "boot.proto:2: protoc: byte 0xff is not UTF-8")),
     ("a schema that is there twice", [(STORAGE + "device/zoot.proto", BOOT)], (STORAGE + "device/zoot.proto", "protoc", "already defined")),
-    ("a schema beside the folders", [(CONTRACTS + "fan.proto", "", "syntax = \"proto3\";\n\npackage ovix.telemetry.contract;\n\n// A fan.\nmessage Fan {\n  bool runs = 1;\n}\n")], (CONTRACTS + "fan.proto", "place", "move it under")),
+    ("a schema outside of the folders", [(CONTRACTS + "fan.proto", "", "syntax = \"proto3\";\n\npackage ovix.telemetry.contract;\n\n// A fan.\nmessage Fan {\n  bool runs = 1;\n}\n")], (CONTRACTS + "fan.proto", "place", "move it under")),
     ("ends of lines of another system", [(BOOT, r"\n", "\r\n")], (BOOT, "format", "check-contracts --fix")),
     ("a list without its place", [(LIST, r"set\(OVIX_CONTRACTS", "set(CONTRACTS")], (LIST, "list", "has no set(OVIX_CONTRACTS ...)")),
     ("a page without its number", [("README.md", r"proto3\s+schemas", "schemas")], ("README.md", "list", "has no number of 'proto3 schemas'")),
