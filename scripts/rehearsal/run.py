@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import re
 import signal
 import subprocess
 
@@ -36,6 +37,9 @@ class Runner:
             log.seek(start)
             said = log.read()
         if ended != status:
+            # As ctest lists them.
+            tests = re.findall(r"^\s+\d+ - (\S+) \([A-Z]\S*\)$", said, re.MULTILINE)
             last = (said.strip().splitlines() or ["nothing"])[-1]
-            raise Failed(f"'{' '.join(command)[:80]}' ended with {ended}, not {status}; it says last: {last[:300]}")
+            why = f"of the tests failed: {', '.join(tests)}" if tests else f"it says last: {last[:300]}"
+            raise Failed(f"'{' '.join(command)[:80]}' ended with {ended}, not {status}; {why}")
         return said

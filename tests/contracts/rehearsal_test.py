@@ -120,6 +120,8 @@ CASES = [
     *((f"exchange {new}", lambda folder, new=new: exchange(folder, new), said) for new, said in RELEASES),
     ("a command that passes", lambda folder: run(folder, "true"), None),
     ("a command that fails", lambda folder: run(folder, "echo first; echo last >&2; exit 3"), "ended with 3, not 0; it says last: last"),
+    ("a test that fails", lambda folder: run(folder, "printf 'FAILED:\\n\\t  3 - dll (Failed)\\n\\t 12 - zip (Timeout)\\nErrors\\n'; exit 8"),
+     "ended with 8, not 0; of the tests failed: dll, zip"),
     ("ended from outside", ended_from_outside, None),
 ]
 
