@@ -4,7 +4,7 @@ import glob
 import os
 import subprocess
 
-from contracts import comments, conventions, frame, gate, schemas
+from contracts import comments, conventions, example, frame, gate, schemas
 from contracts.finding import Finding
 
 HOME = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -15,7 +15,7 @@ BUF = next(iter(glob.glob(os.path.join(HOME, "node_modules", "@bufbuild", "buf-*
 
 def run_buf(root, *arguments):
     """buf's findings: file, line and what it says."""
-    done = subprocess.run([BUF, *arguments], cwd=root, capture_output=True, text=True)
+    done = schemas.run([BUF, *arguments], cwd=root)
     if done.returncode not in (0, 100):
         raise OSError(f"buf {arguments[0]} failed: {(done.stderr or done.stdout).strip()}")
     for line in dict.fromkeys(done.stdout.splitlines()):
@@ -24,7 +24,10 @@ def run_buf(root, *arguments):
 
 
 def vocabulary():
-    return comments.vocabulary(os.path.join(HOME, "docs", "contracts.md"))
+    try:
+        return comments.vocabulary(os.path.join(HOME, "docs", "contracts.md"))
+    except (ValueError, TypeError) as error:
+        raise OSError(f"docs/contracts.md is not as the check reads it: {error}; undo what changed its headings and tables") from error
 
 
 def find(root):
@@ -38,8 +41,7 @@ def find(root):
     older, found = None, []
     if release is not None:
         frozen = os.path.join(root, "compat", release)
-        with open(os.path.join(frozen, "contracts.binpb"), "rb") as file:
-            older = schemas.Contracts(file.read())
+        older = schemas.read(os.path.join(frozen, "contracts.binpb"))
         found += gate.Gate(older, contracts, words).run()
         # What no rule above knows. buf says the rest in its own words.
         known = {finding.file for finding in found}
@@ -56,12 +58,15 @@ def find(root):
         if (finding.file, finding.rule, finding.what.partition(":")[0]) not in said:
             found.append(finding)
     found += frame.check(root, contracts, words)
+    found += [Finding(name, 1, "place", "is neither a schema of storage/ nor of upload/", f"move it under {frame.SIDES[0]} or {frame.SIDES[1]}")
+              for name in names if not name.startswith(frame.SIDES)]
     found += frame.check_format(root, BUF, names)
+    found += example.check(root, contracts)
     moved = any(finding.rule == "package" for finding in found)
     for file, line, what in run_buf(root, "lint"):
-        if moved and "package" in what:
+        if moved and "package" in what or not file.startswith(frame.SIDES):
             continue
-        found.append(Finding(file, line, "lint", what, "the exceptions of buf.yaml are for what was released before"))
+        found.append(Finding(file, line, "lint", what, "correct it; the exceptions of buf.yaml are for what was released before"))
     return sorted(set(found)), release
 
 
@@ -69,8 +74,8 @@ def fix(root):
     """Writes what follows from the schemas, and formats them; returns the names of what has changed."""
     names = sorted(schemas.on_disk(root))
     contracts = schemas.Contracts(schemas.compile_schemas(root, names))
-    changed = frame.fix(root, contracts, vocabulary())
-    for schema, _, right in list(frame.formatted(root, BUF, names)):
-        frame.write(os.path.join(root, schema), right)
-        changed.append(schema)
-    return changed
+    texts = {name: right for name, text, right in frame.wanted(root, contracts, vocabulary())
+             if text != right and isinstance(right, str)}
+    texts.update((schema, right) for schema, _, right in frame.formatted(root, BUF, names))
+    frame.write(root, texts)
+    return list(texts)

@@ -1,18 +1,21 @@
 """What follows from the schemas and is written down all the same: the build's list, the includes and classes of the
 collection, and the counts that pages give. Each is compared, and written where it is asked for."""
 
+import contextlib
 import os
 import re
 import shutil
-import subprocess
 import tempfile
 
+from contracts import schemas as schemas_of
 from contracts.comments import facts_of
 from contracts.finding import Finding
 
 LIST = "library/contracts.cmake"
 COLLECTION = "library/src/contracts_collection.cc"
 UPLOADER = "examples/agent/uploader/payloads.cc"
+FILES = (LIST, COLLECTION, UPLOADER, "README.md", "docs/contracts.md", "docs/payloads.md", "docs/privacy.md")
+SIDES = ("ovix/telemetry/contract/storage/", "ovix/telemetry/contract/upload/")
 FIX = "run scripts/check-contracts --fix"
 
 
@@ -32,9 +35,20 @@ def listed(path):
         return re.findall(r"^  (ovix/\S+\.proto)$", file.read(), re.MULTILINE)
 
 
+class Absent(Exception):
+    """The place that a file has for what follows from the schemas is not there; says which."""
+
+
+def _put(what, pattern, replacement, text):
+    text, count = re.subn(pattern, replacement, text, flags=re.M | re.S)
+    if not count:
+        raise Absent(what)
+    return text
+
+
 def _list(text, schemas):
     lines = "".join(f"  {schema}\n" for schema in schemas)
-    return re.sub(r"^set\(OVIX_CONTRACTS\n.*?^\)", f"set(OVIX_CONTRACTS\n{lines})", text, flags=re.M | re.S)
+    return _put("set(OVIX_CONTRACTS ...)", r"^set\(OVIX_CONTRACTS\n.*?^\)", f"set(OVIX_CONTRACTS\n{lines})", text)
 
 
 def _cpp_namespace(package):
@@ -45,21 +59,22 @@ def _cpp_namespace(package):
 def _collection(text, schemas, contracts):
     schemas = [schema for schema in schemas if contracts.by_name[schema].messages]
     includes = sorted(f'#include "{schema.removesuffix(".proto")}.pb.h"\n' for schema in schemas)
-    text = re.sub(r'(?:^#include "ovix/\S+\.pb\.h"\n)+', lambda _: "".join(includes), text, flags=re.M)
+    text = _put("includes of generated headers", r'(?:^#include "ovix/\S+\.pb\.h"\n)+', lambda _: "".join(includes), text)
     classes = []
     for schema in schemas:
         file = contracts.by_name[schema]
         classes.append(f"    // {schema.removeprefix('ovix/telemetry/contract/')}\n")
         names = sorted(message.class_name for message in file.walk())
         classes += [f"    Prototype<{_cpp_namespace(file.package)}::{name}>(),\n" for name in names]
-    return re.sub(r"(_collection = \{\n).*?(^\};)", lambda found: found[1] + "".join(classes) + found[2], text, flags=re.M | re.S)
+    return _put("_collection = {...}", r"(_collection = \{\n).*?(^\};)",
+                lambda found: found[1] + "".join(classes) + found[2], text)
 
 
 def _counts(text, counts):
     """Puts the counts where a page says "108 proto3 schemas with 324 messages" and the like, over a line's end too."""
     for words, number in counts.items():
         pattern = r"\b\d+(\s+)(" + words.replace(" ", r"\s+") + r")"
-        text = re.sub(pattern, lambda found, number=number: f"{number}{found[1]}{found[2]}", text)
+        text = _put(f"number of '{words}'", pattern, lambda found, number=number: f"{number}{found[1]}{found[2]}", text)
     return text
 
 
@@ -89,10 +104,11 @@ def _privacy(text, contracts, words):
         for each in words.classes:
             if paths := [path for privacy, path in found if privacy == each]:
                 rows.append(f"| `{payload.name}` | {each} | {', '.join(paths)} |\n")
-    return re.sub(r"(\| Contract \| Class \| Fields \|\n\|---\|---\|---\|\n)(?:\|.*\n)*", lambda found: found[1] + "".join(rows), text)
+    return _put("table 'Contract | Class | Fields'", r"(\| Contract \| Class \| Fields \|\n\|---\|---\|---\|\n)(?:\|[^\n]*\n)*",
+                lambda found: found[1] + "".join(rows), text)
 
 
-def _sent(root):
+def sent(root):
     """The payloads in the table of the example's uploader; None without it."""
     path = os.path.join(root, UPLOADER)
     if not os.path.exists(path):
@@ -114,14 +130,15 @@ def _built(text, contracts, sent):
             records = [contracts.messages[name] for name, _ in payload.comment.sources if name in contracts.messages]
             source = " " + ", ".join(f"`{record.name}`" for record in records) + " "
         rows[built].append(f"| `{payload.name}` | {built} |{source}|\n")
-    text = re.sub(r"(\| Payload \| Built \| From \|\n\|---\|---\|---\|\n)(?:\|.*\n)*",
-                  lambda found: found[1] + "".join(rows["yes"] + rows["no"]), text)
+    text = _put("table 'Payload | Built | From'", r"(\| Payload \| Built \| From \|\n\|---\|---\|---\|\n)(?:\|[^\n]*\n)*",
+                lambda found: found[1] + "".join(rows["yes"] + rows["no"]), text)
     return _counts(text, {"messages have the option `cdm`": len(_payloads(contracts)),
                           "of them, those that": len(rows["yes"])})
 
 
 def wanted(root, contracts, words):
-    """Of each file that follows from the schemas: its text as it is, and as it should be."""
+    """Of each file that follows from the schemas: its text as it is, and as it should be; Absent where it has no place
+    for it. A tree need not have the pages and the README."""
     schemas = in_order(contracts.by_name)
     makers = {
         LIST: lambda text: _list(text, schemas),
@@ -129,20 +146,27 @@ def wanted(root, contracts, words):
         "README.md": lambda text: _counts(
             text, {"proto3 schemas": len(schemas), "messages; the library": len(contracts.messages)}),
         "docs/contracts.md": lambda text: _counts(text, {"records are tables": _tables(contracts)}),
-        "docs/payloads.md": lambda text: _built(text, contracts, _sent(root)),
+        "docs/payloads.md": lambda text: _built(text, contracts, sent(root)),
         "docs/privacy.md": lambda text: _privacy(text, contracts, words),
     }
     for name, make in makers.items():
         path = os.path.join(root, name)
-        if os.path.exists(path):
-            with open(path, encoding="utf-8") as file:
-                text = file.read()
+        if name not in (LIST, COLLECTION) and not os.path.exists(path):
+            continue
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        try:
             yield name, text, make(text)
+        except Absent as absent:
+            yield name, text, absent
 
 
 def check(root, contracts, words):
     for name, text, right in wanted(root, contracts, words):
         if text == right:
+            continue
+        if isinstance(right, Absent):
+            yield Finding(name, 1, "list", f"has no {right}, which follows from the schemas", "bring it back")
             continue
         old, new = text.splitlines(), right.splitlines()
         place = next((i for i, (a, b) in enumerate(zip(old, new)) if a != b), min(len(old), len(new)))
@@ -151,21 +175,24 @@ def check(root, contracts, words):
         yield Finding(name, place + 1, "list", f"has '{is_line}' where the schemas give '{should_be}'", FIX)
 
 
-def write(path, text):
-    """Replaces a file whole or not at all."""
-    temporary = path + ".new"
-    with open(temporary, "w", encoding="utf-8", newline="\n") as file:
-        file.write(text)
-    shutil.copymode(path, temporary)
-    os.replace(temporary, path)
-
-
-def fix(root, contracts, words):
-    """Writes what differs; returns the names."""
-    changed = [(name, right) for name, text, right in wanted(root, contracts, words) if text != right]
-    for name, right in changed:
-        write(os.path.join(root, name), right)
-    return [name for name, _ in changed]
+def write(root, texts):
+    """Writes files, {name: text}, all of them or none: each is whole before the first has its name."""
+    temporaries = {}
+    try:
+        for name, text in texts.items():
+            path = os.path.join(root, name)
+            temporary = os.path.join(os.path.dirname(path), f".{os.path.basename(path)}.{os.getpid()}.new")
+            with open(temporary, "x", encoding="utf-8", newline="\n") as file:
+                temporaries[path] = temporary
+                file.write(text)
+            if os.path.exists(path):
+                shutil.copymode(path, temporary)
+        for path in list(temporaries):
+            os.replace(temporaries.pop(path), path)
+    finally:
+        for temporary in temporaries.values():
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(temporary)
 
 
 def formatted(root, buf, schemas):
@@ -178,13 +205,13 @@ def formatted(root, buf, schemas):
         for schema in schemas:
             os.makedirs(os.path.join(folder, os.path.dirname(schema)), exist_ok=True)
             shutil.copy(os.path.join(root, schema), os.path.join(folder, schema))
-        done = subprocess.run([buf, "format", "-w", folder], capture_output=True, text=True)
+        done = schemas_of.run([buf, "format", "-w", folder])
         if done.returncode:
             raise OSError(f"buf format failed: {done.stderr.strip()}")
         for schema in schemas:
-            with open(os.path.join(root, schema), encoding="utf-8") as file:
+            with open(os.path.join(root, schema), encoding="utf-8", newline="") as file:
                 text = file.read()
-            with open(os.path.join(folder, schema), encoding="utf-8") as file:
+            with open(os.path.join(folder, schema), encoding="utf-8", newline="") as file:
                 right = file.read()
             sources = iter(imports(text))
             if sorted(imports(text)) == sorted(imports(right)):

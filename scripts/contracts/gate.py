@@ -57,7 +57,7 @@ class Gate:
                 yield Finding(old.name, 1, "schema-removed", f"the released schema is gone{where}", NEVER)
                 gone.add(old.name)
             elif old.package != new.package:
-                yield Finding(new.name, new.place((2,))[0], "package", f"package changed {from_to(old.package, new.package)}", NEVER)
+                yield Finding(new.name, new.place((2,))[0] or 1, "package", f"package changed {from_to(old.package, new.package)}", NEVER)
                 gone.add(old.name)
             else:
                 yield from self.file(old, new)

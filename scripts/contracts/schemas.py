@@ -8,6 +8,7 @@ import subprocess
 import tempfile
 
 from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
+from google.protobuf.message import DecodeError
 
 from contracts.comments import Comment, parse
 from contracts.finding import Finding
@@ -220,26 +221,56 @@ class Contracts:
         return list(reached.values())
 
 
+def run(command, cwd=None):
+    """Runs a program; OSError where there is none."""
+    try:
+        return subprocess.run(command, cwd=cwd, capture_output=True, text=True, errors="replace")
+    except FileNotFoundError as error:
+        if not os.path.isdir(cwd or "."):
+            raise OSError(f"{cwd} is not a folder; name a tree with ovix/, library/ and compat/") from error
+        raise OSError(f"{command[0]} is missing; run scripts/setup test, which installs it") from error
+
+
+def read(path):
+    """The contracts of a frozen release."""
+    with open(path, "rb") as file:
+        try:
+            return Contracts(file.read())
+        except (DecodeError, KeyError, TypeError) as error:
+            raise OSError(f"{path} is not a descriptor set; bring it back: a release never changes") from error
+
+
 def on_disk(root):
     """The schemas of a tree, unordered."""
     return {
         os.path.relpath(path, root).replace(os.sep, "/")
         for path in glob.glob(os.path.join(root, "ovix", "**", "*.proto"), recursive=True)
+        if os.path.isfile(path)
     }
+
+
+def not_utf8(root, schemas):
+    for schema in schemas:
+        with open(os.path.join(root, schema), "rb") as file:
+            data = file.read()
+        try:
+            data.decode()
+        except UnicodeDecodeError as error:
+            yield Finding(schema, data.count(b"\n", 0, error.start) + 1, "protoc", f"byte {data[error.start]:#04x} is not UTF-8",
+                          "save the schema as UTF-8")
 
 
 def compile_schemas(root, schemas):
     """The descriptor set of schemas, with imports and comments; raises Broken with protoc's own words."""
+    if broken := list(not_utf8(root, schemas)):
+        raise Broken(broken)
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "contracts.binpb")
-        done = subprocess.run(
-            ["protoc", "-I.", "--include_imports", "--include_source_info", f"--descriptor_set_out={path}", *schemas],
-            cwd=root, capture_output=True, text=True,
-        )
+        done = run(["protoc", "-I.", "--include_imports", "--include_source_info", f"--descriptor_set_out={path}", *schemas], root)
         if done.returncode == 0:
             with open(path, "rb") as file:
                 return file.read()
-    findings, blamed = [], set()
+    findings, blamed, twice = [], set(), set()
     for line in dict.fromkeys(done.stderr.splitlines()):
         found = re.match(r"(ovix/[^:]*\.proto):(?:(\d+):\d+:)? *(.*)", line)
         if not found or "warning:" in line or not os.path.exists(os.path.join(root, found[1])):
@@ -248,6 +279,11 @@ def compile_schemas(root, schemas):
         imported = re.match(r'Import "(.*)" was not found', what)
         if imported and os.path.exists(os.path.join(root, imported[1])):
             blamed.add(found[1])
+        # A schema that is there twice: one finding speaks for all that is in it.
+        if copied := re.search(r'(?:is already defined in file|seems to be defined in) ("[^"]*")', what):
+            if (found[1], copied[1]) in twice:
+                continue
+            twice.add((found[1], copied[1]))
         findings.append(Finding(found[1], int(found[2] or 1), "protoc", what, "correct the schema"))
     # What a schema lacks because of an error in what it imports is not an error of its own.
     roots = [finding for finding in findings if finding.file not in blamed]

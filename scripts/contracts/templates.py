@@ -63,6 +63,8 @@ def head(package, option):
 
 
 def check_name(name, is_payload):
+    if re.fullmatch(r"con|prn|aux|nul|com\d|lpt\d", snake(name)):
+        raise Refused(f"{name}: Windows can have no file {snake(name)}.proto; choose another")
     form = r"[A-Z][A-Za-z0-9]*AsCDM" if is_payload else r"(?!.*AsCDM$)[A-Z][A-Za-z0-9]*"
     if not re.fullmatch(form, name):
         wanted = "PcFanLogAsCDM: letters and digits in UpperCamelCase, AsCDM at the end" if is_payload else (

@@ -1,6 +1,9 @@
 """Runs commands, with what they say in a file for each step."""
 
+import contextlib
 import os
+import re
+import signal
 import subprocess
 
 
@@ -22,11 +25,21 @@ class Runner:
             log.write(f"$ {' '.join(command)}\n")
             log.flush()
             start = log.seek(0, os.SEEK_END)
-            done = subprocess.run(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
-                                  stdout=log, stderr=subprocess.STDOUT)
+            # In a group of its own: what a command has started ends with it.
+            with subprocess.Popen(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
+                                  stdout=log, stderr=subprocess.STDOUT, start_new_session=True) as process:
+                try:
+                    ended = process.wait()
+                except BaseException:
+                    with contextlib.suppress(ProcessLookupError):
+                        os.killpg(process.pid, signal.SIGTERM)
+                    raise
             log.seek(start)
             said = log.read()
-        if done.returncode != status:
+        if ended != status:
+            # As ctest lists them.
+            tests = re.findall(r"^\s+\d+ - (\S+) \([A-Z]\S*\)$", said, re.MULTILINE)
             last = (said.strip().splitlines() or ["nothing"])[-1]
-            raise Failed(f"'{' '.join(command)[:80]}' ended with {done.returncode}, not {status}; it says last: {last[:300]}")
+            why = f"of the tests failed: {', '.join(tests)}" if tests else f"it says last: {last[:300]}"
+            raise Failed(f"'{' '.join(command)[:80]}' ended with {ended}, not {status}; {why}")
         return said

@@ -70,6 +70,16 @@ message PcFanAsCDM {
 """
 FAN_PAYLOAD = UPLOAD + "device/pc_fan_as_cdm.proto"
 
+# An example agent of one collector and one payload, and the page that says what it collects.
+AGENT, UPLOADER, PAGE = "examples/agent/collectors/linux/boot.cc", frame.UPLOADER, "docs/privacy.md"
+EXAMPLE = [
+    (AGENT, "", "void CollectBoot(Collection& found) {\n  found.Append<device::BootLog>();\n}\n\n"
+                "constexpr LinuxCollector kCollectors[] = {\n    {\"boots\",\n     CollectBoot},\n};\n"),
+    (UPLOADER, "", "    {device::PcBootAsCDM::descriptor, BuildBoot},\n"),
+    (PAGE, "", "| Contract | Class | Fields |\n|---|---|---|\n\n| Collector | Linux | Windows | Kept in | Sent in |\n|---|---|---|---|---|\n"
+               "| `boots` | the journal | - | `BootLog` | `PcBootAsCDM` |\n| every one | rows | the same | - | - |\n"),
+]
+
 # A change that a release forbids: what is done (file, regular expression, replacement), and the one finding: file, rule
 # and what is said. `ovix-contracts diff` must say of each that it breaks.
 RELEASED = [
@@ -162,6 +172,19 @@ NEW = [
     ("a schema that nothing lists", [(LIST, r"  \S+/boot\.proto\n", "")], (LIST, "list", "check-contracts --fix")),
     ("a list in another order", [(LIST, r"(  \S+/boot\.proto\n)(  \S+/system\.proto\n)", r"\2\1")], (LIST, "list", "check-contracts --fix")),
     ("a class that the collection lacks", [(COLLECTION, r"    Prototype<storage::device::BootPhase>\(\),\n", "")], (COLLECTION, "list", "BootPhase")),
+    ("a collector without a row", [*EXAMPLE, (PAGE, r"\| `boots` .*\n", "")], (
+        PAGE, "collector", "| `boots` | what it reads | - | `BootLog` | `PcBootAsCDM` |")),
+    ("a row of another platform", [*EXAMPLE, (PAGE, r"\| - \| `BootLog`", "| the event log | `BootLog`")], (PAGE, "collector", "on windows; write -")),
+    ("a row that says nothing of a platform", [*EXAMPLE, (PAGE, r"the journal", "-")], (PAGE, "collector", "on linux; say what it reads")),
+    ("a row without a record", [*EXAMPLE, (PAGE, r"`BootLog`", "`System`")], (PAGE, "collector", "add `BootLog`")),
+    ("a row without a payload", [*EXAMPLE, (PAGE, r"`PcBootAsCDM`", "not sent")], (PAGE, "collector", "PcBootAsCDM")),
+    ("a row of no collector", [*EXAMPLE, (PAGE, r"\| every one", "| `fans` | - | - | - | - |\n| every one")], (PAGE, "collector", "'fans', which is not a collector")),
+    ("a schema that is not UTF-8", [(BOOT, r"(?s)\A.*", "// One\n// \udcff boot.\n")], (BOOT, "protoc", "boot.proto:2: protoc: byte 0xff is not UTF-8")),
+    ("a schema that is there twice", [(STORAGE + "device/zoot.proto", BOOT)], (STORAGE + "device/zoot.proto", "protoc", "already defined")),
+    ("a schema outside of the folders", [(CONTRACTS + "fan.proto", "", "syntax = \"proto3\";\n\npackage ovix.telemetry.contract;\n\n// A fan.\nmessage Fan {\n  bool runs = 1;\n}\n")], (CONTRACTS + "fan.proto", "place", "move it under")),
+    ("ends of lines of another system", [(BOOT, r"\n", "\r\n")], (BOOT, "format", "check-contracts --fix")),
+    ("a list without its place", [(LIST, r"set\(OVIX_CONTRACTS", "set(CONTRACTS")], (LIST, "list", "has no set(OVIX_CONTRACTS ...)")),
+    ("a page without its number", [("README.md", r"proto3\s+schemas", "schemas")], ("README.md", "list", "has no number of 'proto3 schemas'")),
     ("a wrong count", [("README.md", r"\d+ proto3", "7 proto3")], ("README.md", "list", "9 proto3")),
 ]
 
@@ -178,6 +201,7 @@ ALLOWED = [
     ("a database", [(FAN, "", NEW_RECORD.replace('"Log"', '"Fans"')), (MARKERS, r"\Z", "\n// The fans.\nmessage Fans {\n  option (persistance).database.max_size_mb = 1;\n\n  // Never written: a message needs a body.\n  // Values: 0\n  uint32 do_not_use = 1;\n}\n")]),
     ("a message deprecated", [(BOOT, r"(message BootLog \{\n)", r"\1  option deprecated = true;\n")]),
     ("a field deprecated", [(SYSTEM, r"size = 5", "size = 5 [deprecated = true]")]),
+    ("an example of which the page says all", EXAMPLE),
     ("another comment", [(BOOT, r"One boot of", "One start of")]),
     ("a fact where none was", [(SYSTEM, r"  string size", "  // Format: unspecified\n  string size")]),
 ]
@@ -224,8 +248,11 @@ COMMENTS = [
 ]
 
 
-def change(root, path, pattern, replacement):
+def change(root, path, pattern, replacement=...):
     path = os.path.join(root, path)
+    if replacement is ...:  # a copy of another
+        shutil.copy(os.path.join(root, pattern), path)
+        return
     if pattern is None:  # away, or to another name
         if replacement is None:
             os.remove(path)
@@ -241,7 +268,7 @@ def change(root, path, pattern, replacement):
         after = re.sub(pattern, replacement, before, count=1)
     if after == before:
         sys.exit(f"check_contracts_test: {pattern!r} changes nothing in {path}")
-    with open(path, "w", encoding="utf-8") as file:
+    with open(path, "w", encoding="utf-8", errors="surrogateescape", newline="") as file:
         file.write(after)
 
 
@@ -265,7 +292,8 @@ def run(base, case):
             change(root, *edit)
         try:
             if not {LIST, COLLECTION, "README.md"} & {edit[0] for edit in edits}:
-                frame.fix(root, schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root)))), check.vocabulary())
+                contracts = schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root))))
+                frame.write(root, {name: right for name, _, right in frame.wanted(root, contracts, check.vocabulary())})
             found, _ = check.find(root)
         except schemas.Broken as broken:
             found = broken.findings

@@ -14,7 +14,7 @@ ROOT = os.path.abspath(sys.argv[1])
 sys.path[:0] = [os.path.join(ROOT, "scripts"), os.path.join(ROOT, "tests", "contracts")]
 sys.dont_write_bytecode = True
 import tree  # noqa: E402
-from contracts import check  # noqa: E402
+from contracts import check, frame  # noqa: E402
 
 RECORD = ["record", "FanLog", "--folder", "device", "--database", "Log", "--about", "One fan."]
 STATE = ["record", "Fan", "--folder", "device", "--database", "Profile", "--about", "One fan.", "--type", "State"]
@@ -68,6 +68,11 @@ REFUSED = [
     (other(RECORD, "--database", "Fans"), "add a marker"),
     (other(RECORD, "--about", "Fan"), "is not a sentence"),
     (other(RECORD, "--about", "One fan runs.\nUnit: fan."), "Unit does not belong here"),
+    (other(RECORD, "--about", os.fsdecode(b"One f\xffn.")), "has what is not text"),
+    (other(RECORD, "--folder", ""), "folder '': is empty"),
+    (other(PAYLOAD, "--gun", ""), "gun '': is empty"),
+    (other(RECORD, "NAME", "Aux"), "Windows can have no file aux.proto"),
+    (other(RECORD, "NAME", "Fan\nLog"), "is not the name of a record"),
     (other(RECORD, "--max-days", "0"), "is not a limit"),
     (other(RECORD, "--max-days", "many"), "invalid int value"),
     (other(RECORD, "--key", "fan_id"), "only a table of --type State"),
@@ -106,6 +111,21 @@ def main():
             if content(base) != before:
                 failures.append(f"{command}: was refused, but wrote something")
                 before = content(base)
+        try:
+            frame.write(base, {"README.md": "new", "no such folder/page": "new"})
+        except FileNotFoundError:
+            pass
+        if content(base) != before:
+            failures.append("of two files one could not be written, and something is left of the other")
+        frozen = os.path.join(base, "compat", "1.0.0", "contracts.binpb")
+        for damage in (b"x", before[frozen][:-1], b""):
+            with open(frozen, "wb") as file:
+                file.write(damage)
+            done = run(base, RECORD)
+            if done.stderr.count("\n") != 1 or "is not a descriptor set" not in done.stderr:
+                failures.append(f"a release of {len(damage)} bytes: {done.returncode} {done.stderr}")
+        with open(frozen, "wb") as file:
+            file.write(before[frozen])
         for command, schema, lines in WRITTEN:
             done = run(base, command)
             path = os.path.join(base, "ovix/telemetry/contract", schema)
