@@ -144,6 +144,13 @@ for library in CLI11 RapidJSON SQLite3 OpenSSL; do
   expect_refusal "no-$library" "was not found; install it (Debian: apt-get install" \
     -S "$source" -DOVIX_BUILD_TESTS=OFF "-DCMAKE_DISABLE_FIND_PACKAGE_$library=ON"
 done
+package no-importer RELEASE "$protoc"
+mkdir -p "$work/no-importer/include/google/protobuf"
+touch "$work/no-importer/include/google/protobuf/descriptor.proto"
+sed -i "s|INTERFACE_INCLUDE_DIRECTORIES \"[^\"]*\"|INTERFACE_INCLUDE_DIRECTORIES $work/no-importer/include|" \
+  "$work/no-importer/protobuf-config.cmake"
+expect_refusal no-importer "google/protobuf/compiler/importer.h was not found next to protobuf's other headers; install it" \
+  -S "$source" -DOVIX_BUILD_TESTS=OFF -DOVIX_BUILD_EXAMPLES=OFF -DProtobuf_DIR="$work/no-importer"
 expect_refusal fuzzers-by-gcc "the fuzzers need clang and -fsanitize=fuzzer-no-link; configure with --preset asan" \
   -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=g++ -DOVIX_BUILD_FUZZERS=ON
 expect_refusal fuzzers-alone "the fuzzers need the example agent and the tool; set OVIX_BUILD_EXAMPLES=ON and OVIX_BUILD_TOOL=ON" \
