@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 
 #include "support/contracts.h"
@@ -19,7 +20,6 @@ constexpr char kPayload[] = "ovix.telemetry.contract.upload.log.hardware.HwBatte
 TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
   const Folder folder;
   folder.Write("label.json", std::string("{\"id\": 7, \"gun\": \"") + kGun + "\"}");
-  folder.Write("BatteryHealthLog", "not a label; the contract's name goes first");
   const std::string table = kStorage + std::string("device_profile.HwBattery");
   const std::string part = "ovix.telemetry.contract.upload.device_profile.HwBattery";
   const std::string services = kStorage + std::string("device_updates.WindowsServicesInfo");
@@ -66,6 +66,18 @@ TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
       EXPECT_EQ(run.errors, name == "HwBattery" ? cases[5].said : "");
     }
   }
+}
+
+TEST(ToolLookup, LooksForANameBeforeAFile) {
+  const Folder folder;
+  folder.Write("BatteryHealthLog", "not a label");
+  folder.Write("BatteryHealthLog.age", "not a label");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  for (const std::string name : {"BatteryHealthLog", "BatteryHealthLog.age"}) {
+    EXPECT_EQ(RunTool(folder, "show " + name).errors, "");
+  }
+  std::filesystem::current_path(before);
 }
 
 TEST(ToolLookup, TakesAFullNameThatIsTheEndOfAnother) {

@@ -73,6 +73,27 @@ void AddNames(Words& words, const std::string& typed, const Contracts& contracts
   for (const Descriptor* message : contracts.messages()) words.Add(message->full_name());
 }
 
+// The fields of a table or payload that is typed with a dot, or of a part of it.
+void AddFields(Words& words, const std::string& typed, const Contracts& contracts) {
+  const size_t dot = typed.rfind('.');
+  if (dot == std::string::npos) return;
+  const std::string path = typed.substr(0, dot);
+  std::vector<const Descriptor*> messages = contracts.tables();
+  for (const Descriptor* payload : contracts.payloads()) messages.push_back(payload);
+  for (const Descriptor* message : messages) {
+    const std::string name = ShortName(message);
+    const Descriptor* holder = path == name ? message : nullptr;
+    if (path.starts_with(name + ".")) {
+      const FieldDescriptor* part = FindSourceField({message}, path.substr(name.size() + 1));
+      if (part != nullptr) holder = part->message_type();
+    }
+    if (holder == nullptr) continue;
+    for (int i = 0; i < holder->field_count(); ++i) {
+      words.Add(path + "." + holder->field(i)->name(), TypeText(holder->field(i)));
+    }
+  }
+}
+
 // What a value can be, by the word that stands for it in the help. `release` is that of the line.
 std::string Values(const CLI::Option& option, const std::string& fixed, std::string typed,
                    const Release& release) {
@@ -87,14 +108,15 @@ std::string Values(const CLI::Option& option, const std::string& fixed, std::str
     return words.Text();
   }
   Words words(fixed, typed);
-  if (type == "NAME" || type == "GUN") {
+  if (type.starts_with("NAME") || type == "GUN") {
     const Contracts& contracts = release.contracts();
     if (!option.get_positional() && type == "NAME") {
       for (const Descriptor* table : contracts.tables()) {
         words.Add(TableOptionsOf(table).database, "database");
       }
-    } else if (type == "NAME") {
+    } else if (type.starts_with("NAME")) {
       AddNames(words, typed, contracts);
+      if (words.empty() && type == "NAME[.FIELD]") AddFields(words, typed, contracts);
       if (words.empty()) return kFiles;  // a label
     } else {
       for (const Descriptor* payload : contracts.payloads()) {

@@ -38,7 +38,7 @@ void AddShow(CLI::App& app, int&) {
           "name", options->name,
           "What to show: a name, full or its end, a gun or the label file of a payload, or one "
           "of these and a path to a field")
-      ->type_name("NAME")
+      ->type_name("NAME[.FIELD]")
       ->required();
   AddContracts(*command, options->release);
   AddFormat(*command, options->format);

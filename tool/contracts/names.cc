@@ -60,9 +60,14 @@ bool HasWord(std::string_view text, std::string_view word, size_t begin, size_t 
 
 std::vector<std::string> Nearest(const std::string& name, const std::vector<std::string>& known) {
   std::vector<std::pair<size_t, std::string>> near;
+  const size_t most = std::max<size_t>(2, name.size() / 4);
   for (const std::string& candidate : known) {
+    // No fewer edits than the difference in length, which is cheaper to see.
+    if (std::max(name.size(), candidate.size()) - std::min(name.size(), candidate.size()) > most) {
+      continue;
+    }
     const size_t distance = Distance(name, candidate);
-    if (distance <= std::max<size_t>(2, name.size() / 4)) near.emplace_back(distance, candidate);
+    if (distance <= most) near.emplace_back(distance, candidate);
   }
   std::sort(near.begin(), near.end());
   near.erase(std::unique(near.begin(), near.end()), near.end());
