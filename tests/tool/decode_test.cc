@@ -440,6 +440,7 @@ TEST(ToolDecode, WritesWhatItHasWhenTheInputPauses) {
       {"encode BatteryHealthLog --delimited",
        "echo '{\"age\":1}' >&3; await seen 3\n"
        "echo '{\"age\":2}' >&3; await seen 6\n"},
+      {"check BatteryHealthLog --delimited", "printf '\\003\\070\\001\\300' >&3; await seen 40\n"},
   };
   for (const auto& [command, feed] : cases) {
     SCOPED_TRACE(command);
