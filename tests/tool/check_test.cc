@@ -127,6 +127,7 @@ TEST(ToolCheck, HoldsTheFactsOfComments) {
           : field.name() == "test_version"  ? " Format: version\n"
           : field.name() == "cycle_count"   ? " Flags of the test.\n Values: 1 = a, 2 = b, 8 = c\n"
           : field.name() == "cell_voltages" ? " Values: 3, 5\n"
+          : field.name() == "abo_info"      ? " Values: \"a\", ...\n"
                                             : "";
       if (!comment.empty()) place.set_leading_comments(comment);
     }
@@ -151,6 +152,7 @@ TEST(ToolCheck, HoldsTheFactsOfComments) {
          log.set_test_version("1.2");
          log.set_cycle_count(11);
          log.add_cell_voltages(3);
+         log.set_abo_info("not listed, but the list is open");
        },
        {}},
       {[](auto& log) { log.set_test_result("PASSED"); },

@@ -18,6 +18,7 @@ namespace {
 
 using telemetry::contract::upload::log::hardware::HwBatteryHealthLogAsCDM;
 
+constexpr char kCreated[] = "2026-11-21T04:31:09.120Z";
 constexpr char kGun[] =
     "com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1";
 
@@ -32,23 +33,23 @@ size_t Lines(const std::string& text) {
 // A payload as the agent's uploader leaves it in an outbox. Its two files have the name that is
 // returned, with .binpb and .json.
 std::string WritePayload(const Folder& folder, const google::protobuf::Message& message,
-                         int64_t sequence) {
+                         int64_t sequence, const std::string& created = kCreated) {
   const std::string bytes = message.SerializeAsString();
-  const agent::Label label =
-      agent::MakeLabel(message.GetDescriptor(), bytes, "5c91a2bf-2873-8c8c-9f56-07345e9936b3",
-                       "2026-11-21T04:31:09.120Z", sequence);
+  const agent::Label label = agent::MakeLabel(
+      message.GetDescriptor(), bytes, "5c91a2bf-2873-8c8c-9f56-07345e9936b3", created, sequence);
   const std::string stem = "outbox/" + label.FileStem();
   folder.Write(stem + ".binpb", bytes);
   folder.Write(stem + ".json", label.ToJson());
   return stem;
 }
 
-std::string WriteBattery(const Folder& folder, int64_t sequence, uint32_t age) {
+std::string WriteBattery(const Folder& folder, int64_t sequence, uint32_t age,
+                         const std::string& created = kCreated) {
   HwBatteryHealthLogAsCDM payload;
   payload.set_version("1.0.0");
   payload.set_battery_serial_number("S1");
   payload.set_age(age);
-  return WritePayload(folder, payload, sequence);
+  return WritePayload(folder, payload, sequence, created);
 }
 
 // Replaces a text of a file.
@@ -66,7 +67,7 @@ TEST(ToolDecode, TakesAnOutboxOrALabel) {
   const Folder folder;
   // By sequence number, not by name: a clock can go back.
   const std::string second = WriteBattery(folder, 10'000'000'000'000, 2);
-  const std::string first = WriteBattery(folder, 7, 1);
+  const std::string first = WriteBattery(folder, 7, 1, "2026-11-22T04:31:09.120Z");
   folder.Write("outbox/notes.json", "nobody's label");
   folder.Write("outbox/.ovix-agent.lock", "");
   folder.Write("outbox/20261121T043109120Z-0000000000008-HwBatteryHealthLogAsCDM.binpb",
