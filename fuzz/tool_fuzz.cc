@@ -37,6 +37,7 @@ void Run(std::vector<std::string> words) {
   ovix::tool::AddDdl(app, exit_code);
   ovix::tool::AddEncode(app, exit_code);
   ovix::tool::AddDecode(app, exit_code);
+  ovix::tool::AddCheck(app, exit_code);
   ovix::tool::AddDiff(app, exit_code);
   std::reverse(words.begin(), words.end());  // as CLI11 takes them
   try {
@@ -44,6 +45,8 @@ void Run(std::vector<std::string> words) {
   } catch (const CLI::ParseError&) {
   } catch (const ovix::tool::Error& error) {
     if (*error.what() == '\0') std::abort();
+  } catch (const ovix::tool::ClosedPipe&) {
+    std::abort();  // nothing is a pipe here
   }
 }
 
@@ -56,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string output = (Folder() / "output").string();
   std::ofstream(file, std::ios::binary) << input.content;
   const std::string name = input.prototype->GetTypeName();
-  switch (data[0] % 8) {
+  switch (data[0] % 15) {
     case 0:
       Run({"decode", name, file, "-o", output});
       break;
@@ -80,6 +83,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       break;
     case 7:
       Run({"ddl", "--from", file});
+      break;
+    case 8:
+      Run({"decode", "--raw", file, "-o", output});
+      break;
+    case 9:
+      Run({"decode", "--raw", "--delimited", "--skip-bad", file, "-o", output});
+      break;
+    case 10:
+      Run({"decode", name, file, "--input-encoding", "hex", "-o", output});
+      break;
+    case 11:
+      Run({"decode", name, file, "--input-encoding", "base64", "-o", output});
+      break;
+    case 12:
+      Run({"check", name, file});
+      break;
+    case 13:
+      Run({"check", name, "--delimited", file});
+      break;
+    case 14:
+      fs::rename(file, file + ".json");
+      Run({"decode", file + ".json", "-o", output});
       break;
   }
   return 0;

@@ -34,11 +34,15 @@ void Write(const fs::path& folder, size_t number, const std::string& content) {
 // For each command of the tool what it reads.
 void WriteToolSeeds(const fs::path& folder) {
   size_t written = 0;
-  for (const auto& [from, commands] : {std::pair("message", "\0\1"), {"json", "\3\5"}}) {
+  const std::pair<const char*, std::string> readers[] = {
+      {"message", {0, 1, 8, 12}},
+      {"json", {3, 5, 14}},
+  };
+  for (const auto& [from, commands] : readers) {
     for (const auto& entry : fs::directory_iterator(folder / from)) {
       std::ifstream file(entry.path(), std::ios::binary);
       const std::string seed{std::istreambuf_iterator<char>(file), {}};
-      Write(folder / "tool", written, commands[written % 2] + seed);
+      Write(folder / "tool", written, commands[written % commands.size()] + seed);
       ++written;
     }
   }

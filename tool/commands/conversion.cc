@@ -1,22 +1,76 @@
 #include "commands/conversion.h"
 
+#include "contracts/names.h"
+#include "terminal/error.h"
+
 namespace ovix::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsNameOfMessage(const Contracts& contracts, const std::string& word) {
+  for (const Descriptor* message : contracts.messages()) {
+    const std::string& name = message->full_name();
+    if (name == word || name.ends_with("." + word)) return true;
+  }
+  return false;
+}
+
+// Whether a word is the name of a label or an outbox. One that does not exist is, if it cannot be
+// anything else.
+bool IsPath(const std::string& word) {
+  const fs::path path = word;
+  std::error_code ignored;
+  return fs::exists(path, ignored) || path.extension() == ".json" || path.has_parent_path();
+}
+
+}  // namespace
 
 void AddConversion(CLI::App& command, Conversion& conversion) {
-  command
-      .add_option("name", conversion.name,
-                  "The message's full name, or the end of it where no other has the same")
-      ->type_name("NAME")
-      ->required();
-  command
-      .add_option("input", conversion.input, "What to read; standard input without it and for -")
-      ->type_name("FILE");
   command
       .add_option("-o,--output", conversion.output,
                   "Where to write, whole or not at all; standard output without it")
       ->type_name("FILE");
   AddChoice(command, "--format", conversion.notation,
             {{"json", Notation::kJson}, {"text", Notation::kText}});
+}
+
+void AddInputEncoding(CLI::App& command, Encoding& encoding) {
+  AddChoice(
+      command, "--input-encoding", encoding,
+      {{"binary", Encoding::kBinary}, {"hex", Encoding::kHex}, {"base64", Encoding::kBase64}});
+}
+
+void AddSubject(CLI::App& command, SubjectWords& words) {
+  command
+      .add_option("name", words.name,
+                  "The message's full name, the end of it, or its gun; instead of it a payload's "
+                  "label or an outbox")
+      ->type_name("NAME");
+  command
+      .add_option("input", words.inputs,
+                  "What to read; standard input without it and for -. After a label more of them")
+      ->type_name("FILE");
+  command.add_option("--gun", words.gun, "The payload by its gun, instead of a name")
+      ->type_name("GUN");
+}
+
+Subject ReadSubject(const Contracts& contracts, const SubjectWords& words) {
+  Subject subject;
+  std::vector<std::string> all = words.inputs;
+  if (!words.name.empty()) all.insert(all.begin(), words.name);
+  if (!words.gun.empty()) {
+    subject.type = FindByGun(contracts, words.gun);
+    subject.inputs = all;
+  } else if (all.empty()) {
+    throw Error("nothing to read is named; name a message, the label of a payload, or an outbox");
+  } else if (!IsNameOfMessage(contracts, words.name) && IsPath(words.name)) {
+    subject.labelled.assign(all.begin(), all.end());
+  } else {
+    subject.type = FindMessage(contracts, words.name);
+    subject.inputs = words.inputs;
+  }
+  return subject;
 }
 
 }  // namespace ovix::tool

@@ -4,21 +4,45 @@
 #include <memory>
 
 #include "commands/conversion.h"
+#include "contracts/names.h"
+#include "terminal/error.h"
 
 namespace ovix::tool {
 
-void AddEncode(CLI::App& app, int&) {
+void AddEncode(CLI::App& app, int& exit_code) {
   CLI::App* command =
       app.add_subcommand("encode", "Turn JSON or text format into the binary encoding");
-  const auto options = std::make_shared<Conversion>();
+  struct Options : Conversion {
+    Release release;
+    std::string name;
+  };
+  const auto options = std::make_shared<Options>();
+  command
+      ->add_option("name", options->name,
+                   "The message's full name, the end of it, its gun, or the label of a payload")
+      ->type_name("NAME")
+      ->required();
+  command->add_option("input", options->input, "What to read; standard input without it and for -")
+      ->type_name("FILE");
+  AddContracts(*command, options->release);
   AddConversion(*command, *options);
   command->add_flag("--delimited", options->delimited,
                     "Read many messages, one a line, and write each behind its length");
+  command->add_flag("--skip-bad", options->skip_bad,
+                    "With --delimited: go on after a bad message, and say how many there were");
   command->footer(
       "Examples:\n"
       "  ovix-contracts encode IdentityAsCDM identity.json -o identity.binpb\n"
-      "  ovix-contracts encode BatteryHealthLog --delimited <log.jsonl >log.binpb");
-  command->callback([options] { Encode(*options); });
+      "  ovix-contracts encode BatteryHealthLog --delimited <log.jsonl >log.binpb\n"
+      "Exit code 1: messages were bad, and --skip-bad left them out.");
+  command->callback([options, &exit_code] {
+    if (options->skip_bad && !options->delimited) {
+      throw Error("--skip-bad: one message cannot be skipped; it is for streams (--delimited)");
+    }
+    const Contracts& contracts = options->release.contracts();
+    options->type = FindMessage(contracts, options->name);
+    exit_code = Encode(contracts, *options) ? kFound : kDone;
+  });
 }
 
 }  // namespace ovix::tool

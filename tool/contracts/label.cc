@@ -39,11 +39,22 @@ Label ReadLabel(const std::filesystem::path& file) {
          " is not JSON");
   }
   if (!json.IsObject()) fail("it is not a JSON object");
-  Label label{TextOf(json, "gun"),     TextOf(json, "version"), TextOf(json, "message"),
-              TextOf(json, "payload"), TextOf(json, "sha256"),  std::nullopt};
+  const auto number = [&](const char* key) -> std::optional<uint64_t> {
+    const auto found = json.FindMember(key);
+    if (found == json.MemberEnd() || !found->value.IsUint64()) return std::nullopt;
+    return found->value.GetUint64();
+  };
+  Label label{.gun = TextOf(json, "gun"),
+              .version = TextOf(json, "version"),
+              .message = TextOf(json, "message"),
+              .payload = TextOf(json, "payload"),
+              .sha256 = TextOf(json, "sha256"),
+              .bytes = number("bytes"),
+              .device = TextOf(json, "device"),
+              .created = TextOf(json, "created"),
+              .sequence = number("sequence"),
+              .id = TextOf(json, "id")};
   if (label.gun.empty()) fail("it has no gun");
-  const auto bytes = json.FindMember("bytes");
-  if (bytes != json.MemberEnd() && bytes->value.IsUint64()) label.bytes = bytes->value.GetUint64();
   return label;
 }
 

@@ -17,6 +17,10 @@ struct Label {
   std::string payload;            // the other file's name
   std::string sha256;             // of the other file, in hexadecimal
   std::optional<uint64_t> bytes;  // of the other file
+  std::string device;             // a pseudonym
+  std::string created;            // RFC 3339
+  std::optional<uint64_t> sequence;
+  std::string id;  // the payload's own
 };
 
 // Throws Error where the file cannot be read, or is not a JSON object with a gun.

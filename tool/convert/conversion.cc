@@ -1,14 +1,22 @@
 #include "convert/conversion.h"
 
-#include "contracts/contracts.h"
-#include "contracts/names.h"
+#include "terminal/report.h"
 
 namespace ovix::tool {
+namespace {
 
-std::unique_ptr<google::protobuf::Message> NewMessage(const Conversion& conversion) {
-  const Descriptor* descriptor = FindMessage(Contracts::Installed(), conversion.name);
-  return std::unique_ptr<google::protobuf::Message>(
-      google::protobuf::MessageFactory::generated_factory()->GetPrototype(descriptor)->New());
+constexpr uint64_t kMostNamed = 20;
+
+}  // namespace
+
+void Skipped::Add(const std::string& problem) {
+  if (++count_ <= kMostNamed) Report(problem + "; skipped");
+}
+
+void Skipped::Say(const std::string& input) const {
+  if (count_ == 0) return;
+  Report(input + ": " + std::to_string(count_) +
+         (count_ == 1 ? " bad message was" : " bad messages were") + " skipped");
 }
 
 }  // namespace ovix::tool

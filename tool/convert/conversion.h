@@ -2,25 +2,38 @@
 #ifndef OVIX_TOOL_CONVERT_CONVERSION_H_
 #define OVIX_TOOL_CONVERT_CONVERSION_H_
 
-#include <google/protobuf/message.h>
-
-#include <memory>
+#include <cstdint>
 #include <string>
+
+#include "contracts/contracts.h"
+#include "terminal/encoding.h"
 
 namespace ovix::tool {
 
 enum class Notation { kJson, kText };
 
 struct Conversion {
-  std::string name;    // the message's full name, or the end of it where no other has the same
-  std::string input;   // a file; standard input where it is empty or "-"
-  std::string output;  // a file; standard output where it is empty or "-"
+  const Descriptor* type = nullptr;  // of the messages; null where labels say it
+  std::string input;                 // a file; standard input where it is empty or "-"
+  std::string output;                // a file; standard output where it is empty or "-"
   Notation notation = Notation::kJson;
+  Encoding encoding = Encoding::kBinary;  // of the binary side's bytes
   bool delimited = false;  // many messages: each behind its length in binary, one a line in text
+  bool skip_bad = false;   // go on after a message that is bad
 };
 
-// An empty message of the conversion's type. Throws Error: a name that no message has.
-std::unique_ptr<google::protobuf::Message> NewMessage(const Conversion& conversion);
+// The messages that were skipped for being bad. Names each of the first few on standard error.
+class Skipped {
+ public:
+  // `problem` is one line that names the input and the place.
+  void Add(const std::string& problem);
+  uint64_t count() const { return count_; }
+  // Says how many there were; nothing without any.
+  void Say(const std::string& input) const;
+
+ private:
+  uint64_t count_ = 0;
+};
 
 }  // namespace ovix::tool
 

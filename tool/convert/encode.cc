@@ -3,12 +3,13 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
-#include <memory>
 #include <string>
 
-#include "contracts/contracts.h"
+#include "convert/delimited.h"
 #include "convert/json_reader.h"
+#include "convert/messages.h"
 #include "convert/progress.h"
+#include "convert/text_problem.h"
 #include "convert/unknown_text.h"
 #include "convert/wire.h"
 #include "terminal/error.h"
@@ -26,12 +27,12 @@ class FirstTextError : public google::protobuf::io::ErrorCollector {
   void AddError(int line, google::protobuf::io::ColumnNumber column,
                 const std::string& message) override {
     if (!what.empty()) return;
-    this->line = static_cast<uint64_t>(line < 0 ? 0 : line);
-    this->column = static_cast<uint64_t>(column < 0 ? 0 : column);
+    this->line = static_cast<size_t>(line < 0 ? 0 : line);
+    this->column = static_cast<size_t>(column < 0 ? 0 : column);
     what = message;
   }
-  uint64_t line = 0;
-  uint64_t column = 0;
+  size_t line = 0;
+  size_t column = 0;
   std::string what;
 };
 
@@ -44,8 +45,10 @@ bool ParseText(std::string_view text, uint64_t first_line, const std::string& in
   FirstTextError error;
   parser.RecordErrorsTo(&error);
   if (!parser.ParseFromString(known, &message)) {
-    throw Error(input + ":" + std::to_string(first_line + error.line) + ":" +
-                std::to_string(error.column + 1) + ": " + error.what);
+    const TextProblem problem = ExplainText(std::string(text), message.GetDescriptor(), error.line,
+                                            error.column, error.what);
+    throw Error(input + ":" + std::to_string(first_line + problem.line) + ":" +
+                std::to_string(problem.column + 1) + ": " + problem.what);
   }
   unknown.AddTo(message);
   return unknown.any();
@@ -54,29 +57,30 @@ bool ParseText(std::string_view text, uint64_t first_line, const std::string& in
 // Turns texts into the bytes of the messages that they say.
 class Encoder {
  public:
-  explicit Encoder(const Conversion& options) : options_(options), message_(NewMessage(options)) {}
+  Encoder(const Contracts& contracts, const Conversion& options)
+      : options_(options), messages_(contracts), message_(messages_.Empty(options.type)) {}
 
   // Valid until the next call.
   const std::string& Encode(std::string_view text, uint64_t first_line, const std::string& input) {
-    message_->Clear();
+    message_.Clear();
     bool has_unknown = false;
     if (options_.notation == Notation::kText) {
-      has_unknown = ParseText(text, first_line, input, *message_);
+      has_unknown = ParseText(text, first_line, input, message_);
     } else {
-      json_.Read(text, input, first_line, *message_);
+      json_.Read(text, input, first_line, message_);
     }
-    if (!message_->SerializeToString(&bytes_)) {
+    if (!message_.SerializeToString(&bytes_)) {
       throw Error(input + ": is larger than a message can be (2 GiB)");
     }
     if (options_.notation == Notation::kText) Check(first_line, input);
-    if (has_unknown) bytes_ = InOrderOfNumbers(bytes_, message_->GetDescriptor());
+    if (has_unknown) bytes_ = InOrderOfNumbers(bytes_, message_.GetDescriptor());
     return bytes_;
   }
 
  private:
   // What this tool writes, it and every other runtime reads; text format can say other things.
   void Check(uint64_t first_line, const std::string& input) const {
-    const WireProblem problem = FindWireProblem(bytes_, message_->GetDescriptor());
+    const WireProblem problem = FindWireProblem(bytes_, message_.GetDescriptor());
     if (problem.what.empty()) return;
     // The line is that of the message.
     throw Error(input + (options_.delimited ? ":" + std::to_string(first_line) : "") + ": " +
@@ -84,36 +88,44 @@ class Encoder {
   }
 
   const Conversion& options_;
-  const std::unique_ptr<Message> message_;
+  Messages messages_;
+  Message& message_;
   JsonReader json_;
   std::string bytes_;
 };
 
 }  // namespace
 
-void Encode(const Conversion& options) {
-  Encoder encoder(options);
+bool Encode(const Contracts& contracts, const Conversion& options) {
+  Encoder encoder(contracts, options);
   Input input(options.input);
   Output output(options.output, {options.input});
+  Skipped skipped;
   if (!options.delimited) {
     output.Write(encoder.Encode(input.PeekAll(), 1, input.name()));
   } else {
     Progress progress(input, output);
+    input.BeforeReading([&output] { output.Flush(); });
     uint64_t line_number = 0;
     for (std::string_view line; input.TakeLine(line);) {
       ++line_number;
       if (line.find_first_not_of(" \t") == std::string_view::npos) continue;
-      const std::string& bytes = encoder.Encode(line, line_number, input.name());
-      std::string length;
-      for (size_t rest = bytes.size(); length.empty() || rest != 0; rest >>= 7) {
-        length += static_cast<char>((rest & 0x7f) | (rest > 0x7f ? 0x80 : 0));
+      const std::string* bytes = nullptr;
+      try {
+        bytes = &encoder.Encode(line, line_number, input.name());
+      } catch (const Error& error) {
+        if (!options.skip_bad) throw;
+        skipped.Add(error.what());
+        continue;
       }
-      output.Write(length);
-      output.Write(bytes);
+      output.Write(LengthPrefix(bytes->size()));
+      output.Write(*bytes);
       progress.Count();
     }
   }
   output.Finish();
+  skipped.Say(input.name());
+  return skipped.count() != 0;
 }
 
 }  // namespace ovix::tool

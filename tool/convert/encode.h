@@ -6,8 +6,8 @@
 
 namespace ovix::tool {
 
-// Throws Error, with nothing written to a file.
-void Encode(const Conversion& options);
+// Whether messages were skipped. Throws Error, with nothing written to a file.
+bool Encode(const Contracts& contracts, const Conversion& options);
 
 }  // namespace ovix::tool
 

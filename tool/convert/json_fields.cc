@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <vector>
+
+#include "contracts/names.h"
 
 namespace ovix::tool {
 
@@ -16,6 +19,18 @@ template <typename Number>
 std::string Range() {
   return "write a whole number from " + std::to_string(std::numeric_limits<Number>::min()) +
          " to " + std::to_string(std::numeric_limits<Number>::max());
+}
+
+// How much of their names all values of an enumeration have in common, up to an underscore.
+size_t CommonPrefix(const google::protobuf::EnumDescriptor* type) {
+  const std::string& first = type->value(0)->name();
+  size_t common = type->value_count() == 1 ? 0 : first.size();
+  for (int i = 1; i < type->value_count(); ++i) {
+    const std::string& name = type->value(i)->name();
+    const auto differ = std::mismatch(first.begin(), first.end(), name.begin(), name.end());
+    common = std::min(common, static_cast<size_t>(differ.first - first.begin()));
+  }
+  return common == 0 ? 0 : first.rfind('_', common - 1) + 1;
 }
 
 }  // namespace
@@ -49,6 +64,29 @@ std::string JsonForm(const FieldDescriptor* field) {
       break;
   }
   return field->is_map() ? JsonForm(field->message_type()->map_value()) : "write { ... }";
+}
+
+std::string Fix(const FieldDescriptor* field, const std::string& value, const std::string& form) {
+  if (field->enum_type() == nullptr) return "; " + form;
+  // What all names begin with says nothing, and is often left out.
+  const size_t common = CommonPrefix(field->enum_type());
+  const std::string prefix = field->enum_type()->value(0)->name().substr(0, common);
+  std::vector<std::string> rests;
+  for (int i = 0; i < field->enum_type()->value_count(); ++i) {
+    rests.push_back(field->enum_type()->value(i)->name().substr(common));
+  }
+  std::vector<std::string> near =
+      Nearest(value.starts_with(prefix) ? value.substr(common) : value, rests);
+  if (near.empty()) return "; " + form;
+  for (std::string& name : near) name.insert(0, prefix);
+  return "; is it " + Listed(near, "or") + "? W" + form.substr(1);
+}
+
+std::string FieldSuggestion(const google::protobuf::Descriptor* message, const std::string& name) {
+  std::vector<std::string> known;
+  for (int i = 0; i < message->field_count(); ++i) known.push_back(message->field(i)->name());
+  const std::string suggestion = Suggestion(name, known);
+  return suggestion.empty() ? "; ovix-contracts show lists those it has" : suggestion;
 }
 
 std::string JsonTypeName(const FieldDescriptor* field) {

@@ -10,7 +10,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "contracts/names.h"
 #include "convert/json_fields.h"
 #include "convert/json_number.h"
 #include "convert/json_syntax.h"
@@ -340,8 +339,10 @@ class JsonReader::Parser : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>
     Fail(root_->GetDescriptor()->full_name(), "a message is written as an object; write { ... }");
   }
   [[noreturn]] void FailType(const FieldDescriptor* field) const {
+    std::string word = Value();
+    std::erase(word, '"');
     Fail(field->full_name(),
-         Value() + " is not of type " + JsonTypeName(field) + "; " + JsonForm(field));
+         Value() + " is not of type " + JsonTypeName(field) + Fix(field, word, JsonForm(field)));
   }
   [[noreturn]] void FailHalfPair() const {
     CheckUtf8(stream_->Tell());
@@ -352,12 +353,7 @@ class JsonReader::Parser : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>
          "messages nested deeper than " + std::to_string(kDeepest) + "; no runtime reads them");
   }
   [[noreturn]] void FailUnknown(const Descriptor* type, std::string_view key) const {
-    std::vector<std::string> known;
-    for (int i = 0; i < type->field_count(); ++i) known.push_back(type->field(i)->name());
-    const std::string suggestion = Suggestion(std::string(key), known);
-    Fail(type->full_name(),
-         "has no field " + Value() +
-             (suggestion.empty() ? "; ovix-contracts show lists those it has" : suggestion));
+    Fail(type->full_name(), "has no field " + Value() + FieldSuggestion(type, std::string(key)));
   }
 
   [[noreturn]] void FailSyntax(rapidjson::ParseErrorCode code, size_t at) const {

@@ -1,7 +1,5 @@
 #include "convert/json_text.h"
 
-#include <google/protobuf/stubs/common.h>
-
 #include <algorithm>
 
 #include "terminal/error.h"
@@ -25,11 +23,6 @@ size_t FindInvalidUtf8(std::string_view text) {
 }
 
 }  // namespace
-
-bool IsUtf8(std::string_view text) {
-  return google::protobuf::internal::IsStructurallyValidUTF8(text.data(),
-                                                             static_cast<int>(text.size()));
-}
 
 JsonText::JsonText(std::string_view text, const std::string& input, uint64_t first_line)
     : text_(text), input_(&input), first_line_(first_line), invalid_(FindInvalidUtf8(text)) {}

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-namespace ovix::tool {
+#include "convert/utf8.h"
 
-bool IsUtf8(std::string_view text);
+namespace ovix::tool {
 
 class JsonText {
  public:

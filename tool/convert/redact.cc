@@ -2,8 +2,9 @@
 
 #include <fstream>
 
-#include "convert/keyed_hash.h"
+#include "payload/hash.h"
 #include "terminal/error.h"
+#include "terminal/report.h"
 
 namespace ovix::tool {
 namespace {
@@ -56,7 +57,15 @@ Redactor::Redactor(const Contracts& contracts, const std::vector<std::string>& c
                   "all");
     }
   }
+  if (classes.empty() && key_file) {
+    throw Error("--key: there is nothing to hash; name the classes with --redact");
+  }
   if (key_file) key_ = ReadKey(*key_file);
+}
+
+void Redactor::Say(const std::string& input) const {
+  Report(input + ": values replaced by a hash: " + std::to_string(replaced_) +
+         ", dropped: " + std::to_string(dropped_));
 }
 
 bool Redactor::IsMeant(const FieldDescriptor* field) {

@@ -32,6 +32,8 @@ class Redactor {
   // How many values were replaced and dropped so far.
   size_t replaced() const { return replaced_; }
   size_t dropped() const { return dropped_; }
+  // Says it on standard error.
+  void Say(const std::string& input) const;
 
  private:
   bool IsMeant(const FieldDescriptor* field);

@@ -28,7 +28,8 @@ std::optional<Number> ReadNumber(std::string_view word, int base = 10) {
 
 }  // namespace
 
-UnknownText::UnknownText(std::string& text, const Descriptor* message) : text_(text) {
+UnknownText::UnknownText(std::string& text, const Descriptor* message, size_t watched)
+    : text_(text), watched_(watched), watched_message_(message) {
   ReadFields(message, {}, '\0');
 }
 
@@ -116,6 +117,10 @@ bool UnknownText::ReadFields(const Descriptor* message, const Path& path, char e
       continue;
     }
     const FieldDescriptor* field = message->FindFieldByName(name);
+    if (begin <= watched_) {
+      watched_message_ = message;
+      watched_field_ = field;
+    }
     if (field == nullptr || !ReadKnown(field, path, counts[field])) return false;
     if (!Take(',')) Take(';');
   }

@@ -17,10 +17,17 @@ namespace ovix::tool {
 class UnknownText {
  public:
   // Takes them out of the text, in whose place spaces stay, so that lines and columns hold. Text
-  // that is not well formed stays as it is from there on, for TextFormat to complain of.
-  UnknownText(std::string& text, const google::protobuf::Descriptor* message);
+  // that is not well formed stays as it is from there on, for TextFormat to complain of. `watched`
+  // is a place in the text whose field is asked for.
+  UnknownText(std::string& text, const google::protobuf::Descriptor* message,
+              size_t watched = std::string::npos);
 
   bool any() const { return !found_.empty(); }
+
+  // What the watched place is in: the message, and the field whose name is the last before it; null
+  // without one.
+  const google::protobuf::Descriptor* watched_message() const { return watched_message_; }
+  const google::protobuf::FieldDescriptor* watched_field() const { return watched_field_; }
 
   // Puts them into the message that the rest of the text was read as.
   void AddTo(google::protobuf::Message& message) const;
@@ -43,6 +50,9 @@ class UnknownText {
   bool Take(char c);
 
   std::string& text_;
+  const size_t watched_;
+  const google::protobuf::Descriptor* watched_message_;
+  const google::protobuf::FieldDescriptor* watched_field_ = nullptr;
   size_t at_ = 0;
   int depth_ = 0;
   std::deque<Found> found_;  // an UnknownFieldSet does not move

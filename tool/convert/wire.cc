@@ -39,7 +39,7 @@ uint32_t WireTypeOf(const FieldDescriptor* field) {
 
 class Reader {
  public:
-  explicit Reader(std::string_view encoded) : begin_(encoded.data()) {}
+  explicit Reader(std::string_view encoded) : begin_(encoded.data()), sound_(begin_) {}
 
   // Reads one message; false once a problem is found.
   bool Read(std::string_view rest, const Descriptor* message, int depth, uint32_t group = 0) {
@@ -48,6 +48,7 @@ class Reader {
     rest_ = rest;
     while (!rest_.empty()) {
       const std::string_view at = rest_;
+      if (depth == 0) sound_ = at.data();
       uint64_t tag = 0;
       if (!ReadVarint(tag)) return false;
       const uint32_t number = static_cast<uint32_t>(tag >> 3);
@@ -125,11 +126,13 @@ class Reader {
   }
 
   bool Fail(std::string_view at, const std::string& what) {
-    problem = {static_cast<uint64_t>(at.data() - begin_), what};
+    problem = {static_cast<uint64_t>(at.data() - begin_), what,
+               static_cast<size_t>(sound_ - begin_)};
     return false;
   }
 
   const char* const begin_;
+  const char* sound_;  // up to here all fields of the message itself were read
   std::string_view rest_;
 };
 

@@ -16,7 +16,9 @@ namespace ovix::tool {
 struct WireProblem {
   uint64_t offset = 0;
   std::string what;  // one line, with the field's full name where there is one; empty: nothing
+  size_t sound = 0;  // bytes of the fields before the one that has it, of the message itself
 };
+// Without a message only the fields themselves are looked at, not what is in them.
 WireProblem FindWireProblem(std::string_view encoded, const google::protobuf::Descriptor* message);
 
 // The encoding with its fields in the order of their numbers, those of the messages in it too. The

@@ -6,10 +6,16 @@
 
 namespace ovix::tool {
 
-// Bad input or a failed write, in one line: which input, where, and what mends it. Exit code 2.
+// Bad input or a failed write, in one line: which input, where, and what fixes it. Exit code 2.
 class Error : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// Nobody reads what is written to standard output any more: the program ends without a word.
+class ClosedPipe : public std::runtime_error {
+ public:
+  ClosedPipe() : std::runtime_error("the pipe of standard output is closed") {}
 };
 
 }  // namespace ovix::tool

@@ -14,6 +14,13 @@ std::string Styled(std::string_view text, Style style, bool colour) {
   return "\x1b[" + std::string(code) + "m" + std::string(text) + "\x1b[0m";
 }
 
+std::string OneLine(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+  }
+  return text;
+}
+
 size_t WidthOf(std::string_view text) {
   return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
     return (static_cast<unsigned char>(c) & 0xc0) != 0x80;

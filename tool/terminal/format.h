@@ -15,6 +15,9 @@ enum class Format { kTable, kJson, kCsv };
 enum class Style { kHeading, kName, kQuiet, kBad, kGood };
 std::string Styled(std::string_view text, Style style, bool colour);
 
+// The text as one line that drives no terminal: spaces in place of control characters.
+std::string OneLine(std::string text);
+
 // Columns that the text takes on a terminal; UTF-8 counts by character.
 size_t WidthOf(std::string_view text);
 // Breaks the text at spaces so that no line is wider, words longer than that excepted, and puts

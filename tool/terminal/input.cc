@@ -16,13 +16,14 @@ constexpr size_t kLargestMessage = std::numeric_limits<int32_t>::max();
 
 }  // namespace
 
-Input::Input(const std::filesystem::path& file) : buffer_(kPiece) {
-  if (file.empty() || file == "-") {
-    name_ = "standard input";
+Input::Input(const std::filesystem::path& file, Encoding encoding) : buffer_(kPiece) {
+  const bool is_standard = file.empty() || file == "-";
+  name_ = is_standard ? "standard input" : file.string();
+  if (encoding != Encoding::kBinary) decoder_.emplace(encoding, name_);
+  if (is_standard) {
     stream_.reset(stdin);
     return;
   }
-  name_ = file.string();
   std::error_code ignored;
   if (std::filesystem::is_directory(file, ignored)) {
     throw Error(name_ + ": is a folder; name a file");
@@ -33,7 +34,18 @@ Input::Input(const std::filesystem::path& file) : buffer_(kPiece) {
   }
 }
 
-// Reads more behind what is not taken; false at the end of the input.
+// Up to `size` bytes as they are in the file, as soon as there are any; 0 at its end.
+size_t Input::Read(char* bytes, size_t size) {
+  if (has_ended_) return 0;
+  if (before_reading_) before_reading_();
+  const auto read = ReadSome(stream_.get(), bytes, size);
+  if (!read) throw Error(name_ + ": cannot be read (" + std::strerror(errno) + ")");
+  // Of a terminal the end can be read, and after it more.
+  has_ended_ = *read == 0;
+  return *read;
+}
+
+// Reads more after what is not taken; false at the end of the input.
 bool Input::Fill() {
   if (begin_ != 0) {
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
@@ -41,12 +53,22 @@ bool Input::Fill() {
     begin_ = 0;
   }
   if (end_ == buffer_.size()) buffer_.resize(2 * buffer_.size());
-  const size_t read = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, stream_.get());
-  if (read == 0 && std::ferror(stream_.get()) != 0) {
-    throw Error(name_ + ": cannot be read (" + std::strerror(errno) + ")");
+  const size_t before = end_;
+  const size_t room = buffer_.size() - end_;
+  if (!decoder_) {
+    end_ += Read(buffer_.data() + end_, room);
+    return end_ != before;
   }
-  end_ += read;
-  return read != 0;
+  text_.resize(kPiece);
+  while (end_ == before) {
+    const size_t read = Read(text_.data(), std::min(room, text_.size()));
+    if (read == 0) {
+      decoder_->Finish();
+      return false;
+    }
+    end_ += decoder_->Take({text_.data(), read}, buffer_.data() + end_);
+  }
+  return true;
 }
 
 std::string_view Input::Peek(size_t size) {

@@ -6,22 +6,32 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "terminal/encoding.h"
 
 namespace ovix::tool {
 
 class Input {
  public:
-  // Standard input for an empty path and for "-". Throws Error.
-  explicit Input(const std::filesystem::path& file = {});
+  // Standard input for an empty path and for "-". What is written as text is read as the bytes that
+  // it stands for; offsets are theirs. Throws Error.
+  explicit Input(const std::filesystem::path& file = {}, Encoding encoding = Encoding::kBinary);
 
   // What errors call it: the path, or "standard input".
   const std::string& name() const { return name_; }
   // Bytes taken so far.
   uint64_t offset() const { return offset_; }
+
+  // Calls this each time before more is read, which may wait for a long time: what a command has
+  // to say of the input so far it says now.
+  void BeforeReading(std::function<void()> call) { before_reading_ = std::move(call); }
 
   // The next `size` bytes, or fewer at the end of the input; they are not taken yet, and valid
   // until the next call. Throws Error where the input fails.
@@ -34,6 +44,7 @@ class Input {
 
  private:
   bool Fill();
+  size_t Read(char* bytes, size_t size);
 
   struct Close {
     void operator()(FILE* stream) const {
@@ -42,6 +53,10 @@ class Input {
   };
   std::string name_;
   std::unique_ptr<FILE, Close> stream_;
+  std::function<void()> before_reading_;
+  std::optional<TextDecoder> decoder_;
+  std::vector<char> text_;  // for the decoder
+  bool has_ended_ = false;
   std::vector<char> buffer_;
   size_t begin_ = 0;  // of what is not taken, in the buffer
   size_t end_ = 0;

@@ -60,10 +60,18 @@ void Output::Fail(const std::string& why) const {
   throw Error(file_.string() + ": cannot be written (" + why + "); nothing was left behind");
 }
 
+void Output::FailWrite() const {
+  const int error = errno;
+  if (!replacement_ && IsClosedPipe(error)) throw ClosedPipe();
+  Fail(std::strerror(error));
+}
+
 void Output::Write(std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_) != bytes.size()) {
-    Fail(std::strerror(errno));
-  }
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_) != bytes.size()) FailWrite();
+}
+
+void Output::Flush() {
+  if (!replacement_ && std::fflush(stream_) != 0) FailWrite();
 }
 
 void Output::Finish() {
@@ -75,11 +83,11 @@ void Output::Finish() {
     }
     return;
   }
-  if (std::fflush(stream_) != 0) Fail(std::strerror(errno));
+  Flush();
   if (is_standard()) return;
   FILE* finished = stream_;
   stream_ = nullptr;
-  if (std::fclose(finished) != 0) Fail(std::strerror(errno));
+  if (std::fclose(finished) != 0) FailWrite();
 }
 
 void WriteAll(std::string_view text, const std::filesystem::path& file) {

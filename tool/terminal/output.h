@@ -25,8 +25,11 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  // Throws Error for a full disk, a closed pipe and the like.
+  // Throws Error for a full disk and the like, ClosedPipe where nobody reads a pipe any more.
   void Write(std::string_view bytes);
+  // What was written so far can be read by others, where it is not a file that Finish() replaces.
+  // Throws as Write() does.
+  void Flush();
   // Everything is out, and the file in its place. Throws Error.
   void Finish();
 
@@ -34,6 +37,7 @@ class Output {
 
  private:
   [[noreturn]] void Fail(const std::string& why) const;
+  [[noreturn]] void FailWrite() const;
 
   std::filesystem::path file_;
   std::optional<Replacement> replacement_;

@@ -1,5 +1,7 @@
 #include "terminal/platform.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -16,12 +18,33 @@
 #endif
 
 namespace ovix::tool {
+namespace {
+
+// More at once than any system takes in one call.
+constexpr size_t kMostAtOnce = size_t{1} << 30;
+
+}  // namespace
 
 #ifdef _WIN32
 
 void PrepareStandardStreams() {
   for (FILE* stream : {stdin, stdout}) _setmode(_fileno(stream), _O_BINARY);
   SetConsoleOutputCP(CP_UTF8);
+}
+
+// The C library does not know every code of a closed pipe.
+bool IsClosedPipe(int error) {
+  return error == EPIPE ||
+         (error == EINVAL && GetFileType(GetStdHandle(STD_OUTPUT_HANDLE)) == FILE_TYPE_PIPE);
+}
+
+void EndByClosedPipe() {}
+
+std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size) {
+  const int read =
+      _read(_fileno(stream), buffer, static_cast<unsigned>(std::min(size, kMostAtOnce)));
+  if (read < 0) return std::nullopt;
+  return static_cast<size_t>(read);
 }
 
 bool IsTerminal(FILE* stream) { return _isatty(_fileno(stream)) != 0; }
@@ -66,9 +89,28 @@ static bool TakesColour() {
 
 #else
 
+static bool ends_by_closed_pipe = false;
+
 void PrepareStandardStreams() {
-  std::signal(SIGPIPE, SIG_IGN);
+  ends_by_closed_pipe = std::signal(SIGPIPE, SIG_IGN) == SIG_DFL;
   std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool IsClosedPipe(int error) { return error == EPIPE; }
+
+void EndByClosedPipe() {
+  if (!ends_by_closed_pipe) return;
+  std::signal(SIGPIPE, SIG_DFL);
+  std::raise(SIGPIPE);
+}
+
+std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size) {
+  ssize_t read = 0;
+  do {
+    read = ::read(fileno(stream), buffer, std::min(size, kMostAtOnce));
+  } while (read < 0 && errno == EINTR);
+  if (read < 0) return std::nullopt;
+  return static_cast<size_t>(read);
 }
 
 bool IsTerminal(FILE* stream) { return isatty(fileno(stream)) != 0; }

@@ -4,12 +4,18 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 
 namespace ovix::tool {
 
 // Bytes go in and out as they are; a closed pipe and a limit of file size are failed writes instead
 // of signals.
 void PrepareStandardStreams();
+// Whether a failed write means that nobody reads the pipe. `error` is its errno.
+bool IsClosedPipe(int error);
+// Ends the program as a closed pipe ends others: by SIGPIPE. Returns where the system has no such
+// signal, or whoever started the program ignores it.
+void EndByClosedPipe();
 
 bool IsTerminal(FILE* stream);
 // Columns of the terminal of standard output; 0 where it is none.
@@ -19,6 +25,9 @@ bool WantsColour();
 
 // As std::fopen, for any path.
 FILE* OpenFile(const std::filesystem::path& path, const char* mode);
+// Reads what there is, up to `size` bytes, and waits only where there is nothing; 0 at the end of
+// the stream, nothing with errno where it fails. Not to be mixed with other ways to read it.
+std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size);
 // To the disk; false with errno.
 bool Flush(FILE* file);
 // Whether the stream reads or writes this regular file.

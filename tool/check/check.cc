@@ -1,0 +1,114 @@
+#include "check/check.h"
+
+#include <cstdint>
+#include <functional>
+
+#include "check/checker.h"
+#include "convert/delimited.h"
+#include "payload/labelled.h"
+#include "terminal/error.h"
+#include "terminal/format.h"
+#include "terminal/input.h"
+#include "terminal/output.h"
+#include "terminal/report.h"
+
+namespace ovix::tool {
+namespace {
+
+// "1 finding", "2 findings".
+std::string Count(uint64_t number, const std::string& what) {
+  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+}
+
+class Run {
+ public:
+  Run(const Contracts& contracts, const Checking& options)
+      : contracts_(contracts), options_(options), checker_(contracts) {}
+
+  void CheckFile(const std::string& file) {
+    Input input(file, options_.encoding);
+    if (!options_.delimited) {
+      ++messages_;
+      return Say(input.name(), checker_.Check(input.PeekAll(), options_.type));
+    }
+    input.BeforeReading([this] { output_.Flush(); });
+    DelimitedReader stream(input);
+    for (std::string_view bytes; stream.Next(bytes);) {
+      ++messages_;
+      Say(input.name() + ": message " + std::to_string(stream.number()),
+          checker_.Check(bytes, options_.type, stream.offset()));
+    }
+  }
+
+  void CheckLabelled(const LabelFile& file) {
+    const auto read = ReadLabelled(contracts_, file);
+    if (!read) return;
+    const LabelledPayload& payload = *read;
+    ++messages_;
+    for (const LabelProblem& problem : payload.problems) {
+      Say(file.path.string(), {{problem.rule, "", problem.what}});
+    }
+    if (payload.Fatal() != nullptr) return;
+    Say((file.path.parent_path() / payload.label.payload).string(),
+        checker_.Check(payload.bytes, payload.type));
+  }
+
+  // An input that cannot be read does not stop the others.
+  void Try(const std::function<void()>& check) {
+    try {
+      check();
+    } catch (const Error& error) {
+      has_bad_input_ = true;
+      Report(error.what());
+    }
+  }
+
+  Checked Finish() {
+    output_.Finish();
+    Report(Count(messages_, "message") + " checked, " + Count(findings_, "finding"));
+    return has_bad_input_   ? Checked::kBadInput
+           : findings_ != 0 ? Checked::kFindings
+                            : Checked::kClean;
+  }
+
+ private:
+  void Say(const std::string& input, const std::vector<Finding>& findings) {
+    for (const Finding& finding : findings) {
+      ++findings_;
+      output_.Write(OneLine(input + ": " + (finding.place.empty() ? "" : finding.place + ": ") +
+                            finding.what + " [" + finding.rule + "]") +
+                    "\n");
+    }
+  }
+
+  const Contracts& contracts_;
+  const Checking& options_;
+  Checker checker_;
+  Output output_;
+  uint64_t messages_ = 0;
+  uint64_t findings_ = 0;
+  bool has_bad_input_ = false;
+};
+
+}  // namespace
+
+Checked Check(const Contracts& contracts, const Checking& options) {
+  Run run(contracts, options);
+  if (options.type != nullptr) {
+    const std::vector<std::string> standard_input = {"-"};
+    for (const auto& file : options.inputs.empty() ? standard_input : options.inputs) {
+      run.Try([&] { run.CheckFile(file); });
+    }
+    return run.Finish();
+  }
+  for (const std::filesystem::path& named : options.labelled) {
+    run.Try([&] {
+      for (const LabelFile& label : LabelsOf({named})) {
+        run.Try([&] { run.CheckLabelled(label); });
+      }
+    });
+  }
+  return run.Finish();
+}
+
+}  // namespace ovix::tool

@@ -1,0 +1,64 @@
+// sample: synthetic messages.
+#include "sample/sample.h"
+
+#include <charconv>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "commands/commands.h"
+#include "contracts/names.h"
+
+namespace ovix::tool {
+namespace {
+
+// CLI11 takes -1 for the largest number.
+std::string CheckNumber(const std::string& text) {
+  uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool is_number = error == std::errc() && end == text.data() + text.size();
+  return is_number ? "" : "'" + text + "' is not a whole number from 0 to 18446744073709551615";
+}
+
+}  // namespace
+
+void AddSample(CLI::App& app, int&) {
+  CLI::App* command = app.add_subcommand("sample", "Write synthetic messages that obey a contract");
+  struct Options : Sampling {
+    Release release;
+    std::string name;
+  };
+  const auto options = std::make_shared<Options>();
+  command
+      ->add_option("name", options->name,
+                   "The message's full name, the end of it, its gun, or the label of a payload")
+      ->type_name("NAME")
+      ->required();
+  AddContracts(*command, options->release);
+  command->add_option("-n,--count", options->count, "How many")
+      ->check(CheckNumber)
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  command->add_option("--seed", options->seed, "The same number gives the same messages")
+      ->check(CheckNumber)
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  command->add_flag("--delimited", options->delimited,
+                    "Write the binary encoding, each message behind its length, instead of JSON");
+  command
+      ->add_option("-o,--output", options->output,
+                   "Where to write, whole or not at all; standard output without it")
+      ->type_name("FILE");
+  command->footer(
+      "Examples:\n"
+      "  ovix-contracts sample HwBatteryHealthLogAsCDM\n"
+      "  ovix-contracts sample BatteryHealthLog -n 1000 --seed 7 >log.jsonl\n"
+      "  ovix-contracts sample BatteryHealthLog -n 1000 --delimited -o log.binpb");
+  command->callback([options] {
+    const Contracts& contracts = options->release.contracts();
+    options->type = FindMessage(contracts, options->name);
+    Sample(contracts, *options);
+  });
+}
+
+}  // namespace ovix::tool

@@ -1,0 +1,165 @@
+#include "payload/labelled.h"
+
+#include <algorithm>
+#include <regex>
+#include <utility>
+
+#include "contracts/names.h"
+#include "payload/hash.h"
+#include "terminal/error.h"
+#include "terminal/format.h"
+#include "terminal/input.h"
+#include "terminal/report.h"
+
+namespace ovix::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The payload of this gun; null without one.
+const Descriptor* PayloadOf(const Contracts& contracts, const std::string& gun) {
+  for (const Descriptor* payload : contracts.payloads()) {
+    if (PayloadOptionsOf(payload).gun == gun) return payload;
+  }
+  return nullptr;
+}
+
+void CheckNames(const Contracts& contracts, LabelledPayload& payload) {
+  const Label& label = payload.label;
+  const auto add = [&](const char* rule, const std::string& what, bool is_fatal = true) {
+    payload.problems.push_back({rule, what, is_fatal});
+  };
+  payload.type = PayloadOf(contracts, label.gun);
+  if (payload.type == nullptr) {
+    std::vector<std::string> guns;
+    for (const Descriptor* known : contracts.payloads()) {
+      guns.push_back(PayloadOptionsOf(known).gun);
+    }
+    const std::string suggestion = Suggestion(label.gun, guns);
+    add("gun", "no payload of these contracts has the gun " + JsonText(label.gun) +
+                   (suggestion.empty() ? "; take the contracts of its release" : suggestion));
+    return;
+  }
+  if (label.message != payload.type->full_name()) {
+    add("message", "the label says " + JsonText(label.message) + ", but its gun is that of " +
+                       payload.type->full_name());
+  }
+  // A gun has one major version, within which all can be read.
+  const std::string version = PayloadOptionsOf(payload.type).version;
+  if (label.version != version) {
+    add("version",
+        "the label says " + JsonText(label.version) + ", these contracts have " + version, false);
+  }
+}
+
+void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
+  const Label& label = payload.label;
+  const auto add = [&](const char* rule, const std::string& what) {
+    payload.problems.push_back({rule, what});
+  };
+  // A label that somebody sent must not lead to any other file.
+  const std::string& name = label.payload;
+  if (name.empty() || name == "." || name == ".." ||
+      name.find_first_of("/\\:") != std::string::npos) {
+    return add("payload", JsonText(label.payload) + " does not name a file next to the label");
+  }
+  const fs::path file = label_file.parent_path() / name;
+  std::error_code ignored;
+  if (!fs::is_regular_file(file, ignored)) {
+    return add("payload", file.string() + " is missing or not a file");
+  }
+  const auto size = fs::file_size(file, ignored);
+  if (!label.bytes) return add("bytes", "the label does not say the size of the payload");
+  if (size != *label.bytes) {
+    return add("bytes", "the payload has " + std::to_string(size) + " bytes, the label says " +
+                            std::to_string(*label.bytes));
+  }
+  try {
+    Input input(file);
+    payload.bytes = input.PeekAll();
+  } catch (const Error& error) {
+    return add("payload", error.what());
+  }
+  std::string expected = label.sha256;
+  std::transform(expected.begin(), expected.end(), expected.begin(),
+                 [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c; });
+  const std::string actual = Sha256(payload.bytes);
+  if (actual != expected) {
+    add("sha256", "the payload has " + actual + ", the label says " + JsonText(label.sha256));
+  }
+}
+
+// By their sequence numbers.
+std::vector<LabelFile> LabelsIn(const fs::path& outbox) {
+  static const std::regex form(R"(\d{8}T\d{9}Z-(\d{4,15})-\w+\.json)");
+  std::vector<std::pair<int64_t, fs::path>> found;
+  std::error_code error;
+  for (fs::directory_iterator entry(outbox, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    std::smatch parts;
+    std::error_code ignored;
+    if (!std::regex_match(name, parts, form) || !entry->is_regular_file(ignored)) continue;
+    found.emplace_back(std::stoll(parts[1]), entry->path());
+  }
+  if (error) throw Error(outbox.string() + ": cannot be read (" + error.message() + ")");
+  std::sort(found.begin(), found.end());
+  std::vector<LabelFile> labels;
+  for (auto& [sequence, label] : found) labels.push_back({std::move(label), true});
+  return labels;
+}
+
+LabelledPayload Read(const Contracts& contracts, const fs::path& file) {
+  std::error_code ignored;
+  // What is not a file may never end.
+  if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) {
+    throw Error(file.string() + ": is not a file; name a label or an outbox");
+  }
+  LabelledPayload payload;
+  payload.label = ReadLabel(file);
+  ReadPayload(file, payload);
+  CheckNames(contracts, payload);
+  return payload;
+}
+
+}  // namespace
+
+const LabelProblem* LabelledPayload::Fatal() const {
+  for (const LabelProblem& problem : problems) {
+    if (problem.is_fatal) return &problem;
+  }
+  return nullptr;
+}
+
+std::optional<LabelledPayload> ReadLabelled(const Contracts& contracts, const LabelFile& file) {
+  // A sender removes the label before the payload.
+  const auto is_taken = [&] {
+    std::error_code ignored;
+    return file.is_listed && !fs::exists(fs::symlink_status(file.path, ignored));
+  };
+  try {
+    LabelledPayload payload = Read(contracts, file.path);
+    if (payload.Fatal() != nullptr && is_taken()) return std::nullopt;
+    return payload;
+  } catch (const Error&) {
+    if (is_taken()) return std::nullopt;
+    throw;
+  }
+}
+
+std::vector<LabelFile> LabelsOf(const std::vector<fs::path>& named) {
+  std::vector<LabelFile> labels;
+  for (const fs::path& path : named) {
+    std::error_code ignored;
+    if (!fs::is_directory(path, ignored)) {
+      labels.push_back({path, false});
+      continue;
+    }
+    const auto found = LabelsIn(path);
+    if (found.empty()) Report(path.string() + ": holds no labels of payloads");
+    labels.insert(labels.end(), found.begin(), found.end());
+  }
+  return labels;
+}
+
+}  // namespace ovix::tool
