@@ -80,8 +80,8 @@ TEST(ToolRelease, IsRefusedInOneLineWhereItIsNone) {
        ", which is not in the set; make it with protoc --include_imports"},
       {write("foreign", foreign.SerializeAsString()),
        "holds no telemetry contracts: no message is a table or a payload"},
-      {(folder / "nowhere").string(), "cannot be read; name a descriptor set"},
-      {folder.path().string(), "is a folder; name a descriptor set"},
+      {(folder / "nowhere").string(), "nowhere: cannot be read (No such file"},
+      {folder.path().string(), "is a folder; name a file"},
       {"", "--contracts: names no file"},
   };
   for (const auto& c : cases) {
