@@ -248,8 +248,8 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
        "--max-bytes: Value 99999999999999999999999 is too large"},
       {"upload " + (folder / "machine").string() + " x --show Nope",
        "--show: Nope is not a payload"},
-      {"upload " + (folder / "machine").string() + " ''", "outbox: Name of the folder is empty"},
-      {"collect ''", "store: Name of the folder is empty"},
+      {"upload " + (folder / "machine").string() + " \"\"", "outbox: Name of the folder is empty"},
+      {"collect \"\"", "store: Name of the folder is empty"},
       {"upload " + (folder / "machine").string() + " x --max-age-days 1", "--max-age-days"},
 #ifndef _WIN32  // whose shell has no such text
       {"show \"$(printf 'a\\nb\\033[31m\\377')\"", "a\\nb\\x1b[31m\\xff; see"},

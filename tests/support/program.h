@@ -28,12 +28,16 @@ inline ProgramRun RunIn(const Folder& folder, const std::string& program,
   const std::string command = program + " " + arguments + " <" + quoted("in") + " >" +
                               quoted("out") + " 2>" + quoted("err");
   const int status = std::system(command.c_str());
+  std::string errors = folder.Read("err");
 #ifdef _WIN32
   const int exit_code = status;
+  // Lines for people end as Windows ends them.
+  for (size_t at = 0; (at = errors.find("\r\n", at)) != std::string::npos; ++at)
+    errors.erase(at, 1);
 #else
   const int exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
-  return {exit_code, folder.Read("out"), folder.Read("err")};
+  return {exit_code, folder.Read("out"), errors};
 }
 
 }  // namespace ovix::tests

@@ -232,7 +232,7 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
                          "5c91a2bf-2873-8c8c-9f56-07345e9936b3", kGoodTime, sequence);
     folder.Write("outbox/" + label.FileStem() + ".binpb", bytes);
     folder.Write("outbox/" + label.FileStem() + ".json", label.ToJson());
-    return (folder / ("outbox/" + label.FileStem())).string();
+    return (folder / ("outbox/" + label.FileStem())).make_preferred().string();
   };
   const auto quoted = [](const std::string& text) { return "\"" + text + "\""; };
   const std::string good = write(1, Text(1, "1.0.0"));

@@ -177,7 +177,8 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
     EXPECT_NE(run.output.find("\"age\":3"), std::string::npos);
     // One line for the payload, with its label, then how many there were.
     EXPECT_EQ(Lines(run.errors), c.is_decoded ? 1u : 2u) << run.errors;
-    EXPECT_TRUE(run.errors.starts_with("ovix-contracts: " + (folder / (bad + ".json")).string()))
+    EXPECT_TRUE(run.errors.starts_with("ovix-contracts: " +
+                                       (folder / (bad + ".json")).make_preferred().string()))
         << run.errors;
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     if (!c.is_decoded) {

@@ -40,9 +40,9 @@ Label ReadLabel(const std::filesystem::path& file) {
   }
   if (!json.IsObject()) fail("it is not a JSON object");
   const auto number = [&](const char* key) -> std::optional<uint64_t> {
-    const auto found = json.FindMember(key);
-    if (found == json.MemberEnd() || !found->value.IsUint64()) return std::nullopt;
-    return found->value.GetUint64();
+    // Not by FindMember(): clang finds the comparison of its iterators ambiguous in C++20.
+    if (!json.HasMember(key) || !json[key].IsUint64()) return std::nullopt;
+    return json[key].GetUint64();
   };
   Label label{.gun = TextOf(json, "gun"),
               .version = TextOf(json, "version"),
