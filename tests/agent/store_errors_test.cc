@@ -127,27 +127,31 @@ TEST(StoreErrors, NameTheAttachedDatabaseThatRefusesARow) {
   ExpectContains(ErrorOf([&] { store.Put(application); }), {"DeviceProfileEvents.db: ", "no more"});
 }
 
-TEST(StoreErrors, DoNotSetAsideWhatAnotherStoreHasMadeAnew) {
-  const Folder folder;
-  const auto file = folder / "DeviceProfile.db";
-  Store(folder.path(), Library(), Options()).Put(profile::Application());
-  const std::string sound = folder.Read("DeviceProfile.db");
-  folder.Write("DeviceProfile.db", "no database, but long enough to be read as one");
-  agent::Patience patience(std::chrono::seconds(0));
-  auto lock =
-      std::make_unique<agent::FolderLock>(folder.path(), patience, agent::FolderLock::Kind::kAlone);
-  std::thread waiting([&] {
-    Store store(folder.path(), Library(), {.patience = std::chrono::seconds(60)});
+// Another store may have made it anew before this one has the folder's lock.
+TEST(StoreErrors, DoNotSetAsideADatabaseThatIsSoundAgain) {
+  static int opens_left = 0;
+  static std::function<void()> repair;
+  const auto on_open = +[](sqlite3* opened, char**, const void*) {
+    const std::string file = sqlite3_db_filename(opened, "main");
+    if (file.ends_with("DeviceProfile.db") && --opens_left == 0) repair();
+    return SQLITE_OK;
+  };
+  const auto extension = reinterpret_cast<void (*)()>(on_open);
+  // The store opens the file to close it to others, to see whose it is, to write, and to see
+  // whether it is still damaged; all that comes later is too late.
+  for (const int opens : {4, 5}) {
+    const Folder folder;
+    Store(folder.path(), Library(), Options()).Put(profile::Application());
+    const std::string sound = folder.Read("DeviceProfile.db");
+    folder.Write("DeviceProfile.db", "no database, but long enough to be read as one");
+    repair = [&] { folder.Write("DeviceProfile.db", sound); };
+    opens_left = opens;
+    sqlite3_auto_extension(extension);
+    Store store(folder.path(), Library(), Options());
     store.Put(profile::Application());
-    EXPECT_TRUE(store.TakeProblems().empty());
-  });
-  // It meets the damage, and waits for the folder to set the file aside.
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  folder.Write("DeviceProfile.db", sound);
-  lock.reset();
-  waiting.join();
-  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-    EXPECT_EQ(entry.path().string().find(".damaged-"), std::string::npos) << entry.path();
+    sqlite3_cancel_auto_extension(extension);
+    EXPECT_EQ(store.TakeProblems().size(), opens == 4 ? 0U : 1U);
+    EXPECT_EQ(folder.Contents().size(), opens == 4 ? 2U : 3U);
   }
 }
 

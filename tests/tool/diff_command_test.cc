@@ -72,6 +72,23 @@ TEST(ToolDiff, ReportsToContinuousIntegration) {
       << run.output;
 }
 
+// A release that begins to state facts does so everywhere.
+TEST(ToolDiff, CountsFactsAddedInAnnotations) {
+  const Folder folder;
+  std::string older, newer;
+  for (char name = 'A'; name <= 'K'; ++name) {
+    older += std::string("message ") + name + " {\n  // It.\n  uint32 a = 1;\n}\n";
+    newer += std::string("message ") + name + " {\n  // It.\n  // Unit: mm\n  uint32 a = 1;\n}\n";
+  }
+  folder.Write("old", Compiled(folder, {older}).SerializeAsString());
+  folder.Write("new", Compiled(folder, {newer}).SerializeAsString());
+  const std::string sets = Path(folder, "old") + Path(folder, "new");
+  EXPECT_EQ(RunTool(folder, "diff --format github" + sets).output,
+            "::notice title=facts-added::11 messages: the comments state more; --format json names "
+            "the fields\n"
+            "11 changes: 0 wire-breaking, 0 source-breaking, 0 store-breaking, 11 safe\n");
+}
+
 TEST(ToolDiff, EscapesWhatAReportCannotHold) {
   const Folder folder;
   folder.Write("old", Compiled(folder, {"option go_package = \"a\";\n"}).SerializeAsString());

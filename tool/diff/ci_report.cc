@@ -90,7 +90,7 @@ std::string ForXml(std::string_view text) {
 std::string AsGithub(const std::vector<Difference>& differences, const Contracts& older,
                      const Contracts& newer) {
   std::string text;
-  for (const Difference& difference : differences) {
+  for (const Difference& difference : ForReaders(differences)) {
     const Place place = PlaceOf(difference, older, newer);
     text += difference.breaks == kSafe ? "::notice " : "::error ";
     if (!place.file.empty()) text += "file=" + ForGithub(place.file, true) + ",";

@@ -15,7 +15,8 @@ constexpr std::ptrdiff_t kMostNamed = 10;
 
 bool IsFactsAdded(const Difference& difference) { return difference.change == Change::kFactsAdded; }
 
-// What a reader is shown: all, or all but the facts added, and then how many messages have some.
+}  // namespace
+
 std::vector<Difference> ForReaders(std::vector<Difference> differences) {
   const auto added = std::count_if(differences.begin(), differences.end(), IsFactsAdded);
   if (added <= kMostNamed) return differences;
@@ -24,8 +25,6 @@ std::vector<Difference> ForReaders(std::vector<Difference> differences) {
                          "the comments state more; --format json names the fields", ""});
   return differences;
 }
-
-}  // namespace
 
 std::string WordsOf(const Difference& difference) {
   const std::string why = RuleOf(difference.change).why;

@@ -9,6 +9,8 @@
 
 namespace ovix::tool {
 
+// What a reader is shown: all, or all but the facts added, and then how many messages have some.
+std::vector<Difference> ForReaders(std::vector<Difference> differences);
 // What changed, why that breaks something and what fixes it, in one line.
 std::string WordsOf(const Difference& difference);
 // "4 changes: 1 wire-breaking, ..."
