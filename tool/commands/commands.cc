@@ -2,10 +2,19 @@
 
 namespace ovix::tool {
 
+void AddMessage(CLI::App& command, std::string& name) {
+  command
+      .add_option("name", name,
+                  "The message's full name, the end of it, its gun, or the label of a payload")
+      ->type_name("NAME")
+      ->required();
+}
+
 void AddContracts(CLI::App& command, Release& release) {
   command
-      .add_option("--contracts", release.file,
-                  "Read this descriptor set, of another release, instead of these contracts")
+      .add_option(
+          "--contracts", release.file,
+          "Read another release, a descriptor set or git:REVISION, instead of these contracts")
       ->check([](const std::string& file) { return file.empty() ? "names no file" : ""; })
       ->type_name("FILE.binpb");
 }

@@ -60,6 +60,9 @@ CLI::Option* AddChoice(CLI::App& command, const std::string& name, Choice& choic
       ->default_str(choices.front().first);
 }
 
+// The name of the message that a command is about. `name` must outlive the command.
+void AddMessage(CLI::App& command, std::string& name);
+
 // The option --contracts of a command that reads contracts. `release` must outlive the command.
 void AddContracts(CLI::App& command, Release& release);
 

@@ -17,11 +17,7 @@ void AddEncode(CLI::App& app, int& exit_code) {
     std::string name;
   };
   const auto options = std::make_shared<Options>();
-  command
-      ->add_option("name", options->name,
-                   "The message's full name, the end of it, its gun, or the label of a payload")
-      ->type_name("NAME")
-      ->required();
+  AddMessage(*command, options->name);
   command->add_option("input", options->input, "What to read; standard input without it and for -")
       ->type_name("FILE");
   AddContracts(*command, options->release);

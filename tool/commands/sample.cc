@@ -29,11 +29,7 @@ void AddSample(CLI::App& app, int&) {
     std::string name;
   };
   const auto options = std::make_shared<Options>();
-  command
-      ->add_option("name", options->name,
-                   "The message's full name, the end of it, its gun, or the label of a payload")
-      ->type_name("NAME")
-      ->required();
+  AddMessage(*command, options->name);
   AddContracts(*command, options->release);
   command->add_option("-n,--count", options->count, "How many")
       ->check(CheckNumber)

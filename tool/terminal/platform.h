@@ -14,7 +14,7 @@ void PrepareStandardStreams();
 // Whether a failed write means that nobody reads the pipe. `error` is its errno.
 bool IsClosedPipe(int error);
 // Ends the program as a closed pipe ends others: by SIGPIPE. Returns where the system has no such
-// signal, or whoever started the program ignores it.
+// signal, or the program that started this one ignores it.
 void EndByClosedPipe();
 
 bool IsTerminal(FILE* stream);
