@@ -8,6 +8,7 @@
 #include <string>
 
 #include "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.pb.h"
+#include "payload/labelled.h"
 #include "support/contracts.h"
 #include "support/folder.h"
 #include "support/tool.h"
@@ -327,6 +328,21 @@ TEST(ToolDecode, RefusesTextThatIsNotTheEncoding) {
     EXPECT_EQ(Lines(run.errors), 1u);
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
   }
+}
+
+// A sender removes the label, then the payload: what was listed may be gone when its turn comes.
+TEST(ToolDecode, MissesNothingThatASenderTakesMeanwhile) {
+  const Folder folder;
+  const std::string stem = WriteBattery(folder, 1, 1);
+  const auto label = folder / (stem + ".json");
+  const auto& contracts = tool::Contracts::Installed();
+  EXPECT_TRUE(tool::ReadLabelled(contracts, {label, true}).has_value());
+  std::filesystem::remove(folder / (stem + ".binpb"));
+  EXPECT_TRUE(tool::ReadLabelled(contracts, {label, true}).has_value())
+      << "the label is still there";
+  std::filesystem::remove(label);
+  EXPECT_FALSE(tool::ReadLabelled(contracts, {label, true}).has_value());
+  EXPECT_THROW(tool::ReadLabelled(contracts, {label, false}), std::runtime_error);
 }
 
 TEST(ToolDecode, GuessesWithoutAContract) {
