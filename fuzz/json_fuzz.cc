@@ -3,8 +3,8 @@
 #include <google/protobuf/util/json_util.h>
 
 #include "contracts.h"
-#include "convert/json_printer.h"
-#include "convert/json_reader.h"
+#include "json/printer.h"
+#include "json/reader.h"
 #include "terminal/error.h"
 
 namespace {

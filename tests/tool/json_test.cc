@@ -18,8 +18,8 @@
 #include <memory>
 #include <random>
 
-#include "convert/json_printer.h"
-#include "convert/json_reader.h"
+#include "json/printer.h"
+#include "json/reader.h"
 #include "json_test.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "support/contracts.h"

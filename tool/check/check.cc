@@ -4,13 +4,13 @@
 #include <functional>
 
 #include "check/checker.h"
-#include "convert/delimited.h"
 #include "payload/labelled.h"
 #include "terminal/error.h"
 #include "terminal/format.h"
 #include "terminal/input.h"
 #include "terminal/output.h"
 #include "terminal/report.h"
+#include "wire/delimited.h"
 
 namespace ovix::tool {
 namespace {

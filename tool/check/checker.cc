@@ -10,8 +10,8 @@
 #include "check/formats.h"
 #include "check/wire_ranges.h"
 #include "contracts/names.h"
-#include "convert/wire.h"
 #include "terminal/format.h"
+#include "wire/wire.h"
 
 namespace ovix::tool {
 namespace {

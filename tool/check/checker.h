@@ -12,7 +12,7 @@
 
 #include "contracts/contracts.h"
 #include "contracts/facts.h"
-#include "convert/messages.h"
+#include "wire/messages.h"
 
 namespace ovix::tool {
 

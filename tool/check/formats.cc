@@ -8,8 +8,8 @@
 #include <chrono>
 #include <utility>
 
-#include "convert/utf8.h"
 #include "diff/version.h"
+#include "wire/utf8.h"
 
 namespace ovix::tool {
 namespace {

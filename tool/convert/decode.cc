@@ -1,13 +1,13 @@
 #include "convert/decode.h"
 
-#include "convert/delimited.h"
-#include "convert/messages.h"
 #include "convert/printer.h"
 #include "convert/progress.h"
 #include "convert/redact.h"
 #include "terminal/error.h"
 #include "terminal/input.h"
 #include "terminal/output.h"
+#include "wire/delimited.h"
+#include "wire/messages.h"
 
 namespace ovix::tool {
 namespace {

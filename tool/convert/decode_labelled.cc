@@ -2,7 +2,6 @@
 #include <optional>
 
 #include "convert/decode.h"
-#include "convert/messages.h"
 #include "convert/printer.h"
 #include "convert/redact.h"
 #include "payload/labelled.h"
@@ -10,6 +9,7 @@
 #include "terminal/format.h"
 #include "terminal/output.h"
 #include "terminal/report.h"
+#include "wire/messages.h"
 
 namespace ovix::tool {
 namespace {

@@ -6,12 +6,12 @@
 #include <charconv>
 #include <optional>
 
-#include "convert/delimited.h"
-#include "convert/utf8.h"
 #include "terminal/error.h"
 #include "terminal/format.h"
 #include "terminal/input.h"
 #include "terminal/output.h"
+#include "wire/delimited.h"
+#include "wire/utf8.h"
 
 namespace ovix::tool {
 namespace {

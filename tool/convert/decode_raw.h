@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "convert/conversion.h"
-#include "convert/wire.h"
+#include "wire/wire.h"
 
 namespace ovix::tool {
 

@@ -5,16 +5,16 @@
 
 #include <string>
 
-#include "convert/delimited.h"
-#include "convert/json_reader.h"
-#include "convert/messages.h"
 #include "convert/progress.h"
 #include "convert/text_problem.h"
 #include "convert/unknown_text.h"
-#include "convert/wire.h"
+#include "json/reader.h"
 #include "terminal/error.h"
 #include "terminal/input.h"
 #include "terminal/output.h"
+#include "wire/delimited.h"
+#include "wire/messages.h"
+#include "wire/wire.h"
 
 namespace ovix::tool {
 namespace {

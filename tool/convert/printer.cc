@@ -1,7 +1,7 @@
 #include "convert/printer.h"
 
-#include "convert/wire.h"
 #include "terminal/report.h"
+#include "wire/wire.h"
 
 namespace ovix::tool {
 namespace {

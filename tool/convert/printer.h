@@ -10,7 +10,7 @@
 #include <string>
 
 #include "convert/conversion.h"
-#include "convert/json_printer.h"
+#include "json/printer.h"
 
 namespace ovix::tool {
 

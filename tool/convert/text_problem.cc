@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "contracts/names.h"
-#include "convert/json_fields.h"
 #include "convert/unknown_text.h"
+#include "json/fields.h"
 
 namespace ovix::tool {
 namespace {

@@ -1,10 +1,10 @@
 #include "sample/sample.h"
 
-#include "convert/delimited.h"
-#include "convert/json_printer.h"
-#include "convert/messages.h"
+#include "json/printer.h"
 #include "sample/sampler.h"
 #include "terminal/output.h"
+#include "wire/delimited.h"
+#include "wire/messages.h"
 
 namespace ovix::tool {
 

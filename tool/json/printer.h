@@ -1,6 +1,6 @@
 // Messages as JSON, byte for byte as protobuf prints it, but for negative zero.
-#ifndef OVIX_TOOL_CONVERT_JSON_PRINTER_H_
-#define OVIX_TOOL_CONVERT_JSON_PRINTER_H_
+#ifndef OVIX_TOOL_JSON_PRINTER_H_
+#define OVIX_TOOL_JSON_PRINTER_H_
 
 #include <google/protobuf/message.h>
 
@@ -46,4 +46,4 @@ class JsonPrinter {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_JSON_PRINTER_H_
+#endif  // OVIX_TOOL_JSON_PRINTER_H_

@@ -1,7 +1,7 @@
-#include "convert/messages.h"
+#include "wire/messages.h"
 
-#include "convert/wire.h"
 #include "terminal/error.h"
+#include "wire/wire.h"
 
 namespace ovix::tool {
 

@@ -1,7 +1,7 @@
 // JSON as protobuf maps it to messages, read strictly: what is not JSON, what no field holds
 // exactly and what is said twice is refused, at the first such place.
-#ifndef OVIX_TOOL_CONVERT_JSON_READER_H_
-#define OVIX_TOOL_CONVERT_JSON_READER_H_
+#ifndef OVIX_TOOL_JSON_READER_H_
+#define OVIX_TOOL_JSON_READER_H_
 
 #include <google/protobuf/message.h>
 
@@ -31,4 +31,4 @@ class JsonReader {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_JSON_READER_H_
+#endif  // OVIX_TOOL_JSON_READER_H_

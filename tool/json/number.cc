@@ -1,4 +1,4 @@
-#include "convert/json_number.h"
+#include "json/number.h"
 
 #include <google/protobuf/io/strtod.h>
 

@@ -1,4 +1,4 @@
-#include "convert/json_printer.h"
+#include "json/printer.h"
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/stubs/strutil.h>

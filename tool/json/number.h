@@ -1,6 +1,6 @@
 // The text of a JSON number as a number of a field's type, exactly or not at all.
-#ifndef OVIX_TOOL_CONVERT_JSON_NUMBER_H_
-#define OVIX_TOOL_CONVERT_JSON_NUMBER_H_
+#ifndef OVIX_TOOL_JSON_NUMBER_H_
+#define OVIX_TOOL_JSON_NUMBER_H_
 
 #include <concepts>
 #include <optional>
@@ -20,4 +20,4 @@ std::optional<Number> ReadFloating(std::string_view text);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_JSON_NUMBER_H_
+#endif  // OVIX_TOOL_JSON_NUMBER_H_

@@ -1,4 +1,4 @@
-#include "convert/delimited.h"
+#include "wire/delimited.h"
 
 #include "terminal/error.h"
 

@@ -1,6 +1,6 @@
 // How the values of a field are written as JSON.
-#ifndef OVIX_TOOL_CONVERT_JSON_FIELDS_H_
-#define OVIX_TOOL_CONVERT_JSON_FIELDS_H_
+#ifndef OVIX_TOOL_JSON_FIELDS_H_
+#define OVIX_TOOL_JSON_FIELDS_H_
 
 #include <google/protobuf/descriptor.h>
 
@@ -29,4 +29,4 @@ bool ReadBase64(std::string_view text, std::string& bytes);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_JSON_FIELDS_H_
+#endif  // OVIX_TOOL_JSON_FIELDS_H_

@@ -1,4 +1,4 @@
-#include "convert/json_syntax.h"
+#include "json/syntax.h"
 
 #include <cctype>
 

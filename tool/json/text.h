@@ -1,13 +1,13 @@
 // A text that is read as JSON: what an error says of a place in it.
-#ifndef OVIX_TOOL_CONVERT_JSON_TEXT_H_
-#define OVIX_TOOL_CONVERT_JSON_TEXT_H_
+#ifndef OVIX_TOOL_JSON_TEXT_H_
+#define OVIX_TOOL_JSON_TEXT_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "convert/utf8.h"
+#include "wire/utf8.h"
 
 namespace ovix::tool {
 
@@ -40,4 +40,4 @@ class JsonText {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_JSON_TEXT_H_
+#endif  // OVIX_TOOL_JSON_TEXT_H_

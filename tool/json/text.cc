@@ -1,4 +1,4 @@
-#include "convert/json_text.h"
+#include "json/text.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // Whether text is UTF-8, as protobuf's runtime judges it.
-#ifndef OVIX_TOOL_CONVERT_UTF8_H_
-#define OVIX_TOOL_CONVERT_UTF8_H_
+#ifndef OVIX_TOOL_WIRE_UTF8_H_
+#define OVIX_TOOL_WIRE_UTF8_H_
 
 #include <google/protobuf/stubs/common.h>
 
@@ -15,4 +15,4 @@ inline bool IsUtf8(std::string_view text) {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_UTF8_H_
+#endif  // OVIX_TOOL_WIRE_UTF8_H_

@@ -1,6 +1,6 @@
 // A stream of messages, each behind its length as a varint.
-#ifndef OVIX_TOOL_CONVERT_DELIMITED_H_
-#define OVIX_TOOL_CONVERT_DELIMITED_H_
+#ifndef OVIX_TOOL_WIRE_DELIMITED_H_
+#define OVIX_TOOL_WIRE_DELIMITED_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -37,4 +37,4 @@ std::string LengthPrefix(size_t size);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_DELIMITED_H_
+#endif  // OVIX_TOOL_WIRE_DELIMITED_H_

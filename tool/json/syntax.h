@@ -1,6 +1,6 @@
 // What is wrong with a text that is not JSON, in words.
-#ifndef OVIX_TOOL_CONVERT_JSON_SYNTAX_H_
-#define OVIX_TOOL_CONVERT_JSON_SYNTAX_H_
+#ifndef OVIX_TOOL_JSON_SYNTAX_H_
+#define OVIX_TOOL_JSON_SYNTAX_H_
 
 #include <rapidjson/error/error.h>
 
@@ -22,4 +22,4 @@ JsonProblem ExplainSyntax(rapidjson::ParseErrorCode code, size_t at, std::string
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_JSON_SYNTAX_H_
+#endif  // OVIX_TOOL_JSON_SYNTAX_H_

@@ -1,6 +1,6 @@
 // The binary encoding read once more, to say where it went wrong and what of it is unknown.
-#ifndef OVIX_TOOL_CONVERT_WIRE_H_
-#define OVIX_TOOL_CONVERT_WIRE_H_
+#ifndef OVIX_TOOL_WIRE_WIRE_H_
+#define OVIX_TOOL_WIRE_WIRE_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
@@ -32,4 +32,4 @@ void CollectUnknown(const google::protobuf::Message& message, std::set<std::stri
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_WIRE_H_
+#endif  // OVIX_TOOL_WIRE_WIRE_H_

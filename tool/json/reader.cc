@@ -1,4 +1,4 @@
-#include "convert/json_reader.h"
+#include "json/reader.h"
 
 #include <google/protobuf/descriptor.h>
 #include <rapidjson/memorystream.h>
@@ -10,10 +10,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "convert/json_fields.h"
-#include "convert/json_number.h"
-#include "convert/json_syntax.h"
-#include "convert/json_text.h"
+#include "json/fields.h"
+#include "json/number.h"
+#include "json/syntax.h"
+#include "json/text.h"
 
 namespace ovix::tool {
 namespace {

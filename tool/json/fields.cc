@@ -1,4 +1,4 @@
-#include "convert/json_fields.h"
+#include "json/fields.h"
 
 #include <google/protobuf/stubs/strutil.h>
 

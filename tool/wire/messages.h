@@ -1,6 +1,6 @@
 // Empty messages of any contract, and their bytes read.
-#ifndef OVIX_TOOL_CONVERT_MESSAGES_H_
-#define OVIX_TOOL_CONVERT_MESSAGES_H_
+#ifndef OVIX_TOOL_WIRE_MESSAGES_H_
+#define OVIX_TOOL_WIRE_MESSAGES_H_
 
 #include <google/protobuf/message.h>
 
@@ -35,4 +35,4 @@ void Parse(std::string_view bytes, uint64_t offset, const std::string& input,
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CONVERT_MESSAGES_H_
+#endif  // OVIX_TOOL_WIRE_MESSAGES_H_

@@ -1,4 +1,4 @@
-#include "convert/wire.h"
+#include "wire/wire.h"
 
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/unknown_field_set.h>
