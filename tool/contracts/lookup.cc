@@ -181,9 +181,10 @@ const Descriptor* FindByGun(const Contracts& contracts, const std::string& gun) 
   }
   if (found.empty()) {
     const std::string suggestion = Suggestion(gun, known);
-    throw Error(
-        gun + ": no payload has this gun" +
-        (suggestion.empty() ? "; `ovix-contracts list --payloads` shows them all" : suggestion));
+    throw Error(gun + ": no payload has this gun" +
+                (suggestion.empty() ? "; `ovix-contracts list --payloads` shows them all, and "
+                                      "--contracts takes those of another release"
+                                    : suggestion));
   }
   return Choose(found, gun).message;
 }

@@ -16,29 +16,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The payload of this gun; null without one.
-const Descriptor* PayloadOf(const Contracts& contracts, const std::string& gun) {
-  for (const Descriptor* payload : contracts.payloads()) {
-    if (PayloadOptionsOf(payload).gun == gun) return payload;
-  }
-  return nullptr;
-}
-
 void CheckNames(const Contracts& contracts, LabelledPayload& payload) {
   const Label& label = payload.label;
   const auto add = [&](const char* rule, const std::string& what, bool is_fatal = true) {
     payload.problems.push_back({rule, what, is_fatal});
   };
-  payload.type = PayloadOf(contracts, label.gun);
-  if (payload.type == nullptr) {
-    std::vector<std::string> guns;
-    for (const Descriptor* known : contracts.payloads()) {
-      guns.push_back(PayloadOptionsOf(known).gun);
-    }
-    const std::string suggestion = Suggestion(label.gun, guns);
-    add("gun", "no payload of these contracts has the gun " + JsonText(label.gun) +
-                   (suggestion.empty() ? "; take the contracts of its release" : suggestion));
-    return;
+  try {
+    payload.type = FindByGun(contracts, label.gun);
+  } catch (const Error& error) {
+    return add("gun", error.what());
   }
   if (label.message != payload.type->full_name()) {
     add("message", "the label says " + JsonText(label.message) + ", but its gun is that of " +
