@@ -38,7 +38,8 @@ check_run find_package "$work/consumer/consumer"
 descriptor_set=$(cat "$work/consumer/descriptor_set")
 [ -s "$descriptor_set" ] || fail "the target's OVIX_DESCRIPTOR_SET is '$descriptor_set', which is not there"
 
-export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name '*.pc')")
+export PKG_CONFIG_PATH
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name '*.pc')")
 name=ovix-telemetry-data-contracts
 # shellcheck disable=SC2046 # the flags are words
 "$cxx" -std=c++17 -Wall -Wextra -Werror "$here/package/consumer.cc" -o "$work/by_pkg_config" \

@@ -36,7 +36,8 @@ done
 node "$here/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
 
 # What the two say must depend on the bytes: one spoilt payload is found by both.
-printf '\x0a\x01x' >>"$(ls "$work"/outbox/*.binpb | head -1)"
+payloads=("$work"/outbox/*.binpb)
+printf '\x0a\x01x' >>"${payloads[0]}"
 for reader in "/usr/bin/python3 $here/read_payloads.py" "node $here/read_payloads.mjs"; do
   # shellcheck disable=SC2086 # program and script
   if $reader "$contracts" "$work/outbox" >/dev/null 2>&1; then
