@@ -106,6 +106,10 @@ ovix_copyright_paragraph(cli11_copyright "CLI/*"
 ovix_copyright_paragraph(rapidjson_copyright "rapidjson/*"
   "${packages_dir}/licenses/RapidJSON.txt" "Expat"
   "RapidJSON's headers, compiled into /usr/bin/ovix-contracts.")
+file(READ "${PROJECT_SOURCE_DIR}/LICENSE" own_license)
+string(STRIP "${own_license}" own_license)
+string(REPLACE "\n" "\n " own_license "${own_license}")
+string(REPLACE "\n \n" "\n .\n" own_license "${own_license}")
 set(runtime_copyright "")
 set(development_copyright "${descriptor_copyright}")
 set(tool_copyright "${descriptor_copyright}${cli11_copyright}${rapidjson_copyright}")
@@ -136,9 +140,7 @@ Upstream-Contact: ${CPACK_DEBIAN_PACKAGE_MAINTAINER}
 Files: *
 Copyright: 2026 Ovix
 License: proprietary
- Copyright 2026 Ovix. All rights reserved.
- .
- Use, copies and distribution need the written permission of Ovix.
+ ${own_license}
 ${${component}_copyright}")
   file(WRITE "${folder}/changelog"
     "${PROJECT_NAME} (${PROJECT_VERSION}) stable; urgency=medium\n\n  * See CHANGELOG.md of the sources.\n\n -- ${CPACK_DEBIAN_PACKAGE_MAINTAINER}  ${release_time}\n")
