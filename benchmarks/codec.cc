@@ -1,5 +1,5 @@
 // Serializes and parses the samples in each way that a program may. Built twice from this one
-// source: with the library and with the stock build of the same schemas.
+// source: with the library and with the baseline of the same schemas.
 //   codec --samples=FOLDER   writes the samples' bytes there, for the runtimes in C, and measures
 //   nothing
 #include <benchmark/benchmark.h>

@@ -1,4 +1,4 @@
-"""Runs the measurements that were built, ours and stock in turn, and holds their ratios against the reaches.
+"""Runs the measurements that were built, ours and baseline in turn, and holds their ratios against the targets.
 
 Usage: compare.py BUILD_DIR RESULTS_DIR
 """
@@ -28,20 +28,20 @@ def strip(libraries, scratch):
 def measure_size(libraries, table, absolute):
     sizes = {build: library.stat().st_size for build, library in libraries.items()}
     absolute["stripped_bytes"] = sizes
-    table.add("size, stripped", [sizes["ours"] / sizes["stock"]], 0.90, at_most=True)
+    table.add("size, stripped", [sizes["ours"] / sizes["baseline"]], 0.90, at_most=True)
 
 
 def measure_load(programs, libraries, table, absolute):
-    for mode, what, reach in (("lazy", "load", 0.46), ("now", "load, every symbol bound at once", None)):
+    for mode, what, target in (("lazy", "load", 0.46), ("now", "load, every symbol bound at once", None)):
         times = {build: [] for build in libraries}
         for _ in range(LOAD_ROUNDS):
             for build, library in libraries.items():
                 times[build].append(int(run(programs / "load", library, mode)))
         absolute[f"load_{mode}_ms"] = {build: round(statistics.median(values) / 1e6, 3)
                                        for build, values in times.items()}
-        table.add(what, [ours / stock for ours, stock in zip(times["ours"], times["stock"])], reach, at_most=True)
+        table.add(what, [ours / baseline for ours, baseline in zip(times["ours"], times["baseline"])], target, at_most=True)
 
-    times = {"runtime": [], "stock": [], "ours": []}
+    times = {"runtime": [], "baseline": [], "ours": []}
     for _ in range(LOAD_ROUNDS):
         for build, values in times.items():
             values.append(int(run(programs / f"start-{build}")))
@@ -50,13 +50,13 @@ def measure_load(programs, libraries, table, absolute):
     absolute["start_ms_after_the_runtime"] = {
         build: round((statistics.median(times[build]) - runtime) / 1e6, 3) for build in libraries}
     table.add("start of a linked program, after the runtime",
-              [(ours - runtime) / (stock - runtime) for ours, stock in zip(times["ours"], times["stock"])],
+              [(ours - runtime) / (baseline - runtime) for ours, baseline in zip(times["ours"], times["baseline"])],
               at_most=True)
 
 
 def measure_codec(programs, table, absolute, scratch):
     run(programs / "codec-ours", f"--samples={scratch}")
-    commands = {"stock": [programs / "codec-stock"], "ours": [programs / "codec-ours"],
+    commands = {"baseline": [programs / "codec-baseline"], "ours": [programs / "codec-ours"],
                 "c": [programs / "codec-c", scratch]}
     times = {}
     for _ in range(CODEC_ROUNDS):
@@ -71,17 +71,17 @@ def measure_codec(programs, table, absolute, scratch):
         return [a / b for a, b in zip(times[other], times["ours", ours])]
 
     for message in MESSAGES:
-        def against_stock(what, ours, stock, reach=None):
-            table.add(f"{message}: {what}", ratios(("stock", f"{stock}/{message}"), f"{ours}/{message}"), reach)
+        def against_baseline(what, ours, baseline, target=None):
+            table.add(f"{message}: {what}", ratios(("baseline", f"{baseline}/{message}"), f"{ours}/{message}"), target)
 
         absolute.setdefault("bytes", {})[message] = (scratch / message).stat().st_size
-        against_stock("serialize", "serialize", "serialize", 1.4)
-        against_stock("parse, fresh message", "parse_fresh", "parse_fresh", 1.1)
-        against_stock("parse, arena", "parse_arena", "parse_fresh", 1.3)
-        against_stock("parse, reused message", "parse_reused", "parse_fresh", 2.0)
-        against_stock("parse, arena, against stock's arena", "parse_arena", "parse_arena")
-        against_stock("parse, reused, against stock's reused", "parse_reused", "parse_reused")
-        against_stock("serialize to a string", "serialize_as_string", "serialize_as_string")
+        against_baseline("serialize", "serialize", "serialize", 1.4)
+        against_baseline("parse, fresh message", "parse_fresh", "parse_fresh", 1.1)
+        against_baseline("parse, arena", "parse_arena", "parse_fresh", 1.3)
+        against_baseline("parse, reused message", "parse_reused", "parse_fresh", 2.0)
+        against_baseline("parse, arena, against the baseline's arena", "parse_arena", "parse_arena")
+        against_baseline("parse, reused, against the baseline's reused", "parse_reused", "parse_reused")
+        against_baseline("serialize to a string", "serialize_as_string", "serialize_as_string")
         for runtime in ("protobuf_c", "nanopb"):
             table.add(f"{message}: serialize, against {runtime}",
                       ratios(("c", f"{runtime}/serialize/{message}"), f"serialize/{message}"), 1.0)
@@ -105,10 +105,10 @@ def measure_store(programs, table, absolute):
     for line in run(programs / "store-bench", STORE_ROUNDS).splitlines():
         rate = json.loads(line)
         rates.setdefault(rate["batch"], []).append(rate)
-    for batch, reach in ((1000, 0.7), (1, None)):
+    for batch, target in ((1000, 0.7), (1, None)):
         what = "in batches of 1000" if batch > 1 else "one by one"
         table.add(f"store: records a second {what}, against plain SQLite",
-                  [rate["ours"] / rate["plain"] for rate in rates[batch]], reach)
+                  [rate["ours"] / rate["plain"] for rate in rates[batch]], target)
         absolute[f"store_records_per_second_{batch}"] = {
             who: statistics.median(rate[who] for rate in rates[batch]) for who in ("ours", "plain")}
     absolute["store_million"] = json.loads(run(programs / "store-bench", "million"))
@@ -125,7 +125,7 @@ def write_plot_data(table, path):
 def main(build, results):
     programs, results = pathlib.Path(build, "benchmarks"), pathlib.Path(results)
     libraries = {"ours": programs.parent / "library/libovix-telemetry-data-contracts.so",
-                 "stock": programs / "libstock-contracts.so"}
+                 "baseline": programs / "libbaseline-contracts.so"}
     table, absolute = Table(), {}
     with tempfile.TemporaryDirectory() as scratch:
         stripped = strip(libraries, pathlib.Path(scratch))

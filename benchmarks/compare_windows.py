@@ -1,4 +1,4 @@
-"""Measures under Wine how long the DLL takes to load, and how large it is, beside a stock DLL of the same schemas.
+"""Measures under Wine how long the DLL takes to load, and how large it is, beside a baseline DLL of the same schemas.
 
 Usage: compare_windows.py BUILD_DIR DLL_FOLDER ...     the folders have the DLLs that both need
 """
@@ -18,7 +18,7 @@ ROUNDS = 40
 def main(build, *folders):
     build = pathlib.Path(build).resolve()
     libraries = {"ours": build / "library/ovix-telemetry-data-contracts.dll",
-                 "stock": build / "benchmarks/libstock-contracts.dll"}
+                 "baseline": build / "benchmarks/libbaseline-contracts.dll"}
     wine = dict(os.environ, WINEDEBUG="-all", WINEDLLOVERRIDES="mscoree,mshtml=", WINEPREFIX=str(build / "wine"),
                 WINEPATH=";".join(f"Z:{folder}" for folder in folders))
     table, times = Table(), {name: [] for name in libraries}
@@ -33,8 +33,8 @@ def main(build, *folders):
                 if round_number > 0:  # the first one starts Wine itself
                     times[name].append(taken)
         subprocess.run(["wineserver", "--kill"], env=wine, check=False)
-    table.add("size, stripped", [sizes["ours"] / sizes["stock"]])
-    table.add("LoadLibrary", [ours / stock for ours, stock in zip(times["ours"], times["stock"])])
+    table.add("size, stripped", [sizes["ours"] / sizes["baseline"]])
+    table.add("LoadLibrary", [ours / baseline for ours, baseline in zip(times["ours"], times["baseline"])])
     table.print()
     for name in libraries:
         print(f"{name}: {sizes[name]} bytes, {statistics.median(times[name]) / 1000:.2f} ms")

@@ -1,7 +1,7 @@
 """Ratios of what was measured side by side, and what is to be said of them.
 
 A ratio is the median of those of the single rounds; its interval holds the true median 19 times out of 20. A
-reach is met or missed where the whole interval lies on one side of it; else the machine was too noisy to tell.
+target is met or missed where the whole interval lies on one side of it; else the machine was too noisy to tell.
 """
 
 import math
@@ -20,33 +20,33 @@ def interval(values):
 
 
 class Table:
-    """The ratios, each with its reach and what is to be said of it."""
+    """The ratios, each with its target and what is to be said of it."""
 
     def __init__(self):
         self.rows = []
 
-    def add(self, what, ratios, reach=None, at_most=False):
+    def add(self, what, ratios, target=None, at_most=False):
         low, high = interval(ratios) if len(ratios) > 1 else (ratios[0], ratios[0])
         verdict = ""
-        if reach is not None:
+        if target is not None:
             verdict = "too noisy to tell"
-            if (high <= reach) if at_most else (low >= reach):
+            if (high <= target) if at_most else (low >= target):
                 verdict = "met"
-            elif (low > reach) if at_most else (high < reach):
+            elif (low > target) if at_most else (high < target):
                 verdict = "MISSED"
         self.rows.append({"what": what, "ratio": round(statistics.median(ratios), 3), "low": round(low, 3),
-                          "high": round(high, 3), "reach": reach, "at_most": at_most, "verdict": verdict})
+                          "high": round(high, 3), "target": target, "at_most": at_most, "verdict": verdict})
 
     def ratio(self, what):
         return next(row["ratio"] for row in self.rows if row["what"] == what)
 
     def print(self):
         width = max(len(row["what"]) for row in self.rows)
-        print(f"{'':{width}}  ratio  (19 of 20 within)  reach")
+        print(f"{'':{width}}  ratio  (19 of 20 within)  target")
         for row in self.rows:
-            reach = "" if row["reach"] is None else f"{'<=' if row['at_most'] else '>='} {row['reach']:.2f}"
+            target = "" if row["target"] is None else f"{'<=' if row['at_most'] else '>='} {row['target']:.2f}"
             within = f"({row['low']:.2f} to {row['high']:.2f})"
-            print(f"{row['what']:{width}}  {row['ratio']:5.2f}  {within:18}  {reach:7}  {row['verdict']}".rstrip())
+            print(f"{row['what']:{width}}  {row['ratio']:5.2f}  {within:18}  {target:7}  {row['verdict']}".rstrip())
 
 
 def run(*command, **options):
