@@ -11,7 +11,7 @@ set ytics 0.5
 set grid ytics linecolor "#dddddd"
 set key outside bottom center horizontal
 set xtics scale 0
-# The columns from wall to wall, and so their names beside one another.
+# The columns from wall to wall, and so their names next to each other.
 set xrange [-0.6:3.6]
 baseline(x) = 1
 plot for [i=2:5] data using i:xtic(1) title columnheader(i), \

@@ -1,4 +1,4 @@
-"""Measures under Wine how long the DLL takes to load, and how large it is, beside a baseline DLL of the same schemas.
+"""Measures under Wine how long the DLL takes to load, and how large it is, compared with a baseline DLL of the same schemas.
 
 Usage: compare_windows.py BUILD_DIR DLL_FOLDER ...     the folders have the DLLs that both need
 """

@@ -14,7 +14,7 @@
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 
-// Every allocation of the process is counted: the C library's own functions stand behind these.
+// Every allocation of the process is counted: these call the C library's own functions.
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);

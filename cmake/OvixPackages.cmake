@@ -32,7 +32,7 @@ if(NOT OVIX_INSTALL)
 endif()
 
 # Writes the list of what is in a package and what that needs, and installs it with the component.
-# PARTS are as write_sbom.cmake takes them. The name says the architecture: packages of two stand side by side.
+# PARTS are as write_sbom.cmake takes them. The name says the architecture: packages of two can be installed side by side.
 function(ovix_package_sbom component package architecture parts)
   set(sbom "${PROJECT_BINARY_DIR}/sbom/${package}_${architecture}.spdx.json")
   list(JOIN parts "\n" parts)

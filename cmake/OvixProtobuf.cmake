@@ -14,7 +14,7 @@ if(NOT TARGET protobuf::libprotobuf)
 endif()
 
 # Sets <result> to the folder in which google/protobuf/descriptor.proto lies, which the option schemas import, with
-# the headers beside it; else to an empty string.
+# the headers next to it; else to an empty string.
 function(ovix_protobuf_imports result)
   get_target_property(folders protobuf::libprotobuf INTERFACE_INCLUDE_DIRECTORIES)
   # Within a build the folder is said for the build alone.
@@ -75,7 +75,7 @@ function(ovix_check_protoc result)
   set(${result} "" PARENT_SCOPE)
   ovix_protobuf_imports(folder)
   if(NOT folder)
-    set(${result} "google/protobuf/descriptor.proto was not found beside protobuf's headers; install protobuf with its schemas, or set Protobuf_IMPORT_DIRS to the folder that has them" PARENT_SCOPE)
+    set(${result} "google/protobuf/descriptor.proto was not found next to protobuf's headers; install protobuf with its schemas, or set Protobuf_IMPORT_DIRS to the folder that has them" PARENT_SCOPE)
     return()
   endif()
   if(NOT TARGET protobuf::protoc)

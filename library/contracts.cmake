@@ -1,5 +1,5 @@
 # Every schema of the library, in the order of the collection: paths compared without regard to
-# case, with "_" after every letter, digit, "/" and "."; the folder upload/vorlan/ stands between
+# case, with "_" after every letter, digit, "/" and "."; the folder upload/vorlan/ comes between
 # upload/log/ and upload/peripherals/. A new contract adds one line here.
 set(OVIX_CONTRACTS
   ovix/telemetry/contract/storage/acm_cache.proto

@@ -13,7 +13,7 @@ function(ovix_export_members file messages variable)
   endif()
   string(REGEX MATCHALL "\n  PROTOBUF_NODISCARD (PROTOBUF_DEPRECATED )?std::string\\* release_" texts "${header}")
   list(LENGTH texts texts)
-  # The entry of a map is no class of the interface; two blanks keep its constructor from being taken for one.
+  # The entry of a map is not a class of the interface; two blanks keep its constructor from being taken for one.
   string(REGEX REPLACE "explicit (PROTOBUF_CONSTEXPR [A-Za-z0-9_]+_DoNotUse\\()" "explicit  \\1" header "${header}")
   # A message without fields inherits some members.
   string(REGEX MATCHALL "::internal::ZeroFieldsBase /\\* @@protoc" without_fields "${header}")

@@ -53,7 +53,7 @@ macro(include_at_insertion_point include)
   string(REPLACE "${insertion_point}" "#include \"${include}\"\n${insertion_point}" text "${text}")
 endmacro()
 
-# Sets <count> to how often a pattern stands in a text.
+# Sets <count> to how often a pattern occurs in a string.
 function(count_matches count pattern text)
   string(REGEX REPLACE "[][;]" "" text "${text}")
   string(REGEX MATCHALL "${pattern}" matches "${text}")

@@ -11,7 +11,7 @@ if(CPACK_GENERATOR STREQUAL "DEB" AND CPACK_OVIX_DEBUG_FILES)
 endif()
 
 # What is shipped gives its debug information to a component of its own, is stripped, and names the debug file and its
-# checksum: ELF by build id, as Debian lays them out, anything else X.debug beside X.
+# checksum: ELF by build id, as Debian lays them out, anything else X.debug next to X.
 foreach(entry IN LISTS CPACK_OVIX_DEBUG_FILES)
   string(REGEX MATCH "^(.*)\\|(.*)$" entry "${entry}")
   set(name "${CMAKE_MATCH_1}")

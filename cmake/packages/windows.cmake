@@ -1,4 +1,4 @@
-# The zip, and beside it NAME-VERSION-win64-debug.zip, which is unpacked over it to read a crash.
+# The zip, and next to it NAME-VERSION-win64-debug.zip, which is unpacked over it to read a crash.
 set(CPACK_GENERATOR ZIP)
 set(CPACK_SYSTEM_NAME win64)
 set(CPACK_PACKAGE_FILE_NAME "${PROJECT_NAME}-${PROJECT_VERSION}-${CPACK_SYSTEM_NAME}")
@@ -116,7 +116,7 @@ endif()
 
 ovix_package_sbom(runtime ${PROJECT_NAME} win64 "${parts}" ${compiler_runtime})
 
-# --- The debug information: X.debug beside X, which names it and its checksum (before_packing.cmake).
+# --- The debug information: X.debug next to X, which names it and its checksum (before_packing.cmake).
 
 if(MINGW AND NOT OVIX_DEBUG_INFO STREQUAL "OFF")
   list(APPEND CPACK_COMPONENTS_ALL debug)

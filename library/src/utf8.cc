@@ -11,8 +11,8 @@ std::uint64_t Load(const char* from) {
   return word;
 }
 
-// Words overlap where the size is no multiple of theirs: then a size takes no loop, whose end the
-// processor would guess wrong.
+// Words overlap if the size is not a multiple of theirs: then a size takes no loop, whose end the
+// processor would predict wrongly.
 bool IsAscii(const char* data, std::size_t size) {
   using Word = std::uint64_t;
   constexpr Word kHighBits = 0x8080808080808080;

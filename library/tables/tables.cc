@@ -35,7 +35,7 @@ ColumnKind KindOf(const FieldDescriptor* field) {
 }
 
 [[noreturn]] void Contradiction(const Descriptor* record, const std::string& what) {
-  throw TableError(record->full_name() + ": " + what + "; mend the options in its schema");
+  throw TableError(record->full_name() + ": " + what + "; correct the options in its schema");
 }
 
 // HwBattery reads HardwareBattery where change logs are concerned.
@@ -139,12 +139,13 @@ Table::Table(const Descriptor* record) : record(record) {
   arrival = !state && key_is_row_id ? kArrival : kRowId;
 
   if (!state && options.type() != "Historical") {
-    Contradiction(record, "\"" + options.type() + "\" is no type of table");
+    Contradiction(record, "\"" + options.type() + "\" is not a type of table");
   }
   if (database.empty()) Contradiction(record, "a table without a database");
   if (state && key.empty()) Contradiction(record, "a \"State\" table without a key");
   if ((max_rows != 0 || max_time_days != 0) && time == nullptr) {
-    Contradiction(record, "limits without a text field `time` to tell which row is the oldest");
+    Contradiction(record,
+                  "limits without a string field `time` that shows which row is the oldest");
   }
 }
 
@@ -198,9 +199,10 @@ Catalogue::Catalogue(const std::vector<const Descriptor*>& messages) {
 const Table& Catalogue::Get(const Descriptor* record) const {
   const auto found = by_record_.find(record);
   if (found == by_record_.end()) {
-    throw TableError(record->full_name() +
-                     ": is no table (its schema sets no persistance type); store the record that "
-                     "holds it");
+    throw TableError(
+        record->full_name() +
+        ": is not a table (its schema sets no persistance type); store the record that "
+        "holds it");
   }
   return *found->second;
 }
@@ -284,7 +286,7 @@ std::vector<std::string> MigrateSql(const Table& table, const StandingTable& sta
     if (found == standing.columns.end() && want.key == 0) {
       sql.push_back("ALTER TABLE " + In(schema, table.name) + " ADD COLUMN " + column.Definition());
     } else if (found == standing.columns.end()) {
-      throw TableError(prefix + " is new in the key, and rows that stand have no value for it");
+      throw TableError(prefix + " is new in the key, and existing rows have no value for it");
     } else if (found->second.type != want.type) {
       throw TableError(prefix + " is " + found->second.type + ", but the contract says " +
                        want.type);

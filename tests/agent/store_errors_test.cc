@@ -26,7 +26,7 @@ TEST(StoreErrors, NameWhatCannotBeStored) {
   const Folder folder;
   Store store(folder.path(), Library(), Options());
   ExpectContains(ErrorOf([&] { store.Put(storage::device_health::BatteryStatus()); }),
-                 {"ovix.telemetry.contract.storage.device_health.BatteryStatus", "no table"});
+                 {"ovix.telemetry.contract.storage.device_health.BatteryStatus", "is not a table"});
   ExpectContains(ErrorOf([] { Catalogue({Contradiction::descriptor()}); }),
                  {"ovix.tests.Contradiction", "key"});
   ExpectContains(ErrorOf([] {

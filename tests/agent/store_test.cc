@@ -45,7 +45,7 @@ TEST(StoreTables, AreTheSqlOfTheirRecords) {
                  R"(("time"))"}));
   EXPECT_EQ(Table(WithTableName::descriptor()).name, "Another");
   ExpectContains(ErrorOf([] { const Table table(AgedWithoutTime::descriptor()); }),
-                 {"AgedWithoutTime: limits without a text field `time`"});
+                 {"AgedWithoutTime: limits without a string field `time`"});
   for (const int order : {0, 1}) {
     std::vector<const google::protobuf::Descriptor*> messages = {
         EverythingEvents::descriptor(), EverythingNamedEvents::descriptor(),

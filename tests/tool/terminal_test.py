@@ -99,7 +99,7 @@ LINES = [
     ("ovix-contracts decode -- --", set(), {"--format"}),
     ("ovix-contracts ddl --out ", {"a folder"}, {"a file"}),
     ("ovix-contracts list --contracts ", FILES, {"BatteryHealthLog"}),
-    ("ovix-contracts list --format ", {"csv", "json", "table"}, {"markdown"}),
+    ("ovix-contracts list --format ", {"csv", "json", "table"}, {"markdown", "or"}),
     ("ovix-contracts list --format=c", {"csv"}, {"json"}),
     ("ovix-contracts diff a b --format m", {"markdown"}, {"json"}),
     ("ovix-contracts privacy --class ", {"identifier", "location"}, {"all", "Only"}),

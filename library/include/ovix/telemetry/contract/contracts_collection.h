@@ -1,4 +1,4 @@
-// ContractsCollection: the walk over a prototype of every message class of the library.
+// ContractsCollection: iterates a prototype of every message class of the library.
 //
 //   ovix::telemetry::contract::ContractsCollection contracts;
 //   while (const google::protobuf::Message* prototype = contracts.Next()) {
@@ -23,7 +23,7 @@ namespace ovix::telemetry::contract {
 //
 // The order never depends on the machine: schema files by path, compared without regard to case and
 // with "_" after every letter, digit, "/" and "."; within a file its classes by name in byte order.
-// (The folder upload/vorlan/ stands between upload/log/ and upload/peripherals/.)
+// (The folder upload/vorlan/ comes between upload/log/ and upload/peripherals/.)
 //
 // The prototypes are made once, when the library is loaded, and live until it is unloaded. They are
 // shared and must not be modified; make a record with prototype->New().
@@ -34,7 +34,7 @@ class OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT ContractsCollection {
  public:
   // A cursor at the first prototype.
   ContractsCollection() noexcept;
-  // A copy stands where the original stands and moves on its own.
+  // A copy starts at the position of the original and moves independently.
   ContractsCollection(const ContractsCollection& other) noexcept;
   ContractsCollection& operator=(const ContractsCollection& other) noexcept;
   // Releases nothing: the prototypes belong to the library.

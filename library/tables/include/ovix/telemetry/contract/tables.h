@@ -79,7 +79,7 @@ struct Table {
 
   // Whether it is a record of changes to "State" rows, by its shape.
   bool is_change_log() const;
-  // Whether `arrival` is a column beside those of the fields, with an index.
+  // Whether `arrival` is a column in addition to those of the fields, with an index.
   bool has_arrival_column() const;
   // Whether a store looks for its oldest rows, for which it has an index on `time`.
   bool has_time_index() const;
@@ -91,7 +91,7 @@ class Catalogue {
  public:
   // The tables of the library: a walk over ContractsCollection.
   Catalogue();
-  // The tables among these messages; those without the option persistance are passed over. Throws
+  // The tables among these messages; those without the option persistance are skipped. Throws
   // TableError where options contradict themselves or two records claim one table.
   explicit Catalogue(const std::vector<const google::protobuf::Descriptor*>& messages);
 
@@ -101,7 +101,7 @@ class Catalogue {
   // In the order of the messages.
   const std::vector<Table>& tables() const { return tables_; }
 
-  // Throws TableError where the type is no table.
+  // Throws TableError if the type is not a table.
   const Table& Get(const google::protobuf::Descriptor* record) const;
 
   // The table of this name; null where there is none.
@@ -110,7 +110,7 @@ class Catalogue {
   // The "Historical" table that records the inserts, updates and deletes of a "State" table; null
   // where there is none. The options do not say it, the names do: a record's change log is the one
   // named after it (DeviceLocationEvents), else the one of the same package whose name, without
-  // "Events", is the longest beginning of the record's, where Hw and Fw stand for Hardware and
+  // "Events", is the longest beginning of the record's, where Hw and Fw mean Hardware and
   // Firmware (HardwareEvents for HwBattery, PeripheralEvents for PeripheralDisplays).
   const Table* ChangeLog(const Table& state) const;
 
@@ -124,8 +124,8 @@ class Catalogue {
   std::map<std::string, uint32_t> max_size_mb_;
 };
 
-// The value of the option persistance.type: empty for a message that is no table. It lives as long
-// as the descriptor.
+// The value of the option persistance.type: empty for a message that is not a table. It lives as
+// long as the descriptor.
 const std::string& PersistanceType(const google::protobuf::Descriptor* message);
 
 // "name" as an SQL identifier.
@@ -138,9 +138,9 @@ std::string Quoted(std::string_view name);
 // which keeping a size limit needs.
 std::string NewDatabaseSql(std::string_view schema = "");
 
-// What tells a database of a store from any other: SQLite's application_id ("OVIX") and, in
-// user_version, the version of what the store keeps beside the tables of the contracts. Databases
-// of release 1.0.0 have 0 for both.
+// What distinguishes a database of a store from any other: SQLite's application_id ("OVIX") and, in
+// user_version, the version of what the store keeps in addition to the tables of the contracts.
+// Databases of release 1.0.0 have 0 for both.
 inline constexpr int32_t kApplicationId = 0x4f564958;
 inline constexpr int32_t kLayoutVersion = 1;
 // The table of the store's own numbers: name TEXT, value INTEGER.
@@ -153,7 +153,7 @@ std::vector<std::string> LayoutSql(bool is_new, std::string_view schema = "");
 // The table and its indexes.
 std::vector<std::string> CreateSql(const Table& table, std::string_view schema = "");
 
-// A table as it stands, in a database or in an older release.
+// A table as it exists, in a database or in an older release.
 struct StandingTable {
   struct StandingColumn {
     std::string type;  // as Column::Type()
@@ -166,8 +166,8 @@ struct StandingTable {
 // How a release declares it.
 StandingTable Standing(const Table& table);
 
-// What brings a table that stands to what `table` says: missing columns and the missing index. None
-// where it stands so already; columns that `table` does not know are left alone. Throws TableError
+// What brings an existing table to what `table` says: missing columns and the missing index. None
+// if it is so already; columns that `table` does not know are left alone. Throws TableError
 // where a column has another type or the key is another, for then rows would have to be rewritten.
 std::vector<std::string> MigrateSql(const Table& table, const StandingTable& standing,
                                     std::string_view schema = "");
