@@ -38,6 +38,22 @@ check_run find_package "$work/consumer/consumer"
 descriptor_set=$(cat "$work/consumer/descriptor_set")
 [ -s "$descriptor_set" ] || fail "the target's OVIX_DESCRIPTOR_SET is '$descriptor_set', which is not there"
 
+# The programs that the pages show, built as the README says.
+block() { # PAGE LANGUAGE
+  sed -n "/^\`\`\`$2\$/,/^\`\`\`\$/{/^\`\`\`/d;p}" "$here/../../$1"
+}
+try_page() { # PAGE EXPECTED
+  mkdir -p "$work/page"
+  block README.md cmake >"$work/page/CMakeLists.txt"
+  block "$1" cpp >"$work/page/battery.cc"
+  "$cmake" -G "$generator" -S "$work/page" -B "$work/page/build" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_STANDARD=17 \
+    -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" && "$cmake" --build "$work/page/build" >>"$work/log" ||
+    { cat "$work/log"; fail "$1: its program does not build"; }
+  "$work/page/build/battery" | grep -xF "$2" >"$work/log" || fail "$1: its program did not print '$2'"
+}
+try_page README.md "31 degrees at 2026-11-21T04:31:09.120Z"
+try_page docs/library.md "HealthLog: BatteryHealthLog"
+
 export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name '*.pc')")
 name=ovix-telemetry-data-contracts
