@@ -106,7 +106,9 @@ void CheckGuns(const Checked& checked, Findings& findings) {
     const std::string gun = PayloadOptionsOf(message).gun;
     if (!gun.empty()) payloads[gun].push_back(message);
   }
-  for (auto& [gun, messages] : payloads) {
+  for (auto& entry : payloads) {
+    const std::string& gun = entry.first;
+    std::vector<const Descriptor*>& messages = entry.second;
     // The one that was released with it keeps it.
     std::stable_partition(messages.begin(), messages.end(), [&](const Descriptor* message) {
       const auto* released = checked.released.pool().FindMessageTypeByName(message->full_name());
