@@ -41,6 +41,7 @@ int Main(int argc, char** argv) {
   AddCheck(app, exit_code);
   AddSample(app, exit_code);
   AddDiff(app, exit_code);
+  AddLint(app, exit_code);
   AddPrivacy(app, exit_code);
   AddCatalogue(app, exit_code);
   AddHelp(app, exit_code);

@@ -30,6 +30,11 @@ def vocabulary():
         raise OSError(f"docs/contracts.md is not as the check reads it: {error}; undo what changed its headings and tables") from error
 
 
+def misplaced(names):
+    return [Finding(name, 1, "place", "is neither a schema of storage/ nor of upload/", f"move it under {frame.SIDES[0]} or {frame.SIDES[1]}")
+            for name in names if not name.startswith(frame.SIDES)]
+
+
 def find(root):
     """The findings in a tree, in the order of their places, and the release that it was held against."""
     names = sorted(schemas.on_disk(root))
@@ -49,17 +54,16 @@ def find(root):
             if file not in known and not (known and file == "<input>"):
                 found.append(Finding(file, line, "breaking", what, gate.NEVER))
         released = frame.listed(os.path.join(frozen, "contracts.cmake"))
-        if misplaced := gate.kept_order(released, frame.in_order(names)):
+        if out_of_order := gate.kept_order(released, frame.in_order(names)):
             found.append(Finding("scripts/contracts/frame.py", 1, "list",
-                                         f"puts {misplaced} in another place than release {release}", "keep its order"))
+                                         f"puts {out_of_order} in another place than release {release}", "keep its order"))
     # What is refused of a release is not refused once more for a convention.
     said = {(finding.file, finding.rule, finding.what.partition(":")[0]) for finding in found}
     for finding in [*conventions.Check(contracts, older).run(), *comments.Check(contracts, words).run()]:
         if (finding.file, finding.rule, finding.what.partition(":")[0]) not in said:
             found.append(finding)
     found += frame.check(root, contracts, words)
-    found += [Finding(name, 1, "place", "is neither a schema of storage/ nor of upload/", f"move it under {frame.SIDES[0]} or {frame.SIDES[1]}")
-              for name in names if not name.startswith(frame.SIDES)]
+    found += misplaced(names)
     found += frame.check_format(root, BUF, names)
     found += example.check(root, contracts)
     moved = any(finding.rule == "package" for finding in found)

@@ -181,6 +181,8 @@ FIXES = {
 class Check:
     def __init__(self, contracts, words):
         self.contracts, self.words = contracts, words
+        self.kept = {part.full_name for message in contracts.messages.values() if message.table is not None
+                     for part in contracts.parts(message)}
 
     def run(self):
         for file in self.contracts.files:
@@ -310,6 +312,9 @@ class Check:
                 yield add(message, f"'{words}' is not what a message's source can be", "write nothing, or 'same data.'", fact)
             if record is None or record.file.is_upload:
                 yield add(message, f"{name} is not a stored record", "write the full name of a message of storage/", fact)
+            elif name not in self.kept:
+                yield add(message, f"{name} is kept in no table", "write the full name of a table, or of a message that one holds",
+                          fact)
         records = self.records(message)
         for field in message.fields:
             yield from self.lineage_of_field(field, records, add)

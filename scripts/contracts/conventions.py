@@ -1,13 +1,14 @@
 """What every contract keeps, whatever was released: the options of tables, databases and payloads."""
 
 import collections
-import difflib
 import re
+
+from contracts.near import nearest
 
 PERSISTANCE, CDM = 50000, 50001  # the numbers of the options
 GUN_BEGIN = "com.ovix.cdm.domain.telemetry.type.eventDetail.category."
 GUN = re.compile(re.escape(GUN_BEGIN) + r"[a-z][A-Za-z0-9]*\.version\.([0-9]+)")
-VERSION = re.compile(r"(0|[1-9][0-9]*)\.(0|[1-9][0-9]*)\.(0|[1-9][0-9]*)(-(alpha|beta)\.[0-9]+)?")
+VERSION = re.compile(r"(0|[1-9][0-9]*)\.(0|[1-9][0-9]*)\.(0|[1-9][0-9]*)(-(alpha|beta)\.(0|[1-9][0-9]*))?")
 CHANGE = [(1, "time", "string"), (2, "type", "string"), (3, "event", None), (4, "previous_state", "string"),
           (5, "current_state", "string")]
 STATE_EVENT = "ovix.telemetry.contract.storage.StateEventType"
@@ -69,7 +70,7 @@ class Check:
     def databases(self):
         tables = {}
         for table in sorted(self.tables, key=lambda table: table.full_name not in self.released):
-            tables.setdefault((table.table.database.name, table.name), table)
+            tables.setdefault(claim(table), table)
         used = {table.table.database.name for table in self.tables}
         for table in self.tables:
             name = table.table.database.name
@@ -77,16 +78,20 @@ class Check:
             if not name:
                 yield table.finding("table-database", "does not name its database", "set (persistance).database.name", line)
             elif name not in self.markers and name not in self.unmarked:
-                near = difflib.get_close_matches(name, [*self.markers, *self.unmarked], 1)
+                near = nearest(name, [*self.markers, *self.unmarked])
                 yield table.finding(
                     "table-database", f"database '{name}' has no marker in {MARKERS}",
-                    (f"did you mean '{near[0]}'? Otherwise add" if near else "add") + " a marker with its size limit there", line)
+                    (f"did you mean '{near}'? Otherwise add" if near else "add") + " a marker with its size limit there", line)
             if table.table.database.max_size_mb:
                 yield table.finding("database-size", "a record sets the size of its database",
                                     f"set it in the marker in {MARKERS}", line)
-            if tables[name, table.name] is not table:
-                other = tables[name, table.name].full_name
+            if tables[claim(table)] is not table:
+                other = tables[claim(table)].full_name
                 yield table.finding("table-name", f"database '{name}' has a table of this name, {other}", "rename the message")
+            own = claim(table)[1]
+            if own == "_store" or own.startswith("sqlite_"):
+                yield table.finding("table-name", f"'{table.table.table.name or table.name}' is the name of a table of SQLite or the "
+                                    "store", "give it another name", table.line_of_option(PERSISTANCE, 3))
         for name, marker in self.markers.items():
             if marker.file.name != MARKERS:
                 yield marker.finding("database-marker", "is a marker of a database", f"move it to {MARKERS}")
@@ -134,6 +139,11 @@ class Check:
             for message in messages[1:]:
                 yield message.finding("payload-gun", f"gun {gun} is that of {messages[0].full_name} too",
                                       "give one of them a category of its own", message.line_of_option(CDM, 1))
+
+
+def claim(table):
+    """The database and the name of a table, which SQLite and the files of Windows compare without regard to case."""
+    return table.table.database.name.lower(), (table.table.table.name or table.name).lower()
 
 
 def unmarked_databases(messages):

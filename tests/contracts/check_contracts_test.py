@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """Holds this tree's contracts against every rule, and then the rules themselves: makes each kind of mistake in the
 small tree tests/contracts, which has a release of its own, and sees one finding with file, line, rule and fix; and
-makes changes that a release may make, which nothing may refuse.
+makes changes that a release may make, which nothing may refuse. `ovix-contracts lint` must say the same of each, in the same
+lines, by every rule that both have.
 
 Usage: check_contracts_test.py SOURCE_DIR OVIX_CONTRACTS [PATTERN]   PATTERN: only the cases with such a name
 """
@@ -22,8 +23,10 @@ sys.path.insert(0, os.path.join(ROOT, "scripts"))
 sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.join(ROOT, "tests", "contracts"))
 import tree  # noqa: E402
-from contracts import check, comments, frame, schemas  # noqa: E402
+from contracts import check, comments, conventions, frame, gate, schemas  # noqa: E402
 
+# Rules of the tool alone: what its other commands and Windows refuse.
+LINT_ONLY = {"schema-name", "contract-name", "table-column", "database-name"}
 CONTRACTS = "ovix/telemetry/contract/"
 STORAGE, UPLOAD = CONTRACTS + "storage/", CONTRACTS + "upload/"
 BOOT, SYSTEM, EVENTS = (STORAGE + f"device/{name}.proto" for name in ("boot", "system", "system_events"))
@@ -147,6 +150,10 @@ NEW = [
     ("a time with presence", [(FAN, "", NEW_RECORD.replace("string time", "optional string time"))], (FAN, "table-time", "string time = 1")),
     ("a time at the end", [(FAN, "", NEW_RECORD.replace("string time = 1", "string time = 3"))], (FAN, "table-time", "string time = 1")),
     ("two tables of one name", [(STORAGE + "other/boot.proto", "", NEW_RECORD.replace("device;", "other;").replace("FanLog", "BootLog"))], (STORAGE + "other/boot.proto", "table-name", "has a table of this name")),
+    ("two tables whose names differ in case", [(STORAGE + "other/boot.proto", "", NEW_RECORD.replace("device;", "other;").replace("FanLog", "BOOTLOG"))], (STORAGE + "other/boot.proto", "table-name", "has a table of this name, ovix.telemetry.contract.storage.device.BootLog")),
+    ("two tables of one name by an option", [(FAN, "", NEW_RECORD.replace("table.max_rows = 10000", 'table.name = "BootLog"'))], (FAN, "table-name", "has a table of this name")),
+    ("a table of SQLite's", [(FAN, "", NEW_RECORD.replace("table.max_rows = 10000", 'table.name = "SQLite_fan"'))], (FAN, "table-name", "fan.proto:11: table-name: ovix.telemetry.contract.storage.device.FanLog: 'SQLite_fan'")),
+    ("a version with a leading zero", [(FAN_PAYLOAD, "", NEW_PAYLOAD.replace('"1.0.0"', '"1.0.0-beta.01"'))], (FAN_PAYLOAD, "payload-version", "three numbers")),
     ("a change log of another shape", [(EVENTS, r"\Z", "\n// Other changes.\nmessage Changes {\n  option (persistance).type = \"Historical\";\n  option (persistance).database.name = \"Log\";\n\n  string time = 1;\n  StateEventType event = 2;\n}\n")], (EVENTS, "change-log", "string current_state = 5")),
     ("a payload without options", [(OTHER, r"\Z", "\n// Another payload.\n//\n// Source: none\nmessage PcFanAsCDM {\n  // The version.\n  string version = 1;\n}\n")], (OTHER, "payload-options", "set (cdm).gun and (cdm).version")),
     ("a payload by another name", [(OTHER, r"\Z", "\n// Another payload.\n//\n// Source: none\nmessage PcFan {\n  option (cdm).gun = \"g\";\n\n  string version = 1;\n}\n")], (OTHER, "payload-name", "ends in AsCDM")),
@@ -161,6 +168,7 @@ NEW = [
     ("a table in upload/", [(UPLOAD + "device/fan.proto", "", NEW_RECORD.replace("storage.device;", "upload.device;").replace("(persistance)", "(ovix.telemetry.contract.storage.persistance)").replace("// A fan.", "// A fan.\n//\n// Source: none"))], (UPLOAD + "device/fan.proto", "table-place", "move it to storage/")),
     ("a part without lineage", [(PAYLOAD, r"  //\n  // Source: ovix\S+BootPhase\n", "")], (PAYLOAD, "lineage", "no line Source")),
     ("a source that does not exist", [(PAYLOAD, r"BootPhase\n", "BootStep\n")], (PAYLOAD, "lineage", "is not a stored record")),
+    ("a source that no table keeps", [(BOOT, r"\Z", "\n// A sum of boots.\nmessage BootSum {\n  string phase_name = 1;\n  uint32 length_ms = 2;\n}\n"), (PAYLOAD, r"BootPhase\n", "BootSum\n")], (PAYLOAD, "lineage", "BootSum is kept in no table")),
     ("a field from nowhere", [NEW_FIELD, TO_1_2, (PAYLOAD, r"  // Source: none\n(  optional string tenant)", r"\1")], (PAYLOAD, "lineage", "no source record has such a field")),
     ("a payload that says less of a person", [(PAYLOAD, r"  // Privacy: identifier\n", "")], (PAYLOAD, "privacy", "from identifier to nothing")),
     ("a payload that says less than its record", [(PAYLOAD, r"(repeated Phase phases = 4;)", r"\1\n  // Privacy: interaction\n  // Source: serial_number, renamed.\n  optional string who = 5;"), TO_1_2], (PAYLOAD, "privacy", "less sensitive than ovix.telemetry.contract.storage.device.BootLog.serial_number")),
@@ -282,6 +290,41 @@ def differs(old, root, folder, order):
     return any(each["breaks"] or each["rule"] in order for each in changes)
 
 
+def by_rules(root, older):
+    """What the rules find that the tool has too."""
+    names = sorted(schemas.on_disk(root))
+    try:
+        contracts = schemas.Contracts(schemas.compile_schemas(root, names))
+    except schemas.Broken as broken:
+        return sorted(set(broken.findings))
+    words = check.vocabulary()
+    found = [*check.misplaced(names), *conventions.Check(contracts, older).run(), *comments.Check(contracts, words).run()]
+    if older is not None:
+        found += [finding for finding in gate.Gate(older, contracts, words).run() if finding.rule == "extension"]
+    return sorted(set(found))
+
+
+def differs_from_lint(root, release=None):
+    """Where the tool says something else than the rules here, in words; nothing where it does not."""
+    against = ["--against", release] if release else []
+    done = subprocess.run([TOOL, "lint", root, "--format", "json", *against], capture_output=True, text=True)
+    if done.returncode not in (0, 1):
+        return f"lint failed: {done.stderr}"
+    said = [f"{each['file']}:{each['line']}: {each['rule']}: {each['what']}; {each['fix']}"
+            for each in json.loads(done.stdout)["findings"] if each["rule"] in RULES]
+    expected = [str(finding) for finding in by_rules(root, schemas.read(release) if release else None)]
+    if said == expected:
+        return None
+    return "".join([*(f"\n    only here: {line}" for line in expected if line not in said),
+                    *(f"\n    only lint: {line}" for line in said if line not in expected)]) or "another order"
+
+
+def rules_of_both():
+    """The rules of the tool but for those that are its own; those of a release have the names of diff."""
+    done = subprocess.run([TOOL, "lint", "--rules", "--format", "json"], capture_output=True, text=True, check=True)
+    return {rule["rule"] for rule in json.loads(done.stdout)["rules"]} - LINT_ONLY
+
+
 def run(base, case):
     kind, name, edits, expected = case
     expected = expected if isinstance(expected, list) else [expected] if expected else []
@@ -297,9 +340,13 @@ def run(base, case):
             found, _ = check.find(root)
         except schemas.Broken as broken:
             found = broken.findings
-        breaks = kind != "new" and differs(os.path.join(base, "compat", "1.0.0", "contracts.binpb"), root, folder,
+        release = os.path.join(base, "compat", "1.0.0", "contracts.binpb")
+        by_tool = differs_from_lint(root, release)
+        breaks = kind != "new" and differs(release, root, folder,
                                            ORDER if kind == "released" else ORDER - {"imports-changed"})
     said = "".join(f"\n    {finding}" for finding in found)
+    if by_tool:
+        return f"{name}: ovix-contracts lint differs: {by_tool}"
     if kind == "released" and not found:
         return f"{name}: was not refused"
     if kind != "new" and breaks != (kind == "released"):
@@ -324,13 +371,18 @@ def check_comment(case):
         for name in tree.OPTIONS:
             shutil.copy(os.path.join(ROOT, name), os.path.join(root, name))
         contracts = schemas.Contracts(schemas.compile_schemas(root, sorted(schemas.on_disk(root))))
+        by_tool = differs_from_lint(root)
     found = list(comments.Check(contracts, check.vocabulary()).run())
+    if by_tool:
+        return f"comment {comment!r} of {field}: ovix-contracts lint differs: {by_tool}"
     right = not found if expected is None else (
         len(found) == 1 and found[0].line == expected[0] and expected[1] in str(found[0]))
     return None if right else f"comment {comment!r} of {field}: expected {expected}, found {[str(each) for each in found]}"
 
 
 def main():
+    global RULES
+    RULES = rules_of_both()
     # This tree first: a finding of its own is not hidden behind the cases.
     whole = subprocess.run([COMMAND], capture_output=True, text=True)
     print(whole.stderr + whole.stdout, end="")

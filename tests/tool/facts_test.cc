@@ -1,5 +1,5 @@
 // The facts in the comments of schemas, as tools read and compare them. What is wrong with a
-// comment is reported by scripts/check-contracts.
+// comment is reported by `ovix-contracts lint` and scripts/check-contracts.
 #include "contracts/facts.h"
 
 #include <google/protobuf/descriptor.pb.h>
@@ -257,6 +257,20 @@ TEST(Facts, ThePageListsWhatTheToolKnows) {
   const size_t begin = units.find("Codes in use: ");
   const std::string codes = units.substr(begin, units.find(". ", begin) - begin);
   EXPECT_EQ(InOrder(Codes(codes)), InOrder(tool::Units()));
+
+  const size_t words = units.find("its last word is one of these:");
+  ASSERT_NE(words, std::string::npos);
+  const std::string listed_words =
+      units.substr(words, units.find("\nA number whose name", words) - words);
+  EXPECT_EQ(InOrder(Codes(listed_words)), InOrder(tool::WordsOfNoQuantity()));
+  for (const auto& [name, shows] :
+       std::vector<std::pair<std::string, bool>>{{"number_of_lit_lamps", true},
+                                                 {"lamp_count", true},
+                                                 {"count", true},
+                                                 {"counts", false},
+                                                 {"count_of_lamps", false}}) {
+    EXPECT_EQ(tool::ShowsNoQuantity(name), shows) << name;
+  }
 
   const std::regex row(R"(\n\| `([^`]+)` \|)");
   const auto rows = [&](const std::string& text) {

@@ -1,5 +1,9 @@
 #include "commands/commands.h"
 
+#include <iostream>
+
+#include "diff/comments.h"
+
 namespace ovix::tool {
 
 void AddMessage(CLI::App& command, std::string& name) {
@@ -17,6 +21,14 @@ void AddContracts(CLI::App& command, Release& release) {
           "Read another release, a descriptor set or git:REVISION, instead of these contracts")
       ->check([](const std::string& file) { return file.empty() ? "names no file" : ""; })
       ->type_name("FILE.binpb");
+}
+
+void SayWithoutComments(const Contracts& contracts, const std::string& name) {
+  const int schemas = SchemasWithoutComments(contracts);
+  if (schemas == 0) return;
+  std::cerr << "ovix-contracts: " << name << ": " << schemas << " of " << contracts.files().size()
+            << " schemas are without comments, so their facts are not compared; protoc writes "
+               "comments with --include_source_info\n";
 }
 
 void AddFormat(CLI::App& command, Format& format) {

@@ -27,6 +27,7 @@ void AddDecode(CLI::App& app, int& exit_code);
 void AddCheck(CLI::App& app, int& exit_code);
 void AddSample(CLI::App& app, int& exit_code);
 void AddDiff(CLI::App& app, int& exit_code);
+void AddLint(CLI::App& app, int& exit_code);
 void AddPrivacy(CLI::App& app, int& exit_code);
 void AddCatalogue(CLI::App& app, int& exit_code);
 void AddHelp(CLI::App& app, int& exit_code);
@@ -65,6 +66,10 @@ void AddMessage(CLI::App& command, std::string& name);
 
 // The option --contracts of a command that reads contracts. `release` must outlive the command.
 void AddContracts(CLI::App& command, Release& release);
+
+// Says that facts were not compared, where schemas of the set have no comments; that is easily
+// taken for "they did not change".
+void SayWithoutComments(const Contracts& contracts, const std::string& name);
 
 // The option --format of a listing.
 void AddFormat(CLI::App& command, Format& format);

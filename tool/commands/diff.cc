@@ -5,7 +5,6 @@
 
 #include "commands/commands.h"
 #include "diff/ci_report.h"
-#include "diff/comments.h"
 #include "diff/compare.h"
 #include "diff/ignored.h"
 #include "diff/report.h"
@@ -23,15 +22,6 @@ struct Options {
   std::string ignored;
   DiffFormat format = DiffFormat::kText;
 };
-
-// Says that facts were not compared; that is easily taken for "they did not change".
-void SayWithoutComments(const Contracts& contracts, const std::string& name) {
-  const int schemas = SchemasWithoutComments(contracts);
-  if (schemas == 0) return;
-  std::cerr << "ovix-contracts: " << name << ": " << schemas << " of " << contracts.files().size()
-            << " schemas are without comments, so their facts are not compared; protoc writes "
-               "comments with --include_source_info\n";
-}
 
 // Takes out the changes that the file names, and says how many and which of its lines name none.
 void TakeOut(const std::string& file, std::vector<Difference>& differences) {

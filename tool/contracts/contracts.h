@@ -137,6 +137,12 @@ class Contracts {
   int LineOf(const FieldDescriptor* field) const;
   int LineOf(const EnumDescriptor* enumeration) const;
   int LineOf(const EnumValueDescriptor* value) const;
+  // The line of the declaration itself, below its comment; 0 where the set has no places.
+  int DeclarationOf(const Descriptor* message) const;
+  int DeclarationOf(const FieldDescriptor* field) const;  // an extension's too
+  // The first line on which a message sets an option: its number, then those of fields in it. That
+  // of the declaration where it does not set it.
+  int LineOfOption(const Descriptor* message, const std::vector<int>& option) const;
 
   // The fields whose type it is, in the order of messages().
   const std::vector<const FieldDescriptor*>& UsersOf(const Descriptor* message) const;
@@ -160,8 +166,10 @@ class Contracts {
   void Index(std::string_view bytes);
   struct Place {
     std::string comment;  // raw
-    int line = 0;
+    int line = 0;         // where the comment begins
+    int declaration = 0;
   };
+  const std::map<Path, Place>& PlacesOf(const FileDescriptor* file) const;
   const Place& PlaceOf(const FileDescriptor* file, const Path& path) const;
   void Collect() const;
   std::vector<Feed> FindFeeds(const std::set<const FileDescriptor*>& files) const;

@@ -39,6 +39,17 @@ constexpr std::string_view kFormats[] = {
     "RFC 3339",         "date", "decimal number", "integer", "hexadecimal", "boolean", "version",
     "semantic version", "GUID", "MAC address",    "JSON",    "SHA-256",     "path"};
 
+constexpr std::string_view kNoQuantity[] = {
+    // identifiers and positions
+    "id", "ids", "oid", "rowid", "index", "instance", "number", "num", "numbers", "rank",
+    "priority", "track", "cylinder", "version", "revision", "generation", "sku",
+    // codes and flags
+    "code", "opcode", "type", "status", "state", "word", "flag", "flags",
+    // counts
+    "count", "rows", "slots", "partitions", "tracks", "heads", "cylinders", "sectors", "lanes",
+    "processors", "cores", "shaders", "connections", "commands", "entries", "events", "errors",
+    "anomalies", "crashes", "shutdowns", "found"};
+
 bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
   return std::find(known.begin(), known.end(), word) != known.end();
 }
@@ -115,6 +126,13 @@ std::optional<Privacy> ReadPrivacy(std::string_view text) {
 std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes() { return kSuffixes; }
 std::span<const std::string_view> Units() { return kUnits; }
 std::span<const std::string_view> Formats() { return kFormats; }
+
+std::span<const std::string_view> WordsOfNoQuantity() { return kNoQuantity; }
+
+bool ShowsNoQuantity(std::string_view field_name) {
+  return field_name.starts_with("number_of_") ||
+         IsOneOf(kNoQuantity, field_name.substr(field_name.rfind('_') + 1));
+}
 
 std::string UnitOfName(std::string_view field_name) {
   const size_t underscore = field_name.rfind('_');

@@ -40,7 +40,8 @@ struct FieldFacts {
   std::string unit_reason, values_reason, format_reason;
 };
 
-// A fact that is malformed reads as if it were not there; scripts/check-contracts reports it.
+// A fact that is malformed reads as if it were not there; `ovix-contracts lint` and
+// scripts/check-contracts report it.
 FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field);
 
 // Reads one fact, Source excepted, into `facts`; false for a value that the grammar does not allow.
@@ -53,6 +54,12 @@ bool CanHaveUnit(const FieldDescriptor* field);  // a number, or a text that may
 std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes();
 std::span<const std::string_view> Units();
 std::span<const std::string_view> Formats();
+
+// The last words of names that show an identifier, a code or a count, which has no unit.
+std::span<const std::string_view> WordsOfNoQuantity();
+
+// Whether a number's name shows that it has no unit.
+bool ShowsNoQuantity(std::string_view field_name);
 
 // The unit that a field's name gives by its suffix; empty without one.
 std::string UnitOfName(std::string_view field_name);

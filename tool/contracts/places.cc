@@ -61,8 +61,8 @@ std::vector<int> PathOf(const EnumValueDescriptor* value) {
 
 }  // namespace
 
-const Contracts::Place& Contracts::PlaceOf(const FileDescriptor* file, const Path& path) const {
-  static const Place& nowhere = *new Place;
+const std::map<Contracts::Path, Contracts::Place>& Contracts::PlacesOf(
+    const FileDescriptor* file) const {
   auto known = places_.find(file);
   if (known == places_.end()) {
     known = places_.try_emplace(file).first;
@@ -72,16 +72,22 @@ const Contracts::Place& Contracts::PlaceOf(const FileDescriptor* file, const Pat
         schema.ParseFromArray(encoded->second.data(), static_cast<int>(encoded->second.size()))) {
       for (auto& location : *schema.mutable_source_code_info()->mutable_location()) {
         if (location.span_size() == 0) continue;
-        Place place{std::move(*location.mutable_leading_comments()), location.span(0) + 1};
-        place.line -=
-            static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
+        Place place{std::move(*location.mutable_leading_comments()), 0, location.span(0) + 1};
+        place.line = place.declaration -
+                     static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
         known->second.emplace(Path(location.path().begin(), location.path().end()),
                               std::move(place));
       }
     }
   }
-  const auto found = known->second.find(path);
-  return found == known->second.end() ? nowhere : found->second;
+  return known->second;
+}
+
+const Contracts::Place& Contracts::PlaceOf(const FileDescriptor* file, const Path& path) const {
+  static const Place& nowhere = *new Place;
+  const std::map<Path, Place>& places = PlacesOf(file);
+  const auto found = places.find(path);
+  return found == places.end() ? nowhere : found->second;
 }
 
 Comment Contracts::CommentOf(const FileDescriptor* file) const {
@@ -114,6 +120,30 @@ int Contracts::LineOf(const EnumDescriptor* enumeration) const {
 }
 int Contracts::LineOf(const EnumValueDescriptor* value) const {
   return PlaceOf(value->type()->file(), PathOf(value)).line;
+}
+
+int Contracts::DeclarationOf(const Descriptor* message) const {
+  return PlaceOf(message->file(), PathOf(message)).declaration;
+}
+int Contracts::DeclarationOf(const FieldDescriptor* field) const {
+  return PlaceOf(field->file(), PathOf(field)).declaration;
+}
+
+int Contracts::LineOfOption(const Descriptor* message, const std::vector<int>& option) const {
+  Path path = PathOf(message);
+  path.push_back(google::protobuf::DescriptorProto::kOptionsFieldNumber);
+  path.insert(path.end(), option.begin(), option.end());
+  const std::map<Path, Place>& places = PlacesOf(message->file());
+  int line = 0;
+  for (auto place = places.lower_bound(path); place != places.end(); ++place) {
+    if (place->first.size() < path.size() ||
+        !std::equal(path.begin(), path.end(), place->first.begin())) {
+      break;
+    }
+    const int declaration = place->second.declaration;
+    line = line == 0 ? declaration : std::min(line, declaration);
+  }
+  return line == 0 ? DeclarationOf(message) : line;
 }
 
 }  // namespace ovix::tool

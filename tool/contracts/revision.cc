@@ -1,24 +1,19 @@
 #include "contracts/revision.h"
 
-#include <google/protobuf/compiler/importer.h>
-#include <google/protobuf/descriptor.h>
-#include <google/protobuf/descriptor.pb.h>
-#include <google/protobuf/descriptor_database.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <map>
-#include <memory>
 #include <optional>
-#include <set>
 #include <sstream>
+#include <utility>
+#include <vector>
 
+#include "contracts/compile.h"
 #include "terminal/error.h"
 #include "terminal/process.h"
 
 namespace ovix::tool {
 namespace {
-
-using google::protobuf::FileDescriptor;
 
 // The import root is the root of the repository.
 constexpr char kSchemas[] = "ovix/telemetry/contract";
@@ -67,30 +62,6 @@ class Schemas : public google::protobuf::compiler::SourceTree {
   std::map<std::string, std::string> texts_;
 };
 
-// The first is enough: others follow from it.
-class FirstError : public google::protobuf::compiler::MultiFileErrorCollector {
- public:
-  void AddError(const std::string& file, int line, int column,
-                const std::string& message) override {
-    if (!text.empty()) return;
-    text = file;
-    if (line >= 0) text += ":" + std::to_string(line + 1) + ":" + std::to_string(column + 1);
-    text += ": " + message;
-  }
-  std::string text;
-};
-
-// Adds a file behind those that it imports.
-void Add(const FileDescriptor* file, std::set<const FileDescriptor*>& added,
-         google::protobuf::FileDescriptorSet& set) {
-  if (!added.insert(file).second) return;
-  for (int i = 0; i < file->dependency_count(); ++i) Add(file->dependency(i), added, set);
-  auto* copy = set.add_file();
-  file->CopyTo(copy);
-  file->CopyJsonNameTo(copy);
-  file->CopySourceCodeInfoTo(copy);
-}
-
 }  // namespace
 
 std::string CompileRevision(const std::string& revision, const std::string& name) {
@@ -103,25 +74,17 @@ std::string CompileRevision(const std::string& revision, const std::string& name
                 "folder is in (git: needs the program git)");
   }
   Schemas schemas(commit->substr(0, commit->find('\n')), name);
-  // What every schema may import besides those of its own revision.
-  google::protobuf::FileDescriptorProto descriptor;
-  google::protobuf::FileDescriptorProto::descriptor()->file()->CopyTo(&descriptor);
-  google::protobuf::SimpleDescriptorDatabase well_known;
-  well_known.Add(descriptor);
-  FirstError error;
-  google::protobuf::compiler::SourceTreeDescriptorDatabase sources(&schemas, &well_known);
-  sources.RecordErrorsTo(&error);
-  google::protobuf::DescriptorPool pool(&sources, sources.GetValidationErrorCollector());
-  google::protobuf::FileDescriptorSet set;
-  std::set<const FileDescriptor*> added;
-  for (const auto& [path, text] : schemas.texts()) {
-    const FileDescriptor* file = pool.FindFileByName(path);
-    if (file == nullptr) {
-      throw Error(name + ": " + (error.text.empty() ? path + ": does not compile" : error.text));
-    }
-    Add(file, added, set);
-  }
-  return set.SerializeAsString();
+  std::vector<std::string> names;
+  for (const auto& [path, text] : schemas.texts()) names.push_back(path);
+  CompiledSchemas compiled = CompileSchemas(schemas, names);
+  if (compiled.errors.empty()) return std::move(compiled.set);
+  // The first is enough: others follow from it.
+  const SchemaError& error = compiled.errors.front();
+  throw Error(name + ": " + error.file +
+              (error.line == 0
+                   ? ""
+                   : ":" + std::to_string(error.line) + ":" + std::to_string(error.column)) +
+              ": " + error.what);
 }
 
 }  // namespace ovix::tool

@@ -26,10 +26,13 @@ std::vector<Difference> ForReaders(std::vector<Difference> differences) {
   return differences;
 }
 
-std::string WordsOf(const Difference& difference) {
+std::string WhatAndWhyOf(const Difference& difference) {
   const std::string why = RuleOf(difference.change).why;
-  return difference.what + (why.empty() ? "" : ": " + why) +
-         (difference.fix.empty() ? "" : "; " + difference.fix);
+  return difference.what + (why.empty() ? "" : ": " + why);
+}
+
+std::string WordsOf(const Difference& difference) {
+  return WhatAndWhyOf(difference) + (difference.fix.empty() ? "" : "; " + difference.fix);
 }
 
 std::string CountOf(const std::vector<Difference>& differences) {

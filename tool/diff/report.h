@@ -11,7 +11,9 @@ namespace ovix::tool {
 
 // What a reader is shown: all, or all but the facts added, and then how many messages have some.
 std::vector<Difference> ForReaders(std::vector<Difference> differences);
-// What changed, why that breaks something and what fixes it, in one line.
+// What changed, and why that breaks something, in one line.
+std::string WhatAndWhyOf(const Difference& difference);
+// The same, and what fixes it.
 std::string WordsOf(const Difference& difference);
 // "4 changes: 1 wire-breaking, ..."
 std::string CountOf(const std::vector<Difference>& differences);

@@ -9,19 +9,6 @@ namespace {
 
 constexpr size_t kLongestShown = 40;
 
-// The first byte that is not UTF-8; npos where all is.
-size_t FindInvalidUtf8(std::string_view text) {
-  if (IsUtf8(text)) return std::string_view::npos;
-  size_t valid = 0;
-  while (valid < text.size()) {
-    size_t size = 1;
-    while (size <= 4 && valid + size <= text.size() && !IsUtf8(text.substr(valid, size))) ++size;
-    if (size > 4 || valid + size > text.size()) break;
-    valid += size;
-  }
-  return valid;
-}
-
 }  // namespace
 
 JsonText::JsonText(std::string_view text, const std::string& input, uint64_t first_line)

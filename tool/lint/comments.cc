@@ -1,0 +1,111 @@
+// The form of comments: that there is one, and which facts it may have, in which order.
+#include <algorithm>
+#include <set>
+#include <string_view>
+
+#include "contracts/comment.h"
+#include "contracts/facts.h"
+#include "lint/checks.h"
+
+namespace ovix::tool::lint {
+namespace {
+
+using Keys = std::vector<std::string_view>;
+
+// In the order in which they are written.
+constexpr std::string_view kKeys[] = {"Unit", "Values", "Format", "Privacy", "Source"};
+
+class Comments {
+ public:
+  Comments(const Contracts& contracts, Findings& findings)
+      : contracts_(contracts), findings_(findings) {}
+
+  void CheckFile(const FileDescriptor* file) {
+    for (const Fact& fact : contracts_.CommentOf(file).facts) {
+      findings_.AddIn(file->name(), contracts_.LineOf(file) + fact.line, Rule::kComment,
+                      "'" + fact.key + ":' does not belong into a file's comment",
+                      "remove the line");
+    }
+  }
+
+  // A comment of a declaration that needs none.
+  template <typename AnyDescriptor>
+  void CheckKeys(const AnyDescriptor* subject, const Keys& allowed) {
+    const Comment comment = contracts_.CommentOf(subject);
+    const auto* last = std::begin(kKeys);
+    std::set<std::string> seen;
+    for (const Fact& fact : comment.facts) {
+      const auto add = [&](const std::string& what, const std::string& fix) {
+        findings_.AddAt(contracts_.LineOf(subject) + fact.line, Rule::kComment, subject, what, fix);
+      };
+      const auto* place = std::find(std::begin(kKeys), std::end(kKeys), fact.key);
+      if (place == std::end(kKeys)) {
+        add("'" + fact.key + ":' is not a fact",
+            "use Unit, Values, Format, Privacy or Source, or write the sentence without a colon "
+            "after its first word");
+        continue;
+      }
+      if (std::find(allowed.begin(), allowed.end(), fact.key) == allowed.end()) {
+        add(fact.key + " does not belong here", "remove the line");
+      } else if (fact.key != "Source" && seen.contains(fact.key)) {
+        add(fact.key + " is given twice", "keep one line");
+      } else if (place < last) {
+        add(fact.key + " comes after " + std::string(*last),
+            "the order is Unit, Values, Format, Privacy, Source");
+      }
+      last = std::max(last, place);
+      seen.insert(fact.key);
+    }
+    if (!comment.misplaced.empty()) {
+      findings_.AddAt(contracts_.LineOf(subject) + comment.misplaced_line, Rule::kComment, subject,
+                      "'" + comment.misplaced + "' comes after the facts",
+                      "write prose before them");
+    }
+  }
+
+  template <typename AnyDescriptor>
+  void CheckProse(const AnyDescriptor* subject) {
+    if (contracts_.CommentOf(subject).text.find(' ') != std::string::npos) return;
+    findings_.AddAt(contracts_.LineOf(subject), Rule::kComment, subject, "has no comment",
+                    "say above it what it is");
+  }
+
+  void CheckField(const FieldDescriptor* field) {
+    Keys allowed = {"Privacy"};
+    if (CanHaveUnit(field)) allowed.insert(allowed.end(), {"Unit", "Values"});
+    if (field->type() == FieldDescriptor::TYPE_STRING) allowed.push_back("Format");
+    if (IsUpload(field->file())) allowed.push_back("Source");
+    CheckKeys(field, allowed);
+  }
+
+ private:
+  const Contracts& contracts_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void CheckComments(const Checked& checked, Findings& findings) {
+  Comments comments(checked.contracts, findings);
+  for (const FileDescriptor* file : FilesOf(checked.contracts)) {
+    comments.CheckFile(file);
+    for (int i = 0; i < file->extension_count(); ++i) {
+      comments.CheckProse(file->extension(i));
+      comments.CheckField(file->extension(i));
+    }
+  }
+  for (const Descriptor* message : MessagesOf(checked.contracts)) {
+    comments.CheckProse(message);
+    comments.CheckKeys(message, IsUpload(message->file()) ? Keys{"Source"} : Keys{});
+    for (int i = 0; i < message->field_count(); ++i) comments.CheckField(message->field(i));
+  }
+  for (const EnumDescriptor* enumeration : EnumsOf(checked.contracts)) {
+    comments.CheckProse(enumeration);
+    comments.CheckKeys(enumeration, {});
+    for (int i = 0; i < enumeration->value_count(); ++i) {
+      comments.CheckKeys(enumeration->value(i), {});
+    }
+  }
+}
+
+}  // namespace ovix::tool::lint
