@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -20,6 +21,8 @@
 #include "export/json_schema.h"
 #include "export/odcs.h"
 #include "export/patterns.h"
+#include "ovix/telemetry/contract/storage/storage_options.pb.h"
+#include "support/contracts.h"
 #include "support/folder.h"
 #include "support/tool.h"
 
@@ -324,6 +327,21 @@ TEST(ToolExport, OdcsHasEveryKindOfField) {
       });
 }
 
+TEST(ToolExport, OdcsSaysWhetherAContractIsInUse) {
+  const auto contracts = Kinds();
+  const tool::Odcs odcs(*contracts);
+  for (const auto& [name, status] : std::map<std::string, std::string>{
+           {"KindsAsCDM", "draft"},  // a pre-release
+           {"EarlyAsCDM", "draft"},
+           {"CurrentAsCDM", "active"},
+           {"OldAsCDM", "deprecated"},
+       }) {
+    SCOPED_TRACE(name);
+    ExpectAt(Json(odcs.OfPayload(tool::FindMessage(*contracts, name))),
+             {{"status", "\"" + status + "\""}});
+  }
+}
+
 TEST(ToolExport, WritesOneOrAFolderOfAll) {
   const Folder folder;
   const auto quoted = [&](const char* name) { return " \"" + (folder / name).string() + "\""; };
@@ -382,6 +400,24 @@ TEST(ToolExport, RefusesWhatItCannotExport) {
     std::ifstream file(OVIX_TESTS_EXPORT_SET, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
   }());
+  for (const auto& [name, database, type] : std::vector<std::array<std::string, 3>>{
+           {"outside.binpb", "../outside", "Historical"}, {"type.binpb", "Events", "Sometimes"}}) {
+    auto changed = DescriptorSet();
+    for (auto& file : *changed.mutable_file()) {
+      for (auto& message : *file.mutable_message_type()) {
+        if (message.name() != "BatteryHealthLog") continue;
+        auto* options =
+            message.mutable_options()->MutableExtension(telemetry::contract::storage::persistance);
+        options->mutable_database()->set_name(database);
+        options->set_type(type);
+      }
+    }
+    folder.Write(name, changed.SerializeAsString());
+  }
+  const auto from = [&](const char* file) {
+    return " --contracts \"" + (folder / file).string() + "\"";
+  };
+  const std::string made = "\"" + (folder / "made").string() + "\"";
   const std::string own = "\"" + (folder / "set.binpb").string() + "\"";
   const struct {
     std::string arguments;
@@ -400,14 +436,17 @@ TEST(ToolExport, RefusesWhatItCannotExport) {
       {"BatteryStatus --as odcs", "is not a payload; name a payload, or a database"},
       {"--as odcs --database HealthLgo", "in a database of this name; is it HealthLog?"},
       {"BatteryHealthLgo --as jsonschema", "BatteryHealthLog"},
-      {"BatteryHealthLog --as jsonschema --out made", "excludes"},
+      {"BatteryHealthLog --as jsonschema --out " + made, "excludes"},
       {"BatteryHealthLog --database HealthLog --as odcs", "excludes"},
-      {"--as odcs --out made -o one", "excludes"},
+      {"--as odcs --out " + made + " -o one", "excludes"},
       {"--as jsonschema --out \"\"", "names no folder"},
       {"KindsAsCDM --as jsonschema --contracts " + own + " -o " + own, "is read too"},
       {"Stamped --as jsonschema" + set,
        "ovix.tests.exported.Stamped.at: is of type google.protobuf.Timestamp, which has a JSON "
        "form of its own"},
+      {"--as odcs --out " + made + from("outside.binpb"),
+       "database \"../outside\": its name cannot be that of a file; export it with --database"},
+      {"--as odcs --out " + made + from("type.binpb"), "type.binpb: "},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.arguments);
@@ -417,7 +456,7 @@ TEST(ToolExport, RefusesWhatItCannotExport) {
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     EXPECT_EQ(folder.Read("set.binpb").size(), std::filesystem::file_size(OVIX_TESTS_EXPORT_SET));
-    EXPECT_FALSE(std::filesystem::exists("made"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "made"));
   }
 }
 
