@@ -40,6 +40,7 @@ int Main(int argc, char** argv) {
   AddDecode(app, exit_code);
   AddCheck(app, exit_code);
   AddSample(app, exit_code);
+  AddExport(app, exit_code);
   AddDiff(app, exit_code);
   AddLint(app, exit_code);
   AddPrivacy(app, exit_code);

@@ -247,8 +247,7 @@ const Checker::Known& Checker::Of(const FieldDescriptor* field) {
   const auto [found, is_new] = known_.try_emplace(field);
   if (is_new) {
     found->second.facts = FactsOf(contracts_, field);
-    found->second.is_flags =
-        IsNumber(field) && contracts_.CommentOf(field).text.starts_with("Flags");
+    found->second.is_flags = AreFlags(contracts_, field);
   }
   return found->second;
 }

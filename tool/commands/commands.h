@@ -26,6 +26,7 @@ void AddEncode(CLI::App& app, int& exit_code);
 void AddDecode(CLI::App& app, int& exit_code);
 void AddCheck(CLI::App& app, int& exit_code);
 void AddSample(CLI::App& app, int& exit_code);
+void AddExport(CLI::App& app, int& exit_code);
 void AddDiff(CLI::App& app, int& exit_code);
 void AddLint(CLI::App& app, int& exit_code);
 void AddPrivacy(CLI::App& app, int& exit_code);

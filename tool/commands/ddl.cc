@@ -1,6 +1,5 @@
 // ddl: the tables as SQL, and the migration from an older release.
 #include <algorithm>
-#include <cctype>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -197,10 +196,7 @@ Scripts ScriptsOf(const Options& options) {
 
 // A database's name comes from a descriptor set, and must not lead out of the folder.
 std::string ScriptName(const std::string& database) {
-  const bool is_plain = std::all_of(database.begin(), database.end(), [](unsigned char c) {
-    return std::isalnum(c) != 0 || c == '_' || c == '-';
-  });
-  if (database.empty() || !is_plain) {
+  if (!IsPlainFileName(database)) {
     throw Error("database \"" + database +
                 "\": its name cannot be that of a file; print its SQL without --out");
   }

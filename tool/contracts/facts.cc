@@ -184,6 +184,10 @@ bool CanHaveUnit(const FieldDescriptor* field) {
   return IsNumber(field) || field->type() == FieldDescriptor::TYPE_STRING;
 }
 
+bool AreFlags(const Contracts& contracts, const FieldDescriptor* field) {
+  return IsNumber(field) && contracts.CommentOf(field).text.starts_with("Flags");
+}
+
 FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field) {
   FieldFacts facts;
   for (const Fact& fact : contracts.CommentOf(field).facts) ReadFact(fact, facts);

@@ -49,6 +49,8 @@ bool ReadFact(const Fact& fact, FieldFacts& facts);
 
 bool IsNumber(const FieldDescriptor* field);     // integers and floating point; no enumeration
 bool CanHaveUnit(const FieldDescriptor* field);  // a number, or a text that may hold one
+// Whether the listed values of a number are bits of which a value can have several.
+bool AreFlags(const Contracts& contracts, const FieldDescriptor* field);
 
 // What the grammar knows: the suffixes with their units, the codes of units, the formats.
 std::span<const std::pair<std::string_view, std::string_view>> UnitSuffixes();

@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "contracts/compile.h"
-#include "convert/utf8.h"
 #include "terminal/error.h"
 #include "terminal/input.h"
+#include "wire/utf8.h"
 
 namespace ovix::tool::lint {
 namespace {

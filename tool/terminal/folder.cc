@@ -1,5 +1,6 @@
 #include "terminal/folder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -111,6 +112,13 @@ void WriteFolder(const std::map<std::string, std::string>& files, const fs::path
     throw Error(name + ": cannot be written: " + error.code().message() +
                 "; name a folder that can be, nothing was changed");
   }
+}
+
+bool IsPlainFileName(std::string_view name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-';
+  });
 }
 
 }  // namespace ovix::tool

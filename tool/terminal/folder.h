@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace ovix::tool {
 
@@ -13,6 +14,10 @@ namespace ovix::tool {
 // same kind ("catalogue") with nothing else in it. Throws Error, with `out` as it was.
 void WriteFolder(const std::map<std::string, std::string>& files, const std::filesystem::path& out,
                  const std::string& kind);
+
+// Whether a name that comes from elsewhere is that of a file on every system, and leads nowhere
+// else: letters of ASCII, digits, _ and -.
+bool IsPlainFileName(std::string_view name);
 
 }  // namespace ovix::tool
 

@@ -54,6 +54,8 @@ class JsonWriter {
   JsonWriter& Value(int number) { return Raw(std::to_string(number)); }
   JsonWriter& Value(bool value) { return Raw(value ? "true" : "false"); }
   JsonWriter& Null() { return Raw("null"); }
+  // A number in JSON's own digits, of any size.
+  JsonWriter& Number(std::string_view digits) { return Raw(std::string(digits)); }
   template <typename AnyValue>
   JsonWriter& Add(std::string_view key, const AnyValue& value) {
     return Key(key).Value(value);
