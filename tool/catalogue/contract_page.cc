@@ -12,6 +12,7 @@
 #include "catalogue/frame.h"
 #include "catalogue/html.h"
 #include "catalogue/pieces.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {

@@ -4,6 +4,7 @@
 
 #include "catalogue/addresses.h"
 #include "catalogue/html.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {

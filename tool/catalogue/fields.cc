@@ -8,6 +8,7 @@
 #include "catalogue/html.h"
 #include "catalogue/pieces.h"
 #include "contracts/facts.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {

@@ -1,6 +1,7 @@
 #include "catalogue/frame.h"
 
 #include "catalogue/html.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 

@@ -3,28 +3,10 @@
 #include <algorithm>
 
 #include "contracts/comment.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {
-
-void AppendEscaped(std::string& html, char c) {
-  switch (c) {
-    case '&':
-      html += "&amp;";
-      break;
-    case '<':
-      html += "&lt;";
-      break;
-    case '>':
-      html += "&gt;";
-      break;
-    case '"':
-      html += "&quot;";
-      break;
-    default:
-      html += c;
-  }
-}
 
 // Without the spaces that all its lines begin with.
 std::string WithoutIndentation(const std::string& text) {
@@ -49,12 +31,6 @@ bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
 
 }  // namespace
 
-std::string Escaped(std::string_view text) {
-  std::string html;
-  for (const char c : text) AppendEscaped(html, c);
-  return html;
-}
-
 std::string Breakable(std::string_view name) {
   std::string html;
   for (size_t i = 0; i < name.size(); ++i) {
@@ -62,7 +38,7 @@ std::string Breakable(std::string_view name) {
                   (IsLower(name[i - 1]) && IsUpper(name[i])))) {
       html += "<wbr>";
     }
-    AppendEscaped(html, name[i]);
+    html += Escaped(name.substr(i, 1));
   }
   return html;
 }

@@ -8,9 +8,6 @@
 
 namespace ovix::tool {
 
-// For text and for attributes in double quotes.
-std::string Escaped(std::string_view text);
-
 // Escaped, with places where a narrow page may break it: after "_", "." and "/", before a hump.
 std::string Breakable(std::string_view name);
 

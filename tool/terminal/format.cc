@@ -99,6 +99,29 @@ std::string CsvLine(const std::vector<std::string>& cells) {
   return line + "\r\n";
 }
 
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
 std::string JsonText(std::string_view text) {
   static const char* digits = "0123456789abcdef";
   std::string quoted = "\"";
