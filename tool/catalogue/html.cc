@@ -33,14 +33,15 @@ bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
 
 std::string Breakable(std::string_view name) {
   std::string html;
-  for (size_t i = 0; i < name.size(); ++i) {
-    if (i > 0 && (name[i - 1] == '_' || name[i - 1] == '.' || name[i - 1] == '/' ||
-                  (IsLower(name[i - 1]) && IsUpper(name[i])))) {
-      html += "<wbr>";
+  size_t begin = 0;
+  for (size_t i = 1; i < name.size(); ++i) {
+    if (name[i - 1] == '_' || name[i - 1] == '.' || name[i - 1] == '/' ||
+        (IsLower(name[i - 1]) && IsUpper(name[i]))) {
+      html += Escaped(name.substr(begin, i - begin)) + "<wbr>";
+      begin = i;
     }
-    html += Escaped(name.substr(i, 1));
   }
-  return html;
+  return html + Escaped(name.substr(begin));
 }
 
 std::string Link(std::string_view href, std::string_view html) {

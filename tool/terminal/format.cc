@@ -101,25 +101,16 @@ std::string CsvLine(const std::vector<std::string>& cells) {
 
 std::string Escaped(std::string_view text) {
   std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
+  for (;;) {
+    const size_t at = std::min(text.find_first_of("&<>\""), text.size());
+    escaped += text.substr(0, at);
+    if (at == text.size()) return escaped;
+    escaped += text[at] == '&'   ? "&amp;"
+               : text[at] == '<' ? "&lt;"
+               : text[at] == '>' ? "&gt;"
+                                 : "&quot;";
+    text.remove_prefix(at + 1);
   }
-  return escaped;
 }
 
 std::string JsonText(std::string_view text) {
