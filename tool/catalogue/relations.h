@@ -43,6 +43,10 @@ class Relations {
   // The fields of payloads that come from a field of a record.
   const std::vector<Target>& GoesTo(const FieldDescriptor* field) const;
 
+  // How a store keeps the records. `record` is a table.
+  const telemetry::contract::tables::Table& TableOf(const Descriptor* record) const {
+    return tables_.Get(record);
+  }
   // The table that keeps a table's changes; null where none does.
   const Descriptor* ChangeLogOf(const Descriptor* table) const;
   // The tables whose changes a table keeps.
