@@ -5,13 +5,17 @@
 
 #include <string>
 
+#include "catalogue/frame.h"
 #include "catalogue/relations.h"
+#include "catalogue/texts.h"
 
 namespace ovix::tool {
 
 // The whole page, as HTML.
-std::string MessagePage(const Relations& relations, const Descriptor* message);
-std::string EnumPage(const Relations& relations, const EnumDescriptor* enumeration);
+std::string MessagePage(const Relations& relations, const Site& site, Texts& texts,
+                        const Descriptor* message);
+std::string EnumPage(const Relations& relations, const Site& site, Texts& texts,
+                     const EnumDescriptor* enumeration);
 
 }  // namespace ovix::tool
 

@@ -4,12 +4,13 @@
 
 #include <string>
 
+#include "catalogue/frame.h"
 #include "catalogue/relations.h"
 
 namespace ovix::tool {
 
 // The whole page, as HTML.
-std::string StartPage(const Relations& relations);
+std::string StartPage(const Relations& relations, const Site& site);
 
 }  // namespace ovix::tool
 
