@@ -11,11 +11,11 @@
 #include <set>
 #include <string>
 
-#include "catalogue/navigation.h"
+#include "catalogue/model/relations.h"
+#include "catalogue/model/schema_text.h"
+#include "catalogue/model/sections.h"
 #include "catalogue/pages.h"
-#include "catalogue/relations.h"
-#include "catalogue/schema_text.h"
-#include "catalogue/sections.h"
+#include "catalogue/parts/navigation.h"
 #include "contracts/contracts.h"
 #include "contracts/embedded.h"
 

@@ -1,4 +1,4 @@
-#include "catalogue/contract_page.h"
+#include "catalogue/pages/contract_page.h"
 
 #include <google/protobuf/descriptor.pb.h>
 
@@ -6,11 +6,11 @@
 #include <cstddef>
 #include <vector>
 
-#include "catalogue/addresses.h"
-#include "catalogue/facts.h"
-#include "catalogue/fields.h"
-#include "catalogue/html.h"
-#include "catalogue/pieces.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/facts.h"
+#include "catalogue/parts/fields.h"
+#include "catalogue/parts/html.h"
+#include "catalogue/parts/pieces.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {

@@ -1,4 +1,4 @@
-#include "catalogue/html.h"
+#include "catalogue/parts/html.h"
 
 #include <algorithm>
 

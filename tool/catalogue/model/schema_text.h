@@ -1,6 +1,6 @@
 // Declarations as a schema writes them.
-#ifndef OVIX_TOOL_CATALOGUE_SCHEMA_TEXT_H_
-#define OVIX_TOOL_CATALOGUE_SCHEMA_TEXT_H_
+#ifndef OVIX_TOOL_CATALOGUE_MODEL_SCHEMA_TEXT_H_
+#define OVIX_TOOL_CATALOGUE_MODEL_SCHEMA_TEXT_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor_database.h>
@@ -49,4 +49,4 @@ class SchemaTexts {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_SCHEMA_TEXT_H_
+#endif  // OVIX_TOOL_CATALOGUE_MODEL_SCHEMA_TEXT_H_

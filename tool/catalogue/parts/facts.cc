@@ -1,9 +1,9 @@
-#include "catalogue/facts.h"
+#include "catalogue/parts/facts.h"
 
 #include <map>
 
-#include "catalogue/addresses.h"
-#include "catalogue/html.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/html.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {

@@ -1,13 +1,13 @@
 // The page of a contract: one for each message and enumeration at package level, which shows those
 // nested in it as sections.
-#ifndef OVIX_TOOL_CATALOGUE_CONTRACT_PAGE_H_
-#define OVIX_TOOL_CATALOGUE_CONTRACT_PAGE_H_
+#ifndef OVIX_TOOL_CATALOGUE_PAGES_CONTRACT_PAGE_H_
+#define OVIX_TOOL_CATALOGUE_PAGES_CONTRACT_PAGE_H_
 
 #include <string>
 
-#include "catalogue/frame.h"
-#include "catalogue/relations.h"
-#include "catalogue/texts.h"
+#include "catalogue/model/relations.h"
+#include "catalogue/parts/frame.h"
+#include "catalogue/parts/texts.h"
 
 namespace ovix::tool {
 
@@ -19,4 +19,4 @@ std::string EnumPage(const Relations& relations, const Site& site, Texts& texts,
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_CONTRACT_PAGE_H_
+#endif  // OVIX_TOOL_CATALOGUE_PAGES_CONTRACT_PAGE_H_

@@ -1,10 +1,10 @@
 // The list of all contracts next to each page.
-#ifndef OVIX_TOOL_CATALOGUE_NAVIGATION_H_
-#define OVIX_TOOL_CATALOGUE_NAVIGATION_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_NAVIGATION_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_NAVIGATION_H_
 
 #include <string>
 
-#include "catalogue/sections.h"
+#include "catalogue/model/sections.h"
 
 namespace ovix::tool {
 
@@ -20,4 +20,4 @@ std::string NavigationScript(const Sections& sections);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_NAVIGATION_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_NAVIGATION_H_

@@ -1,9 +1,9 @@
-#include "catalogue/relations.h"
+#include "catalogue/model/relations.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "catalogue/addresses.h"
+#include "catalogue/model/addresses.h"
 
 namespace ovix::tool {
 

@@ -1,11 +1,11 @@
 // How the pages are grouped, on the start page and in the navigation.
-#ifndef OVIX_TOOL_CATALOGUE_SECTIONS_H_
-#define OVIX_TOOL_CATALOGUE_SECTIONS_H_
+#ifndef OVIX_TOOL_CATALOGUE_MODEL_SECTIONS_H_
+#define OVIX_TOOL_CATALOGUE_MODEL_SECTIONS_H_
 
 #include <string>
 #include <vector>
 
-#include "catalogue/relations.h"
+#include "catalogue/model/relations.h"
 
 namespace ovix::tool {
 
@@ -40,4 +40,4 @@ struct Sections {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_SECTIONS_H_
+#endif  // OVIX_TOOL_CATALOGUE_MODEL_SECTIONS_H_

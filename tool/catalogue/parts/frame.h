@@ -1,11 +1,11 @@
 // What is around every page: the head, the bar with the search, the navigation, the footer.
-#ifndef OVIX_TOOL_CATALOGUE_FRAME_H_
-#define OVIX_TOOL_CATALOGUE_FRAME_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_FRAME_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_FRAME_H_
 
 #include <string>
 #include <string_view>
 
-#include "catalogue/sections.h"
+#include "catalogue/model/sections.h"
 
 namespace ovix::tool {
 
@@ -25,4 +25,4 @@ std::string Framed(const Site& site, const std::string& path, const std::string&
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_FRAME_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_FRAME_H_

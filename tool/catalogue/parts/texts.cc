@@ -1,4 +1,4 @@
-#include "catalogue/texts.h"
+#include "catalogue/parts/texts.h"
 
 #include "terminal/error.h"
 #include "terminal/format.h"

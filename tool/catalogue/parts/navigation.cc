@@ -1,9 +1,9 @@
-#include "catalogue/navigation.h"
+#include "catalogue/parts/navigation.h"
 
 #include <algorithm>
 #include <string_view>
 
-#include "catalogue/html.h"
+#include "catalogue/parts/html.h"
 
 namespace ovix::tool {
 namespace {

@@ -1,6 +1,6 @@
 // Text as HTML and as JavaScript, for the catalogue.
-#ifndef OVIX_TOOL_CATALOGUE_HTML_H_
-#define OVIX_TOOL_CATALOGUE_HTML_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_HTML_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_HTML_H_
 
 #include <functional>
 #include <string>
@@ -26,4 +26,4 @@ std::string JsString(std::string_view text);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_HTML_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_HTML_H_

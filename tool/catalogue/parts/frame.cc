@@ -1,7 +1,7 @@
-#include "catalogue/frame.h"
+#include "catalogue/parts/frame.h"
 
-#include "catalogue/html.h"
-#include "catalogue/navigation.h"
+#include "catalogue/parts/html.h"
+#include "catalogue/parts/navigation.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {

@@ -1,11 +1,11 @@
 // index.html: the databases with their tables, the payloads, the parts, and how to read a page.
-#ifndef OVIX_TOOL_CATALOGUE_START_PAGE_H_
-#define OVIX_TOOL_CATALOGUE_START_PAGE_H_
+#ifndef OVIX_TOOL_CATALOGUE_PAGES_START_PAGE_H_
+#define OVIX_TOOL_CATALOGUE_PAGES_START_PAGE_H_
 
 #include <string>
 
-#include "catalogue/frame.h"
-#include "catalogue/relations.h"
+#include "catalogue/model/relations.h"
+#include "catalogue/parts/frame.h"
 
 namespace ovix::tool {
 
@@ -14,4 +14,4 @@ std::string StartPage(const Relations& relations, const Site& site);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_START_PAGE_H_
+#endif  // OVIX_TOOL_CATALOGUE_PAGES_START_PAGE_H_

@@ -1,7 +1,7 @@
 // How the declarations of the contracts relate, for all pages: what feeds what, what is in which
 // database, and what a word of a comment names.
-#ifndef OVIX_TOOL_CATALOGUE_RELATIONS_H_
-#define OVIX_TOOL_CATALOGUE_RELATIONS_H_
+#ifndef OVIX_TOOL_CATALOGUE_MODEL_RELATIONS_H_
+#define OVIX_TOOL_CATALOGUE_MODEL_RELATIONS_H_
 
 #include <map>
 #include <string>
@@ -67,4 +67,4 @@ class Relations {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_RELATIONS_H_
+#endif  // OVIX_TOOL_CATALOGUE_MODEL_RELATIONS_H_

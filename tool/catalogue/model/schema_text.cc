@@ -1,4 +1,4 @@
-#include "catalogue/schema_text.h"
+#include "catalogue/model/schema_text.h"
 
 #include <google/protobuf/descriptor.pb.h>
 

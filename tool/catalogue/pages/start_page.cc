@@ -1,10 +1,10 @@
-#include "catalogue/start_page.h"
+#include "catalogue/pages/start_page.h"
 
 #include <cstddef>
 
-#include "catalogue/addresses.h"
-#include "catalogue/html.h"
-#include "catalogue/pieces.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/html.h"
+#include "catalogue/parts/pieces.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {

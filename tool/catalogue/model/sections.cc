@@ -1,11 +1,11 @@
-#include "catalogue/sections.h"
+#include "catalogue/model/sections.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <map>
 #include <utility>
 
-#include "catalogue/addresses.h"
+#include "catalogue/model/addresses.h"
 
 namespace ovix::tool {
 namespace {

@@ -1,11 +1,11 @@
 // A contract as programs read it, for its page.
-#ifndef OVIX_TOOL_CATALOGUE_TEXTS_H_
-#define OVIX_TOOL_CATALOGUE_TEXTS_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_TEXTS_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_TEXTS_H_
 
 #include <string>
 
-#include "catalogue/relations.h"
-#include "catalogue/schema_text.h"
+#include "catalogue/model/relations.h"
+#include "catalogue/model/schema_text.h"
 #include "convert/json_printer.h"
 #include "convert/messages.h"
 #include "sample/sampler.h"
@@ -36,4 +36,4 @@ class Texts {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_TEXTS_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_TEXTS_H_
