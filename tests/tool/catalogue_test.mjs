@@ -373,6 +373,12 @@ test('texts: a button copies each, with and without a clipboard', async () => {
   assert.equal((await plain.evaluate(() => window.reader.readText())).trim(), block(table, 'sql').trim());
   await leave(plain);
 
+  // An address opens its block.
+  const linked = await visit(`${table}#page-schema`);
+  assert.deepEqual(await linked.locator('.text pre').evaluateAll((all) => all.map(
+    (pre) => pre.checkVisibility())), [false, false, true]);
+  await leave(linked);
+
   // On a phone a wide line is scrolled in its block.
   const narrow = await visit(payload, { viewport: phone, javaScriptEnabled: false });
   for (const summary of await narrow.locator('.text summary').all()) await summary.click();

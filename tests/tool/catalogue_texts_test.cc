@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "catalogue/model/relations.h"
 #include "catalogue/model/schema_text.h"
@@ -205,6 +206,23 @@ TEST(CatalogueTexts, ASchemaReadsAsOneDoes) {
             "enum E {\n  // Above it.\n  // Behind it.\n  A = 0;\n  B = 1;\n}\n");
   EXPECT_EQ(texts.Of(behind.messages().at(0)),
             "message M {\n  google.protobuf.FileOptions o = 1;\n}\n");
+}
+
+TEST(CatalogueTexts, AContractHasTheTextsOfItsKind) {
+  const Contracts& contracts = Contracts::Installed();
+  const auto pages = tool::CataloguePages(contracts);
+  for (const tool::Descriptor* message : contracts.messages()) {
+    if (message->containing_type() != nullptr) continue;
+    const std::string& page = pages.at("contracts/" + message->full_name() + ".html");
+    const tool::Kind kind = tool::KindOf(message);
+    for (const auto& [id, has] :
+         {std::pair("sql", kind == tool::Kind::kTable),
+          std::pair("sample", kind != tool::Kind::kOption && kind != tool::Kind::kMarker),
+          std::pair("schema", true)}) {
+      EXPECT_EQ(page.find("<pre id=\"page-" + std::string(id) + "\"") != std::string::npos, has)
+          << message->full_name() << " " << id;
+    }
+  }
 }
 
 TEST(CatalogueTexts, EveryPageIsOnceInTheNavigationAndMarkedOnItself) {

@@ -254,7 +254,9 @@ std::string EnumPage(const Relations& relations, const Site& site, Texts& texts,
                     Breakable(enumeration->file()->name()) + "</code></dd></div></dl>\n" +
                     UsedBy(relations.contracts().UsersOf(enumeration)) + "</div>\n" +
                     texts.Html(enumeration) +
-                    "<div class=\"body\">\n<section id=\"page-fields\">\n<h2>Values</h2>\n" +
+                    "<div class=\"body\">\n<section id=\"page-fields\">\n<h2>Values <span "
+                    "class=\"count\">" +
+                    std::to_string(enumeration->value_count()) + "</span></h2>\n" +
                     Values(relations, enumeration) + "</section>\n" +
                     AboutFile(relations, enumeration->file()) + "</div>\n</div>\n");
 }

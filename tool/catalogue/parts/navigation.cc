@@ -9,13 +9,14 @@ namespace ovix::tool {
 namespace {
 
 constexpr std::string_view kFolder = "contracts/";
+constexpr const char* kCurrent = " aria-current=\"page\"";  // behind "<a"
 
 // `href` is the page's own in contracts/.
 std::string GroupHtml(const Group& group, const std::string& root, std::string_view href) {
   std::string items;
   for (const Page& other : group.pages) {
     std::string link = Link(other.href, Breakable(other.name));
-    if (other.href == href) link.insert(2, " aria-current=\"page\"");
+    if (other.href == href) link.insert(2, kCurrent);
     items += "<li>" + link + "</li>";
   }
   return "<ul><li>" + Link(root + "index.html#" + group.anchor, Breakable(group.name)) + "<ul>" +
@@ -40,7 +41,9 @@ std::string NavigationHtml(const Sections& sections, const std::string& root,
     }
     html += "</li>";
   }
-  return html + "<li>" + Link(root + "privacy.html", "Personal data") + "</li></ul></nav>\n";
+  std::string privacy = Link(root + "privacy.html", "Personal data");
+  if (page == "privacy.html") privacy.insert(2, kCurrent);
+  return html + "<li>" + privacy + "</li></ul></nav>\n";
 }
 
 std::string NavigationScript(const Sections& sections) {

@@ -57,7 +57,8 @@ std::string Texts::Sample(const Descriptor* message) {
 
 std::string Texts::Html(const Descriptor* message) {
   const Kind kind = KindOf(message);
-  const bool is_written = kind != Kind::kOption && message->field_count() != 0;
+  const bool is_written =
+      kind != Kind::kOption && kind != Kind::kMarker && message->field_count() != 0;
   return Section((kind == Kind::kTable ? Block("sql", "SQL", "for SQLite", Sql(message)) : "") +
                  (is_written ? Block("sample", "JSON sample", "synthetic", Sample(message)) : "") +
                  Block("schema", "Schema", "protobuf", schemas_.Of(message)));
