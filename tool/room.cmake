@@ -9,7 +9,7 @@ function(ovix_room name)
     endif()
   endforeach()
   set(checked "${CMAKE_CURRENT_BINARY_DIR}/${name}.includes")
-  file(GLOB files CONFIGURE_DEPENDS "${name}/*.cc" "${name}/*.h")
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS "${name}/*.cc" "${name}/*.h")
   add_custom_command(
     OUTPUT "${checked}"
     COMMAND "${CMAKE_COMMAND}" -D "ROOM=${CMAKE_CURRENT_SOURCE_DIR}/${name}" -D "USES=${room_USES}"

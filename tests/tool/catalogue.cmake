@@ -1,6 +1,6 @@
 # Tests of the catalogue: as files on every platform, in a browser on Linux.
 
-ovix_test_executable(catalogue-tests tool/catalogue_test.cc)
+ovix_test_executable(catalogue-tests tool/catalogue_test.cc tool/catalogue_texts_test.cc)
 target_link_libraries(catalogue-tests PRIVATE GTest::gtest_main ovix-tool-catalogue)
 add_test(NAME catalogue-tests COMMAND catalogue-tests --gtest_brief=1)
 

@@ -1,15 +1,16 @@
-// Drives the catalogue in headless Chromium, from its files: links, search, themes, a phone's width,
-// keyboard, print, and accessibility by axe.
-// Usage: node catalogue_test.mjs CATALOGUE CHROMIUM
+// Drives the catalogue in headless Chromium, from its files: links, search, navigation, what can be
+// copied, themes, a phone's width, keyboard, print, and accessibility by axe.
+// Usage: node catalogue_test.mjs CATALOGUE CHROMIUM OVIX_CONTRACTS
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
+import { execFileSync } from 'node:child_process';
+import { readdirSync, readFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { resolve } from 'node:path';
 import { after, before, test } from 'node:test';
 import { pathToFileURL } from 'node:url';
 import { chromium } from 'playwright-core';
 
-const [catalogue, executablePath] = process.argv.slice(2);
+const [catalogue, executablePath, tool] = process.argv.slice(2);
 const site = `${pathToFileURL(resolve(catalogue))}/`;
 const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
 
@@ -17,8 +18,9 @@ const start = 'index.html';
 const table = 'contracts/ovix.telemetry.contract.storage.device_profile.HwBattery.html';
 const payload = 'contracts/ovix.telemetry.contract.upload.analytics.PcAppInventorySummaryAsCDM.html';
 const list = 'privacy.html';
+const enumeration = 'contracts/ovix.telemetry.contract.storage.device_profile.OSArchitecture.html';
 const wide = { width: 1280, height: 900 };
-const phone = { width: 360, height: 740 };
+const phone = { width: 320, height: 640 };
 
 let browser;
 before(async () => {
@@ -177,6 +179,83 @@ test('search: no result, markup, Escape, wrapping round, the page it is on', asy
   await leave(page);
 });
 
+// Searches without the keyboard: the hits, and what is said of them.
+async function resultsOf(page, query) {
+  await page.focus('#page-search');
+  await page.waitForFunction(() => window.ovixCatalogue);
+  await page.fill('#page-search', '');
+  await page.fill('#page-search', query);
+  return {
+    hits: await options(page).evaluateAll((all) => all.map((option) => ({
+      href: option.href, text: option.innerText.replace(/\s+/g, ' ').trim(),
+    }))),
+    status: await page.textContent('.search [role=status]'),
+  };
+}
+
+test('search: a word of a similar spelling is found, after those that are spelled so', async () => {
+  const log = 'storage.device_health.BatteryHealthLog.html';
+  const cases = [  // the query, the first hit, what is said
+    ['battry', log, /^No exact match: /],  // a letter less
+    ['batttery', log, /^No exact match: /],  // one more
+    ['batrery', log, /^No exact match: /],  // another
+    ['btatery', log, /^No exact match: /],  // two that changed places
+    ['battr', log, /^No exact match: /],  // not typed to its end
+    ['battry health', log, /^No exact match: /],
+    ['BatteryHealthLog.cycl_count', `${log}#cycle_count`, /^No exact match: /],
+    ['pcLogHwBatteryHelth', 'HwBatteryHealthLogAsCDM.html', /^No exact match: /],
+    ['tmprature', 'TemperatureSensor.html', /^No exact match: /],  // two edits of a long word
+    ['tmprture', null, /^Nothing/],  // three
+    ['bttry', null, /^Nothing has this.* Did you mean “battery”\?$/],  // two of a short one
+    ['usv', null, /^Nothing/],  // too short for any
+    ['battery qqqqqq', null, /Did you mean “battery”\?$/],
+    ['privacy:locaton', null, /Did you mean “privacy:location”\?$/],
+    ['qqqqqq', null, /^Nothing has this in its name or comment\.$/],
+    ['swell', 'BatteryCellSwellProtectionLog.html', /^\d+ results, the last \d+ with a similar spelling$/],
+    ['HwBattery', 'storage.device_profile.HwBattery.html', /^\d+ results$/],
+  ];
+  const page = await visit(table);
+  for (const [query, first, said] of cases) {
+    const { hits, status } = await resultsOf(page, query);
+    assert.match(status, said, query);
+    if (first) assert.ok(hits[0].href.endsWith(first), `${query}: ${hits[0].href}`);
+  }
+  // The suggestion is a result that searches.
+  await resultsOf(page, 'bttry');
+  await page.keyboard.press('Enter');
+  assert.equal(await page.inputValue('#page-search'), 'battery');
+  assert.match(await page.textContent('.search [role=status]'), /^\d+ results$/);
+  assert.equal(await page.locator('[aria-selected=true]').count(), 1);
+  // Spelled so before spelled nearly so: from the first of the latter on no hit has the word.
+  const { hits, status } = await resultsOf(page, 'swell');
+  const [all, last] = status.match(/\d+/g).map(Number);
+  assert.deepEqual(hits.map(({ text }) => /swell/i.test(text)),
+    hits.map((hit, place) => place < all - last));
+  await leave(page);
+});
+
+test('search: a contract is one hit, which says what matched', async () => {
+  const page = await visit(table);
+  for (const query of ['battery', 'serial_number', 'time', 'battry', 'privacy:', 'events', 'a']) {
+    const { hits } = await resultsOf(page, query);
+    const pages = hits.map(({ href }) => href.split('#')[0]);
+    assert.ok(pages.length > 3, query);
+    assert.equal(new Set(pages).size, pages.length, query);
+  }
+  const textOf = async (query, end) => {
+    const { hits } = await resultsOf(page, query);
+    return hits.find(({ href }) => href.endsWith(end))?.text ?? `not in ${JSON.stringify(hits)}`;
+  };
+  assert.match(await textOf('serial_number', 'storage.device_profile.HwBattery.html#serial_number'),
+    /^TABLE HwBattery DeviceProfile · identifier field serial_number/);
+  assert.match(await textOf('battery', 'BatteryHealthLog.html'), / In it: battery_status, /);
+  assert.match(await textOf('cycle_count serial_number', 'storage.device_health.BatteryHealthLog.html'),
+    / In it: .*cycle_count/, 'the words are those of two fields');
+  assert.match(await textOf('voltage', 'BatteryUsageEvent.html#voltage'), / field voltage .*Also: voltage_/);
+  assert.match(await textOf('OS_ARCH_64_BITS', '#OS_ARCH_64_BITS'), /^ENUMERATION .* value OS_ARCH_64_BITS/);
+  await leave(page);
+});
+
 test('search: a privacy class takes its fields and the contracts that have them', async () => {
   const page = await visit(table);
   const count = async (query) => {
@@ -233,6 +312,168 @@ test('personal data: filtered by class and kind, by a link, and whole without sc
   await leave(plain);
 });
 
+const unescaped = (html) => html.replaceAll('&lt;', '<').replaceAll('&gt;', '>')
+  .replaceAll('&quot;', '"').replaceAll('&amp;', '&');
+// A block of text on a page, by its id; without one undefined.
+const block = (address, id) => {
+  const found = readFileSync(`${catalogue}/${address}`, 'utf8')
+    .match(new RegExp(`<pre id="page-${id}"[^>]*>([^<]*)</pre>`));
+  return found ? unescaped(found[1]) : undefined;
+};
+
+test('texts: the SQL is that of ddl, the sample that of sample and decode', () => {
+  const run = (input, ...args) => execFileSync(tool, args,
+    { encoding: 'utf8', input, stdio: ['pipe', 'pipe', 'ignore'] });
+  const ddl = run('', 'ddl');
+  const names = readdirSync(`${catalogue}/contracts`).map((file) => file.replace('.html', ''));
+  const tables = new Set(run('', 'list', '--tables', '--format', 'json').match(/ovix\.[\w.]+/g));
+  let statements = '';
+  for (const name of names) {
+    const sql = block(`contracts/${name}.html`, 'sql');
+    assert.equal(sql !== undefined, tables.has(name), name);
+    if (sql === undefined) continue;
+    assert.ok(ddl.includes(`\n${sql}`), `${name}: ${sql}`);
+    statements += sql;
+  }
+  const creating = (text) => text.split('\n').filter((line) => /^CREATE .* ON |^CREATE TABLE "[^_]/.test(line));
+  assert.deepEqual(creating(statements).sort(), creating(ddl).sort());
+  for (const address of [table, payload]) {
+    const name = address.replace('contracts/', '').replace('.html', '');
+    const json = run('', 'sample', name, '-n', '1', '--seed', '1');
+    const bytes = execFileSync(tool, ['encode', name], { input: json });
+    assert.equal(block(address, 'sample'), run(bytes, 'decode', name));
+  }
+  assert.equal(block(enumeration, 'sample'), undefined);
+  for (const name of names) assert.ok(block(`contracts/${name}.html`, 'schema')?.endsWith('}\n'), name);
+});
+
+test('texts: a button copies each, with and without a clipboard', async () => {
+  const page = await visit(table, { permissions: ['clipboard-read', 'clipboard-write'] });
+  for (const id of ['sql', 'sample', 'schema']) {
+    const text = page.locator('.text').filter({ has: page.locator(`#page-${id}`) });
+    assert.equal(await text.locator('pre').isVisible(), false, 'closed at first');
+    await text.locator('summary').focus();
+    await page.keyboard.press('Enter');
+    await text.locator('button').click();
+    assert.equal(await page.evaluate(() => navigator.clipboard.readText()), block(table, id));
+    assert.equal(await text.locator('button').textContent(), 'Copied');
+    assert.match(await text.locator('[role=status]').textContent(), /copied$/);
+  }
+  await leave(page);
+
+  // As on a server without TLS.
+  const plain = await visit(table, { permissions: ['clipboard-read', 'clipboard-write'] });
+  await plain.evaluate(() => {
+    window.reader = navigator.clipboard;
+    Object.defineProperty(navigator, 'clipboard', { value: undefined });
+  });
+  await plain.click('.text summary');
+  await plain.click('.text button');
+  assert.equal(await plain.textContent('.text button'), 'Copied');
+  assert.equal((await plain.evaluate(() => window.reader.readText())).trim(), block(table, 'sql').trim());
+  await leave(plain);
+
+  // An address opens its block.
+  const linked = await visit(`${table}#page-schema`);
+  assert.deepEqual(await linked.locator('.text pre').evaluateAll((all) => all.map(
+    (pre) => pre.checkVisibility())), [false, false, true]);
+  await leave(linked);
+
+  // On a phone a wide line is scrolled in its block.
+  const narrow = await visit(payload, { viewport: phone, javaScriptEnabled: false });
+  for (const summary of await narrow.locator('.text summary').all()) await summary.click();
+  assert.deepEqual(await narrow.evaluate(() => {
+    const schema = document.querySelector('#page-schema');
+    return [document.documentElement.scrollWidth <= innerWidth,
+      schema.scrollWidth > schema.clientWidth, document.querySelectorAll('.copy').length];
+  }), [true, true, 0]);
+  await leave(narrow);
+});
+
+test('navigation: every contract, the current one marked and in sight, by keyboard', async () => {
+  const page = await visit(table);
+  const side = page.locator('.side');
+  assert.ok(await side.isVisible());
+  assert.equal(await page.isVisible('.menu'), false);
+  const written = readFileSync(`${catalogue}/files.txt`, 'utf8').split('\n')
+    .filter((file) => file.startsWith('contracts/'));
+  const links = await side.locator('a').evaluateAll((all) => all.map((link) => link.href));
+  for (const file of written) {
+    assert.equal(links.filter((href) => href === site + file).length, 1, file);
+  }
+  const current = side.locator('[aria-current=page]');
+  assert.equal(await current.count(), 1);
+  assert.equal(await current.evaluate((link) => link.href), site + table);
+  const [box, list] = [await current.boundingBox(), await side.boundingBox()];
+  assert.ok(box.y > list.y && box.y + box.height < list.y + list.height, JSON.stringify([box, list]));
+  assert.equal(await page.evaluate(() => scrollY), 0);
+  // Only its own group is open; another opens by keyboard and leads to its pages.
+  assert.deepEqual(await side.locator('details[open] > summary > span').allTextContents(),
+    ['Databases', 'DeviceProfile']);
+  await side.locator('summary', { hasText: 'Payloads' }).focus();
+  await page.keyboard.press('Enter');
+  await side.locator('summary', { hasText: /^analytics/ }).press('Enter');
+  await side.locator('a', { hasText: 'PcAppInventorySummaryAsCDM' }).press('Enter');
+  await page.waitForURL(site + payload);
+  assert.deepEqual(await side.locator('details[open] > summary > span').allTextContents(),
+    ['Payloads', 'analytics']);
+  await page.goto(site + start);
+  assert.equal(await current.count(), 0);
+  await leave(page);
+});
+
+test('a phone: a header of one line, the menu and the search in it', async () => {
+  for (const [width, title, colorScheme] of [[390, 'Telemetry data contracts', 'dark'],
+    [360, 'Data contracts', 'light'], [320, 'Data contracts', 'light']]) {
+    const page = await visit(table, { viewport: { width, height: 700 }, colorScheme });
+    const header = await page.evaluate(() => {
+      const home = document.querySelector('.home');
+      const inner = [...document.querySelector('.bar-inner').children].map((element) => {
+        const { top, bottom, left, right } = element.getBoundingClientRect();
+        return { middle: Math.round((top + bottom) / 2), left, right };
+      });
+      return {
+        height: document.querySelector('.bar').offsetHeight,
+        lines: home.getClientRects().length * Math.round(home.offsetHeight / 20),
+        isWhole: home.scrollWidth <= home.clientWidth,
+        title: home.innerText,
+        middles: new Set(inner.map(({ middle }) => middle)).size,
+        overlaps: inner.filter(({ left }, place) => place > 0 && left < inner[place - 1].right).length,
+        overflow: document.documentElement.scrollWidth - innerWidth,
+      };
+    });
+    assert.deepEqual({ ...header, height: header.height < 60 },
+      { height: true, lines: 1, isWhole: true, title, middles: 1, overlaps: 0, overflow: 0 }, String(width));
+
+    assert.equal(await page.isVisible('.side'), false);
+    await page.click('.menu');
+    assert.ok(await page.isVisible('.side'));
+    const current = page.locator('.side [aria-current=page]');
+    const box = await current.boundingBox();
+    assert.ok(box.y > 0 && box.y < 700, `the current page is at ${box.y}`);
+    await page.keyboard.press('Escape');
+    assert.equal(await page.isVisible('.side'), false);
+    assert.equal(await page.evaluate(() => document.activeElement.className), 'menu');
+    await page.keyboard.press('Enter');
+    await page.mouse.click(width - 5, 500);
+    assert.equal(await page.isVisible('.side'), false, 'a tap next to it closes it');
+
+    const input = page.locator('#page-search');
+    assert.ok((await input.boundingBox()).width < 45);
+    await input.click();
+    assert.ok((await input.boundingBox()).width > width * .7);
+    await page.keyboard.type('battery');
+    await options(page).first().waitFor();
+    const panel = await page.locator('.panel').boundingBox();
+    assert.ok(panel.x >= 0 && panel.x + panel.width <= width && panel.width > width * .9);
+    await page.click('.leave');
+    assert.equal(await page.isVisible('.panel'), false);
+    assert.equal(await input.inputValue(), '');
+    assert.ok((await input.boundingBox()).width < 45);
+    await leave(page);
+  }
+});
+
 test('themes: the system\'s, the reader\'s, and without a storage', async () => {
   const light = await visit(start, { colorScheme: 'light' });
   const dark = await visit(start, { colorScheme: 'dark' });
@@ -287,19 +528,27 @@ test('keyboard: the skip link, and a focus that is seen', async () => {
   await leave(page);
 });
 
-test('without scripts: everything but the search and the button', async () => {
+test('without scripts: everything but the search and the buttons', async () => {
   const page = await visit(payload, { javaScriptEnabled: false });
   assert.equal(await page.isVisible('.search'), false);
   assert.equal(await page.isVisible('.theme'), false);
   assert.ok(await page.isVisible('#version'));
+  // The sections lead to the start page, the group of the page is there.
+  assert.equal(await page.locator('.side [aria-current=page]').isVisible(), true);
+  await page.locator('.side a', { hasText: 'Databases' }).click();
+  await page.waitForURL(/index\.html#page-databases$/);
   await leave(page);
+  const narrow = await visit(payload, { javaScriptEnabled: false, viewport: phone });
+  await narrow.click('.menu');
+  assert.ok(await narrow.locator('.side [aria-current=page]').isVisible());
+  await leave(narrow);
 });
 
 test('print: the contents alone, dark on white', async () => {
   const page = await visit(table, { colorScheme: 'dark' });
   await page.emulateMedia({ media: 'print', colorScheme: 'dark' });
   assert.equal(await background(page), 'rgb(255, 255, 255)');
-  for (const [selector, shown] of [['.bar', false], ['.crumbs', false], ['h1', true],
+  for (const [selector, shown] of [['.bar', false], ['.side', false], ['.text', false], ['.crumbs', false], ['h1', true],
     ['.facts', true], ['#serial_number', true], ['thead', true]]) {
     assert.equal(await page.isVisible(selector), shown, selector);
   }
@@ -308,24 +557,29 @@ test('print: the contents alone, dark on white', async () => {
 });
 
 test('accessibility: no violation that axe knows', async () => {
+  const open = async (page) => {
+    for (const summary of await page.locator('.text summary').all()) await summary.click();
+  };
+  const menu = (page) => page.click('.menu');
   const states = [];
-  for (const address of [start, table, payload]) {
-    states.push([address, { colorScheme: 'light' }], [address, { colorScheme: 'dark' }]);
+  for (const colorScheme of ['light', 'dark']) {
+    states.push([start, { colorScheme }], [payload, { colorScheme }], [table, { colorScheme }, '', open],
+      [table, { colorScheme }, 'battery'], [table, { colorScheme, viewport: phone }, '', menu]);
   }
   // Of the list the colours of the dark theme, and one class of it on a phone, for it is long.
   states.push([table, { viewport: phone }], [list, { colorScheme: 'dark' }],
-    [`${list}#class-location`, { viewport: phone }], [table, {}, 'battery'],
-    [table, {}, 'privacy:'],
-    [table, { colorScheme: 'dark' }, 'battery']);
-  for (const [address, options, query] of states) {
+    [`${list}#class-location`, { viewport: phone }], [table, {}, 'privacy:'],
+    [table, { viewport: phone }, 'battry'], [table, {}, 'bttry'], [enumeration, {}]);
+  for (const [address, options, query, act] of states) {
     const page = await visit(address, options);
     if (query) await searchFor(page, query);
+    if (act) await act(page);
     await page.addScriptTag({ path: axe });
     const { violations, passes } = await page.evaluate(
       () => window.axe.run({ preload: false, resultTypes: ['violations'] }));
     assert.ok(passes.length > 20, `axe looked at ${passes.length} rules only`);
     assert.deepEqual(violations.map(({ id, nodes }) => [id, nodes.length, nodes[0].html]), [],
-      `${address} ${JSON.stringify(options)} ${query ?? ''}`);
+      `${address} ${JSON.stringify(options)} ${query ?? ''} ${act?.name ?? ''}`);
     await leave(page);
   }
 });

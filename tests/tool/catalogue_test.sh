@@ -17,4 +17,4 @@ diff -rq "$work/catalogue" "$work/again" || {
   echo "catalogue_test: two runs differ" >&2
   exit 1
 }
-node "$here/catalogue_test.mjs" "$work/catalogue" "$chromium"
+node "$here/catalogue_test.mjs" "$work/catalogue" "$chromium" "$tool"

@@ -1,6 +1,6 @@
 # The files of the catalogue that are the same for all contracts, as C++: the source ${assets} of the room.
 
-foreach(asset IN ITEMS style.css site.js theme.js)
+foreach(asset IN ITEMS style.css site.js search.js theme.js)
   string(REPLACE "." "_" variable "${asset}")
   set(path "${CMAKE_CURRENT_SOURCE_DIR}/catalogue/assets/${asset}")
   file(READ "${path}" ${variable})

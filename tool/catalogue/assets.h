@@ -6,9 +6,10 @@
 
 namespace ovix::tool {
 
-extern const std::string_view kStyleSheet;   // style.css
-extern const std::string_view kSiteScript;   // site.js
-extern const std::string_view kThemeScript;  // theme.js
+extern const std::string_view kStyleSheet;    // style.css
+extern const std::string_view kSiteScript;    // site.js
+extern const std::string_view kSearchScript;  // search.js
+extern const std::string_view kThemeScript;   // theme.js
 
 }  // namespace ovix::tool
 

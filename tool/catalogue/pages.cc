@@ -1,13 +1,16 @@
 #include "catalogue/pages.h"
 
-#include "catalogue/addresses.h"
 #include "catalogue/assets.h"
-#include "catalogue/contract_page.h"
-#include "catalogue/facts.h"
-#include "catalogue/frame.h"
-#include "catalogue/relations.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/model/relations.h"
+#include "catalogue/model/sections.h"
+#include "catalogue/pages/contract_page.h"
+#include "catalogue/pages/start_page.h"
+#include "catalogue/parts/facts.h"
+#include "catalogue/parts/frame.h"
+#include "catalogue/parts/navigation.h"
+#include "catalogue/parts/texts.h"
 #include "catalogue/search.h"
-#include "catalogue/start_page.h"
 #include "terminal/error.h"
 
 namespace ovix::tool {
@@ -15,17 +18,22 @@ namespace {
 
 std::map<std::string, std::string> Files(const Relations& relations) {
   std::map<std::string, std::string> files;
-  files["index.html"] = StartPage(relations);
+  const Sections sections(relations);
+  const Site site{relations.contracts().release(), sections};
+  Texts texts(relations);
+  files["index.html"] = StartPage(relations, site);
   for (const Descriptor* page : relations.pages())
-    files["contracts/" + PageOf(page)] = MessagePage(relations, page);
+    files["contracts/" + PageOf(page)] = MessagePage(relations, site, texts, page);
   for (const EnumDescriptor* page : relations.enum_pages())
-    files["contracts/" + PageOf(page)] = EnumPage(relations, page);
-  files["privacy.html"] = Framed(
-      "", "Personal data", "The personal data in tables and payloads, by privacy class.",
-      relations.contracts().release(), PrivacyPage(relations.contracts(), relations.personal()));
+    files["contracts/" + PageOf(page)] = EnumPage(relations, site, texts, page);
+  files["privacy.html"] = Framed(site, "privacy.html", "Personal data",
+                                 "The personal data in tables and payloads, by privacy class.",
+                                 PrivacyPage(relations.contracts(), relations.personal()));
+  files["assets/navigation.js"] = NavigationScript(sections);
   files["assets/index.js"] = SearchIndex(relations.contracts(), relations.personal());
   files["assets/style.css"] = kStyleSheet;
   files["assets/site.js"] = kSiteScript;
+  files["assets/search.js"] = kSearchScript;
   files["assets/theme.js"] = kThemeScript;
   return files;
 }

@@ -16,7 +16,7 @@ namespace ovix::tool {
 //   index.html
 //   privacy.html                   #class-identifier ...
 //   contracts/FULL.NAME.html       #field_name, #Nested, #Nested.field_name, #VALUE
-//   assets/style.css, site.js, theme.js, index.js
+//   assets/style.css, site.js, search.js, theme.js, navigation.js, index.js
 //
 // Throws Error for options that contradict themselves.
 std::map<std::string, std::string> CataloguePages(const Contracts& contracts);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <map>
 
-#include "catalogue/addresses.h"
-#include "catalogue/html.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/html.h"
 
 namespace ovix::tool {
 

@@ -172,6 +172,11 @@ void Contracts::Index(std::string_view bytes) {
   }
 }
 
+std::string_view Contracts::EncodedFile(const std::string& name) const {
+  const auto found = encoded_.find(name);
+  return found == encoded_.end() ? std::string_view() : found->second;
+}
+
 std::unique_ptr<google::protobuf::Message> Contracts::NewMessage(const Descriptor* message) const {
   google::protobuf::MessageFactory* factory = own_messages_.get();
   if (factory == nullptr) factory = google::protobuf::MessageFactory::generated_factory();

@@ -116,6 +116,9 @@ class Contracts {
   const google::protobuf::DescriptorPool& pool() const { return *pool_; }
   // All but protobuf's own, in the order of the set.
   const std::vector<const FileDescriptor*>& files() const { return files_; }
+  // A file as the set has it, comments included: the bytes of a FileDescriptorProto. Empty where
+  // the set has none of this name.
+  std::string_view EncodedFile(const std::string& name) const;
   // Every message, each followed by those nested in it; map entries are left out.
   const std::vector<const Descriptor*>& messages() const;
   const std::vector<const EnumDescriptor*>& enums() const;

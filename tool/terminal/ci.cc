@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "terminal/format.h"
+
 namespace ovix::tool {
 namespace {
 
@@ -28,23 +30,7 @@ std::string ForGithub(std::string_view text, bool is_property) {
 }
 
 // XML has no way to write most control characters.
-std::string ForXml(std::string_view text) {
-  std::string escaped;
-  for (const char c : text) {
-    if (c == '&') {
-      escaped += "&amp;";
-    } else if (c == '<') {
-      escaped += "&lt;";
-    } else if (c == '>') {
-      escaped += "&gt;";
-    } else if (c == '"') {
-      escaped += "&quot;";
-    } else {
-      escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-    }
-  }
-  return escaped;
-}
+std::string ForXml(const std::string& text) { return Escaped(OneLine(text)); }
 
 }  // namespace
 

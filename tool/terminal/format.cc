@@ -99,6 +99,20 @@ std::string CsvLine(const std::vector<std::string>& cells) {
   return line + "\r\n";
 }
 
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  for (;;) {
+    const size_t at = std::min(text.find_first_of("&<>\""), text.size());
+    escaped += text.substr(0, at);
+    if (at == text.size()) return escaped;
+    escaped += text[at] == '&'   ? "&amp;"
+               : text[at] == '<' ? "&lt;"
+               : text[at] == '>' ? "&gt;"
+                                 : "&quot;";
+    text.remove_prefix(at + 1);
+  }
+}
+
 std::string JsonText(std::string_view text) {
   static const char* digits = "0123456789abcdef";
   std::string quoted = "\"";

@@ -39,6 +39,9 @@ class TextTable {
 // One line of CSV (RFC 4180): cells with a comma, quote or line end are quoted; ends in CR LF.
 std::string CsvLine(const std::vector<std::string>& cells);
 
+// The text for HTML and XML, where it may also be a value in double quotes.
+std::string Escaped(std::string_view text);
+
 // Writes JSON, two spaces an indent, keys in the order in which they are written.
 class JsonWriter {
  public:

@@ -1,30 +1,12 @@
-#include "catalogue/html.h"
+#include "catalogue/parts/html.h"
 
 #include <algorithm>
 
 #include "contracts/comment.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {
-
-void AppendEscaped(std::string& html, char c) {
-  switch (c) {
-    case '&':
-      html += "&amp;";
-      break;
-    case '<':
-      html += "&lt;";
-      break;
-    case '>':
-      html += "&gt;";
-      break;
-    case '"':
-      html += "&quot;";
-      break;
-    default:
-      html += c;
-  }
-}
 
 // Without the spaces that all its lines begin with.
 std::string WithoutIndentation(const std::string& text) {
@@ -49,22 +31,17 @@ bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
 
 }  // namespace
 
-std::string Escaped(std::string_view text) {
-  std::string html;
-  for (const char c : text) AppendEscaped(html, c);
-  return html;
-}
-
 std::string Breakable(std::string_view name) {
   std::string html;
-  for (size_t i = 0; i < name.size(); ++i) {
-    if (i > 0 && (name[i - 1] == '_' || name[i - 1] == '.' || name[i - 1] == '/' ||
-                  (IsLower(name[i - 1]) && IsUpper(name[i])))) {
-      html += "<wbr>";
+  size_t begin = 0;
+  for (size_t i = 1; i < name.size(); ++i) {
+    if (name[i - 1] == '_' || name[i - 1] == '.' || name[i - 1] == '/' ||
+        (IsLower(name[i - 1]) && IsUpper(name[i]))) {
+      html += Escaped(name.substr(begin, i - begin)) + "<wbr>";
+      begin = i;
     }
-    AppendEscaped(html, name[i]);
   }
-  return html;
+  return html + Escaped(name.substr(begin));
 }
 
 std::string Link(std::string_view href, std::string_view html) {

@@ -1,7 +1,7 @@
 // Where a declaration is in the catalogue, seen from the folder contracts/. Made of names alone, so
 // that a link holds as long as the contract does.
-#ifndef OVIX_TOOL_CATALOGUE_ADDRESSES_H_
-#define OVIX_TOOL_CATALOGUE_ADDRESSES_H_
+#ifndef OVIX_TOOL_CATALOGUE_MODEL_ADDRESSES_H_
+#define OVIX_TOOL_CATALOGUE_MODEL_ADDRESSES_H_
 
 #include <string>
 
@@ -29,4 +29,4 @@ std::string AnchorOf(const std::string& href);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_ADDRESSES_H_
+#endif  // OVIX_TOOL_CATALOGUE_MODEL_ADDRESSES_H_

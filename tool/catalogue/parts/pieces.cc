@@ -1,7 +1,7 @@
-#include "catalogue/pieces.h"
+#include "catalogue/parts/pieces.h"
 
-#include "catalogue/addresses.h"
-#include "catalogue/html.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/html.h"
 
 namespace ovix::tool {
 

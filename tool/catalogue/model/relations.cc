@@ -1,9 +1,9 @@
-#include "catalogue/relations.h"
+#include "catalogue/model/relations.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "catalogue/addresses.h"
+#include "catalogue/model/addresses.h"
 
 namespace ovix::tool {
 
@@ -83,7 +83,7 @@ std::vector<const Descriptor*> Relations::TablesOf(const Descriptor* payload,
 }
 
 const Descriptor* Relations::ChangeLogOf(const Descriptor* table) const {
-  const telemetry::contract::tables::Table* log = tables_.ChangeLog(tables_.Get(table));
+  const telemetry::contract::tables::Table* log = tables_.ChangeLog(TableOf(table));
   return log == nullptr ? nullptr : log->record;
 }
 

@@ -1,12 +1,12 @@
 // What several pages show in the same way: counts, limits, links and comments.
-#ifndef OVIX_TOOL_CATALOGUE_PIECES_H_
-#define OVIX_TOOL_CATALOGUE_PIECES_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_PIECES_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_PIECES_H_
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
-#include "catalogue/relations.h"
+#include "catalogue/model/relations.h"
 
 namespace ovix::tool {
 
@@ -33,4 +33,4 @@ std::string FirstLine(const Relations& relations, const std::string& scope,
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_PIECES_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_PIECES_H_

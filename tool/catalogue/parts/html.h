@@ -1,15 +1,12 @@
 // Text as HTML and as JavaScript, for the catalogue.
-#ifndef OVIX_TOOL_CATALOGUE_HTML_H_
-#define OVIX_TOOL_CATALOGUE_HTML_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_HTML_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_HTML_H_
 
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace ovix::tool {
-
-// For text and for attributes in double quotes.
-std::string Escaped(std::string_view text);
 
 // Escaped, with places where a narrow page may break it: after "_", "." and "/", before a hump.
 std::string Breakable(std::string_view name);
@@ -29,4 +26,4 @@ std::string JsString(std::string_view text);
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_HTML_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_HTML_H_

@@ -1,13 +1,14 @@
-#include "catalogue/fields.h"
+#include "catalogue/parts/fields.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "catalogue/addresses.h"
-#include "catalogue/facts.h"
-#include "catalogue/html.h"
-#include "catalogue/pieces.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/facts.h"
+#include "catalogue/parts/html.h"
+#include "catalogue/parts/pieces.h"
 #include "contracts/facts.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {

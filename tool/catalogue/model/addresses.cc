@@ -1,4 +1,4 @@
-#include "catalogue/addresses.h"
+#include "catalogue/model/addresses.h"
 
 namespace ovix::tool {
 namespace {

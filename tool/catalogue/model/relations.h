@@ -1,7 +1,7 @@
 // How the declarations of the contracts relate, for all pages: what feeds what, what is in which
 // database, and what a word of a comment names.
-#ifndef OVIX_TOOL_CATALOGUE_RELATIONS_H_
-#define OVIX_TOOL_CATALOGUE_RELATIONS_H_
+#ifndef OVIX_TOOL_CATALOGUE_MODEL_RELATIONS_H_
+#define OVIX_TOOL_CATALOGUE_MODEL_RELATIONS_H_
 
 #include <map>
 #include <string>
@@ -43,6 +43,10 @@ class Relations {
   // The fields of payloads that come from a field of a record.
   const std::vector<Target>& GoesTo(const FieldDescriptor* field) const;
 
+  // How a store keeps the records. `record` is a table.
+  const telemetry::contract::tables::Table& TableOf(const Descriptor* record) const {
+    return tables_.Get(record);
+  }
   // The table that keeps a table's changes; null where none does.
   const Descriptor* ChangeLogOf(const Descriptor* table) const;
   // The tables whose changes a table keeps.
@@ -63,4 +67,4 @@ class Relations {
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_RELATIONS_H_
+#endif  // OVIX_TOOL_CATALOGUE_MODEL_RELATIONS_H_

@@ -1,7 +1,7 @@
 // What the catalogue shows of the facts in comments: on a field its unit, values, format and
 // privacy class; on a contract its personal data; and privacy.html, which lists all of that.
-#ifndef OVIX_TOOL_CATALOGUE_FACTS_H_
-#define OVIX_TOOL_CATALOGUE_FACTS_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_FACTS_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_FACTS_H_
 
 #include <string>
 #include <vector>
@@ -25,4 +25,4 @@ std::string PrivacyPage(const Contracts& contracts, const PersonalData& personal
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_FACTS_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_FACTS_H_

@@ -1,4 +1,4 @@
-#include "catalogue/contract_page.h"
+#include "catalogue/pages/contract_page.h"
 
 #include <google/protobuf/descriptor.pb.h>
 
@@ -6,12 +6,12 @@
 #include <cstddef>
 #include <vector>
 
-#include "catalogue/addresses.h"
-#include "catalogue/facts.h"
-#include "catalogue/fields.h"
-#include "catalogue/frame.h"
-#include "catalogue/html.h"
-#include "catalogue/pieces.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/facts.h"
+#include "catalogue/parts/fields.h"
+#include "catalogue/parts/html.h"
+#include "catalogue/parts/pieces.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {
@@ -176,26 +176,33 @@ std::string AboutFile(const Relations& relations, const FileDescriptor* file) {
          Prose(relations, file->package(), text) + "</section>\n";
 }
 
-std::string Crumbs(const std::string& middle, const std::string& name) {
+// The way to a page: its section and its group there.
+std::string Crumbs(const Sections& sections, const std::string& href, const std::string& name) {
+  std::string way;
+  const auto add = [&](const std::string& anchor, const std::string& text) {
+    way += "<li>" + Link("../index.html#" + anchor, Breakable(text)) + "</li>";
+  };
+  for (const Section* section : {&sections.databases, &sections.payloads, &sections.others}) {
+    for (const Group& group : section->groups) {
+      if (std::none_of(group.pages.begin(), group.pages.end(),
+                       [&](const Page& page) { return page.href == href; })) {
+        continue;
+      }
+      add(section->anchor, section->name);
+      add(group.anchor, group.name);
+    }
+  }
   return "<nav class=\"crumbs\" aria-label=\"Where this is\"><ol><li>" +
-         Link("../index.html", "Contracts") + "</li>" + "<li>" + middle +
-         "</li><li aria-current=\"page\">" + Breakable(name) + "</li></ol></nav>\n";
+         Link("../index.html", "Contracts") + "</li>" + way + "<li aria-current=\"page\">" +
+         Breakable(name) + "</li></ol></nav>\n";
 }
 
 }  // namespace
 
-std::string MessagePage(const Relations& relations, const Descriptor* message) {
+std::string MessagePage(const Relations& relations, const Site& site, Texts& texts,
+                        const Descriptor* message) {
   const Kind kind = KindOf(message);
   const Comment comment = relations.contracts().CommentOf(message);
-  std::string middle;
-  if (kind == Kind::kTable) {
-    const std::string database = TableOptionsOf(message).database;
-    middle = Link("../index.html#database-" + database, Breakable(database));
-  } else if (kind == Kind::kPayload) {
-    middle = Link("../index.html#page-payloads", "Payloads");
-  } else {
-    middle = Link("../index.html#page-parts", "Parts");
-  }
   // The flow of a payload names its tables, but not what is said of them.
   const bool says_more = kind != Kind::kPayload ||
                          (!relations.TablesOf(message).empty() &&
@@ -217,36 +224,41 @@ std::string MessagePage(const Relations& relations, const Descriptor* message) {
   }
   const std::string name = message->name();
   std::string main =
-      Crumbs(middle, name) + "<div class=\"head\">\n<p class=\"kind kind-" + KindText(kind) +
-      "\">" + KindText(kind) + "</p>\n<h1>" + Breakable(name) + "</h1>\n<div class=\"lead\">" +
-      Prose(relations, message->full_name(), comment.text) + "</div>\n" + Flow(relations, message) +
-      Facts(relations, message) + (says_more ? Sources(relations, message) : "") +
-      UsedBy(relations.contracts().UsersOf(message)) + "</div>\n" + contents +
+      Crumbs(site.sections, Href(message), name) + "<div class=\"head\">\n<p class=\"kind kind-" +
+      KindText(kind) + "\">" + KindText(kind) + "</p>\n<h1>" + Breakable(name) +
+      "</h1>\n<div class=\"lead\">" + Prose(relations, message->full_name(), comment.text) +
+      "</div>\n" + Flow(relations, message) + Facts(relations, message) +
+      (says_more ? Sources(relations, message) : "") +
+      UsedBy(relations.contracts().UsersOf(message)) + "</div>\n" + texts.Html(message) + contents +
       "<div class=\"body\">\n" + Extensions(relations, message) +
       "<section id=\"page-fields\">\n<h2>Fields <span class=\"count\">" +
       std::to_string(message->field_count()) + "</span></h2>\n" + Fields(relations, message) +
       "</section>\n" + nested + AboutFile(relations, message->file()) + "</div>\n";
-  return Framed("../", name, FirstSentence(comment.text), relations.contracts().release(),
+  return Framed(site, "contracts/" + PageOf(message), name, FirstSentence(comment.text),
                 "<div class=\"page" + std::string(anchors.empty() ? "" : " with-contents") +
                     "\">\n" + main + "</div>\n");
 }
 
-std::string EnumPage(const Relations& relations, const EnumDescriptor* enumeration) {
+std::string EnumPage(const Relations& relations, const Site& site, Texts& texts,
+                     const EnumDescriptor* enumeration) {
   const std::string text = relations.contracts().CommentOf(enumeration).text;
   const std::string name = enumeration->name();
-  return Framed(
-      "../", name, FirstSentence(text), relations.contracts().release(),
-      "<div class=\"page\">\n" + Crumbs(Link("../index.html#page-parts", "Parts"), name) +
-          "<div class=\"head\">\n<p class=\"kind kind-part\">Enumeration</p>\n<h1>" +
-          Breakable(name) + "</h1>\n<div class=\"lead\">" +
-          Prose(relations, enumeration->full_name(), text) +
-          "</div>\n<dl class=\"facts\"><div><dt>Full name</dt><dd><code>" +
-          Breakable(enumeration->full_name()) + "</code></dd></div><div><dt>Schema</dt><dd><code>" +
-          Breakable(enumeration->file()->name()) + "</code></dd></div></dl>\n" +
-          UsedBy(relations.contracts().UsersOf(enumeration)) +
-          "</div>\n<div class=\"body\">\n<section id=\"page-fields\">\n<h2>Values</h2>\n" +
-          Values(relations, enumeration) + "</section>\n" +
-          AboutFile(relations, enumeration->file()) + "</div>\n</div>\n");
+  return Framed(site, "contracts/" + PageOf(enumeration), name, FirstSentence(text),
+                "<div class=\"page\">\n" + Crumbs(site.sections, Href(enumeration), name) +
+                    "<div class=\"head\">\n<p class=\"kind kind-part\">Enumeration</p>\n<h1>" +
+                    Breakable(name) + "</h1>\n<div class=\"lead\">" +
+                    Prose(relations, enumeration->full_name(), text) +
+                    "</div>\n<dl class=\"facts\"><div><dt>Full name</dt><dd><code>" +
+                    Breakable(enumeration->full_name()) +
+                    "</code></dd></div><div><dt>Schema</dt><dd><code>" +
+                    Breakable(enumeration->file()->name()) + "</code></dd></div></dl>\n" +
+                    UsedBy(relations.contracts().UsersOf(enumeration)) + "</div>\n" +
+                    texts.Html(enumeration) +
+                    "<div class=\"body\">\n<section id=\"page-fields\">\n<h2>Values <span "
+                    "class=\"count\">" +
+                    std::to_string(enumeration->value_count()) + "</span></h2>\n" +
+                    Values(relations, enumeration) + "</section>\n" +
+                    AboutFile(relations, enumeration->file()) + "</div>\n</div>\n");
 }
 
 }  // namespace ovix::tool

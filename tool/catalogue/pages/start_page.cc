@@ -1,33 +1,35 @@
-#include "catalogue/start_page.h"
+#include "catalogue/pages/start_page.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <map>
-#include <vector>
 
-#include "catalogue/addresses.h"
-#include "catalogue/frame.h"
-#include "catalogue/html.h"
-#include "catalogue/pieces.h"
+#include "catalogue/model/addresses.h"
+#include "catalogue/parts/html.h"
+#include "catalogue/parts/pieces.h"
+#include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {
 
-std::string DatabaseRows(const Relations& relations, const std::string& database,
-                         const std::vector<const Descriptor*>& records) {
+// A row over the others of a group.
+std::string GroupRow(const Group& group, int columns, const std::string& about) {
+  return "<tbody role=\"rowgroup\" id=\"" + Escaped(group.anchor) +
+         "\"><tr role=\"row\" class=\"group\"><th role=\"rowheader\" scope=\"rowgroup\" "
+         "colspan=\"" +
+         std::to_string(columns) + "\">" + Link("#" + group.anchor, Breakable(group.name)) +
+         " <span class=\"quiet\">" + about + "</span></th></tr>\n";
+}
+
+std::string DatabaseRows(const Relations& relations, const Group& group) {
+  const std::string& database = group.name;
   std::string about;
   for (const Descriptor* page : relations.pages()) {
     if (page->name() != database || KindOf(page) != Kind::kMarker) continue;
     about =
         " " + FirstLine(relations, page->full_name(), relations.contracts().CommentOf(page).text);
   }
-  std::string html =
-      "<tbody role=\"rowgroup\" id=\"database-" + Escaped(database) +
-      "\"><tr role=\"row\" class=\"group\"><th role=\"rowheader\" scope=\"rowgroup\" "
-      "colspan=\"4\"><a href=\"#database-" +
-      Escaped(database) + "\">" + Breakable(database) + "</a> <span class=\"quiet\">" +
-      SizeText(relations, database) + "." + about + "</span></th></tr>\n";
-  for (const Descriptor* record : records) {
+  std::string html = GroupRow(group, 4, SizeText(relations, database) + "." + about);
+  for (const Page& page : group.pages) {
+    const Descriptor* record = page.message;
     const TableOptions options = TableOptionsOf(record);
     const auto payloads = relations.PayloadsOf(record);
     const Descriptor* log = relations.ChangeLogOf(record);
@@ -55,9 +57,39 @@ std::string DatabaseRows(const Relations& relations, const std::string& database
   return html + "</tbody>\n";
 }
 
+std::string PayloadRows(const Relations& relations, const Group& group) {
+  std::string html = GroupRow(group, 3, Count(group.pages.size(), "payload"));
+  for (const Page& page : group.pages) {
+    const Descriptor* payload = page.message;
+    const auto records = relations.TablesOf(payload);
+    const PayloadOptions options = PayloadOptionsOf(payload);
+    html +=
+        "<tr role=\"row\"><th role=\"rowheader\" scope=\"row\" class=\"name\">" +
+        LinkTo(payload, "contracts/") + "<span class=\"first\">" +
+        FirstLine(relations, payload->full_name(), relations.contracts().CommentOf(payload).text) +
+        "</span><code class=\"gun\">" + Breakable(options.gun) +
+        "</code></th><td role=\"cell\" class=\"version\">" + Escaped(options.version) +
+        "</td><td role=\"cell\" class=\"feeds\">" +
+        (records.empty() ? "<span class=\"quiet\">no record</span>"
+                         : LinksTo(records, "contracts/")) +
+        "</td></tr>\n";
+  }
+  return html + "</tbody>\n";
+}
+
+// Links to the groups of a section.
+std::string Overview(const Section& section) {
+  std::string html = "<nav class=\"overview\" aria-label=\"" + section.name + "\"><ul>";
+  for (const Group& group : section.groups) {
+    html += "<li>" + Link("#" + group.anchor, Breakable(group.name)) + " <span>" +
+            std::to_string(group.pages.size()) + "</span></li>";
+  }
+  return html + "</ul></nav>\n";
+}
+
 }  // namespace
 
-std::string StartPage(const Relations& relations) {
+std::string StartPage(const Relations& relations, const Site& site) {
   const auto payloads = relations.contracts().payloads();
   size_t fields = 0;
   for (const Descriptor* message : relations.contracts().messages()) {
@@ -66,18 +98,6 @@ std::string StartPage(const Relations& relations) {
   const auto head = [](const char* name) {
     return std::string("<th role=\"columnheader\" scope=\"col\">") + name + "</th>";
   };
-  // The largest first; most have one table.
-  std::vector<std::string> databases;
-  for (const auto& [database, records] : relations.databases()) databases.push_back(database);
-  std::stable_sort(databases.begin(), databases.end(), [&](const auto& a, const auto& b) {
-    return relations.databases().at(a).size() > relations.databases().at(b).size();
-  });
-  std::string overview = "<nav class=\"overview\" aria-label=\"Databases\"><ul>";
-  for (const std::string& database : databases) {
-    overview += "<li>" + Link("#database-" + database, Breakable(database)) + " <span>" +
-                std::to_string(relations.databases().at(database).size()) + "</span></li>";
-  }
-  overview += "</ul></nav>\n";
   std::string main =
       "<div class=\"page start\">\n<div class=\"head\">\n<h1>" + std::string(kCatalogueTitle) +
       "</h1>\n<div class=\"lead\"><p>Every record that the agent keeps in its local databases, "
@@ -97,50 +117,35 @@ std::string StartPage(const Relations& relations) {
   main +=
       "</dl>\n</div>\n<div class=\"body\">\n<section>\n<h2 id=\"page-databases\">Databases, their "
       "tables, and the payloads that these feed</h2>\n" +
-      overview +
+      Overview(site.sections.databases) +
       "<table role=\"table\" class=\"map\" "
       "aria-labelledby=\"page-databases\"><thead role=\"rowgroup\"><tr role=\"row\">" +
       head("Table") + head("Rows") + head("Key") + head("Feeds") + "</tr></thead>\n";
-  for (const std::string& database : databases) {
-    main += DatabaseRows(relations, database, relations.databases().at(database));
-  }
+  for (const Group& group : site.sections.databases.groups) main += DatabaseRows(relations, group);
   main +=
       "</table>\n</section>\n<section>\n<h2 id=\"page-payloads\">Payloads, and the tables that "
       "feed "
-      "them</h2>\n<table role=\"table\" class=\"map payloads\" aria-labelledby=\"page-payloads\">"
+      "them</h2>\n" +
+      Overview(site.sections.payloads) +
+      "<table role=\"table\" class=\"map payloads\" aria-labelledby=\"page-payloads\">"
       "<thead role=\"rowgroup\"><tr role=\"row\">" +
-      head("Payload") + head("Version") + head("Filled from") +
-      "</tr></thead>\n<tbody role=\"rowgroup\">\n";
-  for (const Descriptor* payload : payloads) {
-    const auto records = relations.TablesOf(payload);
-    const PayloadOptions options = PayloadOptionsOf(payload);
-    main +=
-        "<tr role=\"row\"><th role=\"rowheader\" scope=\"row\" class=\"name\">" +
-        LinkTo(payload, "contracts/") + "<span class=\"first\">" +
-        FirstLine(relations, payload->full_name(), relations.contracts().CommentOf(payload).text) +
-        "</span><code class=\"gun\">" + Breakable(options.gun) +
-        "</code></th><td role=\"cell\" class=\"version\">" + Escaped(options.version) +
-        "</td><td role=\"cell\" class=\"feeds\">" +
-        (records.empty() ? "<span class=\"quiet\">no record</span>"
-                         : LinksTo(records, "contracts/")) +
-        "</td></tr>\n";
-  }
-  std::map<std::string, std::string> parts;  // by name, then by full name
-  for (const Descriptor* page : relations.pages()) {
-    if (KindOf(page) == Kind::kTable || KindOf(page) == Kind::kPayload) continue;
-    parts[page->name() + " " + page->full_name()] = LinkTo(page, "contracts/");
-  }
-  for (const EnumDescriptor* page : relations.enum_pages()) {
-    parts[page->name() + " " + page->full_name()] =
-        Link("contracts/" + PageOf(page), Breakable(page->name()));
+      head("Payload") + head("Version") + head("Filled from") + "</tr></thead>\n";
+  for (const Group& group : site.sections.payloads.groups) main += PayloadRows(relations, group);
+  main +=
+      "</table>\n</section>\n<section>\n<h2 id=\"page-parts\">Other messages and "
+      "enumerations</h2>\n<p>What is neither a table nor a payload: parts of these, options, and "
+      "the sizes of databases. A message nested in another is on the page of that.</p>\n" +
+      Overview(site.sections.others);
+  for (const Group& group : site.sections.others.groups) {
+    main += "<h3 id=\"" + Escaped(group.anchor) + "\">" +
+            Link("#" + group.anchor, Breakable(group.name)) + "</h3>\n<ul class=\"columns\">";
+    for (const Page& page : group.pages) {
+      main += "<li>" + Link("contracts/" + page.href, Breakable(page.name)) + "</li>";
+    }
+    main += "</ul>\n";
   }
   main +=
-      "</tbody></table>\n</section>\n<section>\n<h2 id=\"page-parts\">Parts, options and "
-      "enumerations</h2>\n<p>Messages that stand alone in a schema but are neither tables nor "
-      "payloads. A message nested in another is on the page of that.</p>\n<ul class=\"columns\">";
-  for (const auto& [name, link] : parts) main += "<li>" + link + "</li>";
-  main +=
-      "</ul>\n</section>\n<section>\n<h2 id=\"page-reading\">How to read a page</h2>\n"
+      "</section>\n<section>\n<h2 id=\"page-reading\">How to read a page</h2>\n"
       "<dl class=\"words\">\n<div id=\"page-presence\"><dt>Presence</dt><dd><b>explicit</b>: a "
       "value "
       "that was never set is told from zero. <b>implicit</b>: zero and empty text are not written, "
@@ -164,8 +169,7 @@ std::string StartPage(const Relations& relations) {
       "fields "
       "of a privacy class only.</dd></div>\n</dl>\n</section>\n</div>\n"
       "</div>\n";
-  return Framed("", "", "Every record and payload of the telemetry agent.",
-                relations.contracts().release(), main);
+  return Framed(site, "index.html", "", "Every record and payload of the telemetry agent.", main);
 }
 
 }  // namespace ovix::tool

@@ -1,10 +1,10 @@
 // The tables of a page: the fields of a message, the values of an enumeration.
-#ifndef OVIX_TOOL_CATALOGUE_FIELDS_H_
-#define OVIX_TOOL_CATALOGUE_FIELDS_H_
+#ifndef OVIX_TOOL_CATALOGUE_PARTS_FIELDS_H_
+#define OVIX_TOOL_CATALOGUE_PARTS_FIELDS_H_
 
 #include <string>
 
-#include "catalogue/relations.h"
+#include "catalogue/model/relations.h"
 
 namespace ovix::tool {
 
@@ -16,4 +16,4 @@ std::string Values(const Relations& relations, const EnumDescriptor* enumeration
 
 }  // namespace ovix::tool
 
-#endif  // OVIX_TOOL_CATALOGUE_FIELDS_H_
+#endif  // OVIX_TOOL_CATALOGUE_PARTS_FIELDS_H_
