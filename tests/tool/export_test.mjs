@@ -40,7 +40,8 @@ before(() => {
 });
 
 function assertValid(validate, message, what) {
-  assert.ok(validate(message), () => `${what}: ${JSON.stringify(validate.errors)} in ${JSON.stringify(message)}`);
+  if (validate(message)) return;
+  assert.fail(`${what}: ${JSON.stringify(validate.errors)} in ${JSON.stringify(message)}`);
 }
 
 test('every table and payload has a schema of its own', () => {

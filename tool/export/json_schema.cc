@@ -5,38 +5,18 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "contracts/facts.h"
 #include "export/listed.h"
 #include "export/patterns.h"
+#include "export/urn.h"
 #include "terminal/error.h"
 #include "terminal/format.h"
 
 namespace ovix::tool {
 namespace {
-
-// A name of a URN: what its grammar does not have is written as its bytes.
-std::string Urn(const std::string& name) {
-  static const char* digits = "0123456789ABCDEF";
-  std::string urn = "urn:ovix-contracts:";
-  for (const char c : name) {
-    const bool is_plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                          (c >= '0' && c <= '9') ||
-                          std::string_view("-._~+:").find(c) != std::string_view::npos;
-    if (is_plain) {
-      urn += c;
-      continue;
-    }
-    const auto byte = static_cast<unsigned char>(c);
-    urn += '%';
-    urn += digits[byte >> 4];
-    urn += digits[byte & 15];
-  }
-  return urn;
-}
 
 class SchemaWriter {
  public:

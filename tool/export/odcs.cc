@@ -10,6 +10,7 @@
 #include "contracts/names.h"
 #include "diff/version.h"
 #include "export/odcs_properties.h"
+#include "export/urn.h"
 #include "terminal/error.h"
 #include "terminal/format.h"
 
@@ -101,7 +102,7 @@ std::string Odcs::OfDatabase(const std::string& database) const {
                 Suggestion(database, Databases()));
   }
   JsonWriter json;
-  Begin(json, "urn:ovix-contracts:database:" + database, database, contracts_.release(), false);
+  Begin(json, Urn("database:" + database), database, contracts_.release(), false);
   for (const Descriptor* message : contracts_.messages()) {
     if (KindOf(message) != Kind::kMarker || message->name() != database) continue;
     AddPurpose(json, contracts_.CommentOf(message));
