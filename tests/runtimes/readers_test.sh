@@ -34,10 +34,16 @@ program go "$out/go/read-payload/main.go"
 program rust "$out/rust/src/bin/read-payload.rs"
 program cpp "$out/page/read_payload.cc"
 
+program sh "$out/generate.sh"
+program "java generated" "$out/page/ReadGenerated.java"
+program "python generated" "$out/page/read_generated.py"
+program "go generated" "$out/generated/read-generated/main.go"
+
 cp -p "$here"/go/go.* "$out/go"
 mkdir -p "$out/go/read-cases" "$out/bin" "$out/classes"
 cp -p "$here/go/main.go" "$out/go/read-cases"
-(cd "$out/go" && GOTOOLCHAIN=local go build -buildvcs=false -mod=readonly -o "$out/bin/" ./read-cases ./read-payload)
+export GOTOOLCHAIN=local GOFLAGS="-buildvcs=false -mod=readonly"
+(cd "$out/go" && go build -o "$out/bin/" ./read-cases ./read-payload google.golang.org/protobuf/cmd/protoc-gen-go)
 cp -p "$here"/rust/Cargo.* "$out/rust"
 cp -p "$here/rust/src/main.rs" "$out/rust/src"
 (cd "$out/rust" && cargo build -q --locked --offline --target-dir "$out/rust/target")
@@ -46,12 +52,24 @@ g++ -std=c++17 -Wall -Wextra -Werror -I"$root/library/include" -isystem "$build/
   "$out/page/read_payload.cc" -o "$out/bin/read-payload-cpp" \
   "$build"/library/libovix-telemetry-data-contracts.so -lprotobuf "-Wl,-rpath,$build/library"
 
+# The classes that the page generates, from an include folder like the installed one.
+install -m 755 "$out"/jars/protoc-*.exe "$out/bin/protoc"
+rm -rf "$out/include" "$out/generated/ovix"
+mkdir "$out/include"
+cp -r "$root/ovix" "$out/include"
+(cd "$out/include" && jar -xf "$out"/jars/protobuf-java-[0-9]*.jar google/protobuf/descriptor.proto)
+(cd "$out" && PATH=$out/bin:$PATH bash -euo pipefail generate.sh 2>"$work/log") || { cat "$work/log" >&2; exit 1; }
+javac -cp "$out/jars/*" -sourcepath "$out/generated" -d "$out/classes" "$out/page/ReadGenerated.java"
+sed 's/^module .*/module contracts/' "$here/go/go.mod" >"$out/generated/go.mod"
+cp "$here/go/go.sum" "$out/generated"
+(cd "$out/generated" && go build -o "$out/bin/" ./read-generated)
+
 "$build/tests/write-cases" given "$here/odd_cases.txt" >"$work/cases"
 "$build/tests/write-cases" random 60 1 >>"$work/cases"
 : >"$work/corpus"
 for corpus in "$root"/compat/*/corpus.binpb; do
   "$build/tests/write-cases" corpus "$corpus" >>"$work/corpus"
-done
+done || { echo "readers_test: $corpus is damaged" >&2; exit 1; }
 cat "$work/corpus" >>"$work/cases"
 
 failed=0
@@ -76,6 +94,9 @@ payload javascript node "$out/page/read_payload.mjs" "$contracts" "$message" "{p
 payload java java -cp "$out/jars/*" "$out/page/ReadPayload.java" "$contracts" "$message" "{payload}"
 payload go "$out/bin/read-payload" "$contracts" "$message" "{payload}"
 payload rust "$out/rust/target/debug/read-payload" "$contracts" "$message" "{payload}"
+payload "generated java" java -cp "$out/classes:$out/jars/*" ReadGenerated "{payload}"
+payload "generated python" env PYTHONPATH="$out/generated" "$out/python/bin/python" "$out/page/read_generated.py" "{payload}"
+payload "generated go" "$out/bin/read-generated" "{payload}"
 payload c++ "$out/bin/read-payload-cpp" "{payload}"
 
 [ "$failed" = 0 ] && echo "readers_test: passed"

@@ -353,13 +353,14 @@ bool WriteCorpus(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   google::protobuf::io::IstreamInputStream stream(&file);
   google::protobuf::Any entry;
-  while (google::protobuf::util::ParseDelimitedFromZeroCopyStream(&entry, &stream, nullptr)) {
+  bool at_end = false;
+  while (google::protobuf::util::ParseDelimitedFromZeroCopyStream(&entry, &stream, &at_end)) {
     const std::string& url = entry.type_url();
     const std::unique_ptr<Message> message = New(url.substr(url.rfind('/') + 1));
     if (message == nullptr || !WriteCase(message.get(), entry.value())) return false;
     entry.Clear();
   }
-  return file.eof();
+  return file.is_open() && at_end;
 }
 
 // A line a case: message and bytes (hexadecimal). Empty lines and those that begin with # are
