@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Readers in Python, JavaScript, Java, Go and Rust read the corpus of every release, odd cases and random and spoilt
-# messages as this library does, but for the differences that docs/readers.md lists; and the programs of that page
+# Readers in Python, JavaScript, Java, Go and Rust read the corpus of every release, odd cases, and random and damaged
+# messages as this library does, except for the differences that docs/readers.md lists; and the programs of that page
 # read a payload. scripts/setup readers installs what they need.
 # Usage: readers_test.sh BUILD   BUILD has the library and the target write-cases.
 set -euo pipefail
