@@ -4,10 +4,7 @@
 import com.google.protobuf.DescriptorProtos;
 import com.google.protobuf.DescriptorProtos.FileDescriptorSet;
 import com.google.protobuf.DescriptorProtos.MessageOptions;
-import com.google.protobuf.Descriptors.Descriptor;
-import com.google.protobuf.Descriptors.DescriptorValidationException;
-import com.google.protobuf.Descriptors.FieldDescriptor;
-import com.google.protobuf.Descriptors.FileDescriptor;
+import com.google.protobuf.Descriptors.*;
 import com.google.protobuf.DynamicMessage;
 import com.google.protobuf.ExtensionRegistry;
 import com.google.protobuf.InvalidProtocolBufferException;
@@ -34,9 +31,9 @@ final class ReadCases {
 
   private ReadCases(Path contracts) throws IOException, DescriptorValidationException {
     for (var file : FileDescriptorSet.parseFrom(Files.readAllBytes(contracts)).getFileList()) {
-      boolean isOwn = file.getName().equals("google/protobuf/descriptor.proto");
+      boolean hasOptions = file.getName().equals("google/protobuf/descriptor.proto");
       var imports = file.getDependencyList().stream().map(files::get).toArray(FileDescriptor[]::new);
-      var built = isOwn ? DescriptorProtos.getDescriptor() : FileDescriptor.buildFrom(file, imports);
+      var built = hasOptions ? DescriptorProtos.getDescriptor() : FileDescriptor.buildFrom(file, imports);
       files.put(file.getName(), built);
       built.getMessageTypes().forEach(this::add);
     }
