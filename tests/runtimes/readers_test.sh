@@ -14,10 +14,10 @@ contracts=$build/library/contracts.binpb
 message=ovix.telemetry.contract.upload.log.hardware.HwBatteryHealthLogAsCDM
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-[ -e "$out/jars/.installed" ] && [ -e "$out/python/.installed" ] || {
+if ! [[ -e $out/jars/.installed && -e $out/python/.installed ]]; then
   echo "readers_test: the runtimes are not installed; run scripts/setup readers" >&2
   exit 2
-}
+fi
 
 # The program that the page has in a language, to a file; written only where it changed.
 program() {
