@@ -14,11 +14,7 @@ from contracts import Contracts, read, same
 
 def options_of(contracts, name):
     """The options gun, version, type and database, empty where the schema sets none."""
-    # The runtime's own class of options does not know our extensions; the pool's does.
-    raw = contracts.descriptor(name).GetOptions().SerializeToString()
-    options = contracts.new("google.protobuf.MessageOptions")
-    options.ParseFromString(raw)
-    found = {field.name: value for field, value in options.ListFields()}
+    found = contracts.options(name)
     cdm, persistance = found.get("cdm"), found.get("persistance")
     return {
         "gun": cdm.gun if cdm else "",

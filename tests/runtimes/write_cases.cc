@@ -1,37 +1,34 @@
-// Writes random messages and mutated bytes with what this library makes of them, for other runtimes
-// to be held against. A line a case: message, bytes (hexadecimal), oddities, 1 where they parse,
-// and then what they are encoded to and their values as protobuf's JSON.
+// Writes messages and spoilt bytes with what this library makes of them, for other runtimes to be
+// held against. A line a case: message, gun, version, bytes (hexadecimal), oddities, 1 where they
+// parse, and then what they are encoded to and their values as protobuf's JSON. The oddities are
+// letters for what runtimes treat each in their own way; docs/readers.md says what they mean.
 //
-// COUNT cases of each message. They follow from its name, its fields and SEED, and from nothing
-// else: another message in the collection changes none of them.
-//
-// clang-format off
-// Oddities are what runtimes treat each in their own way:
-//   e  a field of a sub-message, or a number of a packed list, runs beyond its end (here: refused)
-//   g  a tag is zero or ends a group that has not begun (here: refused)
-//   l  a length is longer than it need be or has more than 31 bits (here: refused beyond five bytes)
-//   n  a number is NaN (here: its bits are kept)
-//   t  a tag is longer than it need be or has more than 32 bits (here: read as the number that it is;
-//      refused beyond five bytes, and of five the high bits are dropped)
-//   v  an unknown field's varint is longer than it need be or has more than 64 bits, or its length is
-//      longer than it need be (here: written as short as can be)
-//   w  a field of the schema comes with another wire type (here: kept as an unknown field)
-//   z  a number is a negative zero (here: kept)
-// clang-format on
-//
-//   write_cases COUNT SEED
+//   write_cases random COUNT SEED   COUNT cases of each message. They follow from its name, its
+//   fields and
+//                                   SEED, and from nothing else: another message in the collection
+//                                   changes none of them.
+//   write_cases corpus FILE         every encoding of a release's corpus
+//   write_cases given FILE          the cases that a file names, as odd_cases.txt does
+#include <google/protobuf/any.pb.h>
+#include <google/protobuf/io/zero_copy_stream_impl.h>
+#include <google/protobuf/reflection.h>
 #include <google/protobuf/stubs/logging.h>
 #include <google/protobuf/unknown_field_set.h>
+#include <google/protobuf/util/delimited_message_util.h>
 #include <google/protobuf/util/json_util.h>
 #include <google/protobuf/wire_format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <limits>
 #include <memory>
 #include <random>
+#include <vector>
 
+#include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "support/contracts.h"
 
 namespace {
@@ -39,6 +36,8 @@ namespace {
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
+using google::protobuf::UnknownField;
+using google::protobuf::UnknownFieldSet;
 using google::protobuf::internal::WireFormat;
 using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedInputStream;
@@ -163,17 +162,36 @@ bool ReadVarint(CodedInputStream& input, uint64_t* value, char oddity, std::stri
   return true;
 }
 
+// Skips a field's value; adds 'b' where it is a varint of more than 64 bits.
+bool SkipValue(uint32_t tag, CodedInputStream& input, std::string& oddities) {
+  const void* data = nullptr;
+  int available = 0;
+  input.GetDirectBufferPointer(&data, &available);
+  if ((tag & 7) == WireFormatLite::WIRETYPE_VARINT && available >= 10) {
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    const bool has_ten = std::all_of(bytes, bytes + 9, [](auto byte) { return byte > 127; });
+    if (has_ten && bytes[9] > 1) oddities += 'b';
+  }
+  return WireFormatLite::SkipField(&input, tag);
+}
+
 // Skips an unknown number or group; adds 'v' where it is not written as this library would.
 bool SkipUnknown(uint32_t tag, CodedInputStream& input, std::string& oddities) {
   const int begin = input.CurrentPosition();
   const void* bytes = nullptr;
   int available = 0;
   input.GetDirectBufferPointer(&bytes, &available);
-  const bool skipped = WireFormatLite::SkipField(&input, tag);
+  const auto skips_within = [&](int depth) {
+    CodedInputStream again(static_cast<const uint8_t*>(bytes), available);
+    again.SetRecursionLimit(depth);
+    return WireFormatLite::SkipField(&again, tag);
+  };
+  if (!skips_within(99) && skips_within(available)) oddities += 'd';
+  const bool skipped = SkipValue(tag, input, oddities);
   const size_t size = static_cast<size_t>(input.CurrentPosition() - begin);
   const std::string field =
       ovix::tests::Varint(tag) + std::string(static_cast<const char*>(bytes), size);
-  google::protobuf::UnknownFieldSet fields;
+  UnknownFieldSet fields;
   std::string written;
   if (!skipped) {
     if (available >= 10) oddities += 'v';
@@ -186,10 +204,11 @@ bool SkipUnknown(uint32_t tag, CodedInputStream& input, std::string& oddities) {
 }
 
 // Skips the numbers of a packed list; false where the last is not whole.
-bool SkipElements(WireFormatLite::WireType wire_type, CodedInputStream& input) {
+bool SkipElements(WireFormatLite::WireType wire_type, CodedInputStream& input,
+                  std::string& oddities) {
   const uint32_t tag = WireFormatLite::MakeTag(1, wire_type);
   while (input.BytesUntilLimit() > 0) {
-    if (!WireFormatLite::SkipField(&input, tag)) return false;
+    if (!SkipValue(tag, input, oddities)) return false;
   }
   return true;
 }
@@ -228,16 +247,47 @@ bool FindOddities(const Descriptor* descriptor, CodedInputStream& input, std::st
       const auto limit = input.PushLimit(static_cast<int>(length));
       const bool nested = field != nullptr && field->message_type() != nullptr;
       const bool whole = nested   ? FindOddities(field->message_type(), input, oddities)
-                         : packed ? SkipElements(expected, input)
+                         : packed ? SkipElements(expected, input, oddities)
                                   : true;
       if (!whole) oddities += 'e';
       input.Skip(input.BytesUntilLimit());
       input.PopLimit(limit);
       continue;
     }
-    if (!WireFormatLite::SkipField(&input, static_cast<uint32_t>(tag))) return false;
+    if (!SkipValue(static_cast<uint32_t>(tag), input, oddities)) return false;
   }
   return true;
+}
+
+// Whether unknown fields are in the order of their numbers, each number's with one wire type.
+bool InOrder(const UnknownFieldSet& fields) {
+  for (int i = 0; i < fields.field_count(); ++i) {
+    const UnknownField& field = fields.field(i);
+    if (field.type() == UnknownField::TYPE_GROUP && !InOrder(field.group())) return false;
+    if (i == 0) continue;
+    const UnknownField& before = fields.field(i - 1);
+    if (field.number() < before.number()) return false;
+    if (field.number() == before.number() && field.type() != before.type()) return false;
+  }
+  return true;
+}
+
+// The same of a message and all messages in it.
+bool UnknownInOrder(const Message& message) {
+  const auto* reflection = message.GetReflection();
+  std::vector<const FieldDescriptor*> fields;
+  reflection->ListFields(message, &fields);
+  for (const FieldDescriptor* field : fields) {
+    if (field->message_type() == nullptr) continue;
+    if (!field->is_repeated()) {
+      if (!UnknownInOrder(reflection->GetMessage(message, field))) return false;
+      continue;
+    }
+    for (const Message& part : reflection->GetRepeatedFieldRef<Message>(message, field)) {
+      if (!UnknownInOrder(part)) return false;
+    }
+  }
+  return InOrder(reflection->GetUnknownFields(message));
 }
 
 std::string Hexadecimal(const std::string& bytes) {
@@ -249,12 +299,9 @@ std::string Hexadecimal(const std::string& bytes) {
   return text;
 }
 
-// Writes one random case of a message; false where the library cannot print what it has read.
-bool WriteCase(const Message& prototype) {
-  const std::unique_ptr<Message> message(prototype.New());
-  Fill(message.get(), 1 + Below(6));
-  std::string bytes = message->SerializeAsString();
-  if (!OneIn(3)) Mutate(bytes);
+// Writes one case; false where the library cannot print what it has read.
+bool WriteCase(Message* message, const std::string& bytes) {
+  const Descriptor* descriptor = message->GetDescriptor();
   const bool parsed = message->ParseFromString(bytes);
   google::protobuf::util::JsonPrintOptions options;
   options.preserve_proto_field_names = true;
@@ -265,9 +312,11 @@ bool WriteCase(const Message& prototype) {
   CodedInputStream input(reinterpret_cast<const uint8_t*>(bytes.data()),
                          static_cast<int>(bytes.size()));
   input.PushLimit(static_cast<int>(bytes.size()));
-  FindOddities(prototype.GetDescriptor(), input, oddities);
-  std::cout << prototype.GetTypeName() << '\t' << Hexadecimal(bytes) << '\t' << oddities << '\t'
-            << parsed;
+  FindOddities(descriptor, input, oddities);
+  if (!UnknownInOrder(*message)) oddities += 'u';
+  const auto& cdm = descriptor->options().GetExtension(ovix::telemetry::contract::upload::cdm);
+  std::cout << descriptor->full_name() << '\t' << cdm.gun() << '\t' << cdm.version() << '\t'
+            << Hexadecimal(bytes) << '\t' << oddities << '\t' << parsed;
   if (parsed) {
     std::cout << '\t' << Hexadecimal(message->SerializeAsString()) << '\t' << json;
   }
@@ -275,24 +324,79 @@ bool WriteCase(const Message& prototype) {
   return true;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr << "usage: write_cases COUNT SEED\n";
-    return 2;
-  }
-  const long count = std::atol(argv[1]);
-  const std::string seed = argv[2];
-  // What the runtime reports of bad bytes is not what is tested.
-  google::protobuf::SetLogHandler(nullptr);
+bool WriteRandomCases(long count, const std::string& seed) {
   for (const Message* prototype : ovix::tests::AllPrototypes()) {
     const std::string source = seed + " " + prototype->GetTypeName();
     std::seed_seq sequence(source.begin(), source.end());
     engine.seed(sequence);
     for (long left = count; left > 0; --left) {
-      if (!WriteCase(*prototype)) return 1;
+      const std::unique_ptr<Message> message(prototype->New());
+      Fill(message.get(), 1 + Below(6));
+      std::string bytes = message->SerializeAsString();
+      if (!OneIn(3)) Mutate(bytes);
+      if (!WriteCase(message.get(), bytes)) return false;
     }
   }
-  return std::cout.flush() ? 0 : 1;
+  return true;
+}
+
+// A message by its name, or null.
+std::unique_ptr<Message> New(const std::string& name) {
+  const auto* descriptor =
+      google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
+  if (descriptor == nullptr) return nullptr;
+  return std::unique_ptr<Message>(
+      google::protobuf::MessageFactory::generated_factory()->GetPrototype(descriptor)->New());
+}
+
+bool WriteCorpus(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  google::protobuf::io::IstreamInputStream stream(&file);
+  google::protobuf::Any entry;
+  bool at_end = false;
+  while (google::protobuf::util::ParseDelimitedFromZeroCopyStream(&entry, &stream, &at_end)) {
+    const std::string& url = entry.type_url();
+    const std::unique_ptr<Message> message = New(url.substr(url.rfind('/') + 1));
+    if (message == nullptr || !WriteCase(message.get(), entry.value())) return false;
+    entry.Clear();
+  }
+  return file.is_open() && at_end;
+}
+
+// A line a case: message and bytes (hexadecimal). Empty lines and those that begin with # are
+// comments.
+bool WriteGiven(const std::string& path) {
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    if (line.empty() || line.front() == '#') continue;
+    const size_t space = line.find(' ');
+    const std::unique_ptr<Message> message = New(line.substr(0, space));
+    if (message == nullptr || space == std::string::npos) return false;
+    std::string bytes;
+    for (size_t i = space + 1; i + 1 < line.size(); i += 2) {
+      bytes += static_cast<char>(std::stoi(line.substr(i, 2), nullptr, 16));
+    }
+    if (!WriteCase(message.get(), bytes)) return false;
+  }
+  return file.eof();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string mode = argc > 1 ? argv[1] : "";
+  // What the runtime reports of bad bytes is not what is tested.
+  google::protobuf::SetLogHandler(nullptr);
+  bool written = false;
+  if (mode == "random" && argc == 4) {
+    written = WriteRandomCases(std::atol(argv[2]), argv[3]);
+  } else if (mode == "corpus" && argc == 3) {
+    written = WriteCorpus(argv[2]);
+  } else if (mode == "given" && argc == 3) {
+    written = WriteGiven(argv[2]);
+  } else {
+    std::cerr << "usage: write_cases random COUNT SEED, write_cases corpus|given FILE\n";
+    return 2;
+  }
+  return written && std::cout.flush() ? 0 : 1;
 }
