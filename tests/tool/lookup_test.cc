@@ -208,7 +208,7 @@ TEST(ToolLookup, HelpsWithTheProgramAndItsCommands) {
   }
   const ProgramRun run = RunTool(folder, "help lst");
   EXPECT_EQ(run.exit_code, 2);
-  EXPECT_EQ(run.errors, "ovix-contracts: lst: is not a command; is it list?\n");
+  EXPECT_EQ(run.errors, "ovix-contracts: lst: is not a command; is it list or lint?\n");
 }
 
 }  // namespace

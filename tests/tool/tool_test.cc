@@ -515,7 +515,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
     const char* said;
   } cases[] = {
       {"", "", "subcommand"},
-      {"lst", "", "lst: is not a command; is it list?"},
+      {"lst", "", "lst: is not a command; is it list or lint?"},
       {"list --format xml", "", "'xml' is none of table, json or csv"},
       {"list --database HealtLog", "", "is it HealthLog?"},
       {"show BateryHealthLog", "",
