@@ -111,13 +111,22 @@ bool SchemaTexts::Files::FindFileByName(const std::string& name, FileDescriptorP
     return false;
   }
   for (DescriptorProto& message : *file->mutable_message_type()) RemoveDefaultJsonNames(message);
-  for (auto& location : *file->mutable_source_code_info()->mutable_location()) {
+  // The places of what has a comment; nothing is asked of the others, which are most.
+  auto& places = *file->mutable_source_code_info()->mutable_location();
+  places.erase(std::remove_if(places.begin(), places.end(),
+                              [](const auto& place) {
+                                return place.leading_comments().empty() &&
+                                       place.trailing_comments().empty() &&
+                                       place.leading_detached_comments().empty();
+                              }),
+               places.end());
+  for (auto& place : places) {
     // One behind a declaration would be printed below it, where it is the next one's.
-    std::string comment = AsPrinted(location.leading_comments());
-    comment += AsPrinted(location.trailing_comments());
-    location.set_leading_comments(comment);
-    location.clear_trailing_comments();
-    for (std::string& detached : *location.mutable_leading_detached_comments()) {
+    std::string comment = AsPrinted(place.leading_comments());
+    comment += AsPrinted(place.trailing_comments());
+    place.set_leading_comments(comment);
+    place.clear_trailing_comments();
+    for (std::string& detached : *place.mutable_leading_detached_comments()) {
       detached = AsPrinted(detached);
     }
   }
