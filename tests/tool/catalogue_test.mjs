@@ -18,6 +18,8 @@ const start = 'index.html';
 const table = 'contracts/ovix.telemetry.contract.storage.device_profile.HwBattery.html';
 const payload = 'contracts/ovix.telemetry.contract.upload.analytics.PcAppInventorySummaryAsCDM.html';
 const list = 'privacy.html';
+// Far down in the list of all contracts.
+const part = 'contracts/ovix.telemetry.contract.upload.device_profile.HwTrustedPlatformModule.html';
 const enumeration = 'contracts/ovix.telemetry.contract.storage.device_profile.OSArchitecture.html';
 const wide = { width: 1280, height: 900 };
 const phone = { width: 320, height: 640 };
@@ -391,7 +393,7 @@ test('texts: a button copies each, with and without a clipboard', async () => {
 });
 
 test('navigation: every contract, the current one marked and in sight, by keyboard', async () => {
-  const page = await visit(table);
+  const page = await visit(part);
   const side = page.locator('.side');
   assert.ok(await side.isVisible());
   assert.equal(await page.isVisible('.menu'), false);
@@ -403,13 +405,13 @@ test('navigation: every contract, the current one marked and in sight, by keyboa
   }
   const current = side.locator('[aria-current=page]');
   assert.equal(await current.count(), 1);
-  assert.equal(await current.evaluate((link) => link.href), site + table);
+  assert.equal(await current.evaluate((link) => link.href), site + part);
   const [box, list] = [await current.boundingBox(), await side.boundingBox()];
   assert.ok(box.y > list.y && box.y + box.height < list.y + list.height, JSON.stringify([box, list]));
   assert.equal(await page.evaluate(() => scrollY), 0);
   // Only its own group is open; another opens by keyboard and leads to its pages.
   assert.deepEqual(await side.locator('details[open] > summary > span').allTextContents(),
-    ['Databases', 'DeviceProfile']);
+    ['Other messages', 'upload/device_profile']);
   await side.locator('summary', { hasText: 'Payloads' }).focus();
   await page.keyboard.press('Enter');
   await side.locator('summary', { hasText: /^analytics/ }).press('Enter');
@@ -425,7 +427,7 @@ test('navigation: every contract, the current one marked and in sight, by keyboa
 test('a phone: a header of one line, the menu and the search in it', async () => {
   for (const [width, title, colorScheme] of [[390, 'Telemetry data contracts', 'dark'],
     [360, 'Data contracts', 'light'], [320, 'Data contracts', 'light']]) {
-    const page = await visit(table, { viewport: { width, height: 700 }, colorScheme });
+    const page = await visit(part, { viewport: { width, height: 700 }, colorScheme });
     const header = await page.evaluate(() => {
       const home = document.querySelector('.home');
       const inner = [...document.querySelector('.bar-inner').children].map((element) => {
@@ -457,6 +459,11 @@ test('a phone: a header of one line, the menu and the search in it', async () =>
     await page.keyboard.press('Enter');
     await page.mouse.click(width - 5, 500);
     assert.equal(await page.isVisible('.side'), false, 'a tap next to it closes it');
+    await page.click('.menu');
+    await page.setViewportSize({ width: 1280, height: 700 });
+    await page.waitForFunction(() => !document.querySelector('.side').matches(':popover-open'));
+    assert.ok(await page.isVisible('.side'), 'a column of a wide page');
+    await page.setViewportSize({ width, height: 700 });
 
     const input = page.locator('#page-search');
     assert.ok((await input.boundingBox()).width < 45);
@@ -470,6 +477,13 @@ test('a phone: a header of one line, the menu and the search in it', async () =>
     assert.equal(await page.isVisible('.panel'), false);
     assert.equal(await input.inputValue(), '');
     assert.ok((await input.boundingBox()).width < 45);
+
+    // A link to the page itself closes the list too.
+    await page.goto(site + start);
+    await page.click('.menu');
+    await page.locator('.side a', { hasText: 'Overview' }).nth(1).click();
+    assert.ok(page.url().endsWith('#page-payloads'));
+    assert.equal(await page.isVisible('.side'), false);
     await leave(page);
   }
 });

@@ -32,7 +32,7 @@ void RemoveDefaultJsonNames(DescriptorProto& message) {
   for (DescriptorProto& nested : *message.mutable_nested_type()) RemoveDefaultJsonNames(nested);
 }
 
-// Without the space behind "//", which is printed with each line. One without text gets a space,
+// Without the space after "//", which is printed with each line. One without text gets a space,
 // for an empty one is not printed.
 std::string AsPrinted(std::string_view comment) {
   std::string text;
@@ -57,7 +57,7 @@ void AddNestedNames(const Descriptor* message, std::set<std::string>& names) {
 void AddNestedNames(const EnumDescriptor*, std::set<std::string>&) {}
 
 // Printed names begin at the root (".a.package.Name"), those of a schema in its own package, or
-// without the dot. A name stays as it is where a schema would find another behind the shorter one.
+// without the dot. A name stays as it is where a schema would find another by the shorter one.
 void ShortenNames(std::string& code, const std::string& package,
                   const std::set<std::string>& nested) {
   const std::string own = package.empty() ? "." : "." + package + ".";
@@ -92,7 +92,7 @@ std::string Printed(const AnyDescriptor* descriptor) {
     line.erase(line.find_last_not_of(' ') + 1);
     const size_t first = std::min(line.find_first_not_of(' '), line.size());
     if (line.compare(first, 2, "//") != 0) {
-      // What is behind a quote is text.
+      // What follows a quote is text.
       std::string code = line.substr(0, line.find('"'));
       line.erase(0, code.size());
       ShortenNames(code, descriptor->file()->package(), nested);
@@ -111,13 +111,22 @@ bool SchemaTexts::Files::FindFileByName(const std::string& name, FileDescriptorP
     return false;
   }
   for (DescriptorProto& message : *file->mutable_message_type()) RemoveDefaultJsonNames(message);
-  for (auto& location : *file->mutable_source_code_info()->mutable_location()) {
-    // One behind a declaration would be printed below it, where it is the next one's.
-    std::string comment = AsPrinted(location.leading_comments());
-    comment += AsPrinted(location.trailing_comments());
-    location.set_leading_comments(comment);
-    location.clear_trailing_comments();
-    for (std::string& detached : *location.mutable_leading_detached_comments()) {
+  // The places of what has a comment; nothing is asked of the others, which are most.
+  auto& places = *file->mutable_source_code_info()->mutable_location();
+  places.erase(std::remove_if(places.begin(), places.end(),
+                              [](const auto& place) {
+                                return place.leading_comments().empty() &&
+                                       place.trailing_comments().empty() &&
+                                       place.leading_detached_comments().empty();
+                              }),
+               places.end());
+  for (auto& place : places) {
+    // One after a declaration would be printed below it, where it is the next one's.
+    std::string comment = AsPrinted(place.leading_comments());
+    comment += AsPrinted(place.trailing_comments());
+    place.set_leading_comments(comment);
+    place.clear_trailing_comments();
+    for (std::string& detached : *place.mutable_leading_detached_comments()) {
       detached = AsPrinted(detached);
     }
   }

@@ -9,7 +9,7 @@ namespace ovix::tool {
 namespace {
 
 constexpr std::string_view kFolder = "contracts/";
-constexpr const char* kCurrent = " aria-current=\"page\"";  // behind "<a"
+constexpr const char* kCurrent = " aria-current=\"page\"";  // after "<a"
 
 // `href` is the page's own in contracts/.
 std::string GroupHtml(const Group& group, const std::string& root, std::string_view href) {
