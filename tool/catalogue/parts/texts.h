@@ -6,9 +6,9 @@
 
 #include "catalogue/model/relations.h"
 #include "catalogue/model/schema_text.h"
-#include "convert/json_printer.h"
-#include "convert/messages.h"
+#include "json/printer.h"
 #include "sample/sampler.h"
+#include "wire/messages.h"
 
 namespace ovix::tool {
 
