@@ -76,16 +76,14 @@ def set_version(descriptor_set: bytes, message: Any, version: str) -> None:
     message.options.ParseFromString(options.SerializeToString())
 
 
-def add_field(message: Any, name: str, number: int, kind: str, repeated: bool = False, type_name: str = "") -> None:
-    """Adds a field with presence, or a repeated one."""
+def add_field(message: Any, name: str, number: int, kind: str) -> None:
+    """Adds a field with presence."""
     field = message.field.add(name=name, number=number, json_name=name)
     field.type = getattr(descriptor_pb2.FieldDescriptorProto, "TYPE_" + kind.upper())
-    field.type_name = type_name
-    field.label = field.LABEL_REPEATED if repeated else field.LABEL_OPTIONAL
-    if not repeated:
-        field.proto3_optional = True
-        field.oneof_index = len(message.oneof_decl)
-        message.oneof_decl.add(name="_" + name)
+    field.label = field.LABEL_OPTIONAL
+    field.proto3_optional = True
+    field.oneof_index = len(message.oneof_decl)
+    message.oneof_decl.add(name="_" + name)
 
 
 def tool() -> str:

@@ -36,6 +36,9 @@ def find_batches(folder: Path) -> list[Path]:
 
 def read_lines(path: Path, longest: int = LONGEST_LINE) -> Iterator[Line]:
     """The lines of a batch. Memory is bounded by the longest line, not by the file."""
+    if path.stat().st_size == 0:
+        yield Line(1, b"", "the batch is empty: not gzip")
+        return
     number = 1
     line = bytearray()
     is_long = False

@@ -46,6 +46,6 @@ def cause_of(error: BaseException, tables: Path) -> str:
         return "the Spark master does not answer; check --master and that it runs"
     if isinstance(error, OSError) and error.strerror:
         return f"{error.filename or tables}: {error.strerror}"
-    causes = re.findall(r"Caused by: (.*)", text)
+    causes = re.findall(r"^(?:Caused by: )?([\w.]+(?:Error|Exception): .*)", text, re.MULTILINE)
     lines = causes[-1:] or [line for line in text.splitlines() if line.strip()]
     return f"Spark failed: {lines[0].strip() if lines else type(error).__name__}"

@@ -1,6 +1,6 @@
 """Rows on their way: what is known of each line of a batch, as Spark moves it between workers."""
 
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Iterable, Iterator
 from pathlib import Path
 
 import pyarrow as pa
@@ -38,7 +38,7 @@ JUDGED_SQL = (
     "data binary, has_unknown boolean"
 )
 
-Step = Callable[[Iterator[pa.RecordBatch]], Iterator[pa.RecordBatch]]
+Step = Callable[[Iterable[pa.RecordBatch]], Iterable[pa.RecordBatch]]
 _Row = tuple[str, Line, Verdict]
 
 
@@ -71,7 +71,7 @@ def _batch_of(rows: list[_Row]) -> pa.RecordBatch:
 def judge_batches(root: str, descriptor_set: bytes) -> Step:
     """Reads batches, whose paths are given, to rows of JUDGED. Rejects name paths below `root`."""
 
-    def step(batches: Iterator[pa.RecordBatch]) -> Iterator[pa.RecordBatch]:
+    def step(batches: Iterable[pa.RecordBatch]) -> Iterator[pa.RecordBatch]:
         contracts = contracts_of(descriptor_set)
         rows: list[_Row] = []
         size = 0

@@ -52,7 +52,9 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
     }.items():
         builder = builder.config(key, value)
     with tempfile.TemporaryDirectory() as folder:
-        spark = builder.getOrCreate()
+        # What Java says when it begins, and nobody has asked for.
+        with contextlib.nullcontext() if "spark.log.level" in (settings or {}) else _silence():
+            spark = builder.getOrCreate()
         try:
             # The workers need this package too, and fetch it when their first task begins.
             packed = Path(folder) / "fleet.zip"
@@ -63,3 +65,17 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
             yield spark
         finally:
             spark.stop()
+
+
+@contextlib.contextmanager
+def _silence() -> Iterator[None]:
+    """What is started meanwhile has no standard error."""
+    kept = os.dup(2)
+    nowhere = os.open(os.devnull, os.O_WRONLY)
+    try:
+        os.dup2(nowhere, 2)
+        yield
+    finally:
+        os.dup2(kept, 2)
+        os.close(kept)
+        os.close(nowhere)

@@ -42,6 +42,7 @@ class Tables:
             shutil.rmtree(self.folder / _STAGING, ignore_errors=True)
             self.run.mkdir(parents=True)
         except BlockingIOError as error:
+            os.close(self._lock)
             raise Problem(f"{self.folder}: another run lands here; wait until it ends") from error
         except OSError as error:
             raise Problem(

@@ -150,7 +150,7 @@ def _parse_payload(payload: Payload, contracts: Contracts, verdict: Verdict) -> 
             raise _Rejected(Reason.NOT_UTF8, "a text of the payload is not UTF-8") from error
         raise _Rejected(Reason.MALFORMED, "the payload does not parse") from error
     size = message.ByteSize()
-    message.DiscardUnknownFields()  # type: ignore[attr-defined]
+    message.DiscardUnknownFields()
     if message.ByteSize() == size:
         return
     if other := _other_type(payload.message.FromString(verdict.data), payload.descriptor.name):

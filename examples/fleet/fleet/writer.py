@@ -6,7 +6,7 @@ files that tasks which succeeded have listed, so a task that is tried twice does
 
 import hashlib
 import uuid
-from collections.abc import Iterator
+from collections.abc import Iterable, Iterator
 from pathlib import Path
 from typing import Any
 
@@ -157,7 +157,7 @@ def _runs(batch: pa.RecordBatch) -> Iterator[tuple[str | None, str | None, pa.Re
 def write_tables(tables: Tables, descriptor_set: bytes) -> Step:
     """Writes rows of JUDGED into files, and lists them."""
 
-    def step(batches: Iterator[pa.RecordBatch]) -> Iterator[pa.RecordBatch]:
+    def step(batches: Iterable[pa.RecordBatch]) -> Iterator[pa.RecordBatch]:
         contracts = contracts_of(descriptor_set)
         group: _Group | None = None
         at: tuple[str | None, str | None] = ("", "")
