@@ -58,6 +58,9 @@ class Batches(unittest.TestCase):
         lines = self.lines(gzip.compress(b"a\n" + NOISE * 3 + b"\nb\n" + NOISE * 3), longest=500_000)
         self.assertEqual([(n, fault) for n, _, fault in lines], [(1, False), (2, True), (3, False), (4, True)])
         self.assertEqual(lines[1][1], NOISE[:KEPT_OF_LONG_LINE])
+        self.assertEqual(lines[3][1], NOISE[:KEPT_OF_LONG_LINE])
+        short = self.lines(gzip.compress(b"x" * 150 + b"\n"), longest=100)
+        self.assertEqual([fault for _, _, fault in short], [True])
         exact = self.lines(gzip.compress(b"x" * 500_000 + b"\n"), longest=500_000)
         self.assertEqual(exact, [(1, b"x" * 500_000, False)])
 

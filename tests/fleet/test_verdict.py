@@ -49,6 +49,7 @@ class Verdicts(unittest.TestCase):
             ("no data", Reason.LABEL, True, {"data": None}),
             ("data of another type", Reason.LABEL, True, {"data": 7}),
             ("not base64", Reason.LABEL, False, {"data": "a b="}),
+            ("base64 with a line end in it", Reason.LABEL, False, {"data": "CgUxLjEu\nMBIDYWJjWgIIBw=="}),
             ("base64 without padding", Reason.LABEL, False, {"data": "YQ"}),
             ("no gun", Reason.LABEL, True, {"gun": None}),
             ("an empty gun", Reason.LABEL, True, {"gun": ""}),
