@@ -33,18 +33,19 @@ def main() -> int:
     try:
         if arguments.devices < 1:
             raise Problem(f"{arguments.devices}: is not a number of devices; name 1 or more")
+        batches = folder / f"batches-{arguments.devices}"
         started = time.monotonic()
         print(f"demo-fleet: simulating {arguments.devices} devices", flush=True)
         simulate(
             arguments.tool, arguments.packer, arguments.devices, arguments.payloads,
-            datetime.date(2026, 11, 21), folder / "batches", os.cpu_count() or 1,
+            datetime.date(2026, 11, 21), batches, os.cpu_count() or 1,
         )  # fmt: skip
         print(f"demo-fleet: simulated in {time.monotonic() - started:.0f} s; landing", flush=True)
         with cluster(folder / "spark", arguments.workers, port=arguments.port) as running:
             done = subprocess.run(
                 [
                     sys.executable, _HERE / "land.py", "--contracts", arguments.contracts,
-                    "--batches", folder / "batches", "--tables", folder / "tables",
+                    "--batches", batches, "--tables", folder / "tables",
                     "--master", running.master,
                 ]
             )  # fmt: skip
