@@ -1,4 +1,4 @@
-"""Measures how fast a fleet's payloads land, beside a plain Python reader and ovix-contracts, in one run.
+"""Measures how fast a fleet's payloads land, and a plain Python reader and ovix-contracts in the same run.
 
 fleet.py [--payloads N]... [--workers N]...   run by scripts/bench-fleet, which sets the paths
 
@@ -78,8 +78,10 @@ def job_seconds(folder: Path, work: Path, workers: int) -> float:
     with cluster(work / "spark", workers) as running:
         started = time.perf_counter()
         subprocess.run(
-            [sys.executable, LAND, "--contracts", CONTRACTS, "--batches", folder, "--tables", work / "tables",
-             "--master", running.master],
+            [
+                sys.executable, LAND, "--contracts", CONTRACTS, "--batches", folder,
+                "--tables", work / "tables", "--master", running.master,
+            ],
             check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
         )  # fmt: skip
         return time.perf_counter() - started
@@ -87,8 +89,8 @@ def job_seconds(folder: Path, work: Path, workers: int) -> float:
 
 def main() -> None:
     parser = argparse.ArgumentParser()
-    parser.add_argument("--payloads", type=int, action="append", help="how many land (default: 10000, 100000)")
-    parser.add_argument("--workers", type=int, action="append", help="of one core each (default: 1, 2)")
+    parser.add_argument("--payloads", type=int, action="append", help="default: 10000, 100000")
+    parser.add_argument("--workers", type=int, action="append", help="default: 1, 2; a core each")
     arguments = parser.parse_args()
     print(f"{'READER':<22}{'PAYLOADS':>10}{'CORES':>7}{'SECONDS':>10}{'A SECOND AND CORE':>20}")
 
@@ -102,7 +104,8 @@ def main() -> None:
             batches = work / "batches"
             each = 20  # of a contract and device
             devices = max(1, wanted // (48 * each))
-            simulate(TOOL, PACKER, devices, each, datetime.date(2026, 11, 21), batches, os.cpu_count() or 1)
+            day = datetime.date(2026, 11, 21)
+            simulate(TOOL, PACKER, devices, each, day, batches, os.cpu_count() or 1)
             payloads = devices * 48 * each
             show("plain Python", payloads, 1, plain_seconds(batches))
             show("ovix-contracts decode", payloads, 1, tool_seconds(batches, work))

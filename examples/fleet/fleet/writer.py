@@ -87,10 +87,11 @@ class _Group:
     def add(self, batch: pa.RecordBatch) -> None:
         """Takes rows; of those with one id the first."""
         keys = _reject_keys(batch) if self.gun is None else batch.column("id")
-        first = [key != before for key, before in zip(keys.to_pylist(), [self._last, *keys.to_pylist()[:-1]], strict=True)]
-        self._last = keys[-1].as_py()
-        once = pa.array(first)
-        is_new = pc.and_(once, pc.invert(pc.is_in(keys, value_set=self._known)))
+        listed = keys.to_pylist()
+        before = [self._last, *listed[:-1]]
+        first = [key != last for key, last in zip(listed, before, strict=True)]
+        self._last = listed[-1]
+        is_new = pc.and_(pa.array(first), pc.invert(pc.is_in(keys, value_set=self._known)))
         names = batch.column("reason" if self.gun is None else "version").to_pylist()
         for name, counts, new in zip(names, first, is_new.to_pylist(), strict=True):
             count = self.counts.setdefault(name, [0, 0])
@@ -135,7 +136,8 @@ def _known(folder: Path, key: str) -> pa.Array:
 
 def _reject_keys(batch: pa.RecordBatch) -> pa.Array:
     """What makes two rejects the same: the place, the reason and the bytes."""
-    parts = zip(*(batch.column(n).to_pylist() for n in ("file", "line", "reason", "data")), strict=True)
+    columns = (batch.column(name).to_pylist() for name in ("file", "line", "reason", "data"))
+    parts = zip(*columns, strict=True)
     return pa.array(
         [
             hashlib.sha256(f"{file}\0{line}\0{reason}\0".encode() + data).hexdigest()
@@ -165,14 +167,16 @@ def write_tables(tables: Tables, descriptor_set: bytes) -> Step:
         devices: dict[tuple[str | None, str], set[str]] = {}
         listed: list[dict[str, Any]] = []
 
+        def add(gun: str | None, version: str, **rest: Any) -> None:
+            nothing = {"file": None, "rows": 0, "new": 0, "devices": 0}
+            listed.append({"gun": gun, "version": version, **nothing, **rest})
+
         def end() -> None:
             if group is None:
                 return
             file = group.close()
             for name, (rows, new) in group.counts.items():
-                listed.append(
-                    {"gun": group.gun, "version": name, "file": file, "rows": rows, "new": new, "devices": 0}
-                )
+                add(group.gun, name, file=file, rows=rows, new=new)
                 file = None  # listed once
 
         for batch in batches:
@@ -185,14 +189,12 @@ def write_tables(tables: Tables, descriptor_set: bytes) -> Step:
                 assert group is not None
                 group.add(part)
                 if gun is not None:
-                    versions = part.column("version").to_pylist()
-                    for version, device in zip(versions, part.column("device").to_pylist(), strict=True):
+                    columns = (part.column(name).to_pylist() for name in ("version", "device"))
+                    for version, device in zip(*columns, strict=True):
                         devices.setdefault((gun, version), set()).add(device)
         end()
         for (gun, version), found in devices.items():
-            listed.append(
-                {"gun": gun, "version": version, "file": None, "rows": 0, "new": 0, "devices": len(found)}
-            )
+            add(gun, version, devices=len(found))
         if listed:
             yield pa.RecordBatch.from_pylist(listed, schema=LISTED)
 
