@@ -23,6 +23,19 @@ inline CLI::Validator FolderName() {
       "DIR");
 }
 
+// Accepts any name of a file but none at all, and no folder.
+inline CLI::Validator FileName() {
+  return CLI::Validator(
+      [](const std::string& name) {
+        std::error_code ignored;
+        return name.empty() ? std::string("Name of the file is empty")
+               : std::filesystem::is_directory(PathOf(name), ignored)
+                   ? "Is a folder, not a file: " + name
+                   : std::string();
+      },
+      "FILE");
+}
+
 // Accepts the name of a folder that is there.
 inline CLI::Validator ExistingFolder() {
   return CLI::Validator(

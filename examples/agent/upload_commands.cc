@@ -21,6 +21,7 @@
 #include "store/error.h"
 #include "store/files/files.h"
 #include "store/store.h"
+#include "uploader/batch.h"
 #include "uploader/upload.h"
 
 namespace ovix::agent {
@@ -33,6 +34,11 @@ struct UploadOptions {
   std::string shown;
   uint64_t max_bytes = OutboxLimits().max_bytes;
   int max_age_days = static_cast<int>(OutboxLimits().max_age.count());
+};
+
+struct PackOptions {
+  std::string outbox;
+  std::string batch;
 };
 
 struct AckOptions {
@@ -178,6 +184,21 @@ void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   }
 }
 
+// Writes the payloads that wait into a batch; false where one could not be read.
+bool RunPack(const PackOptions& options) {
+  Files& files = Files::System();
+  Outbox outbox(PathOf(options.outbox), UploadLock::IfMissing::kRefuse, files);
+  BatchFile batch(PathOf(options.batch), files);
+  std::vector<std::string> problems;
+  outbox.Read([&](const Label& label, std::string_view payload) { batch.Add(label, payload); },
+              problems);
+  batch.Finish();
+  std::cout << batch.payloads() << (batch.payloads() == 1 ? " payload" : " payloads") << " packed, "
+            << batch.bytes() << " bytes\n";
+  for (const std::string& line : problems) PrintProblem(line);
+  return problems.empty();
+}
+
 int RunAck(const AckOptions& options) {
   std::vector<std::string> ids;
   for (const std::string& id : options.ids) ids.push_back(CheckedId(id, "ack"));
@@ -228,6 +249,16 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   upload->add_option("--show", to_upload->shown, "Print the first payload of this message as JSON")
       ->check(BuiltPayload());
   upload->callback([to_upload, &exit_code] { exit_code = RunUpload(*to_upload) ? 0 : 1; });
+
+  CLI::App* pack = app.add_subcommand("pack", "Write the payloads of the outbox into a batch file");
+  const auto to_pack = std::make_shared<PackOptions>();
+  pack->add_option("outbox", to_pack->outbox, "Folder of the payloads")
+      ->required()
+      ->check(ExistingFolder());
+  pack->add_option("batch", to_pack->batch, "The file, such as batch.ndjson.gz; it is replaced")
+      ->required()
+      ->check(FileName());
+  pack->callback([to_pack, &exit_code] { exit_code = RunPack(*to_pack) ? 0 : 1; });
 
   CLI::App* ack = app.add_subcommand("ack", "Remove payloads that were received from the outbox");
   const auto to_ack = std::make_shared<AckOptions>();

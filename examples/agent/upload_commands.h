@@ -1,4 +1,4 @@
-// The commands that work on the outbox: upload and ack.
+// The commands that work on the outbox: upload, pack and ack.
 #ifndef OVIX_AGENT_UPLOAD_COMMANDS_H_
 #define OVIX_AGENT_UPLOAD_COMMANDS_H_
 

@@ -140,7 +140,7 @@ expect_refusal no-schemas "google/protobuf/descriptor.proto was not found" \
   -S "$source" "${part[@]}" -DProtobuf_DIR="$work/no-schemas"
 expect_refusal no-googletest "GoogleTest 1.12 was not found; install it" \
   -S "$source" -DOVIX_BUILD_TOOL=OFF -DOVIX_BUILD_EXAMPLES=OFF -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON
-for library in CLI11 RapidJSON SQLite3 OpenSSL; do
+for library in CLI11 RapidJSON SQLite3 OpenSSL ZLIB; do
   expect_refusal "no-$library" "was not found; install it (Debian: apt-get install" \
     -S "$source" -DOVIX_BUILD_TESTS=OFF "-DCMAKE_DISABLE_FIND_PACKAGE_$library=ON"
 done

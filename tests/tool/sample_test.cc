@@ -136,13 +136,36 @@ TEST(ToolSample, WritesLinesOfJsonOrDelimitedBytes) {
   EXPECT_EQ(folder.Read("made"), lines.output);
   for (const char* wrong :
        {"sample", "sample BatteryHealthLog -n x", "sample BatteryHealthLog -n -1",
-        "sample BatteryHealthLog --seed -1", "sample StateEventType"}) {
+        "sample BatteryHealthLog --seed -1", "sample StateEventType", "sample Events --out made",
+        "sample --out made -o made", "sample --out \"\""}) {
     SCOPED_TRACE(wrong);
     const ProgramRun run = RunTool(folder, wrong);
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
   }
+}
+
+TEST(ToolSample, WritesEveryPayloadToAFolder) {
+  const Folder folder;
+  const std::string out = " --out \"" + (folder / "made").string() + "\" --seed 9 -n 3";
+  for (const std::string form : {"", " --delimited"}) {
+    const std::string ending = form.empty() ? ".jsonl" : ".binpb";
+    ASSERT_EQ(RunTool(folder, "sample" + out + form).exit_code, 0);
+    size_t payloads = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "made")) {
+      if (entry.path().extension() != ending) continue;  // what is listed there
+      ++payloads;
+      const std::string name = entry.path().stem().string();
+      const std::string one = RunTool(folder, "sample " + name + " --seed 9 -n 3" + form).output;
+      EXPECT_EQ(folder.Read("made/" + name + ending), one) << name;
+    }
+    EXPECT_EQ(payloads, tool::Contracts::Installed().payloads().size());
+  }
+  folder.Write("mine/notes.txt", "");
+  const ProgramRun refused = RunTool(folder, "sample --out \"" + (folder / "mine").string() + "\"");
+  EXPECT_NE(refused.exit_code, 0);
+  EXPECT_EQ(folder.Contents().count("mine/files.txt"), 0U);
 }
 
 // Every command for messages, with a release whose payload has another version and field.

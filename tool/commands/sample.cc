@@ -27,9 +27,11 @@ void AddSample(CLI::App& app, int&) {
   struct Options : Sampling {
     Release release;
     std::string name;
+    std::string folder;
   };
   const auto options = std::make_shared<Options>();
   AddMessage(*command, options->name);
+  CLI::Option* name = command->get_option("name")->required(false);
   AddContracts(*command, options->release);
   command->add_option("-n,--count", options->count, "How many")
       ->check(CheckNumber)
@@ -41,16 +43,29 @@ void AddSample(CLI::App& app, int&) {
       ->capture_default_str();
   command->add_flag("--delimited", options->delimited,
                     "Write the binary encoding, each message behind its length, instead of JSON");
-  command
-      ->add_option("-o,--output", options->output,
-                   "Where to write, whole or not at all; standard output without it")
-      ->type_name("FILE");
+  CLI::Option* output =
+      command
+          ->add_option("-o,--output", options->output,
+                       "Where to write, whole or not at all; standard output without it")
+          ->type_name("FILE");
+  CLI::Option* out = command
+                         ->add_option("--out", options->folder,
+                                      "Write every payload, each to a file of its own in this "
+                                      "folder, instead of one message")
+                         ->type_name("DIR")
+                         ->excludes(name)
+                         ->excludes(output);
   command->footer(
       "Examples:\n"
       "  ovix-contracts sample HwBatteryHealthLogAsCDM\n"
       "  ovix-contracts sample BatteryHealthLog -n 1000 --seed 7 >log.jsonl\n"
       "  ovix-contracts sample BatteryHealthLog -n 1000 --delimited -o log.binpb");
-  command->callback([options] {
+  command->callback([options, name, out] {
+    if (!out->empty()) {
+      options->output = options->folder;
+      return SamplePayloads(options->release.contracts(), *options);
+    }
+    if (name->empty()) throw CLI::RequiredError("name or --out");
     const Contracts& contracts = options->release.contracts();
     options->type = FindMessage(contracts, options->name);
     Sample(contracts, *options);

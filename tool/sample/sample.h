@@ -20,6 +20,10 @@ struct Sampling {
 // Throws Error, with nothing written to a file.
 void Sample(const Contracts& contracts, const Sampling& options);
 
+// The same of every payload, each in a file of its name in the folder `output`. `type` is not used.
+// Throws Error, with the folder as it was.
+void SamplePayloads(const Contracts& contracts, Sampling options);
+
 }  // namespace ovix::tool
 
 #endif  // OVIX_TOOL_SAMPLE_SAMPLE_H_

@@ -8,6 +8,7 @@
 #include <regex>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "device_id.h"
 #include "ovix/telemetry/contract/contracts_collection.h"
@@ -34,14 +35,39 @@ bool IsPayload(const std::string& name) {
   return names.contains(name);
 }
 
-// The text as a JSON string.
-std::string JsonText(const std::string& text) {
-  google::protobuf::StringValue value;
-  value.set_value(text);
+// A text as a JSON string, bytes as one in base64.
+std::string Json(const google::protobuf::Message& value) {
   std::string json;
   const auto status = google::protobuf::util::MessageToJsonString(value, &json);
   if (!status.ok()) throw std::runtime_error(status.ToString());
   return json;
+}
+
+std::string JsonText(const std::string& text) {
+  google::protobuf::StringValue value;
+  value.set_value(text);
+  return Json(value);
+}
+
+// The keys of a label and their values, with this between two of them.
+std::string Members(const Label& label, const std::string& separator) {
+  const std::pair<const char*, std::string> members[] = {
+      {"gun", JsonText(label.gun)},
+      {"version", JsonText(label.version)},
+      {"message", JsonText(label.message)},
+      {"payload", JsonText(label.FileStem() + ".binpb")},
+      {"bytes", std::to_string(label.bytes)},
+      {"sha256", JsonText(label.sha256)},
+      {"device", JsonText(label.device)},
+      {"created", JsonText(label.created)},
+      {"sequence", std::to_string(label.sequence)},
+      {"id", JsonText(label.id)},
+  };
+  std::string all;
+  for (const auto& [key, value] : members) {
+    all += (all.empty() ? "\"" : separator + "\"") + key + "\": " + value;
+  }
+  return all;
 }
 
 }  // namespace
@@ -56,14 +82,12 @@ std::string Label::FileStem() const {
   return stem + "-" + number + "-" + message.substr(message.rfind('.') + 1);
 }
 
-std::string Label::ToJson() const {
-  return "{\n  \"gun\": " + JsonText(gun) + ",\n  \"version\": " + JsonText(version) +
-         ",\n  \"message\": " + JsonText(message) +
-         ",\n  \"payload\": " + JsonText(FileStem() + ".binpb") +
-         ",\n  \"bytes\": " + std::to_string(bytes) + ",\n  \"sha256\": " + JsonText(sha256) +
-         ",\n  \"device\": " + JsonText(device) + ",\n  \"created\": " + JsonText(created) +
-         ",\n  \"sequence\": " + std::to_string(sequence) + ",\n  \"id\": " + JsonText(id) +
-         "\n}\n";
+std::string Label::ToJson() const { return "{\n  " + Members(*this, ",\n  ") + "\n}\n"; }
+
+std::string Label::ToBatchLine(std::string_view payload) const {
+  google::protobuf::BytesValue data;
+  data.set_value(std::string(payload));
+  return "{" + Members(*this, ", ") + ", \"data\": " + Json(data) + "}";
 }
 
 std::optional<Label> Label::FromJson(const std::string& json) {

@@ -29,6 +29,9 @@ struct Label {
   // The names of the payload's two files without their endings: TIME-SEQUENCE-MESSAGE.
   std::string FileStem() const;
   std::string ToJson() const;
+  // A line of a batch file, without its end: the label in one line, with the payload in base64 as
+  // one more key, `data`.
+  std::string ToBatchLine(std::string_view payload) const;
   // Nothing where the text is no label with an id.
   static std::optional<Label> FromJson(const std::string& json);
 };

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "store/error.h"
+#include "system/hash.h"
 
 namespace ovix::agent {
 namespace {
@@ -155,6 +156,32 @@ void Outbox::Write(const Label& label, std::string_view payload) {
   payloads_[stem] = {label.sequence, true, true, payload.size(), payload.size() + json.size(),
                      label.id};
   by_id_[label.id] = stem;
+}
+
+void Outbox::Read(const std::function<void(const Label&, std::string_view payload)>& take,
+                  std::vector<std::string>& problems) {
+  problems.insert(problems.end(), remarks_.begin(), remarks_.end());
+  for (const std::string& stem : OldestFirst()) {
+    const Standing& standing = payloads_.at(stem);
+    if (standing.id.empty()) continue;  // a remark says why
+    const std::filesystem::path file = folder_ / (stem + kPayloadEnding);
+    std::string json;
+    std::string payload;
+    std::error_code error = files_.Read(folder_ / (stem + kLabelEnding), kLongestLabel, json);
+    if (!error) error = files_.Read(file, standing.payload_bytes, payload);
+    if (error) {
+      problems.push_back(Printable(file) + ": cannot be read (" + error.message() +
+                         "); fix its permissions");
+      continue;
+    }
+    const auto label = Label::FromJson(json);
+    if (!label || label->sha256 != Hexadecimal(Sha256(payload))) {
+      problems.push_back(Printable(file) +
+                         ": is not what its label says (another hash); restore it, or remove both");
+      continue;
+    }
+    take(*label, payload);
+  }
 }
 
 Outbox::Taken Outbox::Take(const std::vector<std::string>& stems,

@@ -3,6 +3,7 @@
 #define OVIX_AGENT_UPLOADER_OUTBOX_H_
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -45,6 +46,11 @@ class Outbox {
   // Writes a payload with its label. Throws std::runtime_error, in one line, and leaves nothing of
   // the payload behind.
   void Write(const Label& label, std::string_view payload);
+
+  // Reads the payloads one after another, by sequence number. One that cannot be read, or is not
+  // what its label says, goes to `problems`, one line each. What `take` throws is thrown on.
+  void Read(const std::function<void(const Label&, std::string_view payload)>& take,
+            std::vector<std::string>& problems);
 
   // Takes out the payloads of these ids; those that are not there go to `unknown`. What could not
   // be removed goes to `problems`, one line each.

@@ -1,0 +1,158 @@
+"""Messages as columns: the types, and the values, with nothing lost.
+
+A field without presence is never null: zero is zero. A field with presence is null if it is absent.
+Unsigned numbers have a type that holds them: bigint, and decimal(20,0) for 64 bits. A value of an
+enumeration is its name, or its number if it has none.
+"""
+
+from collections.abc import Callable, Sequence
+from typing import Any
+
+import pyarrow as pa
+from google.protobuf.descriptor import Descriptor, FieldDescriptor
+
+_D = FieldDescriptor
+
+# By type of field: how Arrow builds it, and how it is stored.
+_SCALARS: dict[int, tuple[pa.DataType, pa.DataType]] = {}
+for _types, _arrow, _stored in (
+    ((_D.TYPE_INT32, _D.TYPE_SINT32, _D.TYPE_SFIXED32), pa.int32(), pa.int32()),
+    ((_D.TYPE_INT64, _D.TYPE_SINT64, _D.TYPE_SFIXED64), pa.int64(), pa.int64()),
+    ((_D.TYPE_UINT32, _D.TYPE_FIXED32), pa.int64(), pa.int64()),
+    ((_D.TYPE_UINT64, _D.TYPE_FIXED64), pa.uint64(), pa.decimal128(20, 0)),
+    ((_D.TYPE_FLOAT,), pa.float32(), pa.float32()),
+    ((_D.TYPE_DOUBLE,), pa.float64(), pa.float64()),
+    ((_D.TYPE_BOOL,), pa.bool_(), pa.bool_()),
+    ((_D.TYPE_STRING, _D.TYPE_ENUM), pa.string(), pa.string()),
+    ((_D.TYPE_BYTES,), pa.binary(), pa.binary()),
+):
+    for _type in _types:
+        _SCALARS[_type] = (_arrow, _stored)
+
+
+def _is_map(field: FieldDescriptor) -> bool:
+    message = field.message_type
+    return message is not None and bool(message.GetOptions().map_entry)
+
+
+def struct_type(message: Descriptor, outer: tuple[str, ...] = ()) -> pa.DataType:
+    """The columns of a message. Raises ValueError for one that can have none."""
+    name = message.full_name
+    if name in outer:
+        raise ValueError(f"{name} contains itself: no table can have its columns")
+    if not message.fields:
+        raise ValueError(f"{name} has no field: no table can have its columns")
+    return pa.struct(
+        [pa.field(field.name, _type_of(field, (*outer, name))) for field in message.fields]
+    )
+
+
+def _type_of(field: FieldDescriptor, outer: tuple[str, ...] = ()) -> pa.DataType:
+    if _is_map(field):
+        key, value = field.message_type.fields
+        return pa.map_(_type_of(key, outer), _type_of(value, outer))
+    one = (
+        struct_type(field.message_type, outer)
+        if field.message_type is not None
+        else _SCALARS[field.type][1]
+    )
+    return pa.list_(one) if field.is_repeated else one
+
+
+def leaves(kind: pa.DataType, name: str) -> dict[str, str]:
+    """The columns of a type that hold values, by their paths, with their types."""
+    found: dict[str, str] = {}
+    if pa.types.is_struct(kind):
+        for part in kind:
+            found |= leaves(part.type, f"{name}.{part.name}")
+    elif pa.types.is_map(kind):
+        found = leaves(kind.key_type, f"{name}[key]") | leaves(kind.item_type, f"{name}[value]")
+    elif pa.types.is_list(kind):
+        found = leaves(kind.value_type, f"{name}[]")
+    else:
+        found[name] = str(kind)
+    return found
+
+
+Build = Callable[[Sequence[Any]], pa.Array]
+
+
+def builder(message: Descriptor) -> Build:
+    """Makes the column of these messages; None is a message that is absent."""
+    parts = [_field_builder(field) for field in message.fields]
+    whole = struct_type(message)
+    fields = list(whole)
+
+    def build(messages: Sequence[Any]) -> pa.Array:
+        absent = [message is None for message in messages]
+        if all(absent):
+            return pa.nulls(len(messages), whole)
+        mask = pa.array(absent) if any(absent) else None
+        return pa.StructArray.from_arrays(
+            [part(messages) for part in parts], fields=fields, mask=mask
+        )
+
+    return build
+
+
+def _one(field: FieldDescriptor) -> Build:
+    """Makes a column of values, None where there is none."""
+    if field.message_type is not None:
+        return builder(field.message_type)
+    arrow, stored = _SCALARS[field.type]
+    if field.type == _D.TYPE_ENUM:
+        names = {value.number: value.name for value in field.enum_type.values}
+        return lambda values: pa.array(
+            [None if value is None else names.get(value, str(value)) for value in values], arrow
+        )
+    if stored != arrow:
+        return lambda values: pa.array(values, arrow).cast(stored)
+    return lambda values: pa.array(values, arrow)
+
+
+def _field_builder(field: FieldDescriptor) -> Build:
+    name = field.name
+    if _is_map(field):
+        return _map_builder(field)
+    one = _one(field)
+    if field.is_repeated:
+
+        def repeated(messages: Sequence[Any]) -> pa.Array:
+            values: list[Any] = []
+            offsets = [0]
+            for message in messages:
+                if message is not None:
+                    values.extend(getattr(message, name))
+                offsets.append(len(values))
+            return pa.ListArray.from_arrays(pa.array(offsets, pa.int32()), one(values))
+
+        return repeated
+    if field.has_presence:
+        return lambda messages: one(
+            [
+                getattr(message, name) if message is not None and message.HasField(name) else None
+                for message in messages
+            ]
+        )
+    return lambda messages: one(
+        [None if message is None else getattr(message, name) for message in messages]
+    )
+
+
+def _map_builder(field: FieldDescriptor) -> Build:
+    name = field.name
+    key, value = (_one(part) for part in field.message_type.fields)
+
+    def build(messages: Sequence[Any]) -> pa.Array:
+        keys: list[Any] = []
+        values: list[Any] = []
+        offsets = [0]
+        for message in messages:
+            if message is not None:
+                for one, other in getattr(message, name).items():
+                    keys.append(one)
+                    values.append(other)
+            offsets.append(len(keys))
+        return pa.MapArray.from_arrays(pa.array(offsets, pa.int32()), key(keys), value(values))
+
+    return build

@@ -1,0 +1,174 @@
+"""Whether a line of a batch is a payload that can be landed, and if not, why."""
+
+import base64
+import binascii
+import datetime
+import enum
+import hashlib
+import json
+import re
+from dataclasses import dataclass
+from typing import Any
+
+from google.protobuf.message import DecodeError, Message
+from google.protobuf.unknown_fields import UnknownFieldSet
+
+from fleet.batches import Line
+from fleet.contracts import VERSION, Contracts, Payload, version_key
+
+LARGEST_SEQUENCE = 999_999_999_999_999
+_UUID = re.compile(r"[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}")
+_HASH = re.compile(r"[0-9a-f]{64}")
+_TIME = re.compile(r"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3}Z")
+
+
+class Reason(enum.StrEnum):
+    """Why a line is rejected: a closed list."""
+
+    LABEL = "label"
+    HASH = "hash"
+    UNKNOWN_GUN = "unknown gun"
+    NEWER_VERSION = "version newer than the contracts"
+    NOT_UTF8 = "not UTF-8"
+    MALFORMED = "malformed"
+
+
+@dataclass
+class Verdict:
+    """A line: what is known of it, and the reason if it is rejected."""
+
+    reason: Reason | None = None
+    detail: str = ""
+    gun: str | None = None
+    version: str | None = None
+    device: str | None = None
+    created: datetime.datetime | None = None
+    sequence: int | None = None
+    id: str | None = None
+    data: bytes = b""  # the payload, or the line if it has none that can be read
+    has_unknown: bool = False  # fields that the contracts do not have
+
+
+class _Rejected(Exception):
+    def __init__(self, reason: Reason, detail: str) -> None:
+        super().__init__(detail)
+        self.reason = reason
+
+
+def judge(line: Line, contracts: Contracts) -> Verdict:
+    """Never raises: whatever a line holds is a verdict."""
+    verdict = Verdict(data=line.text)
+    try:
+        if line.fault:
+            raise _Rejected(Reason.MALFORMED, line.fault)
+        label = _parse(line.text)
+        _take_label(label, verdict)
+        payload = _check(label, contracts, verdict)
+        _parse_payload(payload, contracts, verdict)
+    except _Rejected as rejected:
+        verdict.reason = rejected.reason
+        verdict.detail = str(rejected)
+    return verdict
+
+
+def _parse(text: bytes) -> dict[str, Any]:
+    try:
+        label = json.loads(text.decode("utf-8"))
+    except UnicodeDecodeError as error:
+        raise _Rejected(Reason.NOT_UTF8, f"the line is not UTF-8 at byte {error.start}") from error
+    except (ValueError, RecursionError) as error:
+        raise _Rejected(Reason.LABEL, f"the line is not JSON ({error})") from error
+    if not isinstance(label, dict):
+        raise _Rejected(Reason.LABEL, "the line is not a JSON object")
+    return label
+
+
+def _text(label: dict[str, Any], key: str, form: re.Pattern[str] | None = None) -> str:
+    value = label.get(key)
+    if not isinstance(value, str) or not value or "\0" in value:
+        raise _Rejected(Reason.LABEL, f"the label has no text {key}")
+    if form is not None and form.fullmatch(value) is None:
+        raise _Rejected(Reason.LABEL, f"{key} of the label has another form: {value[:80]!r}")
+    try:
+        value.encode("utf-8")
+    except UnicodeEncodeError as error:
+        raise _Rejected(Reason.LABEL, f"{key} of the label is half of a character") from error
+    return value
+
+
+def _number(label: dict[str, Any], key: str, least: int) -> int:
+    value = label.get(key)
+    if type(value) is not int or not least <= value <= LARGEST_SEQUENCE:
+        raise _Rejected(Reason.LABEL, f"the label has no number {key}")
+    return value
+
+
+def _take_label(label: dict[str, Any], verdict: Verdict) -> None:
+    data = label.get("data")
+    if not isinstance(data, str):
+        raise _Rejected(Reason.LABEL, "the label has no text data")
+    try:
+        verdict.data = base64.b64decode(data, validate=True)
+    except (binascii.Error, ValueError) as error:
+        raise _Rejected(Reason.LABEL, f"data is not base64 ({error})") from error
+    verdict.gun = _text(label, "gun")
+    verdict.version = _text(label, "version", VERSION)
+    verdict.device = _text(label, "device", _UUID)
+    created = _text(label, "created", _TIME)
+    verdict.id = _text(label, "id", _UUID)
+    verdict.sequence = _number(label, "sequence", 1)
+    try:
+        verdict.created = datetime.datetime.fromisoformat(created)
+    except ValueError as error:
+        raise _Rejected(Reason.LABEL, f"created of the label is not a time: {created}") from error
+
+
+def _check(label: dict[str, Any], contracts: Contracts, verdict: Verdict) -> Payload:
+    size = _number(label, "bytes", 0)
+    sha256 = _text(label, "sha256", _HASH)
+    message = _text(label, "message")
+    if size != len(verdict.data):
+        raise _Rejected(Reason.HASH, f"has {len(verdict.data)} bytes, the label says {size}")
+    if hashlib.sha256(verdict.data).hexdigest() != sha256:
+        raise _Rejected(Reason.HASH, "has another hash than the label says")
+    payload = contracts.payloads.get(verdict.gun or "")
+    if payload is None:
+        raise _Rejected(Reason.UNKNOWN_GUN, f"no message of the contracts has {verdict.gun}")
+    version = verdict.version or ""
+    if version != payload.version and version_key(version) > version_key(payload.version):
+        raise _Rejected(Reason.NEWER_VERSION, f"is {version}, the contracts have {payload.version}")
+    if message != payload.descriptor.full_name:
+        raise _Rejected(Reason.LABEL, f"message is {message[:200]}, the gun is of another")
+    return payload
+
+
+def _parse_payload(payload: Payload, contracts: Contracts, verdict: Verdict) -> None:
+    try:
+        message: Message = payload.message.FromString(verdict.data)
+    except DecodeError as error:
+        if contracts.parses_without_text(payload, verdict.data):
+            raise _Rejected(Reason.NOT_UTF8, "a text of the payload is not UTF-8") from error
+        raise _Rejected(Reason.MALFORMED, "the payload does not parse") from error
+    size = message.ByteSize()
+    message.DiscardUnknownFields()
+    if message.ByteSize() == size:
+        return
+    if other := _other_type(payload.message.FromString(verdict.data), payload.descriptor.name):
+        raise _Rejected(Reason.MALFORMED, f"{other} has another type than in the contracts")
+    verdict.has_unknown = True
+
+
+def _other_type(message: Message, path: str) -> str | None:
+    """The first field that is unknown only because its bytes are of another type."""
+    for field in UnknownFieldSet(message):
+        known = message.DESCRIPTOR.fields_by_number.get(field.field_number)
+        if known is not None:
+            return f"{path}.{known.name}"
+    for descriptor, value in message.ListFields():
+        if descriptor.message_type is None or descriptor.message_type.GetOptions().map_entry:
+            continue
+        place = f"{path}.{descriptor.name}"
+        for part in [value] if isinstance(value, Message) else value:
+            if other := _other_type(part, place):
+                return other
+    return None
