@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto message = input.New();
   const bool parsed = message->ParseFromArray(input.content.data(), length);
   const std::string bytes = Encode(*message);
-  Require(bytes.size() == message->ByteSizeLong(), input, "the reported size is not the written size");
+  Require(bytes.size() == message->ByteSizeLong(), input,
+          "the reported size is not the written size");
 
   google::protobuf::Arena arena;
   google::protobuf::Message* in_arena = input.prototype->New(&arena);

@@ -1,7 +1,8 @@
 // What guarded stacks call (-fstack-protector-strong) where MinGW's C library does not have it.
 // GCC's own library for it asks the system's cryptography for one number, which takes longer than
 // all else that is done as the DLL loads. This makes the number of what MSVC makes its own (/GS)
-// of: the time, to the processor's clock, and what distinguishes this process and thread from others.
+// of: the time, to the processor's clock, and what distinguishes this process and thread from
+// others.
 #include <windows.h>
 
 #include <cstdint>
