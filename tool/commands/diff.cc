@@ -8,7 +8,6 @@
 #include "diff/compare.h"
 #include "diff/ignored.h"
 #include "diff/report.h"
-#include "terminal/error.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
@@ -52,9 +51,6 @@ std::string Report(DiffFormat format, const std::vector<Difference>& differences
 }
 
 int Diff(const Options& options) {
-  if (options.older == "-" && options.newer == "-") {
-    throw Error("diff: only one of the two can be the standard input");
-  }
   const auto older = Contracts::Read(options.older);
   const auto read = options.newer.empty() ? nullptr : Contracts::Read(options.newer);
   const Contracts& newer = read == nullptr ? Contracts::Installed() : *read;

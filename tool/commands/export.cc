@@ -1,10 +1,8 @@
 // export: contracts in the notations of other tools.
 #include "export/export.h"
 
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "commands/commands.h"
 #include "contracts/names.h"
@@ -58,12 +56,7 @@ void Export(const Options& options) {
                 (is_schema ? "message" : "payload, a database with --database") +
                 ", or write all with --out DIR");
   }
-  const std::string document = OneOf(options);
-  std::vector<std::filesystem::path> read;
-  if (!options.release.file.empty()) read.push_back(options.release.file);
-  Output output(options.output, read);
-  output.Write(document);
-  output.Finish();
+  WriteAll(OneOf(options), options.output);
 }
 
 }  // namespace
