@@ -58,14 +58,17 @@ class Decoder {
     if (!read) return "";
     const LabelledPayload& payload = *read;
     const std::string name = file.path.string();
-    if (const LabelProblem* problem = payload.Fatal()) throw Error(name + ": " + problem->what);
+    const bool is_redacted = !options_.redact.empty();
+    const auto said = [&](const LabelProblem& problem) {
+      return name + ": " + (is_redacted ? problem.what : problem.WithValues());
+    };
+    if (const LabelProblem* problem = payload.Fatal()) throw Error(said(*problem));
     auto& message = messages_.Empty(payload.type);
     Parse(payload.bytes, 0, (file.path.parent_path() / payload.label.payload).string(), message);
     for (const LabelProblem& problem : payload.problems) {
       has_remarks_ = true;
-      Report(name + ": " + problem.what);
+      Report(said(problem));
     }
-    const bool is_redacted = !options_.redact.empty();
     if (is_redacted) redactor_.Redact(message);
     if (options_.notation == Notation::kJson) unknown_.Look(message, number);
     const std::string& printed = printer_.Print(message);
