@@ -73,13 +73,16 @@ void AddDiff(CLI::App& app, int& exit_code) {
   command
       ->add_option("old", options->older,
                    "The older release: a descriptor set (- is the standard input), or git:REVISION")
+      ->check(NamesFile)
       ->type_name("OLD")
       ->required();
   command->add_option("new", options->newer, "The newer release; without it these contracts")
+      ->check(NamesFile)
       ->type_name("NEW");
   command
       ->add_option("--ignore", options->ignored,
                    "Leave out the changes of this file, a rule and a subject a line")
+      ->check(NamesFile)
       ->type_name("FILE");
   AddChoice(*command, "--format", options->format,
             {{"text", DiffFormat::kText},

@@ -82,6 +82,7 @@ void AddExport(CLI::App& app, int&) {
       command
           ->add_option("-o,--output", options->output,
                        "Where to write, whole or not at all; standard output without it")
+          ->check(NamesFile)
           ->type_name("FILE");
   command
       ->add_option("--out", options->out,
