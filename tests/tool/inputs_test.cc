@@ -190,6 +190,7 @@ TEST(ToolInputs, AreNotWrittenThroughDescriptors) {
       "$tool decode BatteryHealthLog --delimited <stream >>stream",
       "$tool check BatteryHealthLog --delimited stream >>stream",
       "$tool decode label.json label.json >>label.json",
+      "$tool decode label.json label.json -o three 3>>label.json",
   };
   for (const std::string& arguments : cases) {
     SCOPED_TRACE(arguments);
