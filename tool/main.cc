@@ -2,11 +2,14 @@
 #include <google/protobuf/stubs/logging.h>
 
 #include <exception>
+#include <new>
+#include <string>
 
 #include "commands/commands.h"
 #include "commands/completion.h"
 #include "ovix/telemetry/contract/version.h"
 #include "terminal/error.h"
+#include "terminal/files_read.h"
 #include "terminal/output.h"
 #include "terminal/platform.h"
 #include "terminal/report.h"
@@ -57,7 +60,7 @@ int Main(int argc, char** argv) {
     return kDone;
   }
   // CLI11 would only report that a command is missing.
-  if (argc > 1 && argv[1][0] != '-') CommandOf(app, argv[1]);
+  if (argc > 1) CheckFirst(app, argv[1]);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
@@ -65,6 +68,9 @@ int Main(int argc, char** argv) {
     WriteAll(HelpOf(app, chosen.empty() ? "" : chosen.front()->get_name()));
   } catch (const CLI::CallForVersion& version) {
     WriteAll(std::string(version.what()) + "\n");
+  } catch (const CLI::ExtrasError&) {
+    Report(UnexpectedWord(app));
+    return kFailed;
   } catch (const CLI::ParseError& error) {
     const auto chosen = app.get_subcommands();
     const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
@@ -82,6 +88,11 @@ int main(int argc, char** argv) {
     return ovix::tool::Main(argc, argv);
   } catch (const ovix::tool::ClosedPipe&) {
     ovix::tool::EndByClosedPipe();
+    return ovix::tool::kFailed;
+  } catch (const std::bad_alloc&) {
+    const std::string& input = ovix::tool::LastRead();
+    ovix::tool::Report((input.empty() ? "" : input + ": ") +
+                       "there is not enough memory to go on; free some, or give it less at once");
     return ovix::tool::kFailed;
   } catch (const std::exception& error) {
     ovix::tool::Report(error.what());

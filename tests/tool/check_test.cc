@@ -247,7 +247,9 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
   EXPECT_EQ(run.output, old +
                             ".binpb: HwBatteryHealthLogAsCDM.version: is \"0.9.0\"; these "
                             "contracts have version 1.0.0 [version]\n" +
-                            damaged + ".json: the payload has 3 bytes, the label says 7 [bytes]\n");
+                            damaged +
+                            ".json: the payload does not have the size that the label says: it has "
+                            "3 bytes, the label says 7 [bytes]\n");
   EXPECT_EQ(run.errors, "ovix-contracts: 3 messages checked, 2 findings\n");
   EXPECT_EQ(RunTool(folder, "check " + quoted(good + ".json")).exit_code, 0);
 

@@ -126,7 +126,7 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
        [](auto& folder, auto& stem) {
          Change(folder, stem + ".json", "\"bytes\": 13", "\"bytes\": 12");
        },
-       "the payload has 13 bytes, the label says 12", false},
+       ": it has 13 bytes, the label says 12", false},
       {"no size",
        [](auto& folder, auto& stem) { Change(folder, stem + ".json", "\"bytes\"", "\"size\""); },
        "the label does not say the size", false},

@@ -144,7 +144,8 @@ TEST(ToolDiff, ReadsStandardInputOnce) {
   EXPECT_EQ(RunTool(folder, "diff -" + Path(folder, "new"), folder.Read("old")).output, expected);
   const ProgramRun run = RunTool(folder, "diff - -", folder.Read("old"));
   EXPECT_EQ(run.exit_code, 2);
-  EXPECT_NE(run.errors.find("only one of the two can be the standard input"), std::string::npos);
+  EXPECT_NE(run.errors.find("standard input: is read for two things; name a file for one"),
+            std::string::npos);
 }
 
 TEST(ToolDiff, ReadsWhatGzipHasCompressed) {

@@ -226,7 +226,8 @@ od -An -tx1 made)");
 TEST(ToolOutput, IsRemovedOnASignal) {
   const Folder folder;
   folder.Write("made", "as it was");
-  for (const char* signal : {"HUP", "INT", "QUIT", "TERM"}) {
+  for (const char* signal :
+       {"HUP", "INT", "QUIT", "TERM", "USR1", "USR2", "ALRM", "VTALRM", "XCPU", "ABRT", "SEGV"}) {
     SCOPED_TRACE(signal);
     const ProgramRun run = RunShell(folder, "ulimit -c 0" + std::string(kStart) + "start; kill -" +
                                                 signal + " $!; wait $!; kill -l $?");

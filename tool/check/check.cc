@@ -46,7 +46,7 @@ class Run {
     const LabelledPayload& payload = *read;
     ++messages_;
     for (const LabelProblem& problem : payload.problems) {
-      Say(file.path.string(), {{problem.rule, "", problem.what}});
+      Say(file.path.string(), {{problem.rule, "", problem.WithValues()}});
     }
     if (payload.Fatal() != nullptr) return;
     Say((file.path.parent_path() / payload.label.payload).string(),

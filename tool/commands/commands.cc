@@ -6,6 +6,8 @@
 
 namespace ovix::tool {
 
+std::string NamesFile(const std::string& file) { return file.empty() ? "names no file" : ""; }
+
 void AddMessage(CLI::App& command, std::string& name) {
   command
       .add_option("name", name,
@@ -19,7 +21,7 @@ void AddContracts(CLI::App& command, Release& release) {
       .add_option(
           "--contracts", release.file,
           "Read another release, a descriptor set or git:REVISION, instead of these contracts")
-      ->check([](const std::string& file) { return file.empty() ? "names no file" : ""; })
+      ->check(NamesFile)
       ->type_name("FILE.binpb");
 }
 

@@ -37,6 +37,10 @@ void AddDescribe(CLI::App& app, int& exit_code);
 
 // The command of this name. Throws Error, with what comes near it.
 const CLI::App* CommandOf(const CLI::App& app, const std::string& name);
+// Throws Error where the first word of a line is neither a command nor an option of the program.
+void CheckFirst(const CLI::App& app, const std::string& word);
+// What is wrong with the words that the chosen command does not take, after CLI::ExtrasError.
+std::string UnexpectedWord(const CLI::App& app);
 // The help of a command; that of the program where the name is empty. Throws Error.
 std::string HelpOf(const CLI::App& app, const std::string& command);
 
@@ -61,6 +65,10 @@ CLI::Option* AddChoice(CLI::App& command, const std::string& name, Choice& choic
       ->type_name("FORMAT")
       ->default_str(choices.front().first);
 }
+
+// For Option::check(): what is wrong with the name of a file, "" where nothing is. An empty one,
+// which a script writes whose variable is not set, is not standard input or output.
+std::string NamesFile(const std::string& file);
 
 // The name of the message that a command is about. `name` must outlive the command.
 void AddMessage(CLI::App& command, std::string& name);

@@ -30,6 +30,7 @@ void AddConversion(CLI::App& command, Conversion& conversion) {
   command
       .add_option("-o,--output", conversion.output,
                   "Where to write, whole or not at all; standard output without it")
+      ->check(NamesFile)
       ->type_name("FILE");
   AddChoice(command, "--format", conversion.notation,
             {{"json", Notation::kJson}, {"text", Notation::kText}});
@@ -46,10 +47,12 @@ void AddSubject(CLI::App& command, SubjectWords& words) {
       .add_option("name", words.name,
                   "The message's full name, the end of it, or its gun; instead of it a payload's "
                   "label or an outbox")
+      ->check(NamesFile)
       ->type_name("NAME");
   command
       .add_option("input", words.inputs,
                   "What to read; standard input without it and for -. After a label more of them")
+      ->check(NamesFile)
       ->type_name("FILE");
   command.add_option("--gun", words.gun, "The payload by its gun, instead of a name")
       ->type_name("GUN");

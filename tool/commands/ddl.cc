@@ -225,6 +225,7 @@ void AddDdl(CLI::App& app, int&) {
   command
       ->add_option("--from", options->from,
                    "Print what brings databases of this older descriptor set to these contracts")
+      ->check(NamesFile)
       ->type_name("OLD.binpb");
   command
       ->add_option(

@@ -122,7 +122,9 @@ void AddDescribe(CLI::App& app, int&) {
   AddChoice(
       *command, "--as", options->what,
       {{"man", What::kMan}, {"bash", What::kBash}, {"zsh", What::kZsh}, {"fish", What::kFish}});
-  command->add_option("-o,--output", options->output, "Where to write")->type_name("FILE");
+  command->add_option("-o,--output", options->output, "Where to write")
+      ->check(NamesFile)
+      ->type_name("FILE");
   command->callback([&app, options] { WriteAll(Described(app, options->what), options->output); });
 }
 

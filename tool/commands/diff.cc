@@ -8,7 +8,6 @@
 #include "diff/compare.h"
 #include "diff/ignored.h"
 #include "diff/report.h"
-#include "terminal/error.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
@@ -52,9 +51,6 @@ std::string Report(DiffFormat format, const std::vector<Difference>& differences
 }
 
 int Diff(const Options& options) {
-  if (options.older == "-" && options.newer == "-") {
-    throw Error("diff: only one of the two can be the standard input");
-  }
   const auto older = Contracts::Read(options.older);
   const auto read = options.newer.empty() ? nullptr : Contracts::Read(options.newer);
   const Contracts& newer = read == nullptr ? Contracts::Installed() : *read;
@@ -77,13 +73,16 @@ void AddDiff(CLI::App& app, int& exit_code) {
   command
       ->add_option("old", options->older,
                    "The older release: a descriptor set (- is the standard input), or git:REVISION")
+      ->check(NamesFile)
       ->type_name("OLD")
       ->required();
   command->add_option("new", options->newer, "The newer release; without it these contracts")
+      ->check(NamesFile)
       ->type_name("NEW");
   command
       ->add_option("--ignore", options->ignored,
                    "Leave out the changes of this file, a rule and a subject a line")
+      ->check(NamesFile)
       ->type_name("FILE");
   AddChoice(*command, "--format", options->format,
             {{"text", DiffFormat::kText},

@@ -19,6 +19,7 @@ void AddEncode(CLI::App& app, int& exit_code) {
   const auto options = std::make_shared<Options>();
   AddMessage(*command, options->name);
   command->add_option("input", options->input, "What to read; standard input without it and for -")
+      ->check(NamesFile)
       ->type_name("FILE");
   AddContracts(*command, options->release);
   AddConversion(*command, *options);

@@ -1,10 +1,8 @@
 // export: contracts in the notations of other tools.
 #include "export/export.h"
 
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "commands/commands.h"
 #include "contracts/names.h"
@@ -58,12 +56,7 @@ void Export(const Options& options) {
                 (is_schema ? "message" : "payload, a database with --database") +
                 ", or write all with --out DIR");
   }
-  const std::string document = OneOf(options);
-  std::vector<std::filesystem::path> read;
-  if (!options.release.file.empty()) read.push_back(options.release.file);
-  Output output(options.output, read);
-  output.Write(document);
-  output.Finish();
+  WriteAll(OneOf(options), options.output);
 }
 
 }  // namespace
@@ -89,6 +82,7 @@ void AddExport(CLI::App& app, int&) {
       command
           ->add_option("-o,--output", options->output,
                        "Where to write, whole or not at all; standard output without it")
+          ->check(NamesFile)
           ->type_name("FILE");
   command
       ->add_option("--out", options->out,

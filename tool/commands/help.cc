@@ -7,6 +7,24 @@
 #include "terminal/output.h"
 
 namespace ovix::tool {
+namespace {
+
+// What is wrong with a word that begins as an option does.
+std::string NotAnOption(const CLI::App& command, const std::string& word) {
+  const std::string name = word.substr(0, word.find('='));
+  std::vector<std::string> known;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& known_name : option->get_lnames()) known.push_back("--" + known_name);
+  }
+  const std::string suggestion = Suggestion(name, known);
+  const bool is_program = command.get_parent() == nullptr;
+  return name + ": is not an option" + (is_program ? "" : " of " + command.get_name()) +
+         (suggestion.empty()
+              ? "; see ovix-contracts " + (is_program ? "" : command.get_name() + " ") + "--help"
+              : suggestion);
+}
+
+}  // namespace
 
 std::string HelpOf(const CLI::App& app, const std::string& command) {
   // App::help() is that of the command that was chosen.
@@ -25,6 +43,25 @@ const CLI::App* CommandOf(const CLI::App& app, const std::string& name) {
   const std::string suggestion = Suggestion(name, known);
   throw Error(name + ": is not a command" +
               (suggestion.empty() ? "; see ovix-contracts --help" : suggestion));
+}
+
+void CheckFirst(const CLI::App& app, const std::string& word) {
+  if (!word.starts_with('-')) {
+    CommandOf(app, word);
+  } else if (app.get_option_no_throw(word.substr(0, word.find('='))) == nullptr) {
+    throw Error(NotAnOption(app, word));
+  }
+}
+
+std::string UnexpectedWord(const CLI::App& app) {
+  const CLI::App& command = *app.get_subcommands().front();
+  // In the order of the line.
+  const std::vector<std::string> words = command.remaining();
+  for (const std::string& word : words) {
+    if (word.size() > 1 && word.starts_with('-')) return NotAnOption(command, word);
+  }
+  return "'" + words.front() + "' is one word too many; see ovix-contracts " + command.get_name() +
+         " --help";
 }
 
 void AddHelp(CLI::App& app, int&) {

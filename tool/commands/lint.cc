@@ -71,7 +71,7 @@ void AddLint(CLI::App& app, int& exit_code) {
   command
       ->add_option("--against", options->against,
                    "Report also what breaks this release, a descriptor set or git:REVISION")
-      ->check([](const std::string& file) { return file.empty() ? "names no file" : ""; })
+      ->check(NamesFile)
       ->type_name("FILE.binpb");
   AddChoice(*command, "--format", options->format,
             {{"text", LintFormat::kText},

@@ -47,6 +47,7 @@ void AddSample(CLI::App& app, int&) {
       command
           ->add_option("-o,--output", options->output,
                        "Where to write, whole or not at all; standard output without it")
+          ->check(NamesFile)
           ->type_name("FILE");
   CLI::Option* out = command
                          ->add_option("--out", options->folder,

@@ -114,7 +114,8 @@ const Contracts& Contracts::Installed() {
   return installed;
 }
 
-Contracts::Contracts(std::string_view installed) : release_(OVIX_TELEMETRY_DATA_CONTRACTS_VERSION) {
+Contracts::Contracts(std::string_view installed)
+    : release_(OVIX_TELEMETRY_DATA_CONTRACTS_VERSION), source_("ovix-contracts") {
   Index(installed);
   pool_ = DescriptorPool::generated_pool();
   for (const std::string& name : names_) {
@@ -124,11 +125,13 @@ Contracts::Contracts(std::string_view installed) : release_(OVIX_TELEMETRY_DATA_
 }
 
 Contracts::Contracts(std::string bytes, const std::string& name)
-    : release_(std::filesystem::path(name).filename().string()), bytes_(std::move(bytes)) {
+    : release_(std::filesystem::path(name).filename().string()),
+      source_(name),
+      bytes_(std::move(bytes)) {
   google::protobuf::FileDescriptorSet set;
   if (!set.ParseFromString(bytes_) || set.file_size() == 0 || set.file(0).name().empty()) {
     throw Error(name +
-                ": is no descriptor set; make one with protoc --include_imports "
+                ": is not a descriptor set; make one with protoc --include_imports "
                 "--include_source_info --descriptor_set_out");
   }
   Index(bytes_);

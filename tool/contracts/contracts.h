@@ -109,6 +109,8 @@ class Contracts {
 
   // The version of the library's contracts; the file's name of others, for a set has no version.
   const std::string& release() const { return release_; }
+  // What errors call the set: the name that its user gave.
+  const std::string& source() const { return source_; }
   // An empty message: of a generated class for the library's contracts, else a dynamic one, which
   // must not outlive this object.
   std::unique_ptr<google::protobuf::Message> NewMessage(const Descriptor* message) const;
@@ -178,6 +180,7 @@ class Contracts {
   std::vector<Feed> FindFeeds(const std::set<const FileDescriptor*>& files) const;
 
   std::string release_;
+  std::string source_;
   std::string bytes_;
   std::map<std::string, std::string_view> encoded_;  // the files of the set, by name
   std::vector<std::string> names_;                   // in the order of the set

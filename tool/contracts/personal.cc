@@ -60,7 +60,7 @@ void RequirePrivacy(const Contracts& contracts) {
       if (FactsOf(contracts, message->field(i)).privacy != Privacy::kNone) return;
     }
   }
-  throw Error(contracts.release() +
+  throw Error(contracts.source() +
               ": its comments state no privacy class, so what is personal is not known; name a set "
               "with comments (protoc --include_source_info) of a release that states them");
 }

@@ -53,7 +53,7 @@ class Decoder {
 bool Decode(const Contracts& contracts, const Decoding& options) {
   Decoder decoder(contracts, options);
   Input input(options.input, options.encoding);
-  Output output(options.output, {options.input, options.key_file.value_or(options.input)});
+  Output output(options.output);
   Skipped skipped;
   if (!options.delimited) {
     output.Write(decoder.Decode(input.PeekAll(), 0, input.name(), 1));

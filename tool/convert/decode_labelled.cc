@@ -41,21 +41,6 @@ std::string LabelText(const Label& label, bool is_redacted) {
   return text + "}";
 }
 
-// The files that are read, for the output to refuse.
-std::vector<fs::path> FilesOf(const std::vector<LabelFile>& labels, const Decoding& options) {
-  std::vector<fs::path> files;
-  if (options.output.empty() || options.output == "-") return files;
-  if (options.key_file) files.emplace_back(*options.key_file);
-  for (const LabelFile& label : labels) {
-    files.push_back(label.path);
-    try {
-      files.push_back(label.path.parent_path() / ReadLabel(label.path).payload);
-    } catch (const Error&) {  // is reported when it is its turn
-    }
-  }
-  return files;
-}
-
 // What happens to each payload of one run.
 class Decoder {
  public:
@@ -73,14 +58,17 @@ class Decoder {
     if (!read) return "";
     const LabelledPayload& payload = *read;
     const std::string name = file.path.string();
-    if (const LabelProblem* problem = payload.Fatal()) throw Error(name + ": " + problem->what);
+    const bool is_redacted = !options_.redact.empty();
+    const auto said = [&](const LabelProblem& problem) {
+      return name + ": " + (is_redacted ? problem.what : problem.WithValues());
+    };
+    if (const LabelProblem* problem = payload.Fatal()) throw Error(said(*problem));
     auto& message = messages_.Empty(payload.type);
     Parse(payload.bytes, 0, (file.path.parent_path() / payload.label.payload).string(), message);
     for (const LabelProblem& problem : payload.problems) {
       has_remarks_ = true;
-      Report(name + ": " + problem.what);
+      Report(said(problem));
     }
-    const bool is_redacted = !options_.redact.empty();
     if (is_redacted) redactor_.Redact(message);
     if (options_.notation == Notation::kJson) unknown_.Look(message, number);
     const std::string& printed = printer_.Print(message);
@@ -116,7 +104,7 @@ bool DecodeLabelled(const Contracts& contracts, const Decoding& options) {
       options.labelled.size() == 1 && !fs::is_directory(options.labelled.front(), ignored);
   Decoder decoder(contracts, options, is_one);
   const std::vector<LabelFile> labels = LabelsOf(options.labelled);
-  Output output(options.output, FilesOf(labels, options));
+  Output output(options.output);
   uint64_t left_out = 0;
   for (size_t i = 0; i < labels.size(); ++i) {
     std::string text;

@@ -183,7 +183,7 @@ WireProblem PrintRaw(std::string_view encoded, std::string& out) {
 
 bool DecodeRaw(const Conversion& options) {
   Input input(options.input, options.encoding);
-  Output output(options.output, {options.input});
+  Output output(options.output);
   Skipped skipped;
   std::string printed;
   const auto print = [&](std::string_view bytes, uint64_t offset) {

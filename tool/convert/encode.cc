@@ -99,7 +99,7 @@ class Encoder {
 bool Encode(const Contracts& contracts, const Conversion& options) {
   Encoder encoder(contracts, options);
   Input input(options.input);
-  Output output(options.output, {options.input});
+  Output output(options.output);
   Skipped skipped;
   if (!options.delimited) {
     output.Write(encoder.Encode(input.PeekAll(), 1, input.name()));

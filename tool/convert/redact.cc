@@ -4,6 +4,7 @@
 
 #include "payload/hash.h"
 #include "terminal/error.h"
+#include "terminal/files_read.h"
 #include "terminal/report.h"
 
 namespace ovix::tool {
@@ -22,6 +23,7 @@ std::string ReadKey(const std::filesystem::path& file) {
   if (std::filesystem::is_directory(file, ignored)) {
     throw Error(file.string() + ": is a folder; name a file with the key");
   }
+  NoteRead(IdOf(file), file.string());
   std::ifstream input(file, std::ios::binary);
   std::string key(kMostKey + 1, '\0');
   input.read(key.data(), static_cast<std::streamsize>(key.size()));

@@ -5,7 +5,9 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
+#include <new>
 #include <set>
 #include <unordered_map>
 #include <vector>
@@ -26,6 +28,25 @@ using google::protobuf::Reflection;
 constexpr size_t kDeepest = 100;  // messages in messages, as the runtime reads them
 
 using Names = std::unordered_map<std::string_view, const FieldDescriptor*>;
+
+// Memory for RapidJSON, whose own allocator hands on a null pointer that it then writes to.
+class ThrowingAllocator {
+ public:
+  static constexpr bool kNeedFree = true;
+  void* Malloc(size_t size) { return size == 0 ? nullptr : Checked(std::malloc(size)); }
+  void* Realloc(void* memory, size_t, size_t size) {
+    if (size != 0) return Checked(std::realloc(memory, size));
+    std::free(memory);
+    return nullptr;
+  }
+  static void Free(void* memory) { std::free(memory); }
+
+ private:
+  static void* Checked(void* memory) {
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+  }
+};
 
 }  // namespace
 
@@ -361,7 +382,7 @@ class JsonReader::Parser : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>
     text_.Fail(problem.at, Here(), problem.what);
   }
 
-  rapidjson::Reader reader_;
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator> reader_;
   std::unordered_map<const Descriptor*, Names> names_;
 
   // Of the text that is being read.

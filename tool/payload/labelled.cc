@@ -7,6 +7,7 @@
 #include "contracts/names.h"
 #include "payload/hash.h"
 #include "terminal/error.h"
+#include "terminal/files_read.h"
 #include "terminal/format.h"
 #include "terminal/input.h"
 #include "terminal/report.h"
@@ -19,7 +20,7 @@ namespace fs = std::filesystem;
 void CheckNames(const Contracts& contracts, LabelledPayload& payload) {
   const Label& label = payload.label;
   const auto add = [&](const char* rule, const std::string& what, bool is_fatal = true) {
-    payload.problems.push_back({rule, what, is_fatal});
+    payload.problems.push_back({rule, what, "", is_fatal});
   };
   try {
     payload.type = FindByGun(contracts, label.gun);
@@ -40,13 +41,13 @@ void CheckNames(const Contracts& contracts, LabelledPayload& payload) {
 
 void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
   const Label& label = payload.label;
-  const auto add = [&](const char* rule, const std::string& what) {
-    payload.problems.push_back({rule, what});
+  const auto add = [&](const char* rule, const std::string& what, const std::string& values = "") {
+    payload.problems.push_back({rule, what, values});
   };
   // A label that somebody sent must not lead to any other file.
   const std::string& name = label.payload;
   if (name.empty() || name == "." || name == ".." ||
-      name.find_first_of("/\\:") != std::string::npos) {
+      name.find_first_of(std::string_view("/\\:\0", 4)) != std::string::npos) {
     return add("payload", JsonText(label.payload) + " does not name a file next to the label");
   }
   const fs::path file = label_file.parent_path() / name;
@@ -57,8 +58,10 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
   const auto size = fs::file_size(file, ignored);
   if (!label.bytes) return add("bytes", "the label does not say the size of the payload");
   if (size != *label.bytes) {
-    return add("bytes", "the payload has " + std::to_string(size) + " bytes, the label says " +
-                            std::to_string(*label.bytes));
+    NoteRead(IdOf(file), file.string());
+    return add("bytes", "the payload does not have the size that the label says",
+               ": it has " + std::to_string(size) + " bytes, the label says " +
+                   std::to_string(*label.bytes));
   }
   try {
     Input input(file);
@@ -71,7 +74,8 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
                  [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c; });
   const std::string actual = Sha256(payload.bytes);
   if (actual != expected) {
-    add("sha256", "the payload has " + actual + ", the label says " + JsonText(label.sha256));
+    add("sha256", "the payload does not have the SHA-256 that the label says",
+        ": it has " + actual + ", the label says " + JsonText(label.sha256));
   }
 }
 

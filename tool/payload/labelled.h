@@ -16,8 +16,11 @@ struct LabelProblem {
   std::string
       rule;  // a key of the label: "payload", "bytes", "sha256", "gun", "message", "version"
   std::string what;
+  std::string values = {};  // that were compared; by some of them a guess at the content is tested
   // Whether the payload cannot be what the label says, or cannot be read.
   bool is_fatal = true;
+
+  std::string WithValues() const { return what + values; }
 };
 
 struct LabelledPayload {

@@ -3,13 +3,15 @@
 #define OVIX_TOOL_TERMINAL_ERROR_H_
 
 #include <stdexcept>
+#include <string>
 
 namespace ovix::tool {
 
 // Bad input or a failed write, in one line: which input, where, and what fixes it. Exit code 2.
 class Error : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  // Control characters, of names that an input gives, become spaces: what() would end at a zero.
+  explicit Error(std::string what);
 };
 
 // Nobody reads what is written to standard output any more: the program ends without a word.

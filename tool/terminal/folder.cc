@@ -7,8 +7,12 @@
 #include <random>
 #include <set>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "terminal/error.h"
+#include "terminal/platform.h"
+#include "terminal/unfinished.h"
 
 namespace ovix::tool {
 namespace {
@@ -23,82 +27,181 @@ std::string ListTitle(const std::string& kind) {
   return "The files of this " + kind + ", written by ovix-contracts:";
 }
 
-void Write(const fs::path& file, const std::string& bytes) {
-  errno = 0;
-  std::ofstream output(file, std::ios::binary);
-  output.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  output.close();
-  if (!output) {
-    throw Error(file.string() + ": cannot be written" +
-                (errno == 0 ? std::string() : std::string(": ") + std::strerror(errno)) +
-                "; nothing was changed");
-  }
-}
-
-// Throws Error where the folder holds anything that is not of an earlier one of its kind.
-void CheckReplaceable(const fs::path& folder, const std::string& name, const std::string& kind) {
-  if (!fs::exists(folder)) return;
-  if (!fs::is_directory(folder)) throw Error(name + ": is a file; name a folder");
-  std::set<std::string> ours = {kList};
-  std::ifstream list(folder / kList);
-  std::string line;
-  if (std::getline(list, line) && line == ListTitle(kind)) {
-    while (std::getline(list, line)) ours.insert(line);
-  }
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    const std::string path = entry.path().lexically_relative(folder).generic_string();
-    if (entry.is_directory() && !entry.is_symlink()) continue;
-    if (ours.count(path) == 0 || ours.size() == 1) {
-      throw Error(name + ": holds " + path + ", which is not of a " + kind +
-                  "; name a new folder, or empty this one");
+// The folders that a file's path leads through, the outermost first.
+std::set<std::string> ParentsOf(const std::set<std::string>& files) {
+  std::set<std::string> parents;
+  for (const std::string& file : files) {
+    for (fs::path path = fs::path(file).parent_path(); !path.empty(); path = path.parent_path()) {
+      parents.insert(path.generic_string());
     }
   }
+  return parents;
 }
 
-// Removes the folder at its end.
-class Aside {
+// A hidden folder of a run that goes on, or that was killed.
+bool IsTemporary(const std::string& path) {
+  return path.starts_with(".ovix-contracts-") && path.ends_with(".tmp");
+}
+
+class Folder {
  public:
-  explicit Aside(fs::path folder) : folder(std::move(folder)) {}
-  ~Aside() {
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
+  Folder(fs::path folder, std::string name, std::string kind)
+      : folder_(std::move(folder)), name_(std::move(name)), kind_(std::move(kind)) {}
+
+  void Replace(const std::map<std::string, std::string>& files) {
+    Earlier();  // before the work
+    Make(folder_);
+    MakeTemporary();
+    std::set<std::string> names = {kList};
+    for (const auto& [path, bytes] : files) names.insert(path);
+    std::vector<std::pair<fs::path, std::string>> written;
+    for (const auto& [path, bytes] : files) {
+      written.emplace_back(temporary_ / std::to_string(written.size()), path);
+      Write(written.back().first, bytes);
+    }
+    written.emplace_back(temporary_ / kList, kList);
+    Write(written.back().first, ListOf(names));
+
+    const SignalsHeld signals;
+    const std::set<std::string> earlier = Earlier();
+    // Until all is done the list names what is there of both.
+    std::set<std::string> both = names;
+    both.insert(earlier.begin(), earlier.end());
+    const fs::path list_of_both = temporary_ / "both";
+    Write(list_of_both, ListOf(both));
+    if (earlier.contains(kList)) TakeRights(list_of_both, kList);
+    for (const auto& [file, path] : written) {
+      if (earlier.contains(path)) TakeRights(file, path);
+    }
+    for (const std::string& parent : ParentsOf(names)) Make(folder_ / parent);
+    Rename(list_of_both, kList, earlier);
+    is_changed_ = true;
+    for (const auto& [file, path] : written) {
+      if (path != kList) Rename(file, path, earlier);
+    }
+    RemoveOld(earlier, names);
+    Rename(written.back().first, kList, {kList});
   }
-  Aside(const Aside&) = delete;
-  Aside& operator=(const Aside&) = delete;
-  const fs::path folder;
+
+  bool is_changed() const { return is_changed_; }
+
+ private:
+  // The files that are there of an earlier folder of its kind, and its list. Throws Error where the
+  // folder holds anything else.
+  std::set<std::string> Earlier() const {
+    std::set<std::string> found;
+    if (!fs::exists(folder_)) return found;
+    if (!fs::is_directory(folder_)) throw Error(name_ + ": is a file; name a folder");
+    std::set<std::string> listed;
+    std::ifstream list(folder_ / kList);
+    const auto next = [&](std::string& line) {
+      if (!std::getline(list, line)) return false;
+      if (line.ends_with('\r')) line.pop_back();
+      return true;
+    };
+    std::string line;
+    if (next(line) && line == ListTitle(kind_)) {
+      listed.insert(kList);
+      while (next(line)) listed.insert(line);
+    }
+    const std::set<std::string> parents = ParentsOf(listed);
+    for (fs::recursive_directory_iterator entry(folder_), end; entry != end; ++entry) {
+      const std::string path = entry->path().lexically_relative(folder_).generic_string();
+      if (IsTemporary(path)) {
+        entry.disable_recursion_pending();
+        continue;
+      }
+      const bool is_folder = entry->is_directory() && !entry->is_symlink();
+      if (is_folder ? parents.contains(path) : listed.contains(path)) {
+        if (!is_folder) found.insert(path);
+        continue;
+      }
+      // What is in it says more.
+      if (is_folder && !fs::is_empty(entry->path())) continue;
+      throw Error(name_ + ": holds " + path + ", which is not of a " + kind_ +
+                  "; name a new folder, or empty this one");
+    }
+    return found;
+  }
+
+  std::string ListOf(const std::set<std::string>& names) const {
+    std::string list = ListTitle(kind_) + "\n";
+    for (const std::string& name : names) {
+      if (name != kList) list += name + "\n";
+    }
+    return list;
+  }
+
+  // A folder and those that it is in, where they do not exist.
+  void Make(const fs::path& folder) {
+    if (fs::exists(folder)) return;
+    Make(folder.parent_path());
+    const SignalsHeld signals;
+    if (fs::create_directory(folder)) made_.Add(folder);
+  }
+
+  // Nobody else reads in it.
+  void MakeTemporary() {
+    std::random_device random;
+    const SignalsHeld signals;
+    do {
+      temporary_ = folder_ / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
+    } while (!fs::create_directory(temporary_));
+    made_.Add(temporary_);
+    fs::permissions(temporary_, fs::perms::owner_all);
+  }
+
+  void Write(const fs::path& file, const std::string& bytes) {
+    const SignalsHeld signals;
+    errno = 0;
+    std::ofstream output(file, std::ios::binary);
+    made_.Add(file);
+    output.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    output.close();
+    if (!output) Fail(errno == 0 ? EIO : errno);
+  }
+
+  // The mode and owner of the file that it will replace.
+  void TakeRights(const fs::path& file, const std::string& path) const {
+    if (!tool::TakeRights(file, folder_ / path)) Fail(errno);
+  }
+
+  // To its place in the folder: over a file that is the folder's, or to a new name, never over
+  // another's file.
+  void Rename(const fs::path& file, const std::string& path,
+              const std::set<std::string>& ours) const {
+    if (ours.contains(path)) {
+      fs::rename(file, folder_ / path);
+    } else if (!RenameToNew(file, folder_ / path)) {
+      Fail(errno);
+    }
+  }
+
+  // What the folder no longer has, and the folders that it leaves empty.
+  void RemoveOld(const std::set<std::string>& earlier, const std::set<std::string>& names) const {
+    std::set<std::string> old;
+    for (const std::string& path : earlier) {
+      if (!names.contains(path)) old.insert(path);
+    }
+    for (const std::string& path : old) fs::remove(folder_ / path);
+    const std::set<std::string> parents = ParentsOf(old);
+    std::error_code is_not_empty;
+    for (auto parent = parents.rbegin(); parent != parents.rend(); ++parent) {
+      fs::remove(folder_ / *parent, is_not_empty);
+    }
+  }
+
+  [[noreturn]] static void Fail(int error) {
+    throw std::system_error(error, std::generic_category());
+  }
+
+  const fs::path folder_;
+  const std::string name_;
+  const std::string kind_;
+  fs::path temporary_;
+  Unfinished made_;
+  bool is_changed_ = false;
 };
-
-void Replace(const std::map<std::string, std::string>& files, const fs::path& out,
-             const std::string& name, const std::string& kind) {
-  // As it is named, without "." at its end, and behind a link.
-  fs::path target = fs::weakly_canonical(fs::absolute(out)).lexically_normal();
-  if (!target.has_filename()) target = target.parent_path();
-  if (!target.has_filename()) throw Error(name + ": is the root of a file system; name a folder");
-  CheckReplaceable(target, name, kind);
-  fs::create_directories(target.parent_path());
-
-  // Next to it, for only within a file system is a rename one step.
-  const std::string unique = std::to_string(std::random_device()());
-  const Aside fresh(target.parent_path() / ("." + target.filename().string() + ".new-" + unique));
-  const Aside earlier(target.parent_path() / ("." + target.filename().string() + ".old-" + unique));
-  fs::create_directories(fresh.folder);
-  std::string list = ListTitle(kind) + "\n";
-  for (const auto& [path, bytes] : files) {
-    fs::create_directories((fresh.folder / path).parent_path());
-    Write(fresh.folder / path, bytes);
-    list += path + "\n";
-  }
-  Write(fresh.folder / kList, list);
-
-  const bool replaces = fs::exists(target);
-  if (replaces) fs::rename(target, earlier.folder);
-  std::error_code failed;
-  fs::rename(fresh.folder, target, failed);
-  if (failed) {
-    if (replaces) fs::rename(earlier.folder, target);
-    throw fs::filesystem_error("rename", target, failed);
-  }
-}
 
 }  // namespace
 
@@ -106,11 +209,24 @@ void WriteFolder(const std::map<std::string, std::string>& files, const fs::path
                  const std::string& kind) {
   const std::string name = out.string();
   if (name.empty()) throw Error("the folder of the " + kind + " has no name; name one");
-  try {
-    Replace(files, out, name, kind);
-  } catch (const fs::filesystem_error& error) {
+  const auto fail = [&](const std::system_error& error, bool is_changed) {
     throw Error(name + ": cannot be written: " + error.code().message() +
-                "; name a folder that can be, nothing was changed");
+                (is_changed ? "; it holds files of this run and of the one before, run it again"
+                            : "; name a folder that can be, nothing was changed"));
+  };
+  try {
+    // As it is named, without "." at its end, and behind a link.
+    fs::path target = fs::weakly_canonical(fs::absolute(out)).lexically_normal();
+    if (!target.has_filename()) target = target.parent_path();
+    if (!target.has_filename()) throw Error(name + ": is the root of a file system; name a folder");
+    Folder folder(std::move(target), name, kind);
+    try {
+      folder.Replace(files);
+    } catch (const std::system_error& error) {
+      fail(error, folder.is_changed());
+    }
+  } catch (const std::system_error& error) {
+    fail(error, false);
   }
 }
 

@@ -9,9 +9,15 @@
 
 namespace ovix::tool {
 
-// Writes the files, by their paths in the folder, to a folder of its own next to `out`, which then
-// takes its place. `files.txt` lists them. `out` must be new, empty, or an earlier folder of the
-// same kind ("catalogue") with nothing else in it. Throws Error, with `out` as it was.
+// Writes the files, by their paths in the folder, and removes those of an earlier folder of the
+// same kind ("catalogue") that are no longer among them. `files.txt` lists what is the folder's.
+// `out` must be new, empty, or an earlier folder of its kind with nothing else in it; it stays the
+// folder that it is, with its mode and owner. All files are written to a hidden folder in it before
+// any of them takes its place; then signals wait until all have. Nothing is replaced or removed
+// that the list does not name.
+//
+// Throws Error, with `out` as it was; only where a rename fails after others, the error says that
+// the folder holds files of both, which the next run replaces.
 void WriteFolder(const std::map<std::string, std::string>& files, const std::filesystem::path& out,
                  const std::string& kind);
 

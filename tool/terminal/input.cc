@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "terminal/error.h"
+#include "terminal/files_read.h"
 #include "terminal/platform.h"
 
 namespace ovix::tool {
@@ -21,6 +22,12 @@ Input::Input(const std::filesystem::path& file, Encoding encoding) : buffer_(kPi
   name_ = is_standard ? "standard input" : file.string();
   if (encoding != Encoding::kBinary) decoder_.emplace(encoding, name_);
   if (is_standard) {
+    static bool is_taken = false;
+    if (is_taken) {
+      throw Error("standard input: is read for two things; name a file for one of them");
+    }
+    is_taken = true;
+    NoteRead(IdOf(stdin), name_);
     stream_.reset(stdin);
     return;
   }
@@ -32,6 +39,7 @@ Input::Input(const std::filesystem::path& file, Encoding encoding) : buffer_(kPi
   if (stream_ == nullptr) {
     throw Error(name_ + ": cannot be read (" + std::strerror(errno) + ")");
   }
+  NoteRead(IdOf(stream_.get()), name_);
 }
 
 // Up to `size` bytes as they are in the file, as soon as there are any; 0 at its end.

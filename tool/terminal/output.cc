@@ -4,45 +4,31 @@
 #include <cstring>
 
 #include "terminal/error.h"
+#include "terminal/files_read.h"
 #include "terminal/platform.h"
 
 namespace ovix::tool {
-namespace {
-
-// Throws Error where writing the file would destroy what the command reads.
-void CheckNotRead(const std::filesystem::path& file,
-                  const std::vector<std::filesystem::path>& read) {
-  for (const std::filesystem::path& other : read) {
-    const bool is_standard = other.empty() || other == "-";
-    std::error_code ignored;
-    if (is_standard ? !IsFileOf(stdin, file) : !std::filesystem::equivalent(file, other, ignored)) {
-      continue;
-    }
-    throw Error(file.string() + ": is read too (" +
-                (is_standard ? "standard input" : other.string()) +
-                "), and writing it would destroy it; name another file");
-  }
-}
-
-}  // namespace
-
-Output::Output(const std::filesystem::path& file, const std::vector<std::filesystem::path>& read)
+Output::Output(const std::filesystem::path& file)
     : file_(file == "-" ? "" : file), stream_(stdout) {
-  if (is_standard()) return;
+  if (is_standard()) {
+    NoteWritten(IdOf(stdout), "standard output");
+    return;
+  }
   std::error_code ignored;
   const auto status = std::filesystem::status(file_, ignored);
   if (std::filesystem::is_directory(status)) {
     throw Error(file.string() + ": is a folder; name a file");
   }
+  CheckNotRead(IdOf(file_), file_.string());
   // What is not a file, a device or a pipe, cannot be replaced by one, nor can the file that a
   // descriptor of this process has open ("/dev/stdout").
   if ((std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) ||
       IsOwnDescriptor(file_)) {
     stream_ = OpenFile(file_, "ab");
     if (stream_ == nullptr) Fail(std::strerror(errno));
+    NoteWritten(IdOf(file_), file_.string());
     return;
   }
-  CheckNotRead(file_, read);
   try {
     replacement_.emplace(file_);
   } catch (const std::system_error& error) {
@@ -52,6 +38,7 @@ Output::Output(const std::filesystem::path& file, const std::vector<std::filesys
 }
 
 Output::~Output() {
+  NoteWritten(std::nullopt, "");
   if (!is_standard() && !replacement_ && stream_ != nullptr) std::fclose(stream_);
 }
 
@@ -76,6 +63,7 @@ void Output::Flush() {
 
 void Output::Finish() {
   if (replacement_) {
+    CheckNotRead(IdOf(file_), file_.string());
     try {
       replacement_->Finish();
     } catch (const std::system_error& error) {

@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "terminal/replacement.h"
 
@@ -16,10 +15,9 @@ namespace ovix::tool {
 class Output {
  public:
   // Standard output for an empty path and for "-". A regular file is replaced by Finish(), in one
-  // step; a device or a pipe is written as it is. `read` are the files that the command reads,
-  // empty or "-" for standard input: none of them may be the file that is written. Throws Error.
-  explicit Output(const std::filesystem::path& file = {},
-                  const std::vector<std::filesystem::path>& read = {});
+  // step; a device or a pipe is written as it is. Throws Error, also where it is a file that this
+  // run reads; what is read later is refused by Finish().
+  explicit Output(const std::filesystem::path& file = {});
   // Removes what was not finished.
   ~Output();
   Output(const Output&) = delete;
@@ -30,7 +28,7 @@ class Output {
   // What was written so far can be read by others, where it is not a file that Finish() replaces.
   // Throws as Write() does.
   void Flush();
-  // Everything is out, and the file in its place. Throws Error.
+  // Everything is out, and the file in its place. Throws Error; the file is then as it was.
   void Finish();
 
   bool is_standard() const { return file_.empty(); }

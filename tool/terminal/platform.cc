@@ -12,6 +12,7 @@
 #include <io.h>
 #include <windows.h>
 #else
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -63,19 +64,36 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
 
 bool Flush(FILE* file) { return std::fflush(file) == 0 && _commit(_fileno(file)) == 0; }
 
-bool IsFileOf(FILE* stream, const std::filesystem::path& file) {
-  const auto open = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
-  const HANDLE other =
+static std::optional<FileId> IdOf(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION file;
+  if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileInformationByHandle(handle, &file)) {
+    return std::nullopt;
+  }
+  return FileId{file.dwVolumeSerialNumber,
+                uint64_t{file.nFileIndexHigh} << 32 | file.nFileIndexLow};
+}
+
+std::optional<FileId> IdOf(FILE* stream) {
+  return IdOf(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))));
+}
+
+std::optional<FileId> IdOf(const std::filesystem::path& file) {
+  const HANDLE handle =
       CreateFileW(file.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (other == INVALID_HANDLE_VALUE) return false;
-  BY_HANDLE_FILE_INFORMATION a, b;
-  const bool is_same = GetFileInformationByHandle(open, &a) &&
-                       GetFileInformationByHandle(other, &b) &&
-                       a.dwVolumeSerialNumber == b.dwVolumeSerialNumber &&
-                       a.nFileIndexHigh == b.nFileIndexHigh && a.nFileIndexLow == b.nFileIndexLow;
-  CloseHandle(other);
-  return is_same;
+  if (handle == INVALID_HANDLE_VALUE) return std::nullopt;
+  const std::optional<FileId> id = IdOf(handle);
+  CloseHandle(handle);
+  return id;
+}
+
+bool TakeRights(const std::filesystem::path&, const std::filesystem::path&) { return true; }
+
+bool RenameToNew(const std::filesystem::path& from, const std::filesystem::path& to) {
+  if (MoveFileExW(from.c_str(), to.c_str(), 0)) return true;
+  const DWORD error = GetLastError();
+  errno = error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS ? EEXIST : EACCES;
+  return false;
 }
 
 bool IsOwnDescriptor(const std::filesystem::path&) { return false; }
@@ -126,11 +144,44 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
 
 bool Flush(FILE* file) { return std::fflush(file) == 0 && fsync(fileno(file)) == 0; }
 
-bool IsFileOf(FILE* stream, const std::filesystem::path& file) {
-  struct stat open {
-  }, other{};
-  return fstat(fileno(stream), &open) == 0 && stat(file.c_str(), &other) == 0 &&
-         S_ISREG(open.st_mode) && open.st_dev == other.st_dev && open.st_ino == other.st_ino;
+static std::optional<FileId> IdOf(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return std::nullopt;
+  return FileId{static_cast<uint64_t>(status.st_dev), static_cast<uint64_t>(status.st_ino)};
+}
+
+std::optional<FileId> IdOf(FILE* stream) {
+  struct stat status {};
+  return fstat(fileno(stream), &status) == 0 ? IdOf(status) : std::nullopt;
+}
+
+std::optional<FileId> IdOf(const std::filesystem::path& file) {
+  struct stat status {};
+  return stat(file.c_str(), &status) == 0 ? IdOf(status) : std::nullopt;
+}
+
+bool TakeRights(const std::filesystem::path& file, const std::filesystem::path& other) {
+  struct stat before {
+  }, now{};
+  if (stat(other.c_str(), &before) != 0 || stat(file.c_str(), &now) != 0) return false;
+  if ((before.st_uid != now.st_uid || before.st_gid != now.st_gid) &&
+      chown(file.c_str(), before.st_uid, before.st_gid) != 0) {
+    return false;
+  }
+  return chmod(file.c_str(), before.st_mode & 07777) == 0;
+}
+
+bool RenameToNew(const std::filesystem::path& from, const std::filesystem::path& to) {
+#ifdef RENAME_NOREPLACE
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  // Some file systems cannot.
+  if (errno != EINVAL && errno != ENOSYS) return false;
+#endif
+  struct stat status {};
+  if (lstat(to.c_str(), &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
 bool IsOwnDescriptor(const std::filesystem::path& file) {

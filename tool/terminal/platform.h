@@ -1,7 +1,9 @@
-// What differs between Windows and POSIX. Only platform.cc and replacement_*.cc call either.
+// What differs between Windows and POSIX. Only platform.cc, unfinished.cc and
+// replacement_*.cc call either.
 #ifndef OVIX_TOOL_TERMINAL_PLATFORM_H_
 #define OVIX_TOOL_TERMINAL_PLATFORM_H_
 
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -30,8 +32,20 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size);
 // To the disk; false with errno.
 bool Flush(FILE* file);
-// Whether the stream reads or writes this regular file.
-bool IsFileOf(FILE* stream, const std::filesystem::path& file);
+// What tells a regular file from all others, whatever it is called.
+struct FileId {
+  uint64_t volume;
+  uint64_t file;
+  bool operator==(const FileId&) const = default;
+};
+// Nothing where it is not a regular file, or does not exist.
+std::optional<FileId> IdOf(FILE* stream);
+std::optional<FileId> IdOf(const std::filesystem::path& file);
+// Gives `file` the mode and owner of `other`; false with errno. On Windows a file has the rights of
+// its folder.
+bool TakeRights(const std::filesystem::path& file, const std::filesystem::path& other);
+// Renames `from`, unless something has the name `to`: then false with EEXIST. False with errno.
+bool RenameToNew(const std::filesystem::path& from, const std::filesystem::path& to);
 // Whether the path is a name for what a descriptor of this process has open, as /dev/stdout.
 bool IsOwnDescriptor(const std::filesystem::path& file);
 

@@ -5,12 +5,13 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "terminal/unfinished.h"
+
 namespace ovix::tool {
 
 // Written to a hidden file of its own name in the target's folder, which is removed unless Finish()
-// renames it: at the object's end, and on the signals that end a program (on Windows: Ctrl+C, and
-// when the console is closed). A process that is killed leaves it; nothing ever deletes another
-// process's. No more than one object at a time.
+// renames it: at the object's end, and on the signals that end a program. A process that is killed
+// leaves it; nothing ever deletes another process's.
 class Replacement {
  public:
   // `file` is a regular file, which keeps its mode and owner (on Windows: its access rights), a
@@ -33,6 +34,7 @@ class Replacement {
 
   std::filesystem::path target_;
   std::filesystem::path temporary_;
+  Unfinished unfinished_;
   FILE* stream_ = nullptr;
 };
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <random>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "terminal/platform.h"
 #include "terminal/replacement.h"
+#include "terminal/unfinished.h"
 
 namespace ovix::tool {
 namespace {
@@ -19,50 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void Fail(int error) { throw std::system_error(error, std::generic_category()); }
-
-// The signals that end a program and can be caught.
-constexpr int kSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-
-// What the handler removes; null where there is nothing. It changes only while kSignals are
-// blocked.
-const char* unfinished = nullptr;
-
-void RemoveAndEnd(int signal) {
-  if (unfinished != nullptr) unlink(unfinished);
-  // The handler is gone with its first call (SA_RESETHAND): this ends the process as the signal
-  // does.
-  raise(signal);
-}
-
-// Blocks kSignals while it lives, so that a file and `unfinished` change in one step.
-class Blocked {
- public:
-  Blocked() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : kSignals) sigaddset(&signals, signal);
-    sigprocmask(SIG_BLOCK, &signals, &before_);
-  }
-  ~Blocked() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  Blocked(const Blocked&) = delete;
-  Blocked& operator=(const Blocked&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-void Watch(const char* file) {
-  unfinished = file;
-  for (const int signal : kSignals) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    // What was ignored, as nohup does, stays so.
-    if (action.sa_handler != SIG_DFL) continue;
-    action.sa_handler = RemoveAndEnd;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(signal, &action, nullptr);
-  }
-}
 
 // Where a chain of links ends, even if nothing exists there.
 fs::path EndOf(fs::path file) {
@@ -107,18 +63,14 @@ void Replacement::Open() {
   if (!is_new && access(target_.c_str(), W_OK) != 0) Fail(errno);
   std::random_device random;
   int descriptor = -1;
-  const Blocked blocked;
+  const SignalsHeld signals;
   do {
     temporary_ = target_.parent_path() / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
     descriptor =
         open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, is_new ? 0666 : 0600);
   } while (descriptor < 0 && errno == EEXIST);
-  if (descriptor < 0) {
-    const int error = errno;
-    temporary_.clear();
-    Fail(error);
-  }
-  Watch(temporary_.c_str());
+  if (descriptor < 0) Fail(errno);
+  unfinished_.Add(temporary_);
   stream_ = fdopen(descriptor, "wb");
   if (stream_ == nullptr) {
     close(descriptor);
@@ -143,21 +95,16 @@ void Replacement::Finish() {
   if (!Flush(stream_)) Fail(errno);
   if (std::fclose(std::exchange(stream_, nullptr)) != 0) Fail(errno);
   {
-    const Blocked blocked;
+    const SignalsHeld signals;
     if (std::rename(temporary_.c_str(), target_.c_str()) != 0) Fail(errno);
-    unfinished = nullptr;
-    temporary_.clear();
+    unfinished_.Forget();
   }
   SyncFolder(target_.parent_path());
 }
 
 void Replacement::Remove() {
   if (stream_ != nullptr) std::fclose(std::exchange(stream_, nullptr));
-  if (temporary_.empty()) return;
-  const Blocked blocked;
-  unlink(temporary_.c_str());
-  unfinished = nullptr;
-  temporary_.clear();
+  unfinished_.Remove();
 }
 
 }  // namespace ovix::tool

@@ -2,7 +2,6 @@
 #include <io.h>
 #include <windows.h>
 
-#include <atomic>
 #include <cerrno>
 #include <random>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "terminal/platform.h"
 #include "terminal/replacement.h"
+#include "terminal/unfinished.h"
 
 namespace ovix::tool {
 namespace {
@@ -19,15 +19,6 @@ namespace fs = std::filesystem;
 
 [[noreturn]] void Fail(DWORD error) {
   throw std::system_error(static_cast<int>(error), std::system_category());
-}
-
-// What the handler removes, which runs in a thread of its own; null where there is nothing.
-std::atomic<const wchar_t*> unfinished = nullptr;
-
-BOOL WINAPI RemoveAndEnd(DWORD) {
-  // The file is open with the right to delete it, and gone when the process ends.
-  if (const wchar_t* file = unfinished.exchange(nullptr)) DeleteFileW(file);
-  return FALSE;  // the next handler ends the process
 }
 
 // Where links end; the path itself where nothing exists.
@@ -59,18 +50,15 @@ Replacement::~Replacement() { Remove(); }
 void Replacement::Open() {
   std::random_device random;
   HANDLE handle = INVALID_HANDLE_VALUE;
+  const SignalsHeld signals;
   do {
     temporary_ = target_.parent_path() / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
     handle = CreateFileW(temporary_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
                          nullptr, CREATE_NEW, FILE_ATTRIBUTE_HIDDEN, nullptr);
   } while (handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS);
-  if (handle == INVALID_HANDLE_VALUE) {
-    const DWORD error = GetLastError();
-    temporary_.clear();
-    Fail(error);
-  }
-  unfinished = temporary_.c_str();
-  SetConsoleCtrlHandler(RemoveAndEnd, TRUE);
+  if (handle == INVALID_HANDLE_VALUE) Fail(GetLastError());
+  // It is open with the right to delete it, and gone when the process ends.
+  unfinished_.Add(temporary_);
   const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_BINARY);
   stream_ = descriptor < 0 ? nullptr : _fdopen(descriptor, "wb");
   if (stream_ == nullptr) {
@@ -104,16 +92,12 @@ void Replacement::Finish() {
       Fail(GetLastError());
     }
   }
-  unfinished = nullptr;
-  temporary_.clear();
+  unfinished_.Forget();
 }
 
 void Replacement::Remove() {
   if (stream_ != nullptr) std::fclose(std::exchange(stream_, nullptr));
-  if (temporary_.empty()) return;
-  unfinished = nullptr;
-  DeleteFileW(temporary_.c_str());
-  temporary_.clear();
+  unfinished_.Remove();
 }
 
 }  // namespace ovix::tool

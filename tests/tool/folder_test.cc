@@ -1,0 +1,303 @@
+// What --out does to the folders of its user: it changes the files that are its own, and no others.
+#include "terminal/folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "support/folder.h"
+#include "terminal/error.h"
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
+
+namespace ovix::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using Files = std::map<std::string, std::string>;
+
+constexpr char kKind[] = "test";
+constexpr char kTitle[] = "The files of this test, written by ovix-contracts:\n";
+
+// All files below a folder; of a folder without any, its name and a slash.
+Files FilesIn(const fs::path& folder) {
+  Files files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    const std::string name = entry.path().lexically_relative(folder).generic_string();
+    if (!entry.is_directory()) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      files[name] = std::string(std::istreambuf_iterator<char>(file), {});
+    } else if (fs::is_empty(entry.path())) {
+      files[name + "/"] = "";
+    }
+  }
+  return files;
+}
+
+// What the writing said; "" where it was done.
+std::string Write(const Files& files, const fs::path& out) {
+  try {
+    tool::WriteFolder(files, out, kKind);
+  } catch (const tool::Error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+Files WithList(Files files, const std::string& list) {
+  files["files.txt"] = kTitle + list;
+  return files;
+}
+
+TEST(ToolFolder, ReplacesWhatIsItsOwnAndRefusesTheRest) {
+  const Folder folder;
+  const Files files = {{"a/one", "1"}, {"two", "2"}};
+  const Files written = WithList(files, "a/one\ntwo\n");
+  const struct {
+    const char* name;
+    Files before;
+    Files after;  // nothing where it is refused
+    const char* said = "";
+  } cases[] = {
+      {"new", {}, written},
+      {"earlier", WithList({{"a/one", "0"}, {"two", "0"}}, "a/one\ntwo\n"), written},
+      {"with old files", WithList({{"a/b/c", "0"}, {"d", "0"}}, "a/b/c\nd\n"), written},
+      {"without files", WithList({}, ""), written},
+      {"killed half way", WithList({{"two", "0"}}, "a/one\nb/gone\ntwo\n"), written},
+      // As git checks it out on Windows.
+      {"with other line ends",
+       {{"files.txt", std::string(kTitle, sizeof(kTitle) - 2) + "\r\ntwo\r\n"}, {"two", "0"}},
+       written},
+      {"with a temporary folder of another run",
+       WithList({{".ovix-contracts-1.tmp/0", "theirs"}}, ""),
+       [&] {
+         Files both = written;
+         both[".ovix-contracts-1.tmp/0"] = "theirs";
+         return both;
+       }()},
+      {"with a file", WithList({{"mine", "m"}}, ""), {}, "holds mine, which is not of a test"},
+      {"with a file deep down",
+       WithList({{"a/one", ""}, {"a/mine", "m"}}, "a/one\n"),
+       {},
+       "holds a/mine, which"},
+      {"with a folder", WithList({{"x/", ""}}, ""), {}, "holds x, which is not of a test"},
+      {"with a folder of folders",
+       WithList({{"a/one", ""}, {"a/x/", ""}}, "a/one\n"),
+       {},
+       "holds a/x, which"},
+      {"of another kind",
+       {{"files.txt", "The files of this site:\ntwo\n"}},
+       {},
+       "holds files.txt, which"},
+      {"without a list", {{"two", "0"}}, {}, "holds two, which"},
+      {"with a folder of that name", WithList({{"two/", ""}}, "two\n"), {}, "holds two, which"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const fs::path out = folder / c.name;
+    for (const auto& [name, content] : c.before) {
+      if (name.ends_with('/')) {
+        fs::create_directories(out / name);
+      } else {
+        folder.Write(std::string(c.name) + "/" + name, content);
+      }
+    }
+    const std::string said = Write(files, out);
+    if (*c.said == '\0') {
+      EXPECT_EQ(said, "");
+      EXPECT_EQ(FilesIn(out), c.after);
+    } else {
+      EXPECT_NE(said.find(c.said), std::string::npos) << said;
+      EXPECT_EQ(FilesIn(out), c.before);
+    }
+  }
+}
+
+TEST(ToolFolder, RemovesNothingThatAListNamesElsewhere) {
+  const Folder folder;
+  folder.Write("mine", "m");
+  folder.Write("out/files.txt", kTitle + std::string("../mine\nold\n"));
+  folder.Write("out/old", "");
+  EXPECT_EQ(Write({{"two", "2"}}, folder / "out"), "");
+  EXPECT_EQ(FilesIn(folder / "out"), WithList({{"two", "2"}}, "two\n"));
+  EXPECT_EQ(folder.Read("mine"), "m");
+}
+
+TEST(ToolFolder, StaysTheFolderThatItIs) {
+  const Folder folder;
+  const fs::path before = fs::current_path();
+  fs::create_directories(folder / "out");
+  fs::current_path(folder / "out");
+  for (const char* content : {"1", "2"}) {
+    EXPECT_EQ(Write({{"one", content}}, "."), "");
+    // By the same name: a shell in the folder is not in one that is gone.
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(std::ifstream("one").rdbuf()), {}),
+              content);
+  }
+  fs::current_path(before);
+}
+
+// Whatever is saved into the folder while it is written is there afterwards.
+TEST(ToolFolder, LeavesWhatIsSavedIntoItMeanwhile) {
+  Files files;
+  for (int i = 0; i < 300; ++i) files["file" + std::to_string(i)] = std::string(1000, 'x');
+  for (int i = 0; i < 5; ++i) {
+    const Folder folder;
+    const fs::path out = folder / "out";
+    ASSERT_EQ(Write({{"file0", "before"}}, out), "");
+    const auto entries = [&] {
+      std::error_code ignored;
+      return std::distance(fs::directory_iterator(folder.path()), {}) +
+             std::distance(fs::directory_iterator(out, ignored), {});
+    };
+    const auto before = entries();
+    std::atomic<bool> is_done = false;
+    std::thread other([&] {
+      while (!is_done && entries() == before) std::this_thread::yield();
+      folder.Write("out/mine", "m");
+    });
+    // A run that sees it in time refuses the folder.
+    const std::string said = Write(files, out);
+    is_done = true;
+    other.join();
+    EXPECT_TRUE(said.empty() || said.find("holds mine, which is not of a test") != said.npos)
+        << said;
+    EXPECT_EQ(folder.Read("out/mine"), "m");
+    EXPECT_EQ(folder.Read("out/file0"), said.empty() ? files["file0"] : "before");
+  }
+}
+
+#ifndef _WIN32
+
+TEST(ToolFolder, KeepsModeAndOwner) {
+  const Folder folder;
+  ASSERT_EQ(Write({{"a/one", "1"}}, folder / "out"), "");
+  const std::pair<const char*, mode_t> paths[] = {
+      {"out", 0700}, {"out/a", 0750}, {"out/a/one", 0640}, {"out/files.txt", 0604}};
+  for (const auto& [path, mode] : paths) {
+    ASSERT_EQ(chmod((folder / path).c_str(), mode), 0);
+    if (geteuid() == 0) {
+      ASSERT_EQ(chown((folder / path).c_str(), 1234, 5678), 0);
+    }
+  }
+  ASSERT_EQ(Write({{"a/one", "2"}, {"two", "2"}}, folder / "out"), "");
+  EXPECT_EQ(folder.Read("out/a/one"), "2");
+  for (const auto& [path, mode] : paths) {
+    SCOPED_TRACE(path);
+    struct stat status {};
+    ASSERT_EQ(stat((folder / path).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, mode);
+    if (geteuid() == 0) {
+      EXPECT_EQ(status.st_uid, 1234u);
+    }
+    if (geteuid() == 0) {
+      EXPECT_EQ(status.st_gid, 5678u);
+    }
+  }
+}
+
+// Runs it in a process of its own; how that ended.
+template <typename Call>
+int InProcess(const Call& call) {
+  const pid_t child = fork();
+  if (child == 0) {
+    call();
+    _exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
+TEST(ToolFolder, IsAsBeforeOrNewWhereASignalEndsTheProgram) {
+  const Folder folder;
+  Files files;
+  for (int i = 0; i < 400; ++i) files["new/" + std::to_string(i)] = std::string(5000, 'x');
+  const fs::path out = folder / "out";
+  ASSERT_EQ(Write({{"old", "before"}}, out), "");
+  const Files before = FilesIn(out);
+  ASSERT_EQ(Write(files, folder / "other"), "");
+  const Files after = FilesIn(folder / "other");
+  int ended = 0;
+  // In steps, so that the signal comes at every stage.
+  for (int wait = 200; wait < 200'000; wait = wait * 5 / 4) {
+    SCOPED_TRACE(wait);
+    const int status = InProcess([&] {
+      const itimerval timer{{0, 0}, {0, wait}};
+      setitimer(ITIMER_REAL, &timer, nullptr);
+      Write(files, out);
+    });
+    const bool is_ended = WIFSIGNALED(status);
+    if (is_ended) {
+      EXPECT_EQ(WTERMSIG(status), SIGALRM);
+    }
+    const Files now = FilesIn(out);
+    EXPECT_TRUE(now == before || now == after) << now.size() << " files";
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 2) << "something was left";
+    if (!is_ended) {
+      EXPECT_EQ(now, after);
+      break;
+    }
+    ++ended;
+    if (now == after) {
+      ASSERT_EQ(Write({{"old", "before"}}, out), "");
+    }
+  }
+  EXPECT_NE(ended, 0);
+}
+
+TEST(ToolFolder, SaysWhatItHoldsWhereOnlyARenameFails) {
+  const Folder folder;
+  const fs::path out = folder / "out";
+  ASSERT_EQ(Write({{"a/one", "1"}, {"two", "1"}}, out), "");
+  ASSERT_EQ(Write({{"a/one", "1"}}, folder / "closed"), "");
+  const bool is_root = geteuid() == 0;
+  if (is_root) {
+    ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+      ASSERT_EQ(chown(entry.path().c_str(), 65534, 65534), 0);
+    }
+  }
+  // What a user who may not write a folder is told. Root may write all.
+  const auto said = [&](const fs::path& into) {
+    InProcess([&] {
+      if (is_root && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);
+      folder.Write("said", Write({{"a/one", "2"}, {"two", "2"}}, into));
+    });
+    return folder.Read("said");
+  };
+  ASSERT_EQ(chmod((out / "a").c_str(), 0555), 0);
+  EXPECT_EQ(said(out), out.string() +
+                           ": cannot be written: Permission denied; it holds files of this run and "
+                           "of the one before, run it again");
+  EXPECT_EQ(folder.Read("out/a/one"), "1");
+  ASSERT_EQ(chmod((out / "a").c_str(), 0755), 0);
+  fs::remove(folder / "said");
+  EXPECT_EQ(said(out), "");
+  EXPECT_EQ(FilesIn(out), WithList({{"a/one", "2"}, {"two", "2"}}, "a/one\ntwo\n"));
+
+  const Files closed = FilesIn(folder / "closed");
+  ASSERT_EQ(chmod((folder / "closed").c_str(), 0555), 0);
+  fs::remove(folder / "said");
+  EXPECT_NE(said(folder / "closed").find("nothing was changed"), std::string::npos);
+  EXPECT_EQ(FilesIn(folder / "closed"), closed);
+}
+
+#endif
+
+}  // namespace
+}  // namespace ovix::tests
