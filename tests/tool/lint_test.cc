@@ -315,7 +315,7 @@ TEST(ToolLint, SaysWhatItCannotCheck) {
       {"\"" + (folder / "absent").string() + "\"", "absent: has no schema under ovix/"},
       {"\"\"", "names no folder"},
       {"--against \"" + (folder / "bad.binpb").string() + "\" \"" + path + "\"",
-       "bad.binpb: is no descriptor set"},
+       "bad.binpb: is not a descriptor set"},
       {"--against \"\" .", "names no file"},
       {"--format xml", "'xml' is none of text, json, github or junit"},
       {"--rules --format github", "--rules: the rules are printed as text or json"},

@@ -74,8 +74,8 @@ TEST(ToolRelease, IsRefusedInOneLineWhereItIsNone) {
     std::string file;
     const char* said;
   } cases[] = {
-      {write("text", "no descriptor set at all"), "is no descriptor set; make one with protoc"},
-      {write("cut", set.SerializeAsString().substr(0, 5000)), "is no descriptor set"},
+      {write("text", "no descriptor set at all"), "is not a descriptor set; make one with protoc"},
+      {write("cut", set.SerializeAsString().substr(0, 5000)), "is not a descriptor set"},
       {write("without", without.SerializeAsString()),
        ", which is not in the set; make it with protoc --include_imports"},
       {write("foreign", foreign.SerializeAsString()),

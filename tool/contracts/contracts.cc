@@ -128,7 +128,7 @@ Contracts::Contracts(std::string bytes, const std::string& name)
   google::protobuf::FileDescriptorSet set;
   if (!set.ParseFromString(bytes_) || set.file_size() == 0 || set.file(0).name().empty()) {
     throw Error(name +
-                ": is no descriptor set; make one with protoc --include_imports "
+                ": is not a descriptor set; make one with protoc --include_imports "
                 "--include_source_info --descriptor_set_out");
   }
   Index(bytes_);
