@@ -70,6 +70,9 @@ std::string In(std::string_view schema, const std::string& name) {
 
 constexpr char kRowId[] = "_rowid_";
 constexpr char kArrival[] = "_arrival";
+constexpr std::string_view kOfSqlite = "sqlite_";
+
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 std::string CreateArrivalIndex(const Table& table, std::string_view schema) {
   return "CREATE UNIQUE INDEX " + In(schema, table.name + ".arrival") + " ON " +
@@ -82,6 +85,17 @@ std::string CreateTimeIndex(const Table& table, std::string_view schema) {
 }
 
 }  // namespace
+
+bool IsSameName(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char left, char right) { return Lower(left) == Lower(right); });
+}
+
+bool NameOrder::operator()(const std::string& a, const std::string& b) const {
+  return std::lexicographical_compare(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](char left, char right) { return Lower(left) < Lower(right); });
+}
 
 const std::string& PersistanceType(const Descriptor* message) {
   return message->options().GetExtension(storage::persistance).type();
@@ -120,13 +134,24 @@ Table::Table(const Descriptor* record) : record(record) {
   max_rows = options.table().max_rows();
   max_time_days = options.table().max_time_days();
   state = options.type() == "State";
+  if (IsSameName(name, kStoreTable)) {
+    Contradiction(record, "the table name " + name + " is the store's own");
+  }
+  if (IsSameName(std::string_view(name).substr(0, kOfSqlite.size()), kOfSqlite)) {
+    Contradiction(record, "the table name " + name + " is SQLite's own");
+  }
 
   for (int i = 0; i < record->field_count(); ++i) {
     const FieldDescriptor* field = record->field(i);
+    for (const Column& other : columns) {
+      if (!IsSameName(other.name(), field->name())) continue;
+      Contradiction(record, "SQLite takes the columns " + other.name() + " and " + field->name() +
+                                " for one, because it ignores the case of names");
+    }
     const bool is_key = field->options().GetExtension(storage::column).constraint().pk();
     columns.push_back({field, KindOf(field), is_key});
     if (is_key) key.push_back(columns.back());
-    if (field->name() == kRowId || field->name() == kArrival) {
+    if (IsSameName(field->name(), kRowId) || IsSameName(field->name(), kArrival)) {
       Contradiction(record, "the name " + field->name() + " is the store's own");
     }
     if (field->name() == "time" && columns.back().kind == ColumnKind::kText) time = field;
@@ -181,10 +206,18 @@ Catalogue::Catalogue(const std::vector<const Descriptor*>& messages) {
       max_size_mb_[message->name()] = database.max_size_mb();
     }
   }
-  std::map<std::string, const Table*> claimed;
+  std::map<std::string, std::map<std::string, const Table*, NameOrder>, NameOrder> claimed;
   for (const Table& table : tables_) {
     by_record_[table.record] = &table;
-    const auto [other, is_new] = claimed.emplace(table.database + "." + table.name, &table);
+    auto& in_database = claimed[table.database];
+    if (!in_database.empty() && in_database.begin()->second->database != table.database) {
+      const Table& other = *in_database.begin()->second;
+      throw TableError(table.record->full_name() + ": database " + table.database +
+                       " differs only in case from database " + other.database + " of " +
+                       other.record->full_name() +
+                       ", and on Windows both are one file; write the name in one way");
+    }
+    const auto [other, is_new] = in_database.emplace(table.name, &table);
     if (!is_new) {
       throw TableError(table.record->full_name() + " and " + other->second->record->full_name() +
                        " both claim table " + table.name + " of database " + table.database +
@@ -209,7 +242,7 @@ const Table& Catalogue::Get(const Descriptor* record) const {
 
 const Table* Catalogue::Find(const std::string& database, const std::string& name) const {
   for (const Table& table : tables_) {
-    if (table.database == database && table.name == name) return &table;
+    if (IsSameName(table.database, database) && IsSameName(table.name, name)) return &table;
   }
   return nullptr;
 }

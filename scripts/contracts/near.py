@@ -15,4 +15,7 @@ def distance(a, b):
 def nearest(name, known):
     """The one that comes nearest; nothing where none does."""
     least, candidate = min(((distance(name, each), each) for each in known), default=(0, None))
-    return candidate if least <= max(2, len(name) // 4) else None
+    if candidate is None or least > max(2, len(name) // 4):
+        return None
+    # Two edits make any name of two letters of any other: a third of a name must stay.
+    return candidate if 3 * least <= 2 * max(len(name), len(candidate)) else None

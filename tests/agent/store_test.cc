@@ -93,6 +93,24 @@ TEST(StoreTables, AreMigratedFromWhatStands) {
   }
 }
 
+// SQLite takes names that differ in case for one.
+TEST(StoreEvolution, KnowsATableByNamesOfAnotherCase) {
+  const Folder folder;
+  Execute(folder / "Tests.db",
+          "CREATE TABLE EVERYTHING (TIME TEXT, Second_Key INTEGER NOT NULL, First_Key TEXT NOT "
+          "NULL, Text TEXT, PRIMARY KEY (First_Key, Second_Key))");
+  Execute(folder / "Tests.db", "CREATE INDEX \"everything.TIME\" ON EVERYTHING (TIME)");
+  Execute(folder / "Tests.db", "INSERT INTO EVERYTHING VALUES ('t', 7, 'k', 'old')");
+  Store store(folder.path(), Awkward(), Options());
+  auto rows = Rows<Everything>(store);
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0].text(), "old");
+  rows[0].set_text("new");
+  rows[0].add_texts("more");
+  EXPECT_EQ(store.Put(rows[0]).updated, 1);
+  EXPECT_EQ(Rows<Everything>(store)[0].SerializeAsString(), rows[0].SerializeAsString());
+}
+
 TEST(StoreEvolution, GivesAnOlderTableItsMissingColumns) {
   const Folder folder;
   Execute(

@@ -89,8 +89,9 @@ TEST(ToolCheck, FindsWhatTheContractDoesNotAllow) {
       {"OperatingSystemAsCDM", Text(1, "1.0.0"), ""},
       // The time of a table that ages by it.
       {"BatteryHealthLog", Text(1, "12:00"),
-       "BatteryHealthLog.time: \"12:00\" is not RFC 3339 in UTC with milliseconds; the store never "
-       "removes this row for its age [time]"},
+       "BatteryHealthLog.time: \"12:00\" is not RFC 3339 in UTC with milliseconds and a second up "
+       "to "
+       "59; the store never removes this row for its age [time]"},
       {"BatteryHealthLog", Text(1, "2026-11-21T04:31:09.120+01:00"), "BatteryHealthLog.time: "},
       {"BatteryHealthLog", "", "BatteryHealthLog.time: is empty"},
       {"HwBattery", Text(1, "12:00"), ""},
@@ -222,6 +223,54 @@ TEST(ToolCheck, KnowsEveryFormat) {
       EXPECT_FALSE(tool::HasFormat(text, c.format)) << c.format << ": " << text;
   }
   for (const auto& format : tool::Formats()) EXPECT_TRUE(covered.contains(format)) << format;
+}
+
+// SQLite reads the time of a row for its age, and knows no leap seconds.
+TEST(ToolCheck, KnowsTimesByWhichRowsAge) {
+  for (const char* good : {"2026-11-21T04:31:09.120Z", "2026-11-21T23:59:59.999Z"}) {
+    EXPECT_TRUE(tool::IsRowTime(good)) << good;
+  }
+  for (const char* bad :
+       {"2026-11-21T04:31:60.000Z", "2016-12-31T23:59:60.000Z", "2026-11-21T04:31:09.12Z",
+        "2026-11-21t04:31:09.120Z", "2026-11-21T04:31:09.120z", "2026-11-21T04:31:09+01:00"}) {
+    EXPECT_FALSE(tool::IsRowTime(bad)) << bad;
+  }
+}
+
+// A stream that is none from a place on is a finding like other damaged bytes; the inputs after it
+// are checked.
+TEST(ToolCheck, FindsDamagedStreams) {
+  const struct {
+    std::string bytes;
+    const char* said;
+    const char* checked;
+  } cases[] = {
+      {"38 01 6", "", ""},  // not hexadecimal: an input that cannot be read
+      {"02 3801 05 38", "byte 4: message number 2 needs 5 bytes, but 1 are left", "1 message "},
+      {"02 3801 ff", "byte 3: the input ends within the length of a message", "1 message "},
+      {"ffffffffff01", "byte 0: a message cannot be that long; is the stream --delimited?",
+       "0 messages "},
+  };
+  const Folder folder;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.bytes);
+    folder.Write("whole", "02 3801");
+    const ProgramRun run = RunTool(folder,
+                                   "check BatteryStatus --delimited --input-encoding hex - \"" +
+                                       (folder / "whole").string() + "\"",
+                                   c.bytes);
+    if (*c.said == '\0') {
+      EXPECT_EQ(run.exit_code, 2);
+      continue;
+    }
+    EXPECT_EQ(run.exit_code, 1) << run.errors;
+    EXPECT_NE(run.output.find("standard input: " + std::string(c.said) +
+                              "; what follows is not checked [encoding]\n"),
+              std::string::npos)
+        << run.output;
+    const int whole = 1 + std::stoi(c.checked);
+    EXPECT_NE(run.errors.find(std::to_string(whole) + " message"), std::string::npos) << run.errors;
+  }
 }
 
 TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {

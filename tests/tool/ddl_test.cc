@@ -1,6 +1,7 @@
 // What ddl --from says of what stays in databases and is no longer read there, and the folder that
 // ddl --out writes.
 #include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "support/contracts.h"
@@ -38,8 +40,152 @@ auto* Persistance(FileDescriptorSet& set, const std::string& name) {
   return Record(set, name).mutable_options()->MutableExtension(storage::persistance);
 }
 
+constexpr char kStatus[] = "ovix.telemetry.contract.storage.device_health.BatteryStatus";
+
+int AgeOf(FileDescriptorSet& set) {
+  const DescriptorProto& log = Record(set, "BatteryHealthLog");
+  for (int i = 0; i < log.field_size(); ++i) {
+    if (log.field(i).name() == "age") return i;
+  }
+  throw std::runtime_error("no field age");
+}
+
+// A set with a schema more: records, each the text of a DescriptorProto, and enumerations.
+FileDescriptorSet WithRecords(const std::vector<std::string>& records,
+                              const std::string& enums = "", const std::string& syntax = "proto3") {
+  FileDescriptorSet set = DescriptorSet();
+  auto* file = set.add_file();
+  std::string text =
+      "name: 'more.proto' package: 'more' dependency: "
+      "'ovix/telemetry/contract/storage/storage_options.proto' syntax: '" +
+      syntax + "' " + enums;
+  for (const std::string& record : records) text += " message_type { " + record + " }";
+  EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(text, file)) << text;
+  return set;
+}
+
+std::string RecordText(const std::string& name, const std::string& database,
+                       const std::string& fields, const std::string& table = "") {
+  return "name: '" + name +
+         "' options { [ovix.telemetry.contract.storage.persistance] { type: 'Historical' "
+         "database { name: '" +
+         database + "' } " + (table.empty() ? "" : "table { name: '" + table + "' }") + " } } " +
+         fields;
+}
+
+std::string FieldText(const std::string& name, int number, const std::string& type = "TYPE_STRING",
+                      const std::string& label = "LABEL_OPTIONAL") {
+  return "field { name: '" + name + "' number: " + std::to_string(number) + " label: " + label +
+         " " + (type.find(':') == std::string::npos ? "type: " : "") + type + " } ";
+}
+
+// SQLite refuses the SQL of these, or takes two for one.
+TEST(ToolDdl, RefusesNamesThatAreOneForSqlite) {
+  const std::string a = FieldText("a", 1);
+  const struct {
+    std::vector<std::string> records;
+    const char* said;
+  } cases[] = {
+      {{RecordText("T", "D", a), RecordText("t", "D", a)},
+       "more.t and more.T both claim table t of database D"},
+      {{RecordText("T", "D", a), RecordText("U", "D", a, "t")},
+       "more.U and more.T both claim table t of database D"},
+      {{RecordText("T", "D", a), RecordText("U", "d", a)},
+       "more.U: database d differs only in case from database D of more.T"},
+      {{RecordText("T", "D", a + FieldText("A", 2))},
+       "more.T: SQLite takes the columns a and A for one"},
+      {{RecordText("T", "D", FieldText("_RowId_", 2))},
+       "more.T: the name _RowId_ is the store's own"},
+      {{RecordText("T", "D", a, "_Store")}, "more.T: the table name _Store is the store's own"},
+      {{RecordText("T", "D", a, "SQLITE_t")}, "more.T: the table name SQLITE_t is SQLite's own"},
+  };
+  const Folder folder;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.said);
+    folder.Write("new.binpb", WithRecords(c.records, "", "proto2").SerializeAsString());
+    const ProgramRun run =
+        RunTool(folder, "ddl --contracts \"" + (folder / "new.binpb").string() + "\"");
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
+  }
+  folder.Write("new.binpb",
+               WithRecords({RecordText("T", "D", a + FieldText("ab", 2)),
+                            RecordText("sqlite", "D", a), RecordText("T2", "E", a, "T")})
+                   .SerializeAsString());
+  EXPECT_EQ(
+      RunTool(folder, "ddl --contracts \"" + (folder / "new.binpb").string() + "\"").exit_code, 0);
+}
+
+// Two releases of a record.
+TEST(ToolDdl, SaysWhatValuesOfAColumnBecome) {
+  const std::string enums[] = {
+      "enum_type { name: 'E' value { name: 'ZERO' number: 0 } value { name: 'A' number: 1 } }",
+      "enum_type { name: 'E' value { name: 'ZERO' number: 0 } value { name: 'A' number: 2 } }",
+      "enum_type { name: 'E' value { name: 'ZERO' number: 0 } value { name: 'B' number: 1 } }"};
+  const std::string part = "name: 'N' " + FieldText("x", 1);
+  const std::string text = FieldText("a", 1);
+  const std::string list = FieldText("a", 1, "TYPE_STRING", "LABEL_REPEATED");
+  const std::string message = FieldText("a", 1, "type: TYPE_MESSAGE type_name: '.more.N'");
+  const std::string number = FieldText("a", 1, "type: TYPE_ENUM type_name: '.more.E'");
+  const std::string names =
+      FieldText("a", 1, "type: TYPE_ENUM type_name: '.more.E'", "LABEL_REPEATED");
+  const struct {
+    const char* what;
+    std::string before, after;  // fields
+    int enum_before, enum_after;
+    std::string said;  // an error, or the output after its heading
+  } cases[] = {
+      {"nothing", text, text, 0, 0, ""},
+      {"text becomes a list", text, list, 0, 0,
+       "database D, table T: column a is text, but the contract says a list in JSON"},
+      {"text becomes a message", text, message, 0, 0,
+       "column a is text, but the contract says a message in JSON"},
+      {"a list becomes a message", list, message, 0, 0,
+       "column a is a list in JSON, but the contract says a message in JSON"},
+      {"a number of an enumeration", number, number, 0, 1,
+       "-- Table T: more.E: number of value A changed from 1 to 2; the values stay as they are.\n"},
+      {"a name of an enumeration that is kept by number", number, number, 0, 2, ""},
+      {"a number of an enumeration that is kept by name", names, names, 0, 1, ""},
+      {"a name of an enumeration that is kept by name", names, names, 0, 2,
+       "-- Table T: more.E: value 1 renamed from A to B; the values stay as they are.\n"},
+  };
+  const Folder folder;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    folder.Write("old.binpb",
+                 WithRecords({RecordText("T", "D", c.before), part}, enums[c.enum_before])
+                     .SerializeAsString());
+    folder.Write("new.binpb",
+                 WithRecords({RecordText("T", "D", c.after), part}, enums[c.enum_after])
+                     .SerializeAsString());
+    const ProgramRun run =
+        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\" --contracts \"" +
+                            (folder / "new.binpb").string() + "\"");
+    if (c.said.find("but the contract says") != std::string::npos) {
+      EXPECT_EQ(run.exit_code, 2);
+      EXPECT_EQ(run.output, "");
+      EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
+    } else {
+      EXPECT_EQ(run.exit_code, 0) << run.errors;
+      EXPECT_EQ(run.output, c.said.empty() ? "" : "-- Database D, file D.db\n" + c.said);
+    }
+  }
+  // One file on Windows, two elsewhere.
+  folder.Write("old.binpb", WithRecords({RecordText("T", "d", text)}).SerializeAsString());
+  folder.Write("new.binpb", WithRecords({RecordText("T", "D", text)}).SerializeAsString());
+  const ProgramRun run =
+      RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\" --contracts \"" +
+                          (folder / "new.binpb").string() + "\"");
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_NE(run.errors.find("database d is D now, which is the same file on Windows"),
+            std::string::npos)
+      << run.errors;
+}
+
 // The older release is made of this one, so that what is undone here is what this one has done.
 TEST(ToolDdl, SaysWhatStaysAndIsNoLongerRead) {
+  FileDescriptorSet now = DescriptorSet();
   const struct {
     const char* what;
     std::function<void(FileDescriptorSet&)> older;
@@ -91,6 +237,52 @@ TEST(ToolDdl, SaysWhatStaysAndIsNoLongerRead) {
        "-- Database Old, file Old.db, is no longer in the contracts; it stays as it is.\n"
        "-- Table BootHealthLog is in database HealthLog now, as a new table; the rows stay "
        "here.\n"},
+      // SQLite takes both for one name, so that a statement would fail.
+      {"a column differs in case",
+       [](auto& set) {
+         Record(set, "BootHealthLog").mutable_field(1)->set_name("Post_Code_VALUE");
+       },
+       "",
+       "-- Database HealthLog, file HealthLog.db, at most 128 MB\n"
+       "-- Table BootHealthLog: column Post_Code_VALUE is post_code_value now, which is the same "
+       "for "
+       "SQLite: it ignores the case of names.\n"},
+      {"a table differs in case",
+       [](auto& set) {
+         Persistance(set, "BootHealthLog")->mutable_table()->set_name("boothealthLOG");
+       },
+       "",
+       "-- Database HealthLog, file HealthLog.db, at most 128 MB\n"
+       "-- Table boothealthLOG is BootHealthLog now, which is the same for SQLite: it ignores the "
+       "case of names.\n"},
+      // What the rows hold, and no statement changes.
+      {"a field of a message in JSON is renamed",
+       [](auto& set) { Record(set, "BatteryStatus").mutable_field(0)->set_name("before"); }, "",
+       "-- Database HealthLog, file HealthLog.db, at most 128 MB\n"
+       "-- Table BatteryHealthLog: " +
+           std::string(kStatus) + ".before: renamed to " +
+           Record(now, "BatteryStatus").field(0).name() + "; the values stay as they are.\n"},
+      {"a field of a message in JSON takes a reserved name",
+       [&](auto& set) {
+         DescriptorProto& status = Record(set, "BatteryStatus");
+         status.add_reserved_name(status.field(0).name());
+         status.mutable_field()->DeleteSubrange(0, 1);
+       },
+       "",
+       "-- Database HealthLog, file HealthLog.db, at most 128 MB\n"
+       "-- Table BatteryHealthLog: " +
+           std::string(kStatus) + "." + Record(now, "BatteryStatus").field(0).name() +
+           ": takes a name that was reserved; the values stay as they are.\n"},
+      {"a column has another sign",
+       [](auto& set) {
+         Record(set, "BatteryHealthLog")
+             .mutable_field(AgeOf(set))
+             ->set_type(FieldDescriptorProto::TYPE_SINT64);
+       },
+       "",
+       "-- Database HealthLog, file HealthLog.db, at most 128 MB\n"
+       "-- Table BatteryHealthLog: ovix.telemetry.contract.storage.device_health.BatteryHealthLog"
+       ".age: type changed from sint64 to uint32; the values stay as they are.\n"},
       {"a database vanished with its table",
        [](auto& set) {
          DescriptorProto* gone = set.mutable_file(set.file_size() - 1)->add_message_type();

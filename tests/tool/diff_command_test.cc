@@ -118,10 +118,11 @@ TEST(ToolDiff, LeavesOutTheChangesThatAFileNames) {
             "safe: pair0.M.c\n  added, number 2, string\n"
             "1 change: 0 wire-breaking, 0 source-breaking, 0 store-breaking, 1 safe\n");
   const std::string file = (folder / "ignored").string();
-  EXPECT_EQ(run.errors, "ovix-contracts: " + file + ": 4 changes are ignored\novix-contracts: " +
-                            file + ":7: field-removed pair0.M.b: is no change; remove the line\n" +
+  EXPECT_EQ(run.errors, "ovix-contracts: " + file +
+                            ": 4 changes are ignored\novix-contracts: " + file +
+                            ":7: field-removed pair0.M.b: matches no change; remove the line\n" +
                             "ovix-contracts: " + file +
-                            ":8: field-renamed pair0.M: is no change; remove the line\n");
+                            ":8: field-renamed pair0.M: matches no change; remove the line\n");
   const std::pair<const char*, const char*> refused[] = {
       {"\nfield-renamed\n", "ignored:2: is not a rule and a subject"},
       {"field-renamed a b\n", "ignored:1: is not a rule and a subject"},

@@ -161,6 +161,8 @@ TEST(JsonReader, RefusesTheFirstFaultWithItsPlaceAndTheFix) {
       // Not JSON.
       {"", "in:1:1: ovix.tests.JsonKinds: the input is empty"},
       {" \n", "in:2:1: "},
+      {std::string(1, '\0'), "in:1:1: ovix.tests.JsonKinds: a value belongs here; write { ... }"},
+      {std::string(" \0{}", 4), "in:1:2: ovix.tests.JsonKinds: a value belongs here; write"},
       {"{", "in:1:2: ovix.tests.JsonKinds: the input ends"},
       {R"({"int32Value")", "in:1:14: ovix.tests.JsonKinds.int32_value: the input ends"},
       {R"({"int32Value":)", "in:1:15: ovix.tests.JsonKinds.int32_value: the input ends"},
@@ -221,6 +223,7 @@ TEST(JsonReader, RefusesTheFirstFaultWithItsPlaceAndTheFix) {
       {R"({"uint64Value":18446744073709551616})", "is not of type uint64"},
       {R"({"uint64Value":1e20})", "is not of type uint64"},
       {R"({"uint64Value":1e99999999999999999999})", "too large"},
+      {R"({"uint64Value":0e309})", "the number or its exponent is too large"},
       {R"({"uint64Value":"1e99999999999999999999"})", "is not of type uint64"},
       {R"({"int32Value":0.5})", "is not of type int32"},
       {R"({"int32Value":1e-1})", "is not of type int32"},

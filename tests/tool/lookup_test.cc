@@ -161,6 +161,13 @@ TEST(ToolLookup, SaysInOneLineWhatComesNear) {
        "pcLogHwBatteryHealth.version.2: no payload has this gun; is it com.ovix.cdm.domain."
        "telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1"},
       {write("number.json", "{\"gun\": 1}"), "number.json: is not a label: it has no gun"},
+      {write("twice.json", "{\"gun\": \"" + std::string(kGun) + "\", \"g\\u0075n\": \"b\"}"),
+       "is not a label: it has the key \"gun\" twice"},
+      {write("bom.json", "\xef\xbb\xbf{\"gun\": \"" + std::string(kGun) + "\"}"),
+       "is not a label: it begins with a byte order mark"},
+      {write("zero.json",
+             "{\"gun\": \"" + std::string(kGun) + "\"}\n" + std::string(1, '\0') + "x"),
+       "is not a label: line 2 is not JSON"},
       {write("list.json", "[]"), "list.json: is not a label: it is not a JSON object"},
       {write("broken.json", "{\n\"gun\": \"a\",\n}"), "is not a label: line 3 is not JSON"},
       {write("payload.binpb", "\x0a\x05"), "is not a label: line 2 is not JSON"},

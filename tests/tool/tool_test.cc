@@ -448,6 +448,29 @@ TEST(ToolConvert, ShowsUnknownFieldsOrSaysThatItCannot) {
   EXPECT_EQ(std::count(json.errors.begin(), json.errors.end(), '\n'), 1);
 }
 
+// What another writer made in its own way comes back as protobuf's writers make it.
+TEST(ToolConvert, GivesBackValuesThatAreWrittenInAnotherWay) {
+  const std::string nan("\x00\x00\xc0\x7f", 4);
+  const std::pair<std::string, std::string> cases[] = {
+      {Tag(1, 2) + Varint(0) + Tag(7, 0) + Varint(0), ""},
+      {Tag(8, 0) + Varint(2) + Tag(7, 0) + Varint(1),
+       Tag(7, 0) + Varint(1) + Tag(8, 0) + Varint(2)},
+      {Tag(7, 0) + Varint(1) + Tag(7, 0) + Varint(2), Tag(7, 0) + Varint(2)},
+      {Tag(7, 0) + "\x81" + Varint(0), Tag(7, 0) + Varint(1)},
+      {Tag(18, 0) + Varint(3) + Tag(18, 0) + Varint(0),
+       Tag(18, 2) + Varint(2) + Varint(3) + Varint(0)},
+      {Tag(10, 5) + "\x01" + nan.substr(1), Tag(10, 5) + nan},
+      {Tag(10, 5) + nan.substr(0, 3) + "\xff", Tag(10, 5) + nan},
+  };
+  const Folder folder;
+  for (const auto& [bytes, expected] : cases) {
+    const ProgramRun text = RunTool(folder, "decode BatteryHealthLog --format text", bytes);
+    EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog --format text", text.output).output,
+              expected)
+        << text.output;
+  }
+}
+
 // A release that changed a field's type wrote these bytes: in the order of the numbers, but of the
 // other wire type.
 TEST(ToolConvert, GivesBackFieldsWhoseWireTypeChanged) {
@@ -540,7 +563,11 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
       {"encode BatteryHealthLog" + out, "{\"age\":1,\"age\":2}", "age: is set twice"},
       {"encode BatteryHealthLog" + out, "{\"age\":1,}", ":1:10: "},
       {"encode BatteryHealthLog --format text" + out, "time: \"\\377\"",
-       "BatteryHealthLog.time is text that is not UTF-8"},
+       ":1:7: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.time is text that is "
+       "not UTF-8"},
+      {"encode BatteryHealthLog --format text" + out,
+       "age: 1 battery_status {}\n\ttime:\t'a' \"\xff\"",
+       ":2:8: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.time is text"},
       {"encode BatteryHealthLog --format text" + out, "time: \"a\"\nage: x", ":2:6: "},
       {"decode BatteryHealthLog" + out,
        "\x0a\x05"

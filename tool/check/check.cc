@@ -33,10 +33,15 @@ class Run {
     }
     input.BeforeReading([this] { output_.Flush(); });
     DelimitedReader stream(input);
-    for (std::string_view bytes; stream.Next(bytes);) {
-      ++messages_;
-      Say(input.name() + ": message " + std::to_string(stream.number()),
-          checker_.Check(bytes, options_.type, stream.offset()));
+    try {
+      for (std::string_view bytes; stream.Next(bytes);) {
+        ++messages_;
+        Say(input.name() + ": message " + std::to_string(stream.number()),
+            checker_.Check(bytes, options_.type, stream.offset()));
+      }
+    } catch (const DamagedStream& damage) {
+      Say(input.name(),
+          {{"encoding", damage.place(), damage.problem() + "; what follows is not checked"}});
     }
   }
 

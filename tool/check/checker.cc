@@ -102,7 +102,8 @@ void Checker::CheckRowTime(const Message& message) {
   if (IsRowTime(time)) return;
   Add("time", type->name() + ".time",
       (time.empty() ? "is empty"
-                    : Shown(time, field) + " is not RFC 3339 in UTC with milliseconds") +
+                    : Shown(time, field) +
+                          " is not RFC 3339 in UTC with milliseconds and a second up to 59") +
           "; the store never removes this row for its age");
 }
 

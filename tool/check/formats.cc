@@ -173,8 +173,9 @@ bool HasFormat(std::string_view text, std::string_view format) {
 }
 
 bool IsRowTime(std::string_view text) {
+  // SQLite, by which a store compares ages, knows no leap seconds.
   return text.size() == std::string_view("2026-11-21T04:31:09.120Z").size() && IsTime(text) &&
-         text[10] == 'T' && text[19] == '.' && text.ends_with('Z');
+         text[10] == 'T' && text.substr(17, 2) != "60" && text[19] == '.' && text.ends_with('Z');
 }
 
 }  // namespace ovix::tool

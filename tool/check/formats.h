@@ -10,7 +10,8 @@ namespace ovix::tool {
 // name of a format.
 bool HasFormat(std::string_view text, std::string_view format);
 
-// Whether the text is a time as a table's `time` has it: RFC 3339 in UTC with milliseconds.
+// Whether the text is a time as a table's `time` has it: RFC 3339 in UTC with milliseconds,
+// and not in a leap second.
 bool IsRowTime(std::string_view text);
 
 }  // namespace ovix::tool

@@ -73,6 +73,15 @@ void AddNames(Words& words, const std::string& typed, const Contracts& contracts
   for (const Descriptor* message : contracts.messages()) words.Add(message->full_name());
 }
 
+// As AddNames() has the names of messages.
+void AddEnumerations(Words& words, const std::string& typed, const Contracts& contracts) {
+  if (typed.empty()) return;
+  const bool is_full = typed.find('.') != std::string::npos;
+  for (const EnumDescriptor* type : contracts.enums()) {
+    words.Add(is_full ? type->full_name() : type->name(), "enumeration");
+  }
+}
+
 // The fields of a table or payload that is typed with a dot, or of a part of it.
 void AddFields(Words& words, const std::string& typed, const Contracts& contracts) {
   const size_t dot = typed.rfind('.');
@@ -104,7 +113,10 @@ std::string Values(const CLI::Option& option, const std::string& fixed, std::str
     const size_t comma = option.get_delimiter() == ',' ? typed.rfind(',') : std::string::npos;
     const size_t begin = comma == std::string::npos ? 0 : comma + 1;
     Words words(fixed + typed.substr(0, begin), typed.substr(begin));
-    for (const std::string& choice : Choices(option)) words.Add(choice);
+    const std::string before = "," + typed.substr(0, begin);
+    for (const std::string& choice : Choices(option)) {
+      if (before.find("," + choice + ",") == std::string::npos) words.Add(choice);
+    }
     return words.Text();
   }
   Words words(fixed, typed);
@@ -116,7 +128,10 @@ std::string Values(const CLI::Option& option, const std::string& fixed, std::str
       }
     } else if (type.starts_with("NAME")) {
       AddNames(words, typed, contracts);
-      if (words.empty() && type == "NAME[.FIELD]") AddFields(words, typed, contracts);
+      if (type == "NAME[.FIELD]") {
+        AddEnumerations(words, typed, contracts);
+        if (words.empty()) AddFields(words, typed, contracts);
+      }
       if (words.empty()) return kFiles;  // a label
     } else {
       for (const Descriptor* payload : contracts.payloads()) {
@@ -170,10 +185,16 @@ std::string InCommand(const CLI::App& app, const CLI::App& command,
   Release release;
   const CLI::Option* awaited = nullptr;  // the option that the next word is a value of
   bool only_positionals = false;
+  bool has_name = true;  // whether a message's name comes before the files
   size_t positionals = 0;
   for (size_t i = 0; i + 1 < words.size(); ++i) {
     const std::string& word = words[i];
     const auto [name, value] = Split(word);
+    // These say what the files are, so that no name does.
+    if (awaited == nullptr && !only_positionals &&
+        (word == "--raw" || word == "--gun" || name == "--gun")) {
+      has_name = false;
+    }
     if (awaited != nullptr) {
       if (awaited->check_lname("contracts")) release.file = word;
       awaited = nullptr;
@@ -201,6 +222,7 @@ std::string InCommand(const CLI::App& app, const CLI::App& command,
   }
   for (const CLI::Option* option : command.get_options()) {
     if (!option->get_positional()) continue;
+    if (!has_name && option->get_type_name() == "NAME") continue;
     // The last takes all that follow, if it takes several.
     if (positionals != 0 && option->get_items_expected_max() == 1) {
       --positionals;
@@ -239,7 +261,7 @@ std::string Completions(const CLI::App& app, std::vector<std::string> words) {
     return first.Text();
   }
   for (const CLI::App* command : app.get_subcommands(nullptr)) {
-    if (command->get_name() != words.front() || command->get_group().empty()) continue;
+    if (command->get_name() != words.front()) continue;
     words.erase(words.begin());
     try {
       return InCommand(app, *command, words);

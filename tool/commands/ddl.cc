@@ -4,10 +4,13 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "commands/commands.h"
 #include "contracts/contracts.h"
 #include "contracts/names.h"
+#include "diff/compare.h"
+#include "diff/tables.h"
 #include "ovix/telemetry/contract/tables.h"
 #include "terminal/error.h"
 #include "terminal/folder.h"
@@ -84,32 +87,92 @@ const tables::Table* TableOfSame(const tables::Catalogue& catalogue, const table
   return nullptr;
 }
 
+constexpr char kSameForSqlite[] =
+    " now, which is the same for SQLite: it ignores the case of names.";
+
+// The column of this name, as SQLite compares names; null where there is none.
+const tables::Column* ColumnOf(const tables::Table& table, const std::string& name) {
+  for (const tables::Column& column : table.columns) {
+    if (tables::IsSameName(column.name(), name)) return &column;
+  }
+  return nullptr;
+}
+
 // What no statement does: columns that the newer release does not have, which stay.
 std::string ColumnNotes(const tables::Table& before, const tables::Table& after) {
   std::string notes;
   for (const tables::Column& column : before.columns) {
-    if (after.record->FindFieldByName(column.name()) != nullptr) continue;
+    const std::string subject = "Table " + before.name + ": column " + column.name();
+    if (const tables::Column* found = ColumnOf(after, column.name())) {
+      if (found->name() != column.name()) {
+        notes += Comment(subject + " is " + found->name() + kSameForSqlite);
+      }
+      continue;
+    }
     const FieldDescriptor* same = after.record->FindFieldByNumber(column.field->number());
-    const bool renamed = same != nullptr && before.record->FindFieldByName(same->name()) == nullptr;
-    notes += Comment("Table " + before.name + ": column " + column.name() +
-                     (renamed ? " is " + same->name() +
-                                    " now, which is a new column; the values stay in " +
-                                    column.name() + "."
-                              : " is no longer in the contracts; it stays as it is."));
+    const bool renamed = same != nullptr && ColumnOf(before, same->name()) == nullptr;
+    notes += Comment(subject + (renamed ? " is " + same->name() +
+                                              " now, which is a new column; the values stay in " +
+                                              column.name() + "."
+                                        : " is no longer in the contracts; it stays as it is."));
   }
   return notes;
 }
 
+// What the rows of a table hold that the newer release reads in another way, or not at all.
+std::string ValueNotes(const tables::Table& before, const std::vector<Difference>& differences) {
+  const Stored kept({before.record});
+  std::string notes;
+  for (const Difference& difference : differences) {
+    if (!kept.Keeps(difference, *before.record->file()->pool())) continue;
+    // Of the table and its columns the notes above speak, or statements.
+    const FieldDescriptor* field =
+        before.record->file()->pool()->FindFieldByName(difference.subject);
+    const bool is_column = field != nullptr && field->containing_type() == before.record;
+    if (difference.subject == before.record->full_name() ||
+        (is_column && (difference.change == Change::kFieldRenamed ||
+                       difference.change == Change::kFieldRemoved ||
+                       difference.change == Change::kFieldRemovedReserved))) {
+      continue;
+    }
+    notes += Comment("Table " + before.name + ": " + difference.subject + ": " + difference.what +
+                     "; the values stay as they are.");
+  }
+  return notes;
+}
+
+// What a column of text holds.
+std::string ContentOf(const tables::Column& column) {
+  if (column.kind == tables::ColumnKind::kText) return "text";
+  if (column.kind != tables::ColumnKind::kJson) return column.Type();
+  return column.field->is_map()        ? "a map in JSON"
+         : column.field->is_repeated() ? "a list in JSON"
+                                       : "a message in JSON";
+}
+
+// SQLite has one type for text and all JSON. Throws TableError where a column's values would have
+// to be rewritten.
+void CheckContent(const tables::Table& before, const tables::Table& after) {
+  for (const tables::Column& column : before.columns) {
+    const tables::Column* found = ColumnOf(after, column.name());
+    if (found == nullptr || ContentOf(*found) == ContentOf(column)) continue;
+    throw tables::TableError("table " + after.name + ": column " + found->name() + " is " +
+                             ContentOf(column) + ", but the contract says " + ContentOf(*found));
+  }
+}
+
 // The same of the tables of a database: what stays where it is, and is no longer read there.
 std::string Notes(const tables::Catalogue& older, const tables::Catalogue& newer,
-                  const std::string& database) {
+                  const std::vector<Difference>& differences, const std::string& database) {
   std::string notes;
   for (const tables::Table& table : older.tables()) {
     if (table.database != database) continue;
     const std::string subject = "Table " + table.name;
     const tables::Table* same = newer.Find(database, table.name);
     if (same != nullptr) {
-      notes += ColumnNotes(table, *same);
+      if (same->name != table.name)
+        notes += Comment(subject + " is " + same->name + kSameForSqlite);
+      notes += ColumnNotes(table, *same) + ValueNotes(table, differences);
     } else if (same = TableOfSame(newer, table); same == nullptr) {
       notes += Comment(subject + " is no longer in the contracts; it stays as it is.");
     } else if (same->database == database) {
@@ -131,7 +194,7 @@ std::string Notes(const tables::Catalogue& older, const tables::Catalogue& newer
 }
 
 Scripts Migration(const tables::Catalogue& older, const tables::Catalogue& newer,
-                  const std::string& only) {
+                  const std::vector<Difference>& differences, const std::string& only) {
   const auto has = [](const tables::Catalogue& catalogue, const std::string& database) {
     return std::any_of(catalogue.tables().begin(), catalogue.tables().end(),
                        [&](const tables::Table& table) { return table.database == database; });
@@ -139,20 +202,27 @@ Scripts Migration(const tables::Catalogue& older, const tables::Catalogue& newer
   Scripts scripts;
   std::string refused;
   for (const std::string& database : DatabasesOf({&older, &newer}, only)) {
+    for (const tables::Table& table : newer.tables()) {
+      if (!tables::IsSameName(table.database, database) || table.database == database) continue;
+      throw Error("database " + database + " is " + table.database +
+                  " now, which is the same file on Windows and another one elsewhere; keep the "
+                  "name " +
+                  database);
+    }
     std::vector<std::string> statements;
     for (const tables::Table& table : newer.tables()) {
       if (table.database != database) continue;
       const tables::Table* before = older.Find(database, table.name);
       try {
-        for (std::string& statement :
-             before == nullptr ? CreateSql(table) : MigrateSql(table, Standing(*before))) {
-          statements.push_back(std::move(statement));
-        }
+        const std::vector<std::string> sql =
+            before == nullptr ? CreateSql(table) : MigrateSql(table, Standing(*before));
+        if (before != nullptr) CheckContent(*before, table);
+        statements.insert(statements.end(), sql.begin(), sql.end());
       } catch (const tables::TableError& error) {
         refused += "; database " + database + ", " + error.what();
       }
     }
-    const std::string notes = Notes(older, newer, database);
+    const std::string notes = Notes(older, newer, differences, database);
     if (statements.empty() && notes.empty()) continue;
     std::string& sql = scripts[database];
     sql =
@@ -191,7 +261,7 @@ Scripts ScriptsOf(const Options& options) {
   if (options.from.empty()) return NewDatabases(*newer, options.database);
   const auto before = Contracts::Read(options.from);
   const auto older = CatalogueOf(*before, options.from);
-  return Migration(*older, *newer, options.database);
+  return Migration(*older, *newer, Compare(*before, options.release.contracts()), options.database);
 }
 
 // A database's name comes from a descriptor set, and must not lead out of the folder.

@@ -30,7 +30,7 @@ void TakeOut(const std::string& file, std::vector<Difference>& differences) {
               << (taken == 1 ? " change is" : " changes are") << " ignored\n";
   }
   for (const std::string& line : ignored.Unused()) {
-    std::cerr << "ovix-contracts: " << line << ": is no change; remove the line\n";
+    std::cerr << "ovix-contracts: " << line << ": matches no change; remove the line\n";
   }
 }
 

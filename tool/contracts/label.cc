@@ -3,9 +3,11 @@
 #include <rapidjson/document.h>
 
 #include <algorithm>
+#include <set>
 #include <string_view>
 
 #include "terminal/error.h"
+#include "terminal/format.h"
 #include "terminal/input.h"
 
 namespace ovix::tool {
@@ -30,15 +32,27 @@ Label ReadLabel(const std::filesystem::path& file) {
                 "; a label is the JSON file next to a payload");
   };
   if (text.size() > kLargest) fail("it is larger than 1 MiB");
+  const auto fail_at = [&](size_t at) {
+    const std::string_view before = text.substr(0, at);
+    fail("line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) +
+         " is not JSON");
+  };
+  // The parser skips a byte order mark, and takes a zero byte for the end.
+  if (text.starts_with("\xef\xbb\xbf")) {
+    fail("it begins with a byte order mark; save it as UTF-8 without it");
+  }
+  if (const size_t zero = text.find('\0'); zero != std::string_view::npos) fail_at(zero);
   rapidjson::Document json;
   json.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(text.data(),
                                                                                      text.size());
-  if (json.HasParseError()) {
-    const std::string_view before = text.substr(0, json.GetErrorOffset());
-    fail("line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) +
-         " is not JSON");
-  }
+  if (json.HasParseError()) fail_at(json.GetErrorOffset());
   if (!json.IsObject()) fail("it is not a JSON object");
+  std::set<std::string_view> keys;
+  const rapidjson::Document& read = json;
+  for (auto member = read.MemberBegin(); member != read.MemberEnd(); ++member) {
+    const std::string_view key(member->name.GetString(), member->name.GetStringLength());
+    if (!keys.insert(key).second) fail("it has the key " + JsonText(key) + " twice");
+  }
   const auto number = [&](const char* key) -> std::optional<uint64_t> {
     // Not by FindMember(): clang finds the comparison of its iterators ambiguous in C++20.
     if (!json.HasMember(key) || !json[key].IsUint64()) return std::nullopt;

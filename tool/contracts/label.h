@@ -23,7 +23,8 @@ struct Label {
   std::string id;  // the payload's own
 };
 
-// Throws Error where the file cannot be read, or is not a JSON object with a gun.
+// Throws Error where the file cannot be read, or is not a JSON object with a gun, each key
+// once.
 Label ReadLabel(const std::filesystem::path& file);
 
 }  // namespace ovix::tool

@@ -63,11 +63,11 @@ std::vector<std::string> Nearest(const std::string& name, const std::vector<std:
   const size_t most = std::max<size_t>(2, name.size() / 4);
   for (const std::string& candidate : known) {
     // No fewer edits than the difference in length, which is cheaper to see.
-    if (std::max(name.size(), candidate.size()) - std::min(name.size(), candidate.size()) > most) {
-      continue;
-    }
+    const size_t longer = std::max(name.size(), candidate.size());
+    if (longer - std::min(name.size(), candidate.size()) > most) continue;
+    // Two edits make any name of two letters of any other: a third of a name must stay.
     const size_t distance = Distance(name, candidate);
-    if (distance <= most) near.emplace_back(distance, candidate);
+    if (distance <= most && 3 * distance <= 2 * longer) near.emplace_back(distance, candidate);
   }
   std::sort(near.begin(), near.end());
   near.erase(std::unique(near.begin(), near.end()), near.end());

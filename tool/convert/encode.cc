@@ -3,6 +3,7 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
+#include <algorithm>
 #include <string>
 
 #include "convert/progress.h"
@@ -49,6 +50,14 @@ bool ParseText(std::string_view text, uint64_t first_line, const std::string& in
                                             error.column, error.what);
     throw Error(input + ":" + std::to_string(first_line + problem.line) + ":" +
                 std::to_string(problem.column + 1) + ": " + problem.what);
+  }
+  if (const auto* field = unknown.field_of_bad_text()) {
+    const std::string_view before = text.substr(0, unknown.bad_text());
+    const auto line = static_cast<uint64_t>(std::count(before.begin(), before.end(), '\n'));
+    const size_t line_begin = before.rfind('\n') + 1;  // 0 in the first line
+    throw Error(input + ":" + std::to_string(first_line + line) + ":" +
+                std::to_string(before.size() - line_begin + 1) + ": " + field->full_name() +
+                " is text that is not UTF-8; write its characters as UTF-8");
   }
   unknown.AddTo(message);
   return unknown.any();

@@ -8,6 +8,8 @@
 #include <map>
 #include <optional>
 
+#include "wire/utf8.h"
+
 namespace ovix::tool {
 namespace {
 
@@ -88,13 +90,21 @@ std::string UnknownText::Quoted() {
   return text_.substr(begin, at_ - begin);
 }
 
-bool UnknownText::SkipScalar() {
-  bool any = false;
+bool UnknownText::SkipScalar(const FieldDescriptor* field) {
+  if (Next() != '"' && Next() != '\'') return !Word().empty();
+  const size_t begin = at_;
+  std::string value;
   while (Next() == '"' || Next() == '\'') {
-    if (Quoted().empty()) return false;
-    any = true;
+    const std::string quoted = Quoted();
+    if (quoted.empty()) return false;
+    google::protobuf::io::Tokenizer::ParseStringAppend(quoted, &value);
   }
-  return any || !Word().empty();
+  if (bad_text_field_ == nullptr && field->type() == FieldDescriptor::TYPE_STRING &&
+      !IsUtf8(value)) {
+    bad_text_ = begin;
+    bad_text_field_ = field;
+  }
+  return true;
 }
 
 bool UnknownText::ReadFields(const Descriptor* message, const Path& path, char end) {
@@ -133,7 +143,7 @@ bool UnknownText::ReadKnown(const FieldDescriptor* field, Path path, int& index)
   if (is_list && Take(']')) return true;
   do {
     if (field->message_type() == nullptr) {
-      if (!SkipScalar()) return false;
+      if (!SkipScalar(field)) return false;
       continue;
     }
     const char end = Next() == '<' ? '>' : '}';

@@ -29,6 +29,10 @@ class UnknownText {
   const google::protobuf::Descriptor* watched_message() const { return watched_message_; }
   const google::protobuf::FieldDescriptor* watched_field() const { return watched_field_; }
 
+  // Where the first text begins that is not UTF-8, and its field; null where all are.
+  size_t bad_text() const { return bad_text_; }
+  const google::protobuf::FieldDescriptor* field_of_bad_text() const { return bad_text_field_; }
+
   // Puts them into the message that the rest of the text was read as.
   void AddTo(google::protobuf::Message& message) const;
 
@@ -43,7 +47,7 @@ class UnknownText {
   bool ReadKnown(const google::protobuf::FieldDescriptor* field, Path path, int& index);
   bool ReadUnknown(google::protobuf::UnknownFieldSet& fields, int number);
   bool ReadUnknownFields(google::protobuf::UnknownFieldSet& fields, char end);
-  bool SkipScalar();
+  bool SkipScalar(const google::protobuf::FieldDescriptor* field);
   std::string Word();
   std::string Quoted();
   char Next();
@@ -53,6 +57,8 @@ class UnknownText {
   const size_t watched_;
   const google::protobuf::Descriptor* watched_message_;
   const google::protobuf::FieldDescriptor* watched_field_ = nullptr;
+  size_t bad_text_ = 0;
+  const google::protobuf::FieldDescriptor* bad_text_field_ = nullptr;
   size_t at_ = 0;
   int depth_ = 0;
   std::deque<Found> found_;  // an UnknownFieldSet does not move

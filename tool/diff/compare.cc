@@ -11,6 +11,8 @@
 namespace ovix::tool {
 namespace {
 
+using google::protobuf::ServiceDescriptor;
+
 class Comparison {
  public:
   Comparison(const Contracts& older, const Contracts& newer)
@@ -40,6 +42,7 @@ class Comparison {
     }
     CompareEnums();
     CompareExtensions();
+    CompareServices();
     CheckTables(newer_, differences_);
     CheckPayloads(newer_, differences_);
     CompareVersions(older_, newer_, differences_);
@@ -164,6 +167,50 @@ class Comparison {
         if (older_.pool().FindExtensionByName(file->extension(i)->full_name()) == nullptr) {
           Add(Change::kExtensionAdded, file->extension(i)->full_name(), "extension added");
         }
+      }
+    }
+  }
+
+  // Contracts have none; a set of another project can.
+  void CompareServices() {
+    for (const FileDescriptor* file : older_.files()) {
+      for (int i = 0; i < file->service_count(); ++i) {
+        const ServiceDescriptor* was = file->service(i);
+        const ServiceDescriptor* is = newer_.pool().FindServiceByName(was->full_name());
+        if (is == nullptr) {
+          Add(Change::kServiceRemoved, was->full_name(), "service removed");
+        } else {
+          CompareMethods(was, is);
+        }
+      }
+    }
+    for (const FileDescriptor* file : newer_.files()) {
+      for (int i = 0; i < file->service_count(); ++i) {
+        if (older_.pool().FindServiceByName(file->service(i)->full_name()) == nullptr) {
+          Add(Change::kServiceAdded, file->service(i)->full_name(), "service added");
+        }
+      }
+    }
+  }
+
+  void CompareMethods(const ServiceDescriptor* before, const ServiceDescriptor* after) {
+    const auto text = [](const google::protobuf::MethodDescriptor* method) {
+      return std::string(method->client_streaming() ? "stream " : "") +
+             method->input_type()->full_name() + " to " +
+             (method->server_streaming() ? "stream " : "") + method->output_type()->full_name();
+    };
+    for (int i = 0; i < before->method_count(); ++i) {
+      const auto* was = before->method(i);
+      const auto* is = after->FindMethodByName(was->name());
+      if (is == nullptr) {
+        Add(Change::kMethodRemoved, was->full_name(), "method removed");
+      } else if (text(was) != text(is)) {
+        Add(Change::kMethodChanged, was->full_name(), "changed " + FromTo(text(was), text(is)));
+      }
+    }
+    for (int i = 0; i < after->method_count(); ++i) {
+      if (before->FindMethodByName(after->method(i)->name()) == nullptr) {
+        Add(Change::kMethodAdded, after->method(i)->full_name(), "method added");
       }
     }
   }

@@ -1,5 +1,7 @@
 #include "diff/members.h"
 
+#include <google/protobuf/descriptor.pb.h>
+
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -27,14 +29,36 @@ bool IsWidened(const FieldDescriptor* before, const FieldDescriptor* after) {
       {FieldDescriptor::TYPE_ENUM, FieldDescriptor::TYPE_INT64},
       {FieldDescriptor::TYPE_STRING, FieldDescriptor::TYPE_BYTES},
   };
-  return !before->is_map() && !after->is_map() && widened.contains({before->type(), after->type()});
+  if (before->is_map() != after->is_map()) return false;
+  if (!before->is_map()) return widened.contains({before->type(), after->type()});
+  const auto reads_alike = [](const FieldDescriptor* was, const FieldDescriptor* is) {
+    return FullType(was) == FullType(is) || IsWidened(was, is);
+  };
+  const Descriptor *was = before->message_type(), *is = after->message_type();
+  return reads_alike(was->map_key(), is->map_key()) &&
+         reads_alike(was->map_value(), is->map_value());
 }
 
 // Whether the values of a type that was widened are stored as they will be read. A column has
 // booleans and enumerations as numbers; JSON has words.
-bool IsStoredAlike(Type before, bool in_json) {
-  if (before == FieldDescriptor::TYPE_STRING) return false;
-  return !in_json || (before != FieldDescriptor::TYPE_BOOL && before != FieldDescriptor::TYPE_ENUM);
+bool IsStoredAlike(const FieldDescriptor* was, const FieldDescriptor* is, bool in_json) {
+  if (FullType(was) == FullType(is)) return true;
+  if (was->is_map()) {
+    const Descriptor *before = was->message_type(), *after = is->message_type();
+    return IsStoredAlike(before->map_key(), after->map_key(), in_json) &&
+           IsStoredAlike(before->map_value(), after->map_value(), in_json);
+  }
+  if (was->type() == FieldDescriptor::TYPE_STRING) return false;
+  return !in_json ||
+         (was->type() != FieldDescriptor::TYPE_BOOL && was->type() != FieldDescriptor::TYPE_ENUM);
+}
+
+// The default that proto2 lets a schema state; of an enumeration the first value is compared with
+// the enumeration.
+std::string DefaultOf(const FieldDescriptor* field) {
+  google::protobuf::FieldDescriptorProto proto;
+  field->CopyTo(&proto);
+  return proto.default_value();
 }
 
 std::string OneofOf(const FieldDescriptor* field) {
@@ -94,7 +118,12 @@ void MemberComparison::Compare(const Descriptor* before, const Descriptor* after
     if (same_number != nullptr && after->FindFieldByName(same_number->name()) == nullptr) continue;
     differences_.AddContent(after, Change::kFieldAdded, is->full_name(),
                             "added, number " + std::to_string(is->number()) + ", " + FullType(is));
+    if (is->is_required()) {
+      differences_.AddContent(after, Change::kFieldRequiredChanged, is->full_name(),
+                              "required now, and old messages do not have it");
+    }
   }
+  CompareExtensionRanges(before, after, differences_);
   // Columns and keys of JSON are found by name, so that only a name's reuse meets old values.
   CompareReserved(before, after, kSafe, store, differences_);
 }
@@ -118,14 +147,19 @@ void MemberComparison::CompareField(const FieldDescriptor* was, const FieldDescr
     const bool widened = IsWidened(was, is);
     add(widened ? Change::kFieldTypeWidened : Change::kFieldTypeChanged,
         "type changed " + FromTo(FullType(was), FullType(is)),
-        widened && IsStoredAlike(was->type(), in_json) ? kSafe : store);
+        widened && IsStoredAlike(was, is, in_json) ? kSafe : store);
   }
   if (was->is_repeated() != is->is_repeated()) {
     add(Change::kFieldLabelChanged, was->is_repeated() ? "no longer repeated" : "repeated now",
         store);
+  } else if (was->is_required() != is->is_required()) {
+    add(Change::kFieldRequiredChanged, was->is_required() ? "no longer required" : "required now");
   } else if (was->has_presence() != is->has_presence()) {
     add(Change::kFieldPresenceChanged,
         "presence changed " + FromTo(PresenceText(was), PresenceText(is)));
+  }
+  if (DefaultOf(was) != DefaultOf(is)) {
+    add(Change::kFieldDefaultChanged, "default changed " + FromTo(DefaultOf(was), DefaultOf(is)));
   }
   if (OneofOf(was) != OneofOf(is)) {
     // JSON with two fields of one oneof cannot be read.
@@ -148,6 +182,11 @@ void MemberComparison::Compare(const EnumDescriptor* before, const EnumDescripto
     differences_.AddContent(
         after, Change::kEnumValueAdded, before->full_name(),
         "value " + is->name() + " = " + std::to_string(is->number()) + " added");
+  }
+  if (before->value(0)->number() != after->value(0)->number()) {
+    differences_.AddContent(
+        after, Change::kEnumFirstValueChanged, before->full_name(),
+        "first value changed " + FromTo(before->value(0)->name(), after->value(0)->name()));
   }
   CompareReserved(before, after, stored_.KeepsNumbersOf(before) ? kStore : kSafe,
                   stored_.KeepsNamesOf(before) ? kStore : kSafe, differences_);

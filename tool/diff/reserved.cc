@@ -13,11 +13,16 @@ struct Range {
   int64_t first, last;
 };
 
+// A message's ranges end behind their last number.
+template <typename OpenRange>
+Range Closed(const OpenRange* range) {
+  return {range->start, int64_t{range->end} - 1};
+}
+
 std::vector<Range> RangesOf(const Descriptor* message) {
   std::vector<Range> ranges;
   for (int i = 0; i < message->reserved_range_count(); ++i) {
-    const auto* range = message->reserved_range(i);
-    ranges.push_back({range->start, int64_t{range->end} - 1});
+    ranges.push_back(Closed(message->reserved_range(i)));
   }
   return ranges;
 }
@@ -103,6 +108,23 @@ void Compare(const Holder* before, const Holder* after, unsigned number_besides,
 }
 
 }  // namespace
+
+void CompareExtensionRanges(const Descriptor* before, const Descriptor* after,
+                            Differences& differences) {
+  const auto ranges_of = [](const Descriptor* message) {
+    std::vector<Range> ranges;
+    for (int i = 0; i < message->extension_range_count(); ++i) {
+      ranges.push_back(Closed(message->extension_range(i)));
+    }
+    return ranges;
+  };
+  std::vector<Range> removed = ranges_of(before);
+  for (const Range& range : ranges_of(after)) Remove(removed, range);
+  if (removed.empty()) return;
+  differences.Add(Change::kExtensionRangeRemoved, before->full_name(),
+                  "no longer has the extension numbers " + Text(removed), kSafe,
+                  "declare them again");
+}
 
 void CompareReserved(const Descriptor* before, const Descriptor* after, unsigned number_besides,
                      unsigned name_besides, Differences& differences) {

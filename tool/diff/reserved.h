@@ -14,6 +14,10 @@ void CompareReserved(const Descriptor* before, const Descriptor* after, unsigned
 void CompareReserved(const EnumDescriptor* before, const EnumDescriptor* after,
                      unsigned number_besides, unsigned name_besides, Differences& differences);
 
+// The numbers that extensions may have: those that are gone.
+void CompareExtensionRanges(const Descriptor* before, const Descriptor* after,
+                            Differences& differences);
+
 }  // namespace ovix::tool
 
 #endif  // OVIX_TOOL_DIFF_RESERVED_H_

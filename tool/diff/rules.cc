@@ -26,6 +26,8 @@ constexpr Rule kRules[] = {
     {Change::kFieldTypeWidened, "field-type-widened", kSource, "the encoding is the same, the class is not"},
     {Change::kFieldLabelChanged, "field-label-changed", kWire | kSource, "one value and a list read differently"},
     {Change::kFieldPresenceChanged, "field-presence-changed", kSource, "whether zero differs from absent changes"},
+    {Change::kFieldRequiredChanged, "field-required-changed", kWire | kSource, "readers for whom a field is required refuse messages without it"},
+    {Change::kFieldDefaultChanged, "field-default-changed", kWire | kSource, "what is absent reads as another value"},
     {Change::kFieldOneofChanged, "field-oneof-changed", kWire | kSource, "which values exclude each other changes"},
     {Change::kFieldOrderChanged, "field-order-changed", kSafe, ""},
     {Change::kReservedNumberTaken, "reserved-number-taken", kWire, "old data has the number with another meaning"},
@@ -57,9 +59,16 @@ constexpr Rule kRules[] = {
     {Change::kEnumValueAdded, "enum-value-added", kSafe, ""},
     {Change::kEnumValueRenamed, "enum-value-renamed", kSource, "JSON and programs have the name"},
     {Change::kEnumValueRenumbered, "enum-value-renumbered", kWire, "old data has it under the old number"},
+    {Change::kEnumFirstValueChanged, "enum-first-value-changed", kWire | kSource, "what is absent reads as another value"},
     {Change::kExtensionRemoved, "extension-removed", kWire | kSource, "options of schemas are written with it"},
     {Change::kExtensionAdded, "extension-added", kSafe, ""},
     {Change::kExtensionChanged, "extension-changed", kWire | kSource, "options of schemas are written with it"},
+    {Change::kExtensionRangeRemoved, "extension-range-removed", kSource, "extensions with these numbers no longer compile"},
+    {Change::kServiceRemoved, "service-removed", kSource, "programs call it"},
+    {Change::kServiceAdded, "service-added", kSafe, ""},
+    {Change::kMethodRemoved, "method-removed", kSource, "programs call it"},
+    {Change::kMethodAdded, "method-added", kSafe, ""},
+    {Change::kMethodChanged, "method-changed", kWire | kSource, "callers send and expect other messages"},
     {Change::kCodeOptionChanged, "code-option-changed", kSource, "generated classes are others"},
     {Change::kOtherOptionChanged, "option-changed", kSafe, ""},
     {Change::kUnitChanged, "unit-changed", kWire, "readers take the number for the old quantity"},
@@ -99,6 +108,8 @@ Raise RaiseFor(Change change) {
     case Change::kFieldTypeWidened:
     case Change::kFieldLabelChanged:
     case Change::kFieldPresenceChanged:
+    case Change::kFieldRequiredChanged:
+    case Change::kFieldDefaultChanged:
     case Change::kFieldOneofChanged:
     case Change::kReservedNumberTaken:
     case Change::kReservedNameTaken:
@@ -106,6 +117,7 @@ Raise RaiseFor(Change change) {
     case Change::kEnumValueRemovedReserved:
     case Change::kEnumValueRenamed:
     case Change::kEnumValueRenumbered:
+    case Change::kEnumFirstValueChanged:
     case Change::kUnitChanged:
     case Change::kValuesChanged:
     case Change::kFormatChanged:

@@ -31,8 +31,11 @@ bool IsJsonColumn(const FieldDescriptor* field) {
 
 }  // namespace
 
-Stored::Stored(const Contracts& contracts) {
-  for (const Descriptor* table : contracts.tables()) {
+Stored::Stored(const Contracts& contracts) : Stored(contracts.tables()) {}
+
+Stored::Stored(const std::vector<const Descriptor*>& tables) {
+  for (const Descriptor* table : tables) {
+    tables_.insert(table);
     for (int i = 0; i < table->field_count(); ++i) {
       const FieldDescriptor* field = table->field(i);
       if (IsJsonColumn(field)) {
@@ -61,7 +64,7 @@ bool Stored::IsInJson(const FieldDescriptor* field) const {
 }
 
 bool Stored::Keeps(const Descriptor* message) const {
-  return KindOf(message) == Kind::kTable || in_json_.contains(message);
+  return tables_.contains(message) || in_json_.contains(message);
 }
 
 bool Stored::KeepsNumbersOf(const EnumDescriptor* enumeration) const {
@@ -70,6 +73,28 @@ bool Stored::KeepsNumbersOf(const EnumDescriptor* enumeration) const {
 
 bool Stored::KeepsNamesOf(const EnumDescriptor* enumeration) const {
   return names_.contains(enumeration);
+}
+
+bool Stored::Keeps(const Difference& difference,
+                   const google::protobuf::DescriptorPool& pool) const {
+  if ((difference.breaks & kStore) == 0) return false;
+  const std::string& subject = difference.subject;
+  if (const FieldDescriptor* field = pool.FindFieldByName(subject)) {
+    return Keeps(field->containing_type());
+  }
+  if (const Descriptor* message = pool.FindMessageTypeByName(subject)) return Keeps(message);
+  // A field that is new, in a message that is not.
+  const std::string holder = subject.substr(0, subject.rfind('.'));
+  if (const Descriptor* message = pool.FindMessageTypeByName(holder);
+      message != nullptr && pool.FindEnumValueByName(subject) == nullptr) {
+    return Keeps(message);
+  }
+  const EnumDescriptor* type = pool.FindEnumTypeByName(subject);
+  if (const EnumValueDescriptor* value = pool.FindEnumValueByName(subject)) type = value->type();
+  if (type == nullptr) return false;
+  if (difference.change == Change::kEnumValueRenamed) return KeepsNamesOf(type);
+  if (difference.change == Change::kEnumValueRenumbered) return KeepsNumbersOf(type);
+  return KeepsNamesOf(type) || KeepsNumbersOf(type);
 }
 
 void CompareTables(const Descriptor* before, const Descriptor* after, Differences& differences) {

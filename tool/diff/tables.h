@@ -2,7 +2,10 @@
 #ifndef OVIX_TOOL_DIFF_TABLES_H_
 #define OVIX_TOOL_DIFF_TABLES_H_
 
+#include <google/protobuf/descriptor.h>
+
 #include <set>
+#include <vector>
 
 #include "contracts/contracts.h"
 #include "diff/differences.h"
@@ -15,6 +18,8 @@ namespace ovix::tool {
 class Stored {
  public:
   explicit Stored(const Contracts& contracts);
+  // What these tables keep.
+  explicit Stored(const std::vector<const Descriptor*>& tables);
 
   // Whether the field is a column that is not JSON.
   static bool IsPlainColumn(const FieldDescriptor* field);
@@ -24,10 +29,14 @@ class Stored {
   bool Keeps(const Descriptor* message) const;
   bool KeepsNumbersOf(const EnumDescriptor* enumeration) const;
   bool KeepsNamesOf(const EnumDescriptor* enumeration) const;
+  // Whether a store-breaking difference is one of the fields and values that are kept. `pool` is
+  // that of the tables; what is new in the other release is not found in it.
+  bool Keeps(const Difference& difference, const google::protobuf::DescriptorPool& pool) const;
 
  private:
   void Reach(const FieldDescriptor* field);
 
+  std::set<const Descriptor*> tables_;
   std::set<const Descriptor*> in_json_;
   std::set<const EnumDescriptor*> numbers_;
   std::set<const EnumDescriptor*> names_;

@@ -33,11 +33,13 @@ JsonProblem ExplainSyntax(rapidjson::ParseErrorCode code, size_t at, std::string
   }
   switch (code) {
     case rapidjson::kParseErrorDocumentEmpty:
+      // The parser takes a zero byte for the end.
+      if (at < text.size()) return {at, ExplainMissing(false, text, at, form)};
       return {at, "the input is empty; a message without values is {}"};
     case rapidjson::kParseErrorDocumentRootNotSingular:
       return {at, "text follows the message; remove it (--delimited reads one message a line)"};
     case rapidjson::kParseErrorNumberTooBig:
-      return {at, "the number is too large; " + form};
+      return {at, "the number or its exponent is too large; " + form};
     default:
       break;
   }

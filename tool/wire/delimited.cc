@@ -1,7 +1,5 @@
 #include "wire/delimited.h"
 
-#include "terminal/error.h"
-
 namespace ovix::tool {
 
 std::string LengthPrefix(size_t size) {
@@ -32,7 +30,7 @@ bool DelimitedReader::TakeLength(uint32_t& length) {
     input_.Take(i + 1);
     return true;
   }
-  throw Error(input_.name() + ": byte " + std::to_string(input_.offset()) + ": " + what);
+  throw DamagedStream(input_.name(), "byte " + std::to_string(input_.offset()), what);
 }
 
 bool DelimitedReader::Next(std::string_view& bytes) {
@@ -43,9 +41,10 @@ bool DelimitedReader::Next(std::string_view& bytes) {
   ++number_;
   bytes = input_.Peek(length);
   if (bytes.size() < length) {
-    throw Error(input_.name() + ": byte " + std::to_string(input_.offset()) + ": message number " +
-                std::to_string(number_) + " needs " + std::to_string(length) + " bytes, but " +
-                std::to_string(bytes.size()) + " are left");
+    throw DamagedStream(input_.name(), "byte " + std::to_string(input_.offset()),
+                        "message number " + std::to_string(number_) + " needs " +
+                            std::to_string(length) + " bytes, but " + std::to_string(bytes.size()) +
+                            " are left");
   }
   taken_next_ = length;
   return true;

@@ -110,8 +110,10 @@ void Database::CheckIsOurs(const std::string& database, const std::filesystem::p
 }
 
 bool Database::Has(const std::string& schema, std::string_view type, const std::string& object) {
-  const Use found = connection_.Prepared(
-      "SELECT 1 FROM " + Quoted(schema) + ".sqlite_schema WHERE type = ? AND name = ?", schema);
+  const Use found =
+      connection_.Prepared("SELECT 1 FROM " + Quoted(schema) +
+                               ".sqlite_schema WHERE type = ? AND name = ? COLLATE NOCASE",
+                           schema);
   found->Bind(1, type);
   found->Bind(2, std::string_view(object));
   return found->Step();

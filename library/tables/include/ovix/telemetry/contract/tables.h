@@ -31,6 +31,15 @@ class TableError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Whether SQLite takes both for the name of one table or column: the letters A to Z match without
+// regard to case. Windows compares names of files so too, and therefore names of databases.
+bool IsSameName(std::string_view a, std::string_view b);
+
+// An order in which such names are one.
+struct NameOrder {
+  bool operator()(const std::string& a, const std::string& b) const;
+};
+
 // How a field's value lies in its column.
 enum class ColumnKind {
   kInteger,  // INTEGER: integers, bool, enumerations by number. A uint64 keeps its 64 bits, so that
@@ -59,7 +68,8 @@ struct Column {
 struct Table {
   // `record` must be a table by its options and live as long. Throws TableError for options that
   // contradict themselves (an unknown type, a "State" record without a key, limits without a time,
-  // no database).
+  // no database), and for names that SQLite cannot have: two columns of one name, a table or column
+  // of the store's or SQLite's own.
   explicit Table(const google::protobuf::Descriptor* record);
 
   const google::protobuf::Descriptor* record;
@@ -92,7 +102,8 @@ class Catalogue {
   // The tables of the library: a walk over ContractsCollection.
   Catalogue();
   // The tables among these messages; those without the option persistance are skipped. Throws
-  // TableError where options contradict themselves or two records claim one table.
+  // TableError where options contradict themselves, two records claim one table, or the names of
+  // two databases differ only in case.
   explicit Catalogue(const std::vector<const google::protobuf::Descriptor*>& messages);
 
   Catalogue(const Catalogue&) = delete;
@@ -104,7 +115,7 @@ class Catalogue {
   // Throws TableError if the type is not a table.
   const Table& Get(const google::protobuf::Descriptor* record) const;
 
-  // The table of this name; null where there is none.
+  // The table of this name, as SQLite compares names; null where there is none.
   const Table* Find(const std::string& database, const std::string& name) const;
 
   // The "Historical" table that records the inserts, updates and deletes of a "State" table; null
@@ -159,7 +170,7 @@ struct StandingTable {
     std::string type;  // as Column::Type()
     int key = 0;       // place in the primary key, from 1; 0: no part of it
   };
-  std::map<std::string, StandingColumn> columns;
+  std::map<std::string, StandingColumn, NameOrder> columns;
   bool has_time_index = false;
 };
 
