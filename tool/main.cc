@@ -25,6 +25,8 @@ int Main(int argc, char** argv) {
 
   CLI::App app("Shows, converts and compares the data contracts of the telemetry agent.",
                "ovix-contracts");
+  // A path of the drive's root ("/contracts") is a path on Windows too, not an option.
+  app.allow_windows_style_options(false);
   app.set_version_flag("--version", "ovix-contracts " OVIX_TELEMETRY_DATA_CONTRACTS_VERSION,
                        "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this help and exit");
