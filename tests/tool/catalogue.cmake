@@ -9,5 +9,5 @@ if(WIN32)
 elseif(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   add_test(NAME catalogue-in-a-browser COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tool/catalogue_test.sh"
     $<TARGET_FILE:ovix-contracts>)
-  set_tests_properties(catalogue-in-a-browser PROPERTIES TIMEOUT 300)
+  set_tests_properties(catalogue-in-a-browser PROPERTIES TIMEOUT 600)
 endif()

@@ -19,7 +19,7 @@ set(wine_environment
   "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
 foreach(test IN ITEMS library-tests agent-tests tool-tests)
   if(TEST ${test})
-    set_tests_properties(${test} PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
+    set_tests_properties(${test} PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 900)
   endif()
 endforeach()
 
