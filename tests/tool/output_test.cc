@@ -229,8 +229,12 @@ TEST(ToolOutput, IsRemovedOnASignal) {
   for (const char* signal :
        {"HUP", "INT", "QUIT", "TERM", "USR1", "USR2", "ALRM", "VTALRM", "XCPU", "ABRT", "SEGV"}) {
     SCOPED_TRACE(signal);
-    const ProgramRun run = RunShell(folder, "ulimit -c 0" + std::string(kStart) + "start; kill -" +
-                                                signal + " $!; wait $!; kill -l $?");
+    // The sanitizers leave a fault of memory to the program.
+    const ProgramRun run =
+        RunShell(folder,
+                 "export ASAN_OPTIONS=handle_segv=0:$ASAN_OPTIONS "
+                 "TSAN_OPTIONS=handle_segv=0:$TSAN_OPTIONS; ulimit -c 0" +
+                     std::string(kStart) + "start; kill -" + signal + " $!; wait $!; kill -l $?");
     EXPECT_EQ(run.output, std::string(signal) + "\n") << run.errors;
     EXPECT_EQ(Names(folder), (std::vector<std::string>{"made", "script"}));
     EXPECT_EQ(folder.Read("made"), "as it was");
