@@ -1,5 +1,6 @@
 #include "terminal/files_read.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "terminal/error.h"
@@ -28,7 +29,8 @@ void NoteRead(const std::optional<FileId>& id, const std::string& name) {
   last_read = name;
   if (!id) return;
   if (written && *written == *id) Fail(written_name, name);
-  files_read.push_back({*id, name});
+  const auto is_it = [&](const Noted& noted) { return noted.id == *id; };
+  if (std::none_of(files_read.begin(), files_read.end(), is_it)) files_read.push_back({*id, name});
 }
 
 const std::string& LastRead() { return last_read; }
