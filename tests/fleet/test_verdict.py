@@ -129,7 +129,7 @@ class Verdicts(unittest.TestCase):
         self.assertIn("IdentityAsCDM.device_ref_info.external_id", verdict.detail)
 
     def test_versions_are_ordered(self) -> None:
-        # The example of the specification of semantic versions, and numbers that are no texts.
+        # The published order of semantic versions, and numbers that do not compare as strings.
         order = (
             "1.0.0-alpha 1.0.0-alpha.1 1.0.0-alpha.beta 1.0.0-beta 1.0.0-beta.2 1.0.0-beta.11 "
             "1.0.0-rc.1 1.0.0 1.0.9 1.0.10 1.9.0 1.10.0 2.0.0"
