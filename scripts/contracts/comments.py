@@ -316,10 +316,11 @@ class Check:
                 yield add(message, f"{name} is kept in no table", "write the full name of a table, or of a message that one holds",
                           fact)
         records = self.records(message)
+        is_fed = any(words != "same data." for _, words in message.comment.sources)
         for field in message.fields:
-            yield from self.lineage_of_field(field, records, add)
+            yield from self.lineage_of_field(field, records, is_fed, add)
 
-    def lineage_of_field(self, field, records, add):
+    def lineage_of_field(self, field, records, is_fed, add):
         facts = field.comment.of("Source")
         for fact in facts:
             name, words = fact.source
@@ -334,6 +335,9 @@ class Check:
             elif not CHANGES.fullmatch(words):
                 yield add(field, f"the source does not say how the field differs, but '{words}'",
                           "begin with renamed, retyped, narrowed, computed or copied, or write 'same data.'", fact)
+            elif not is_fed and words != "same data.":
+                yield add(field, "comes from a record that only has the same data, as its message says", "write 'same data.'",
+                          fact)
         # A part of an upload schema has a lineage of its own, or the finding is there.
         part = self.contracts.messages.get(field.type_name)
         if records and not facts and not self.origins(field) and not (part and part.file.is_upload):
