@@ -246,6 +246,12 @@ COMMENTS = [
     ("  // Privacy: secret\n", "string a", (6, "'secret' is not a value of Privacy")),
     ("  // Privacy:\n", "string a", (6, "'' is not a value of Privacy")),
     ("", "string serial_number", (5, "its name looks personal")),
+    ("", "string drive_sn", (5, "its name looks personal")),
+    ("", "bool has_window_title", None),
+    ("", "string asn", None),
+    ("  // privacy: identifier\n", "string a", (6, "'privacy:' is not a fact")),
+    ("  // Privacy:identifier\n", "string serial_number", None),
+    ("  // UNIT: ms\n", "string a", (6, "'UNIT:' is not a fact")),
     ("  // Source: none\n", "string a", (6, "Source does not belong here")),
     # Whole declarations.
     ("message R {}\n", None, (3, "R: has no comment")),
