@@ -215,7 +215,7 @@ ALLOWED = [
     ("a fact where none was", [(SYSTEM, r"  string size", "  // Format: unspecified\n  string size")]),
 ]
 
-# A field with its comment, in a record of its own: the line of the finding and what it says; nothing where it is right.
+# A field with its comment, in a record of its own: the line of the finding and what it says; nothing if it is right.
 COMMENTS = [
     ("  // Unit: ms\n", "uint32 waited", None),
     ("  // Unit: unspecified\n", "uint32 waited", None),
