@@ -10,12 +10,7 @@ import re
 from contracts.finding import Finding
 
 KEYS = ("Unit", "Values", "Format", "Privacy", "Source")
-PERSONAL = re.compile(
-    r"(.*_)?(serial_number|mac_address|uuid|unique_id|user_id|user_name|latitude|longitude|geo_id|"
-    r"ct_number|c_t_number|network_name|w_lan_profile_name|network_name_(sha256_)?hash|"
-    r"file_path|file_name|module_path|install_path|install_folder|install_directory|"
-    r"window_title|host_name|tenant_name|tenant_id)"
-)
+FACT = re.compile(r"([A-Z][a-z]*):(?: (.*))?|((?i:unit|values|format|privacy|source)):(.*)")
 NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b")
 VALUE = re.compile(r'("(?P<word>[^"]*)"|(?P<number>-?[0-9]+))( = (?P<meaning>.+?))?(?=, |$)')
 CHANGES = re.compile(r"(renamed|retyped|narrowed|computed|copied)\b.*|same data\.")
@@ -52,9 +47,9 @@ def parse(raw):
     comment, prose, goes_on = Comment(), [], False
     for number, line in enumerate(raw.splitlines()):
         words = line.strip()
-        fact = re.fullmatch(r"([A-Z][a-z]*):(?: (.*)|)", words)
+        fact = FACT.fullmatch(words)
         if fact and not line.startswith("  "):
-            comment.facts.append(Fact(fact[1], (fact[2] or "").strip(), number))
+            comment.facts.append(Fact(fact[1] or fact[3], (fact[2] or fact[4] or "").strip(), number))
             goes_on = True
         elif not words:
             goes_on = False
@@ -92,11 +87,16 @@ class Vocabulary:
         self.no_quantity = {word for line in re.findall(r"^- \w[^:]*:.*?(?=\n-|\n\n)", units, re.M | re.S) for word in codes(line)}
         rows = re.compile(r"^\| `([^`]+)` \|", re.MULTILINE)
         self.formats = rows.findall(section("### Format", "### Privacy"))
-        self.classes = rows.findall(section("### Privacy", "## Conventions"))  # the most sensitive first
+        privacy = section("### Privacy", "## Conventions")
+        self.classes = rows.findall(privacy)  # the most sensitive first
+        self.personal = codes(re.search(r"or ends in one after an underscore:\n\n(.*?)\n\n", privacy, re.DOTALL)[1])
 
     def unit_of_name(self, name):
         head, _, last = name.rpartition("_")
         return self.suffixes.get(last, "") if head else ""
+
+    def looks_personal(self, name):
+        return any(f"_{name}".endswith(f"_{personal}") for personal in self.personal)
 
     def rank(self, privacy):
         return len(self.classes) - self.classes.index(privacy) if privacy else 0
@@ -117,7 +117,7 @@ class Facts:
 
 
 def read_values(text):
-    """The values, their meanings and whether the list is closed; nothing where it is malformed."""
+    """The values, their meanings and whether the list is closed; nothing if it is malformed."""
     listed, meanings, is_closed = [], {}, True
     while text:
         if text == "..." and listed:
@@ -137,7 +137,7 @@ def read_values(text):
 
 
 def read_fact(fact, facts, words):
-    """Adds what one fact states; false where it is malformed."""
+    """Adds what one fact states; false if it is malformed."""
     unspecified = re.fullmatch(r"unspecified(, .+\.)?", fact.value) is not None
     if fact.key == "Unit":
         if not unspecified and fact.value not in words.units:
@@ -257,7 +257,7 @@ class Check:
                                 "'Number of', 'Code', 'Identifier', 'Index', 'Flags', 'Version' or 'Ratio'",
                                 field.comment_line)
         holds_data = field.parent is not None and not field.file.extensions and field.type not in self.contracts.messages
-        if not facts.privacy and holds_data and field.type != "bool" and PERSONAL.fullmatch(field.name):
+        if not facts.privacy and holds_data and field.type != "bool" and self.words.looks_personal(field.name):
             yield field.finding("privacy", "its name looks personal", "add a line Privacy", field.comment_line)
             return
         for origin in self.origins(field):
@@ -272,7 +272,7 @@ class Check:
         return [self.contracts.messages[name] for name, _ in message.comment.sources if name in self.contracts.messages]
 
     def source_field(self, records, name):
-        """The field that a name stands for: "field", "Record.field" or a "part.field" of a record."""
+        """The field that a name leads to: "field", "Record.field" or a "part.field" of a record."""
         for record in records:
             holder, field = record, None
             for step in name.removeprefix(record.name + ".").split("."):
@@ -316,10 +316,11 @@ class Check:
                 yield add(message, f"{name} is kept in no table", "write the full name of a table, or of a message that one holds",
                           fact)
         records = self.records(message)
+        is_fed = any(words != "same data." for _, words in message.comment.sources)
         for field in message.fields:
-            yield from self.lineage_of_field(field, records, add)
+            yield from self.lineage_of_field(field, records, is_fed, add)
 
-    def lineage_of_field(self, field, records, add):
+    def lineage_of_field(self, field, records, is_fed, add):
         facts = field.comment.of("Source")
         for fact in facts:
             name, words = fact.source
@@ -334,6 +335,9 @@ class Check:
             elif not CHANGES.fullmatch(words):
                 yield add(field, f"the source does not say how the field differs, but '{words}'",
                           "begin with renamed, retyped, narrowed, computed or copied, or write 'same data.'", fact)
+            elif not is_fed and words != "same data.":
+                yield add(field, "comes from a record that only has the same data, as its message says", "write 'same data.'",
+                          fact)
         # A part of an upload schema has a lineage of its own, or the finding is there.
         part = self.contracts.messages.get(field.type_name)
         if records and not facts and not self.origins(field) and not (part and part.file.is_upload):

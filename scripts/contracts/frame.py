@@ -1,5 +1,5 @@
 """What follows from the schemas and is written down all the same: the build's list, the includes and classes of the
-collection, and the counts that pages give. Each is compared, and written where it is asked for."""
+collection, and the counts that pages give. Each is compared, and written on request."""
 
 import contextlib
 import os
@@ -137,7 +137,7 @@ def _built(text, contracts, sent):
 
 
 def wanted(root, contracts, words):
-    """Of each file that follows from the schemas: its text as it is, and as it should be; Absent where it has no place
+    """Of each file that follows from the schemas: its text as it is, and as it should be; Absent if it has no place
     for it. A tree need not have the pages and the README."""
     schemas = in_order(contracts.by_name)
     makers = {

@@ -159,7 +159,7 @@ class Gate:
             ("table-key", "key column of a table", "yes" if was.is_key else "no", "yes" if now.is_key else "no"),
         ]
         for rule, what, before, after in compared:
-            # A key in what is no table is wrong whatever was released.
+            # A key in what is not a table is wrong whatever was released.
             if before != after and (rule != "table-key" or was.parent.table is not None):
                 yield now.finding(rule, f"{what} changed {from_to(before, after)}", NEVER)
                 return
@@ -238,7 +238,7 @@ class Gate:
 
 
 def newest(folder):
-    """The version numbers of the releases in a folder, the newest; nothing where there is none."""
+    """The version numbers of the releases in a folder, the newest; nothing if there is none."""
     names = os.listdir(folder) if os.path.isdir(folder) else []
     releases = [name for name in names if re.fullmatch(r"\d+\.\d+\.\d+", name)]
     return max(releases, key=lambda name: [int(number) for number in name.split(".")], default=None)

@@ -46,7 +46,7 @@ class Element:
 
     @property
     def comment_line(self):
-        """The first line of the comment; the declaration's own where there is none."""
+        """The first line of the comment; the declaration's own if there is none."""
         line, text = self.file.place(self.path)
         return line - text.count("\n")
 
@@ -79,7 +79,7 @@ class Field(Element):
 
     @property
     def type(self):
-        """The type as a text: "uint32", or the full name of a message or enumeration."""
+        """The type as a string: "uint32", or the full name of a message or enumeration."""
         return self.type_name or FieldProto.Type.Name(self.proto.type)[len("TYPE_"):].lower()
 
     @property
@@ -222,7 +222,7 @@ class Contracts:
 
 
 def run(command, cwd=None):
-    """Runs a program; OSError where there is none."""
+    """Runs a program; OSError if there is none."""
     try:
         return subprocess.run(command, cwd=cwd, capture_output=True, text=True, errors="replace")
     except FileNotFoundError as error:

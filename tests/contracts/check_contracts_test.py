@@ -169,6 +169,7 @@ NEW = [
     ("a part without lineage", [(PAYLOAD, r"  //\n  // Source: ovix\S+BootPhase\n", "")], (PAYLOAD, "lineage", "no line Source")),
     ("a source that does not exist", [(PAYLOAD, r"BootPhase\n", "BootStep\n")], (PAYLOAD, "lineage", "is not a stored record")),
     ("a source that no table keeps", [(BOOT, r"\Z", "\n// A sum of boots.\nmessage BootSum {\n  string phase_name = 1;\n  uint32 length_ms = 2;\n}\n"), (PAYLOAD, r"BootPhase\n", "BootSum\n")], (PAYLOAD, "lineage", "BootSum is kept in no table")),
+    ("a change from a record that only has the same data", [(PAYLOAD, r"(// Source: \S+BootLog)\n", r"\1, same data.\n")], (PAYLOAD, "lineage", "write 'same data.'")),
     ("a field from nowhere", [NEW_FIELD, TO_1_2, (PAYLOAD, r"  // Source: none\n(  optional string tenant)", r"\1")], (PAYLOAD, "lineage", "no source record has such a field")),
     ("a payload that says less of a person", [(PAYLOAD, r"  // Privacy: identifier\n", "")], (PAYLOAD, "privacy", "from identifier to nothing")),
     ("a payload that says less than its record", [(PAYLOAD, r"(repeated Phase phases = 4;)", r"\1\n  // Privacy: interaction\n  // Source: serial_number, renamed.\n  optional string who = 5;"), TO_1_2], (PAYLOAD, "privacy", "less sensitive than ovix.telemetry.contract.storage.device.BootLog.serial_number")),
@@ -214,7 +215,7 @@ ALLOWED = [
     ("a fact where none was", [(SYSTEM, r"  string size", "  // Format: unspecified\n  string size")]),
 ]
 
-# A field with its comment, in a record of its own: the line of the finding and what it says; nothing where it is right.
+# A field with its comment, in a record of its own: the line of the finding and what it says; nothing if it is right.
 COMMENTS = [
     ("  // Unit: ms\n", "uint32 waited", None),
     ("  // Unit: unspecified\n", "uint32 waited", None),
@@ -245,6 +246,12 @@ COMMENTS = [
     ("  // Privacy: secret\n", "string a", (6, "'secret' is not a value of Privacy")),
     ("  // Privacy:\n", "string a", (6, "'' is not a value of Privacy")),
     ("", "string serial_number", (5, "its name looks personal")),
+    ("", "string drive_sn", (5, "its name looks personal")),
+    ("", "bool has_window_title", None),
+    ("", "string asn", None),
+    ("  // privacy: identifier\n", "string a", (6, "'privacy:' is not a fact")),
+    ("  // Privacy:identifier\n", "string serial_number", None),
+    ("  // UNIT: ms\n", "string a", (6, "'UNIT:' is not a fact")),
     ("  // Source: none\n", "string a", (6, "Source does not belong here")),
     # Whole declarations.
     ("message R {}\n", None, (3, "R: has no comment")),

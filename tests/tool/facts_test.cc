@@ -286,6 +286,12 @@ TEST(Facts, ThePageListsWhatTheToolKnows) {
     ranked.emplace_back(tool::PrivacyText(privacy));
   }
   EXPECT_EQ(rows(classes), ranked) << "the order is the rank";
+
+  // scripts/check-contracts reads the names from the page.
+  const size_t names = classes.find("or ends in one after an underscore:\n\n");
+  ASSERT_NE(names, std::string::npos);
+  const std::string personal = classes.substr(names, classes.find("\n\nA `bool`", names) - names);
+  EXPECT_EQ(InOrder(Codes(personal)), InOrder(tool::PersonalNames()));
 }
 
 }  // namespace

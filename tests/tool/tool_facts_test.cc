@@ -10,7 +10,9 @@
 #include <set>
 
 #include "contracts/contracts.h"
+#include "contracts/personal.h"
 #include "convert/redact.h"
+#include "ovix/telemetry/contract/tables.h"
 #include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.pb.h"
 #include "support/contracts.h"
@@ -20,6 +22,7 @@
 namespace ovix::tests {
 namespace {
 
+using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptorSet;
 using google::protobuf::Message;
@@ -179,6 +182,14 @@ TEST(ToolDiff, ComparesTheFactsOfComments) {
 
 // --- privacy
 
+// The class as the schema's comment writes it; empty without one.
+std::string ClassOf(const FieldDescriptor* field) {
+  for (const auto& fact : tool::Contracts::Installed().CommentOf(field).facts) {
+    if (fact.key == "Privacy") return fact.value;
+  }
+  return "";
+}
+
 TEST(ToolPrivacy, ListsTheFieldsOfEachClassAndWhereTheyTravel) {
   const Folder folder;
   const struct {
@@ -234,6 +245,27 @@ TEST(ToolPrivacy, IsWhatThePageSays) {
          "ovix-contracts privacy --payloads --format markdown";
   const std::string heading = "| Contract | Class | Fields |";
   EXPECT_EQ(page.find(heading), page.rfind(heading)) << "the table is there twice";
+}
+
+TEST(ToolPrivacy, AChangeLogHasTheHighestClassOfItsRows) {
+  const tool::PersonalData personal(tool::Contracts::Installed());
+  const telemetry::contract::tables::Catalogue catalogue;
+  std::map<const Descriptor*, tool::Privacy> highest;  // by change log
+  for (const auto& table : catalogue.tables()) {
+    const auto* log = catalogue.ChangeLog(table);
+    if (log == nullptr) continue;
+    tool::Privacy& privacy = highest[log->record];
+    for (const auto& field : personal.In(table.record)) {
+      privacy = std::max(privacy, field.privacy);
+    }
+  }
+  EXPECT_EQ(highest.size(), 18u);
+  for (const auto& [log, privacy] : highest) {
+    for (const char* field : {"previous_state", "current_state"}) {
+      EXPECT_STREQ(ClassOf(log->FindFieldByName(field)).c_str(), tool::PrivacyText(privacy))
+          << log->full_name() << "." << field;
+    }
+  }
 }
 
 // --- decode --redact
@@ -349,14 +381,6 @@ TEST(ToolRedact, RefusesWhatWouldNotProtect) {
     EXPECT_EQ(run.errors.find("secret-value"), std::string::npos) << run.errors;
     EXPECT_FALSE(std::filesystem::exists(folder / "made"));
   }
-}
-
-// The class as the schema's comment writes it; empty without one.
-std::string ClassOf(const FieldDescriptor* field) {
-  for (const auto& fact : tool::Contracts::Installed().CommentOf(field).facts) {
-    if (fact.key == "Privacy") return fact.value;
-  }
-  return "";
 }
 
 // Sets each text to one that is nowhere else and begins with its class, and counts, by class, the

@@ -21,13 +21,24 @@ std::string_view WithoutSpace(std::string_view line) {
   return line.substr(first, line.find_last_not_of(" \t\r") - first + 1);
 }
 
-// The key of a line "KEY: value" or "KEY:"; empty for prose. A key is one capitalised word.
+// Whether a word is a key but for capital letters.
+bool IsLikeKey(std::string_view word) {
+  constexpr std::string_view kKeys[] = {"unit", "values", "format", "privacy", "source"};
+  return std::any_of(std::begin(kKeys), std::end(kKeys), [&](std::string_view key) {
+    return std::equal(word.begin(), word.end(), key.begin(), key.end(),
+                      [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
+  });
+}
+
+// The key of a line "KEY: value" or "KEY:"; empty for prose. A key is one capitalised word. A word
+// that differs from one in capital letters alone is taken for it, to be reported as unknown.
 std::string_view KeyOf(std::string_view words) {
   const size_t colon = words.find(':');
   if (colon == std::string_view::npos || colon == 0) return "";
+  const std::string_view key = words.substr(0, colon);
+  if (IsLikeKey(key)) return key;
   if (colon + 1 < words.size() && words[colon + 1] != ' ') return "";
   const auto is_lower = [](char c) { return c >= 'a' && c <= 'z'; };
-  const std::string_view key = words.substr(0, colon);
   if (key[0] < 'A' || key[0] > 'Z') return "";
   return std::all_of(key.begin() + 1, key.end(), is_lower) ? key : "";
 }
@@ -63,7 +74,7 @@ Comment ParseComment(std::string_view raw) {
       comment.misplaced = words;
       comment.misplaced_line = number;
     } else {
-      // One space stands between the slashes and the text.
+      // One space is between the slashes and the text.
       line.remove_prefix(line.starts_with(' ') ? 1 : 0);
       comment.text.append(line.substr(0, line.find_last_not_of(" \t\r") + 1)).append("\n");
     }

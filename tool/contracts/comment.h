@@ -12,7 +12,7 @@ namespace ovix::tool {
 // A line "Source: NAME, words"; the words may go on over the lines below it.
 struct Source {
   std::string name;   // "none", a record's full name (of a message) or a field (of a field)
-  std::string words;  // what changes on the way; empty where there are none
+  std::string words;  // what changes on the way; empty if there are none
 };
 
 // A line "KEY: value"; the value may go on over the lines below it, here joined by spaces.
@@ -34,7 +34,7 @@ struct Comment {
 Comment ParseComment(std::string_view raw);
 
 // The text in paragraphs: lines joined by spaces, paragraphs apart by one empty line; a line that
-// is indented (a drawing, an example) is left as it stands.
+// is indented (a drawing, an example) is left as it is.
 std::string Reflowed(std::string_view text);
 
 // The first sentence of the first paragraph.

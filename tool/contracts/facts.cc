@@ -50,6 +50,20 @@ constexpr std::string_view kNoQuantity[] = {
     "processors", "cores", "shaders", "connections", "commands", "entries", "events", "errors",
     "anomalies", "crashes", "shutdowns", "found"};
 
+constexpr std::string_view kPersonal[] = {
+    // identifiers
+    "serial_number", "serial_number_id", "ct_number", "c_t_number", "sn", "uuid", "uid",
+    "unique_id", "instance_id", "mac_address", "ip_address", "network_name", "network_name_hash",
+    "network_name_sha256_hash", "w_lan_profile_name", "ssid", "bssid", "host_name", "computer_name",
+    "user_id", "user_name", "account_name", "tenant_id", "tenant_name",
+    // places
+    "latitude", "longitude", "position", "geo_id", "locale", "locale_id", "locale_name",
+    "time_zone",
+    // files and windows
+    "path", "folder", "directory", "file_name", "executable_file", "window_title",
+    // applications and processes
+    "app_id", "app_product_name", "application_name", "package_name", "process_name"};
+
 bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
   return std::find(known.begin(), known.end(), word) != known.end();
 }
@@ -128,6 +142,16 @@ std::span<const std::string_view> Units() { return kUnits; }
 std::span<const std::string_view> Formats() { return kFormats; }
 
 std::span<const std::string_view> WordsOfNoQuantity() { return kNoQuantity; }
+
+std::span<const std::string_view> PersonalNames() { return kPersonal; }
+
+bool LooksPersonal(std::string_view field_name) {
+  return std::any_of(std::begin(kPersonal), std::end(kPersonal), [&](std::string_view personal) {
+    return field_name.ends_with(personal) &&
+           (field_name.size() == personal.size() ||
+            field_name[field_name.size() - personal.size() - 1] == '_');
+  });
+}
 
 bool ShowsNoQuantity(std::string_view field_name) {
   return field_name.starts_with("number_of_") ||

@@ -60,6 +60,12 @@ std::span<const std::string_view> Formats();
 // The last words of names that show an identifier, a code or a count, which has no unit.
 std::span<const std::string_view> WordsOfNoQuantity();
 
+// The names, and last words of names, of fields that must have a privacy class.
+std::span<const std::string_view> PersonalNames();
+
+// Whether a field has such a name.
+bool LooksPersonal(std::string_view field_name);
+
 // Whether a number's name shows that it has no unit.
 bool ShowsNoQuantity(std::string_view field_name);
 

@@ -40,7 +40,7 @@ class PersonalData {
   std::map<const FieldDescriptor*, PersonalField> fields_;  // with an empty path
 };
 
-// Throws Error where the comments state no privacy class: a set without comments or of a
+// Throws Error if the comments state no privacy class: a set without comments or of a
 // release that does not classify its fields. What is personal is then not known, which is easily
 // taken for nothing.
 void RequirePrivacy(const Contracts& contracts);

@@ -11,10 +11,11 @@ namespace ovix::tool::lint {
 namespace {
 
 constexpr char kNone[] = "none";
+constexpr char kSameData[] = "same data.";
 
 // Whether the words say how a field differs from its source.
 bool SaysChange(std::string_view words) {
-  if (words == "same data.") return true;
+  if (words == kSameData) return true;
   for (const std::string_view begin : {"renamed", "retyped", "narrowed", "computed", "copied"}) {
     if (!words.starts_with(begin)) continue;
     if (words.size() == begin.size()) return true;
@@ -58,7 +59,7 @@ class Lineage {
             "keep one of them");
       }
       if (name == kNone) continue;
-      if (!words.empty() && words != "same data.") {
+      if (!words.empty() && words != kSameData) {
         Add(message, line.fact, "'" + words + "' is not what a message's source can be",
             "write nothing, or 'same data.'");
       }
@@ -72,11 +73,17 @@ class Lineage {
             "write the full name of a table, or of a message that one holds");
       }
     }
-    for (int i = 0; i < message->field_count(); ++i) CheckField(message->field(i), records);
+    const bool is_fed = std::any_of(lines.begin(), lines.end(), [](const Line& line) {
+      return line.source.words != kSameData;
+    });
+    for (int i = 0; i < message->field_count(); ++i) {
+      CheckField(message->field(i), records, is_fed);
+    }
   }
 
  private:
-  void CheckField(const FieldDescriptor* field, const std::vector<const Descriptor*>& records) {
+  void CheckField(const FieldDescriptor* field, const std::vector<const Descriptor*>& records,
+                  bool is_fed) {
     const std::vector<Line> lines = LinesOf(field);
     for (const Line& line : lines) {
       const auto& [name, words] = line.source;
@@ -93,6 +100,10 @@ class Lineage {
       } else if (!SaysChange(words)) {
         Add(field, line.fact, "the source does not say how the field differs, but '" + words + "'",
             "begin with renamed, retyped, narrowed, computed or copied, or write 'same data.'");
+      } else if (!is_fed && words != kSameData) {
+        Add(field, line.fact,
+            "comes from a record that only has the same data, as its message says",
+            "write 'same data.'");
       }
     }
     // A part of an upload schema has a lineage of its own, or the finding is there.
