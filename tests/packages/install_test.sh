@@ -38,8 +38,7 @@ done
 # The tool by itself, then everything.
 quietly "${apt[@]}" install ./ovix-contracts_*.deb ./libovix-telemetry-data-contracts[0-9]_*.deb
 ovix-contracts show BatteryHealthLog >/dev/null || fail "the tool does not run with what it asks for"
-mapfile -t alone < <(dpkg-query -W -f '${Package}\n' "${names[@]}" 2>/dev/null)
-quietly "${apt[@]}" purge "${alone[@]}"
+quietly dpkg --purge "${names[@]}"
 quietly "${apt[@]}" install "$work"/earlier/*.deb
 ovix-contracts show BatteryHealthLog >/dev/null || fail "the earlier tool does not run"
 quietly "${apt[@]}" install ./*.deb
@@ -60,8 +59,8 @@ compgen -G '/usr/share/doc/*/catalogue/index.html' >/dev/null || fail "the devel
 left() { comm -23 <(files) <(sort -u "$work/before" <(owned)) | head -n 5 | xargs; }
 quietly "${apt[@]}" remove "${names[@]}"
 [ -z "$(left)" ] || fail "removing the packages left $(left)"
-quietly "${apt[@]}" purge "${names[@]}"
-known=$(dpkg-query -W "${names[@]}" 2>/dev/null || true)
+quietly dpkg --purge "${names[@]}"
+known=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "${names[@]}" 2>/dev/null | grep -v ^not-installed || true)
 [ -z "$known" ] || fail "after the purge dpkg still knows $known"
 [ -z "$(left)" ] || fail "purging the packages left $(left)"
 
@@ -74,7 +73,7 @@ quietly g++ -std=c++17 consumer/consumer.cc -o "$work/by_pkg_config" $(pkg-confi
 for consumer in consumer/consumer by_pkg_config; do
   quietly "$work/$consumer"
 done
-quietly "${apt[@]}" purge "${names[@]}"
+quietly dpkg --purge "${names[@]}"
 ! "$work/consumer/consumer" >/dev/null 2>&1 || fail "the consumer runs without the packages: it was not theirs that it used"
 rm -r "$work"
 echo "install_test: $(. /etc/os-release && echo "$PRETTY_NAME"): installed, upgraded, removed and purged; consumers built with $(g++ -dumpfullversion) and CMake $(cmake --version | head -n 1 | cut -d' ' -f3)"
