@@ -18,7 +18,14 @@ apt=(apt-get -q -y --no-install-recommends)
 files() { find / -xdev \( -path "$PWD" -o -path /tmp -o -path /var/cache -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg \) -prune -o -print | sort; }
 owned() { sed -E 's#^/(bin|sbin|lib|lib64)/#/usr/\1/#' /var/lib/dpkg/info/*.list | sort -u; }
 
+# A repository of the packages, so that apt gets by itself what they ask for.
+for package in ./*.deb; do
+  dpkg-deb --field "$package" | grep .  # without an empty line, which would end the entry
+  printf 'Filename: %s\nSize: %s\nSHA256: %s\n\n' "$package" "$(stat -c %s "$package")" "$(sha256sum <"$package" | cut -d' ' -f1)"
+done >Packages
+echo "deb [trusted=yes] file:$PWD ./" >/etc/apt/sources.list.d/ovix.list
 quietly "${apt[@]}" update
+quietly "${apt[@]}" upgrade
 files >"$work/before"
 names=()
 for package in ./*.deb; do
@@ -36,12 +43,12 @@ for package in ./*.deb; do
 done
 
 # The tool by itself, then everything.
-quietly "${apt[@]}" install ./ovix-contracts_*.deb ./libovix-telemetry-data-contracts[0-9]_*.deb
+quietly "${apt[@]}" install ovix-contracts
 ovix-contracts show BatteryHealthLog >/dev/null || fail "the tool does not run with what it asks for"
 quietly dpkg --purge "${names[@]}"
 quietly "${apt[@]}" install "$work"/earlier/*.deb
 ovix-contracts show BatteryHealthLog >/dev/null || fail "the earlier tool does not run"
-quietly "${apt[@]}" install ./*.deb
+quietly "${apt[@]}" upgrade
 for name in "${names[@]}"; do
   actual=$(dpkg-query -W -f '${Status} ${Version}' "$name")
   [ "$actual" = "install ok installed $version" ] || fail "after the upgrade $name is '$actual'"
