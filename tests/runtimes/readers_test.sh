@@ -14,7 +14,7 @@ contracts=$build/library/contracts.binpb
 message=ovix.telemetry.contract.upload.log.hardware.HwBatteryHealthLogAsCDM
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-if ! [[ -e $out/jars/.installed && -e $out/python/.installed ]]; then
+if ! [[ -d $out/jars && -d $out/python ]]; then
   echo "readers_test: the runtimes are not installed; run scripts/setup readers" >&2
   exit 2
 fi

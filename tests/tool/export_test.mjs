@@ -276,7 +276,7 @@ test('--allow-unknown lets the fields of newer contracts through, at every depth
 
 // --- Documents of the Open Data Contract Standard.
 
-const standard = new URL('../../node_modules/.python/open_data_contract_standard/schema.json', import.meta.url);
+const standard = new URL('../../build/test/python/packages/open_data_contract_standard/schema.json', import.meta.url);
 let validateOdcs;
 const documents = {};
 before(() => {

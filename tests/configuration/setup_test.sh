@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# What scripts/setup asks for, says and refuses, with package managers that only note how they are called.
+# Usage: setup_test.sh SOURCE_DIR
+set -euo pipefail
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$work"/{bin,tree/scripts}
+cp "$1/scripts/setup" "$work/tree/scripts/"
+cp "$1/package-lock.json" "$1/requirements.txt" "$work/tree/"
+cd "$work/tree"
+failed=0
+
+# On the PATH is only what is put there.
+for tool in bash basename cat chmod cmp cp cut dirname du echo env grep head ln mkdir realpath rm sed sort tail xargs awk; do
+  ln -s "$(type -P "$tool")" "$work/bin/$tool"
+done
+fake() { # NAME SCRIPT
+  rm -f "$work/bin/$1"
+  printf '#!%s\n%s\n' "$BASH" "$2" >"$work/bin/$1"
+  chmod +x "$work/bin/$1"
+}
+# shellcheck disable=SC2016 # for the fakes
+{
+  for tool in g++ cmake ninja pkg-config protoc abidw chromium clang++ clang-format fish zsh git shellcheck xz node npm readelf; do
+    fake $tool 'echo "version 99.1"'
+  done
+  fake df 'printf "Filesystem\n/dev/x 1 1 ${FREE:-90000} 1%% /\n"'
+  fake id 'echo "${USER_ID:-0}"'
+  fake dpkg-query 'for name in "${@:4}"; do [[ " ${ABSENT:-} " = *" $name "* ]] || echo "$name installed"; done'
+  fake apt-cache '[[ $2 != cargo-web ]]'
+  fake apt-get 'echo "apt-get $* ($DEBIAN_FRONTEND $https_proxy)" >>"$CALLS"
+    [ $1 = update ] || [ -z "$FAILS" ] || { printf "Reading lists\n%s\nE: and more\n" "$FAILS"; exit 100; }
+    [ $1 = update ] || printf "#!%s\n" "$BASH" >"'"$work"'/bin/ninja"; [ $1 = update ] || chmod +x "'"$work"'/bin/ninja"'
+  fake sudo 'kept=(PATH="$PATH" CALLS="$CALLS" FAILS="$FAILS"); names=${1#--preserve-env=}; shift
+    for name in ${names//,/ }; do kept+=("$name=${!name}"); done; echo sudo >>"$CALLS"; exec env -i "${kept[@]}" "$@"'
+  npm='echo "npm $*" >>"$CALLS"; [ -z "$FAILS" ] || { printf "one\n%s\n" "$FAILS"; exit 1; }; mkdir -p node_modules'
+}
+
+# One run: its exit code, what it says, how it calls package managers; "" says or calls nothing. A refusal is one line.
+check() { # NAME CODE SAYS CALLS [VARIABLE=VALUE]... PURPOSE...
+  local name=$1 code=$2 says=$3 calls=$4 actual=0
+  shift 4
+  local variables=()
+  while [[ ${1:-} = *=* ]]; do variables+=("$1") && shift; done
+  : >"$work/calls"
+  env -i PATH="$work/bin" CALLS="$work/calls" FAILS= https_proxy=http://proxy:1 "${variables[@]}" scripts/setup "$@" >"$work/out" 2>"$work/errors" || actual=$?
+  local problem=
+  [ $actual = "$code" ] || problem="ended with $actual, not $code"
+  if [ -n "$says" ]; then grep -qF -- "$says" "$work/out" "$work/errors"; else [ ! -s "$work/out" ]; fi || problem="did not say '$says'"
+  if [ -n "$calls" ]; then tr '\n' ';' <"$work/calls" | grep -qE -- "$calls"; else [ ! -s "$work/calls" ]; fi || problem="did not call '$calls', but '$(cat "$work/calls")'"
+  [ "$code" = 0 ] || [ "$name" = "no apt" ] || [ "$(wc -l <"$work/errors")" = 1 ] || problem="did not refuse in one line"
+  [ "$code" != 0 ] || [ ! -s "$work/errors" ] || problem="wrote errors"
+  [ -z "$problem" ] || { cat "$work/out" "$work/errors"; echo "setup_test: $name: $problem"; failed=1; }
+}
+without() { # COMMAND NAME CODE ...: the same without a command
+  mv "$work/bin/$1" "$work/$1"
+  check "${@:2}"
+  mv -f "$work/$1" "$work/bin/$1"
+}
+
+check "all is there" 0 "" ""
+check "a purpose that is none" 2 "'tests' is none of build, test" "" tests
+check "another word for skip" 2 "OVIX_SETUP is 'yes'; leave it unset, or write OVIX_SETUP=skip" "" OVIX_SETUP=yes
+check "a library that is missing" 0 "zlib1g-dev                     packs batches" "^apt-get update .*;apt-get install .* --no-remove .* zlib1g-dev \(noninteractive" ABSENT=zlib1g-dev
+check "a command from elsewhere" 0 "" "" ABSENT="cmake g++"
+without ninja "a command that is missing" 0 "ninja-build                    runs the build" "apt-get install .* ninja-build " ABSENT=ninja-build
+without ninja "by sudo" 0 "sudo runs apt-get update and apt-get install" "^sudo;apt-get update.*;sudo;apt-get install.*ninja-build \(noninteractive http://proxy:1\)" \
+  ABSENT=ninja-build USER_ID=1000
+without sudo "no sudo" 1 "this needs root, and there is no sudo; as root run: apt-get install --no-install-recommends zlib1g-dev" "" ABSENT=zlib1g-dev USER_ID=1000
+without apt-get "no apt" 1 "  g++                            compiles the library" ""
+check "skipped" 0 "" "" OVIX_SETUP=skip ABSENT="ninja-build zlib1g-dev"
+without ninja "skipped, but missing" 1 "ninja was not found (runs the build); install what is missing (Debian: apt-get install ninja-build)" "" \
+  OVIX_SETUP=skip ABSENT=ninja-build
+check "no network" 1 "apt-get failed: E: Unable to fetch some archives; check the network, its proxy and the disk" "apt-get install" \
+  ABSENT=zlib1g-dev FAILS="E: Unable to fetch some archives"
+check "no space" 1 "MiB, but build needs 400 at least; free some" "" FREE=90
+check "the name in this release" 1 "E: stop; check the network" "install .* cargo \(non" ABSENT="cargo cargo-web" FAILS="E: stop" readers
+fake cmake 'echo "cmake version 3.18.4"'
+for skip in "" skip; do
+  check "an old CMake, $skip" 1 "bin/cmake is version 3.18.4, but 3.25 or newer is needed (configures the build); install" "" OVIX_SETUP=$skip
+done
+fake cmake 'echo "cmake version 3.25.0"'
+
+# Pinned packages.
+python=build/test/python
+mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")"
+cp requirements.txt $python/.installed
+fake npm "$npm"
+check "skipped without npm's packages" 1 "node_modules was not found, and OVIX_SETUP=skip; run npm ci --ignore-scripts" "" OVIX_SETUP=skip test
+check "npm fails" 1 "npm ci failed: npm error code ENOTFOUND; check the network" "^npm ci" FAILS="npm error code ENOTFOUND" test
+check "after a failure" 0 "installing the packages of package-lock.json" "^npm ci --ignore-scripts" test
+check "again" 0 "" "" test
+echo >>package-lock.json
+check "other packages" 0 "installing the packages of package-lock.json" "^npm ci" test
+check "skipped, with other packages" 0 "" "" OVIX_SETUP=skip test
+[ $failed = 0 ] && echo "setup_test: passed"
+exit $failed
