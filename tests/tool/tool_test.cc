@@ -649,7 +649,9 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
   std::istringstream help(RunTool(folder, "--help").output);
   bool in_commands = false;
   int commands = 0;
+  size_t last_section = 0;
   for (std::string line; std::getline(help, line);) {
+    EXPECT_LE(line.size(), 80) << line;
     if (line.starts_with("Subcommands:")) in_commands = true;
     if (!in_commands || !line.starts_with("  ") || line.starts_with("   ")) continue;
     const std::string command = line.substr(2, line.find(' ', 2) - 2);
@@ -658,8 +660,14 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
     SCOPED_TRACE(command);
     EXPECT_NE(commands_completed.find("\n" + command + "\t"), std::string::npos);
     const std::string completion = RunTool(folder, "complete " + command + " --").output;
-    EXPECT_NE(page.find("## " + command), std::string::npos) << "docs/tool.md has no section";
+    const size_t section = page.find("\n## " + command + "\n", last_section);
+    ASSERT_NE(section, std::string::npos) << "docs/tool.md has no section, or in another order";
+    last_section = section;
     const std::string text = RunTool(folder, command + " --help").output;
+    std::istringstream lines(text);
+    for (std::string text_line; std::getline(lines, text_line);) {
+      EXPECT_LE(text_line.size(), 80) << text_line;
+    }
     EXPECT_NE(text.find("Examples:"), std::string::npos);
     std::istringstream words(text.substr(0, text.find("Examples:")));
     for (std::string word; words >> word;) {

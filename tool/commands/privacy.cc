@@ -187,12 +187,12 @@ void AddPrivacy(CLI::App& app, int&) {
                                        "content or interaction";
       })
       ->type_name("CLASS");
-  AddContracts(*command, options->release);
   AddChoice(*command, "--format", options->format,
             {{"table", PrivacyFormat::kTable},
              {"json", PrivacyFormat::kJson},
              {"csv", PrivacyFormat::kCsv},
              {"markdown", PrivacyFormat::kMarkdown}});
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts privacy HwBatteryHealthLogAsCDM\n"

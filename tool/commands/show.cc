@@ -40,8 +40,8 @@ void AddShow(CLI::App& app, int&) {
           "of these and a path to a field")
       ->type_name("NAME[.FIELD]")
       ->required();
-  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts show BatteryHealthLog\n"
