@@ -110,7 +110,7 @@ CLI::Validator BuiltPayload() {
       "MESSAGE");
 }
 
-// Whether anything has a database's name here; what is wrong with it is for the store to tell.
+// Whether anything has a database's name here; what is wrong with it is for the store to report.
 bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
   return std::any_of(catalogue.tables().begin(), catalogue.tables().end(), [&](const Table& table) {
     std::error_code error;
@@ -169,7 +169,7 @@ void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   std::istream& input = is_file ? file : std::cin;
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
-    // What editors put before a text in UTF-8.
+    // What editors put before UTF-8.
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
     line.erase(line.find_last_not_of(" \t\r") + 1);

@@ -159,7 +159,7 @@ class Gate:
             ("table-key", "key column of a table", "yes" if was.is_key else "no", "yes" if now.is_key else "no"),
         ]
         for rule, what, before, after in compared:
-            # A key in what is no table is wrong whatever was released.
+            # A key in what is not a table is wrong whatever was released.
             if before != after and (rule != "table-key" or was.parent.table is not None):
                 yield now.finding(rule, f"{what} changed {from_to(before, after)}", NEVER)
                 return
@@ -225,7 +225,7 @@ class Gate:
                 continue
             more = f" and {len(added) - 3} more" if len(added) > 3 else ""
             still = f"is still {new.cdm.version}" if now == was else f"went only {from_to(old.cdm.version, new.cdm.version)}"
-            yield new.finding("payload-version", f"{', '.join(added[:3])}{more} came in, the version {still}: readers tell contents "
+            yield new.finding("payload-version", f"{', '.join(added[:3])}{more} came in, the version {still}: readers distinguish contents "
                               "apart by it", f"set version {was[0]}.{was[1] + 1}.0", new.line_of_option(CDM, 2))
 
     def is_renamed(self, holder, name):

@@ -79,7 +79,7 @@ class Field(Element):
 
     @property
     def type(self):
-        """The type as a text: "uint32", or the full name of a message or enumeration."""
+        """The type as a string: "uint32", or the full name of a message or enumeration."""
         return self.type_name or FieldProto.Type.Name(self.proto.type)[len("TYPE_"):].lower()
 
     @property

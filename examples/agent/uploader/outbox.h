@@ -33,7 +33,7 @@ class Outbox {
   };
 
   // Throws std::runtime_error, in one line, where the folder is not there, cannot be used or is in
-  // use by another program; with kRefuse also where it is no outbox yet.
+  // use by another program; with kRefuse also where it is not an outbox yet.
   Outbox(std::filesystem::path folder, UploadLock::IfMissing if_missing, Files& files);
 
   // Whether the payload of this id is there, whole.

@@ -1,4 +1,4 @@
-// A program that is not linked with the library: it loads it, walks it, unloads it and loads it
+// A program that is not linked with the library: it loads it, iterates it, unloads it and loads it
 // again, with the runtime there all the time, and uses what it has in between.
 #include <dlfcn.h>
 #include <google/protobuf/descriptor.h>
@@ -11,7 +11,7 @@ namespace {
 
 using google::protobuf::Message;
 
-// The walk by the names that the library exports; the last prototype, or null where a name is
+// The iteration by the names that the library exports; the last prototype, or null where a name is
 // missing.
 const Message* Walk(void* library, int* count) {
   void* construct = dlsym(library, "_ZN4ovix9telemetry8contract19ContractsCollectionC1Ev");
