@@ -86,6 +86,10 @@ done
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
   fail "the catalogue of the contracts is not installed"
+pages=$(grep -o 'href="\.\./docs/[^"]*' "$catalogue/index.html" | cut -d '"' -f 2) || fail "the catalogue links to no page"
+for page in $pages ../README.md; do
+  [ -s "$catalogue/$page" ] || fail "the catalogue's $page is not installed"
+done
 
 library=$(find "$prefix" -name "lib*.so.$abi")
 [ "$(objdump -p "$library" | awk '$1 == "SONAME" { print $2 }')" = "lib$name.so.$abi" ] ||
