@@ -154,10 +154,10 @@ std::string CheckedId(std::string id, const std::string& place) {
                  [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
   if (IsUuid(id)) return id;
   constexpr size_t kMostShown = 80;
-  throw std::runtime_error(place + ": \"" + Escaped(id.substr(0, kMostShown)) +
-                           (id.size() > kMostShown ? "..." : "") +
-                           "\" is not the id of a payload; give the value of `id` in its label "
-                           "(nothing was acknowledged)");
+  throw std::runtime_error(
+      place + ": \"" + Escaped(id.substr(0, kMostShown)) + (id.size() > kMostShown ? "..." : "") +
+      "\" is not the id of a payload; give the value of `id` in its metadata file "
+      "(nothing was acknowledged)");
 }
 
 // The ids of a file's lines; "-" is the standard input.
@@ -265,7 +265,8 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   ack->add_option("outbox", to_ack->outbox, "Folder of the payloads")
       ->required()
       ->check(ExistingFolder());
-  CLI::Option* ids = ack->add_option("id", to_ack->ids, "Ids of payloads, from their labels");
+  CLI::Option* ids =
+      ack->add_option("id", to_ack->ids, "Ids of payloads, from their metadata files");
   ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input");
   ack->callback([to_ack, ids, &exit_code] {
     if (ids->empty() && to_ack->file.empty()) {

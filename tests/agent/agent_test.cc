@@ -181,7 +181,7 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   folder.Write("outbox/" + stem + ".binpb", "x");
   const Outcome unread = RunAgent("ack " + outbox + " " + unknown);
   EXPECT_EQ(unread.exit_code, 1);
-  const size_t said = unread.output.find(stem + ".json: is not a label");
+  const size_t said = unread.output.find(stem + ".json: is not a metadata file");
   EXPECT_NE(said, std::string::npos) << unread.output;
   EXPECT_EQ(unread.output.find(stem, said + 1), std::string::npos) << unread.output;
   std::filesystem::remove(folder / ("outbox/" + stem + ".json"));

@@ -209,7 +209,7 @@ TEST(StoreState, IsReplacedByASnapshot) {
   ExpectContains(ErrorOf([&] { store.Replace(log.record, {}); }), {"Historical"});
   const profile::HwBattery battery;
   ExpectContains(ErrorOf([&] { store.Replace(profile::Application::descriptor(), {&battery}); }),
-                 {"device_profile.HwBattery", "no row of", "device_profile.Application"});
+                 {"device_profile.HwBattery", "not a row of", "device_profile.Application"});
 }
 
 // The pairing follows names, so it is held against what the contracts mean by them.

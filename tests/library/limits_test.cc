@@ -1,5 +1,5 @@
-// Input made to hurt: it fails cleanly, takes memory in proportion to its size, and leaves none
-// behind.
+// Input made to hurt: it fails cleanly, takes memory in proportion to its size, and leaves
+// none.
 #include <gtest/gtest.h>
 
 #include <atomic>

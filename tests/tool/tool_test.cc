@@ -239,7 +239,7 @@ std::string SchemaOf(const std::filesystem::path& file) {
   return schema + std::to_string(connection.Number("PRAGMA auto_vacuum"));
 }
 
-// Columns in any order: a migration can only add behind.
+// Columns in any order: a migration can only add at the end.
 std::string ColumnsOf(const std::filesystem::path& file) {
   agent::Connection connection(file, std::chrono::seconds(1));
   agent::Statement all(connection,
@@ -294,7 +294,7 @@ TEST(ToolDdl, MakesTheDatabasesThatTheStoreMakes) {
 // To the letter: the store makes its tables by the same code.
 TEST(ToolDdl, SaysTheSqlOfEachShapeOfTable) {
   const Folder folder;
-  // With a key of one integer, whose rows have a number of arrival beside it.
+  // With a key of one integer, whose rows have a number of arrival next to it.
   EXPECT_EQ(RunTool(folder, "ddl --database WindowsEventsCache").output,
             R"(-- Database WindowsEventsCache, file WindowsEventsCache.db, at most 512 MB
 PRAGMA auto_vacuum = INCREMENTAL;
@@ -500,7 +500,7 @@ TEST(ToolConvert, GivesBackFieldsWhoseWireTypeChanged) {
 
 TEST(ToolConvert, LeavesTextAndPartsAsTheyAre) {
   const Folder folder;
-  // A quote in a text does not end it: what follows is no negative zero.
+  // A quote in a string does not end it: what follows is not a negative zero.
   const std::string json = R"({"time":"a\" -0,b","voltage_perc":-0.0})"
                            "\n";
   const std::string bytes = RunTool(folder, "encode BatteryHealthLog --delimited", json).output;
@@ -598,7 +598,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
       const std::string name = entry.path().filename().string();
       EXPECT_TRUE(name == "text" || name == "empty" || name == "in" || name == "out" ||
                   name == "err")
-          << name << " was left behind";
+          << name << " was left";
     }
   }
 }

@@ -57,7 +57,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     const int count = Walk(library);
-    std::printf("walked %d\n", count);
+    std::printf("found %d\n", count);
     std::fflush(stdout);
     if (count <= 0 || (round == 1 && count != walked)) return 1;
     walked = count;

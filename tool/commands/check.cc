@@ -21,9 +21,10 @@ ExitCode Run(Options& options) {
   options.inputs = std::move(subject.inputs);
   options.labelled = std::move(subject.labelled);
   if (options.type == nullptr && (options.delimited || options.encoding != Encoding::kBinary)) {
-    throw Error(options.labelled.front().string() +
-                ": is the label of a payload or an outbox; --delimited and --input-encoding are "
-                "for messages of a type that is named");
+    throw Error(
+        options.labelled.front().string() +
+        ": is the metadata file of a payload or an outbox; --delimited and --input-encoding are "
+        "for messages of a type that is named");
   }
   switch (Check(contracts, options)) {
     case Checked::kClean:
@@ -44,7 +45,7 @@ void AddCheck(CLI::App& app, int& exit_code) {
   AddSubject(*command, options->words);
   AddInputEncoding(*command, options->encoding);
   command->add_flag("--delimited", options->delimited,
-                    "Read many messages from each input, each behind its length");
+                    "Read many messages from each input, each after its length");
   AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"

@@ -23,7 +23,7 @@ void AddEncode(CLI::App& app, int& exit_code) {
       ->type_name("FILE");
   AddConversion(*command, *options);
   command->add_flag("--delimited", options->delimited,
-                    "Read many messages, one a line, and write each behind its length");
+                    "Read many messages, one a line, and write each after its length");
   command->add_flag("--skip-bad", options->skip_bad,
                     "With --delimited: go on after a bad message, and say how many there were");
   AddContracts(*command, options->release);

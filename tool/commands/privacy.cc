@@ -169,12 +169,11 @@ void AddPrivacy(CLI::App& app, int&) {
   CLI::App* command =
       app.add_subcommand("privacy", "List the personal data in tables and payloads");
   const auto options = std::make_shared<Options>();
-  CLI::Option* name =
-      command
-          ->add_option(
-              "name", options->name,
-              "Only this message: its name, full or its end, a gun or the label file of a payload")
-          ->type_name("NAME");
+  CLI::Option* name = command
+                          ->add_option("name", options->name,
+                                       "Only this message: its name, full or its end, a gun or the "
+                                       "metadata file of a payload")
+                          ->type_name("NAME");
   command->add_flag("--tables", options->tables, "Only the tables")->excludes(name);
   command->add_flag("--payloads", options->payloads, "Only the payloads")->excludes(name);
   command

@@ -41,7 +41,7 @@ void AddSample(CLI::App& app, int&) {
       ->type_name("NUMBER")
       ->capture_default_str();
   command->add_flag("--delimited", options->delimited,
-                    "Write the binary encoding, each message behind its length, instead of JSON");
+                    "Write the binary encoding, each message after its length, instead of JSON");
   CLI::Option* output =
       command
           ->add_option("-o,--output", options->output,

@@ -36,7 +36,7 @@ void AddShow(CLI::App& app, int&) {
   command
       ->add_option(
           "name", options->name,
-          "What to show: a name, full or its end, a gun or the label file of a payload, or one "
+          "What to show: a name, full or its end, a gun or the metadata file of a payload, or one "
           "of these and a path to a field")
       ->type_name("NAME[.FIELD]")
       ->required();

@@ -63,7 +63,7 @@ Comment ParseComment(std::string_view raw) {
       comment.misplaced = words;
       comment.misplaced_line = number;
     } else {
-      // One space stands between the slashes and the text.
+      // One space is between the slashes and the text.
       line.remove_prefix(line.starts_with(' ') ? 1 : 0);
       comment.text.append(line.substr(0, line.find_last_not_of(" \t\r") + 1)).append("\n");
     }

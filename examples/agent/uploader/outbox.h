@@ -44,7 +44,7 @@ class Outbox {
   int64_t LargestSequence() const;
 
   // Writes a payload with its label. Throws std::runtime_error, in one line, and leaves nothing of
-  // the payload behind.
+  // the payload.
   void Write(const Label& label, std::string_view payload);
 
   // Reads the payloads one after another, by sequence number. One that cannot be read, or is not

@@ -38,9 +38,9 @@ class UploadLog : public Cursors {
     int64_t records;
   };
 
-  // Makes the database where it is missing. A damaged one is renamed to NAME.damaged-TIME and made
-  // anew, which problems() reports. Another program's, or a newer release's, is not touched: it is
-  // a StoreError of kind kForeign. `files` must outlive the log.
+  // Makes the database where it is missing. A damaged one is renamed to NAME.damaged-TIME and
+  // replaced by a new one, which problems() reports. Another program's, or a newer release's, is
+  // not touched: it is a StoreError of kind kForeign. `files` must outlive the log.
   UploadLog(const std::filesystem::path& store_folder, Files& files);
 
   // One line each for what was found damaged, and for what is not wrong but worth knowing.

@@ -49,6 +49,6 @@ int main(int, char** argv) {
     if (!made->ParseFromString("\x0a\x01g") || made->SerializeAsString() != "\x0a\x01g") return 4;
     delete made;
   }
-  std::printf("walked %d, then %d\n", counts[0], counts[1]);
+  std::printf("found %d, then %d\n", counts[0], counts[1]);
   return counts[0] > 0 && counts[0] == counts[1] ? 0 : 5;
 }
