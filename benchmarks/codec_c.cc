@@ -40,7 +40,7 @@ const uint8_t* Data(const std::string& bytes) {
 }
 uint8_t* Data(std::string& bytes) { return reinterpret_cast<uint8_t*>(bytes.data()); }
 
-// protobuf-c: a message on the heap with each of its texts and parts.
+// protobuf-c: a message on the heap with each of its strings and nested messages.
 void RegisterProtobufC(const char* name, const ProtobufCMessageDescriptor* descriptor) {
   const std::string suffix = std::string("/") + name;
   benchmark::RegisterBenchmark(

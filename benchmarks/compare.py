@@ -137,7 +137,7 @@ def main(build, results):
 
     table.print()
     walk = absolute["walk"]
-    print(f"walk of {walk['steps']:.0f} prototypes reading every option: first {walk['first_us'] / 1000:.2f} ms, "
+    print(f"iteration over {walk['steps']:.0f} prototypes reading every option: first {walk['first_us'] / 1000:.2f} ms, "
           f"{walk['first_bytes'] / 1024:.0f} KiB in {walk['first_allocations']:.0f} allocations; later "
           f"{walk['later_us']:.1f} us, {later_allocations} allocations")
     million = absolute["store_million"]
@@ -148,11 +148,11 @@ def main(build, results):
     write_plot_data(table, results / "codec.dat")
 
     missed = [row["what"] for row in table.rows if row["verdict"] == "MISSED"]
-    noisy = [row["what"] for row in table.rows if row["verdict"] == "too noisy to tell"]
+    noisy = [row["what"] for row in table.rows if row["verdict"] == "too noisy"]
     if later_allocations:
-        missed.append("walk: a later one allocates")
+        missed.append("iteration: a later one allocates")
     if noisy:
-        print("bench: the machine was too noisy to tell: " + "; ".join(noisy))
+        print("bench: the machine was too noisy: " + "; ".join(noisy))
     if missed:
         print("bench: missed: " + "; ".join(missed))
     return 1 if missed else 0

@@ -1,7 +1,7 @@
 """Ratios of what was measured side by side, and what is to be said of them.
 
 A ratio is the median of those of the single rounds; its interval holds the true median 19 times out of 20. A
-target is met or missed where the whole interval lies on one side of it; else the machine was too noisy to tell.
+target is met or missed where the whole interval lies on one side of it; else the machine was too noisy.
 """
 
 import math
@@ -29,7 +29,7 @@ class Table:
         low, high = interval(ratios) if len(ratios) > 1 else (ratios[0], ratios[0])
         verdict = ""
         if target is not None:
-            verdict = "too noisy to tell"
+            verdict = "too noisy"
             if (high <= target) if at_most else (low >= target):
                 verdict = "met"
             elif (low > target) if at_most else (high < target):

@@ -1,5 +1,5 @@
 // The four messages that are measured, filled as a machine would fill them: one small record, one
-// of many texts, one large payload of many nested messages, one payload of mostly texts.
+// of many strings, one large payload of many nested messages, one payload of mostly strings.
 #ifndef OVIX_BENCHMARKS_SAMPLES_H_
 #define OVIX_BENCHMARKS_SAMPLES_H_
 

@@ -1,4 +1,4 @@
-// Walks the collection and reads every option of every prototype and of its fields, once as the
+// Iterates the collection and reads every option of every prototype and of its fields, once as the
 // first thing that a process does, then again and again. Prints time, memory and allocations of
 // both as JSON.
 #include <google/protobuf/descriptor.h>

@@ -1,6 +1,6 @@
 # ovix-hardening: what everything that is shipped is compiled and linked with, so that a fault is harder to
 # make use of. Linked PRIVATE. Tests read it off the built files. (MinGW and MSVC set address
-# randomisation and no-execute by themselves, MSVC guards stacks.)
+# randomisation and no-execute automatically, MSVC guards stacks.)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 

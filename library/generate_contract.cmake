@@ -1,4 +1,4 @@
-# Generates the C++ of one schema: runs protoc, makes the header self-contained, so that whoever
+# Generates the C++ of one schema: runs protoc, makes the header self-contained, so that a program that
 # includes it gets the export macro without defining anything, and has the source test text for plain
 # ASCII before it asks the runtime whether it is UTF-8 (src/ovix/telemetry/contract/internal/utf8.h) and
 # register extensions after every schema file (src/load_order.h).

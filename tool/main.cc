@@ -25,6 +25,7 @@ int Main(int argc, char** argv) {
 
   CLI::App app("Shows, converts and compares the data contracts of the telemetry agent.",
                "ovix-contracts");
+  app.formatter(std::make_shared<HelpFormatter>());
   // A path of the drive's root ("/contracts") is a path on Windows too, not an option.
   app.allow_windows_style_options(false);
   app.set_version_flag("--version", "ovix-contracts " OVIX_TELEMETRY_DATA_CONTRACTS_VERSION,
@@ -38,17 +39,18 @@ int Main(int argc, char** argv) {
       "  ovix-contracts decode HwBatteryHealthLogAsCDM payload.binpb\n"
       "Exit codes: 0 done, 1 something was found, 2 failed.");
   int exit_code = kDone;
+  // In the order of use: look up, read payloads, write them, change contracts, publish.
   AddList(app, exit_code);
   AddShow(app, exit_code);
-  AddDdl(app, exit_code);
-  AddEncode(app, exit_code);
+  AddPrivacy(app, exit_code);
   AddDecode(app, exit_code);
   AddCheck(app, exit_code);
+  AddEncode(app, exit_code);
   AddSample(app, exit_code);
-  AddExport(app, exit_code);
-  AddDiff(app, exit_code);
   AddLint(app, exit_code);
-  AddPrivacy(app, exit_code);
+  AddDiff(app, exit_code);
+  AddDdl(app, exit_code);
+  AddExport(app, exit_code);
   AddCatalogue(app, exit_code);
   AddHelp(app, exit_code);
   AddDescribe(app, exit_code);

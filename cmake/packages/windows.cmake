@@ -13,9 +13,11 @@ foreach(component IN ITEMS RUNTIME DEVELOPMENT TOOL)
 endforeach()
 set(CPACK_ARCHIVE_PACKAGE_FILE_NAME "${CPACK_PACKAGE_FILE_NAME}")
 
-# --- What lies in the zip that is not ours, with its licences.
+# --- Our terms of use, and what lies in the zip that is not ours, with its licences.
 
 set(licenses "${CMAKE_INSTALL_DATADIR}/licenses")
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${licenses}"
+  RENAME ovix-telemetry-data-contracts.txt COMPONENT runtime)
 set(parts "")
 get_target_property(protobuf_type protobuf::libprotobuf TYPE)
 get_target_property(protobuf_file protobuf::libprotobuf IMPORTED_LOCATION_RELEASE)

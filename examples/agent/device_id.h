@@ -14,12 +14,12 @@ namespace ovix::agent {
 // machine id by a keyed hash, so that it leads back to no id that other programs know; the machine
 // id itself is neither kept nor sent. It is read from etc/machine-id below `root`; where `root` is
 // empty on Windows, from the registry of the machine that this program runs on. Nothing, where
-// there is no machine id.
+// the machine id is missing.
 std::optional<std::string> DeviceId(const std::filesystem::path& root);
 
-// The same, or, where there is no machine id, a random one of version 4, made once and kept in the
-// file `device-id` of `folder`. Throws std::runtime_error, in one line, where that cannot be read
-// or written.
+// The same, or, where the machine id is missing, a random one of version 4, made once and kept in
+// the file `device-id` of `folder`. Throws std::runtime_error, in one line, where that cannot be
+// read or written.
 std::string DeviceIdOrKept(const std::filesystem::path& root, const std::filesystem::path& folder,
                            Files& files);
 

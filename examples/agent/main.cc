@@ -1,4 +1,4 @@
-// ovix-agent: the agent in small. Collects what this machine tells of itself, keeps it, and builds
+// ovix-agent: the example agent. Collects what this machine reports of itself, keeps it, and builds
 // the payloads that go to the cloud.
 #include <CLI/CLI.hpp>
 
@@ -38,7 +38,7 @@ std::vector<const google::protobuf::Message*> Pointers(const Rows& rows) {
   return pointers;
 }
 
-// A run of all collectors. What fails is told, and the rest goes on.
+// A run of all collectors. What fails is reported, and the rest goes on.
 class CollectRun {
  public:
   CollectRun(const Catalogue& catalogue, Store& store) : catalogue_(catalogue), store_(store) {}
@@ -151,7 +151,7 @@ std::string ProblemOf(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Collects what this machine tells of itself and keeps it in local databases.");
+  CLI::App app("Collects what this machine reports of itself and keeps it in local databases.");
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
   std::string folder;

@@ -18,7 +18,7 @@ void PrintProblem(const std::string& line);
 void PrintNote(const std::string& line);
 
 // Rows of cells in columns as wide as their widest cell; the first row is the heading. Cells of the
-// columns named in `right` stand to the right.
+// columns named in `right` are right-aligned.
 void PrintTable(std::ostream& out, const std::vector<std::vector<std::string>>& rows,
                 const std::vector<size_t>& right);
 

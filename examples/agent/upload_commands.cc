@@ -110,7 +110,7 @@ CLI::Validator BuiltPayload() {
       "MESSAGE");
 }
 
-// Whether anything has a database's name here; what is wrong with it is for the store to tell.
+// Whether anything has a database's name here; what is wrong with it is for the store to report.
 bool HoldsDatabases(const Store& store, const Catalogue& catalogue) {
   return std::any_of(catalogue.tables().begin(), catalogue.tables().end(), [&](const Table& table) {
     std::error_code error;
@@ -154,10 +154,10 @@ std::string CheckedId(std::string id, const std::string& place) {
                  [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
   if (IsUuid(id)) return id;
   constexpr size_t kMostShown = 80;
-  throw std::runtime_error(place + ": \"" + Escaped(id.substr(0, kMostShown)) +
-                           (id.size() > kMostShown ? "..." : "") +
-                           "\" is not the id of a payload; give the value of `id` in its label "
-                           "(nothing was acknowledged)");
+  throw std::runtime_error(
+      place + ": \"" + Escaped(id.substr(0, kMostShown)) + (id.size() > kMostShown ? "..." : "") +
+      "\" is not the id of a payload; give the value of `id` in its metadata file "
+      "(nothing was acknowledged)");
 }
 
 // The ids of a file's lines; "-" is the standard input.
@@ -169,7 +169,7 @@ void ReadIds(const std::string& name, std::vector<std::string>& ids) {
   std::istream& input = is_file ? file : std::cin;
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
-    // What editors put before a text in UTF-8.
+    // What editors put before UTF-8.
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
     line.erase(line.find_last_not_of(" \t\r") + 1);
@@ -265,7 +265,8 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   ack->add_option("outbox", to_ack->outbox, "Folder of the payloads")
       ->required()
       ->check(ExistingFolder());
-  CLI::Option* ids = ack->add_option("id", to_ack->ids, "Ids of payloads, from their labels");
+  CLI::Option* ids =
+      ack->add_option("id", to_ack->ids, "Ids of payloads, from their metadata files");
   ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input");
   ack->callback([to_ack, ids, &exit_code] {
     if (ids->empty() && to_ack->file.empty()) {

@@ -272,7 +272,7 @@ class Check:
         return [self.contracts.messages[name] for name, _ in message.comment.sources if name in self.contracts.messages]
 
     def source_field(self, records, name):
-        """The field that a name leads to: "field", "Record.field" or a "part.field" of a record."""
+        """The field that a name means: "field", "Record.field" or a "part.field" of a record."""
         for record in records:
             holder, field = record, None
             for step in name.removeprefix(record.name + ".").split("."):

@@ -55,7 +55,7 @@ class Check:
                        "mark its columns with [(column).constraint.pk = true]")
         time = table.field("time")
         if time is None or not time.is_text or time.is_repeated or time.proto.number > 2 or time.proto.proto3_optional:
-            yield (time or table).finding("table-time", "every table has a text that says when: string time = 1, or = 2 after a key",
+            yield (time or table).finding("table-time", "every table has a string that says when: string time = 1, or = 2 after a key",
                                           "declare it so, without optional")
         event = next((field for field in table.fields if field.type == STATE_EVENT), None)
         if event is not None:

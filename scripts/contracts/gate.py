@@ -225,8 +225,8 @@ class Gate:
                 continue
             more = f" and {len(added) - 3} more" if len(added) > 3 else ""
             still = f"is still {new.cdm.version}" if now == was else f"went only {from_to(old.cdm.version, new.cdm.version)}"
-            yield new.finding("payload-version", f"{', '.join(added[:3])}{more} came in, the version {still}: readers tell contents "
-                              "apart by it", f"set version {was[0]}.{was[1] + 1}.0", new.line_of_option(CDM, 2))
+            yield new.finding("payload-version", f"{', '.join(added[:3])}{more} came in, the version {still}: readers distinguish contents "
+                              "by it", f"set version {was[0]}.{was[1] + 1}.0", new.line_of_option(CDM, 2))
 
     def is_renamed(self, holder, name):
         """Whether a field is a released one under another name."""

@@ -27,7 +27,7 @@ def rows(folder):
 
 
 def hold(before, after, logs):
-    """What the older release kept is there. Rows of logs are as they were; state may have been collected anew."""
+    """What the older release kept is there. Rows of logs are as they were; state may have been collected again."""
     kept = 0
     for table, (columns, old) in before.items():
         if table not in after:

@@ -161,7 +161,7 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   expect(outbox + " --file " + (folder / "bad-ids").string(), 1, "bad-ids:2: \"x", 0);
   expect(outbox + " --file " + (folder / "long").string(), 1, "xxx...\" is not the id", 0);
   expect(outbox + " --file " + (folder / "none").string(), 1, "none: cannot be read", 0);
-  expect(store + " " + ids[0], 1, "is no outbox", 0);
+  expect(store + " " + ids[0], 1, "is not an outbox", 0);
   expect((folder / "nowhere").string() + " " + ids[0], 1, "nowhere", 0);
   expect(outbox + " " + ids[0], 0, "1 payload acknowledged", 1);
   expect(outbox + " " + ids[0] + " " + ids[0], 2, ids[0] + ": is not in the outbox", 1);
@@ -181,7 +181,7 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   folder.Write("outbox/" + stem + ".binpb", "x");
   const Outcome unread = RunAgent("ack " + outbox + " " + unknown);
   EXPECT_EQ(unread.exit_code, 1);
-  const size_t said = unread.output.find(stem + ".json: is not a label");
+  const size_t said = unread.output.find(stem + ".json: is not a metadata file");
   EXPECT_NE(said, std::string::npos) << unread.output;
   EXPECT_EQ(unread.output.find(stem, said + 1), std::string::npos) << unread.output;
   std::filesystem::remove(folder / ("outbox/" + stem + ".json"));
@@ -220,9 +220,9 @@ TEST(Agent, GoesOnAroundWhatFailsAndHealsIt) {
       .Execute("PRAGMA application_id = 7");
   run(1, {"Cache.db: the database is another program's", "3 as before"});
   std::filesystem::remove(folder / "store/Cache.db");
-  // A damaged one is begun anew.
+  // A damaged one is replaced by a new one.
   folder.Write("store/DeviceProfile.db", "no database, but long enough to be read as one");
-  run(1, {"DeviceProfile.db: the database is damaged", "set aside as DeviceProfile.db.damaged-",
+  run(1, {"DeviceProfile.db: the database is damaged", "was renamed to DeviceProfile.db.damaged-",
           "3 new"});
   run(0, {"3 as before"});
 }

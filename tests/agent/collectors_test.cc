@@ -189,7 +189,7 @@ TEST(Smbios, TellsTheSystemsMemoryFromAnyOther) {
                                      "17 40 4=1:2 12=1024:2 24=1:1 27=0x12:1 | A\n"
                                      "17 40 4=2:2 12=512:2 24=1:1 | B\n"
                                      "127 4\n"));
-  EXPECT_EQ(table.structures[0].Uuid(8), "") << "all ones are no UUID";
+  EXPECT_EQ(table.structures[0].Uuid(8), "") << "all ones are not a UUID";
   Collection found(kTime);
   agent::AddMemory(table, found);
   const std::string text = Describe("all", found);

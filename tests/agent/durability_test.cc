@@ -104,7 +104,7 @@ TEST(StoreDurability, LosesNothingAcknowledgedToAKill) {
     kill(writer, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(writer, &status, 0), writer);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed by itself";
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed without a kill";
     while (read_one()) {
     }
     close(acknowledgements[0]);

@@ -31,7 +31,7 @@ namespace upload = telemetry::contract::upload;
 const std::chrono::system_clock::time_point kNow =
     std::chrono::sys_days(std::chrono::year(2026) / 11 / 21);
 
-// The value of a singular field as text; nothing for an absent one and for empty text.
+// The value of a singular field as a string; nothing for an absent one and for the empty string.
 std::string TextOf(const Message& message, const FieldDescriptor* field) {
   const auto* reflection = message.GetReflection();
   if (field->has_presence() && !reflection->HasField(message, field)) return "";

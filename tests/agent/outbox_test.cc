@@ -57,7 +57,7 @@ TEST(Labels, SayWhatTheyShouldAndReadBack) {
   EXPECT_FALSE(Label::FromJson("{\"id\": \"../etc/passwd\"}"));
   EXPECT_THROW(agent::MakeLabel(storage::device_profile::Device::descriptor(), "", kDevice, "", 1),
                std::runtime_error)
-      << "a record is no payload";
+      << "a record is not a payload";
 }
 
 TEST(Labels, NameOnlyTheAgentsOwnFiles) {
@@ -122,7 +122,7 @@ TEST(OutboxFolder, LetsOneProgramAtATimeIn) {
   EXPECT_TRUE(third.Has(LabelOf("a", 1).id));
   EXPECT_THROW(Outbox(folder.path(), UploadLock::IfMissing::kRefuse, Files::System()),
                std::runtime_error)
-      << "is no outbox";
+      << "is not an outbox";
   folder.Write("file", "");
   EXPECT_THROW(Outbox(folder / "file", kMake, Files::System()), std::runtime_error);
 }
@@ -245,7 +245,7 @@ class OutboxFaults : public testing::Test {
       } catch (const std::runtime_error&) {
         gone_.insert(label.id);
         for (const auto& [name, content] : files_.Contents()) {
-          EXPECT_EQ(name.find(label.FileStem()), std::string::npos) << name << " is left behind";
+          EXPECT_EQ(name.find(label.FileStem()), std::string::npos) << name << " is left";
         }
       }
     }

@@ -82,10 +82,10 @@ TEST(StoreErrors, SetADamagedDatabaseAsideAndBeginANewOne) {
     const auto problems = store.TakeProblems();
     ASSERT_EQ(problems.size(), 1U);
     ExpectContains(problems[0],
-                   {file, "damaged", "set aside as", ".db.damaged-20261121T000000000Z"});
+                   {file, "damaged", "was renamed to", ".db.damaged-20261121T000000000Z"});
     EXPECT_EQ(problems[0].find('\n'), std::string::npos);
     EXPECT_TRUE(store.TakeProblems().empty());
-    // What is set aside stays, whatever comes after it.
+    // What was renamed stays, whatever comes after it.
     size_t before = aside.size();
     for (const auto& [name, hash] : folder.Contents()) {
       if (name.find(".damaged-") == std::string::npos) continue;
@@ -127,7 +127,7 @@ TEST(StoreErrors, NameTheAttachedDatabaseThatRefusesARow) {
   ExpectContains(ErrorOf([&] { store.Put(application); }), {"DeviceProfileEvents.db: ", "no more"});
 }
 
-// Another store may have made it anew before this one has the folder's lock.
+// Another store may have made a new one before this one has the folder's lock.
 TEST(StoreErrors, DoNotSetAsideADatabaseThatIsSoundAgain) {
   static int opens_left = 0;
   static std::function<void()> repair;
@@ -262,7 +262,7 @@ TEST(StoreErrors, PutARowThatNoLongerReadsRight) {
   ASSERT_EQ(log.size(), 8U);
   EXPECT_EQ(log.back().event(), storage::STATE_EVENT_DELETE);
   ExpectContains(log.back().previous_state(), {"\"first_key\":"});
-  EXPECT_EQ(log.back().previous_state().find("uint32"), std::string::npos) << "it cannot be told";
+  EXPECT_EQ(log.back().previous_state().find("uint32"), std::string::npos) << "it is not known";
 }
 
 TEST(StoreErrors, NameTheRowThatNoLongerReads) {

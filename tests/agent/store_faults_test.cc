@@ -95,7 +95,7 @@ std::string Query(sqlite3* handle, const std::string& sql) {
   return code == SQLITE_OK ? rows : sqlite3_errmsg(handle);
 }
 
-// Every table, index and row of every database; an empty file is no database.
+// Every table, index and row of every database; an empty file is not a database.
 std::string Dump(const path& folder) {
   std::string dump;
   for (const char* name : {"Faults", "FaultsLog", "FaultsBulk"}) {
@@ -305,7 +305,7 @@ class StoreFaults : public testing::TestWithParam<Scenario> {
     after_ = Dump(folder_.path());
     if (GetParam().several) between_.insert(after_);
     if (!GetParam().heals) return;
-    // Set aside, and nothing begun in its place.
+    // Renamed, and nothing begun in its place.
     Files files = template_;
     files.erase("Faults.db");
     WriteFiles(folder_.path(), files);

@@ -37,7 +37,7 @@ TEST(StoreLimits, DropTheOldestRowsBeyondMaxRows) {
   for (const Sample& sample : Rows<Sample>(store)) kept.push_back(sample.value());
   EXPECT_EQ(kept, (std::vector<uint32_t>{5, 6, 7, 8, 9}));
   const auto what = std::pair(&Awkward().Get(Sample::descriptor()), agent::Limit::kRows);
-  EXPECT_EQ(changes.dropped.at(what), 5) << "what was dropped is told by table and limit";
+  EXPECT_EQ(changes.dropped.at(what), 5) << "what was dropped is reported by table and limit";
   EXPECT_EQ(changes.trimmed, 5);
 }
 
@@ -96,7 +96,7 @@ TEST(StoreLimits, AgeByAClockThatIsAheadOnlyOnceItHasGoneOn) {
       const Changes changes = store.Trim();
       EXPECT_TRUE(changes.trimmed == 0 || !is_kept) << day;
       if (is_kept && day > 30) {
-        EXPECT_GE(changes.clock_ahead_days, day - 10) << "and is told";
+        EXPECT_GE(changes.clock_ahead_days, day - 10) << "and is reported";
       }
     }
     EXPECT_EQ(Rows<Sample>(store).size(), is_kept ? 1U : 0U);

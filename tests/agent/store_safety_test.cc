@@ -256,7 +256,7 @@ TEST(StoreSafety, ADatabaseThatWasEmptiedIsBegunAnewAndReported) {
       const auto problems = store.TakeProblems();
       ASSERT_EQ(problems.size(), reports);
       for (const auto& line : problems) {
-        ExpectContains(line, {name, ": the database was empty", "begun anew"});
+        ExpectContains(line, {name, ": the database was empty", "a new one was begun"});
       }
     }
   }

@@ -158,7 +158,7 @@ TEST(StoreState, RecordsEachInsertUpdateAndDelete) {
   battery.set_energy_design(50);
   EXPECT_EQ(store.Put(battery).inserted, 1);
   battery.set_time(DaysAgo(1));
-  EXPECT_EQ(store.Put(battery).unchanged, 1) << "seen again is no change";
+  EXPECT_EQ(store.Put(battery).unchanged, 1) << "seen again is not a change";
   EXPECT_EQ(Rows<profile::HwBattery>(store)[0].time(), DaysAgo(1));
   battery.set_energy_design(49);
   EXPECT_EQ(store.Put(battery).updated, 1);
@@ -209,7 +209,7 @@ TEST(StoreState, IsReplacedByASnapshot) {
   ExpectContains(ErrorOf([&] { store.Replace(log.record, {}); }), {"Historical"});
   const profile::HwBattery battery;
   ExpectContains(ErrorOf([&] { store.Replace(profile::Application::descriptor(), {&battery}); }),
-                 {"device_profile.HwBattery", "no row of", "device_profile.Application"});
+                 {"device_profile.HwBattery", "not a row of", "device_profile.Application"});
 }
 
 // The pairing follows names, so it is held against what the contracts mean by them.
@@ -311,7 +311,7 @@ TEST(StoreArrivals, GiveEachRowOnceInTheOrderOfItsArrival) {
   put(store, 2);
   EXPECT_EQ(ReadOn<Sample>(store, cursor), (Values{9, 10}));
   EXPECT_EQ(cursor, store.Newest(Sample::descriptor()));
-  // A row that no longer reads is passed over once.
+  // A row that can no longer be read is skipped once.
   put(store, 2);
   Execute(folder / "Tests.db", "UPDATE Sample SET value = 'x' WHERE value = 11");
   std::string bad;
@@ -327,7 +327,7 @@ TEST(StoreArrivals, GiveEachRowOnceInTheOrderOfItsArrival) {
   EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{13});
   clock_now = today;
 #ifndef _WIN32  // which removes no open file
-  // Made anew, the database numbers its rows anew.
+  // A new database numbers its rows again.
   std::filesystem::remove(folder / "Tests.db");
   put(store, 1);
   EXPECT_EQ(ReadOn<Sample>(store, cursor), Values{14});

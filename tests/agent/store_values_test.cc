@@ -99,7 +99,7 @@ TEST(StoreValues, AllComeBackTheSame) {
       {"a whole real", [](Everything& e) { e.set_real(3); }},
       {"embedded NUL", [&](Everything& e) { e.set_text(nul), e.set_maybe_text(nul); }},
       {"text like a number", [](Everything& e) { e.set_text("007"); }},
-      {"bytes that are no text", [](Everything& e) { e.set_blob("\xff\xfe"); }},
+      {"bytes that are not text", [](Everything& e) { e.set_blob("\xff\xfe"); }},
       {"present but empty",
        [](Everything& e) {
          e.set_maybe_text("");

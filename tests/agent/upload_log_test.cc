@@ -183,7 +183,7 @@ TEST_F(UploadLogs, ThatAreDamagedAreSetAsideAndMadeAnew) {
     const UploadResult again = Run(kNow - std::chrono::days(400));
     ASSERT_EQ(problems_.size(), 1U);
     EXPECT_NE(problems_[0].find("Upload.db: the database is damaged ("), std::string::npos);
-    EXPECT_NE(problems_[0].find("; it is set aside as Upload.db.damaged-"), std::string::npos);
+    EXPECT_NE(problems_[0].find("; it was renamed to Upload.db.damaged-"), std::string::npos);
     EXPECT_EQ(problems_[0].find('\n'), std::string::npos);
     EXPECT_TRUE(notes_.empty());
     const std::string aside = Named("Upload.db.damaged-");
@@ -216,7 +216,7 @@ TEST_F(UploadLogs, KeepTheLastNumberInAFileOfItsOwn) {
     folder_.Write("store/Upload.sequence", wrong);
     Run(kNow + std::chrono::days(1));
     ASSERT_EQ(problems_.size(), 1U) << wrong;
-    EXPECT_NE(problems_[0].find("Upload.sequence: holds no sequence number; it is set aside"),
+    EXPECT_NE(problems_[0].find("Upload.sequence: holds no sequence number; it was renamed to"),
               std::string::npos)
         << problems_[0];
     const std::string aside = Named("Upload.sequence.damaged-");

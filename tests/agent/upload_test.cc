@@ -43,7 +43,7 @@ class Uploads : public testing::Test {
     Outbox outbox("", kMake, files_);
     return agent::Upload(store_, catalogue_, kDevice, limits, now, log, outbox);
   }
-  // The ids under which each event of the store stands in the outbox, by its name.
+  // The ids under which each event of the store is in the outbox, by its name.
   void SeeEvents(std::map<std::string, std::multiset<std::string>>& seen) {
     for (const auto& [name, content] : files_.Contents()) {
       const auto label = name.ends_with(".json") ? Label::FromJson(content) : std::nullopt;

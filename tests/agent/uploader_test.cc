@@ -177,7 +177,7 @@ TEST(Payloads, TellTheLatestRowAndTheSizeInKilobytes) {
   ASSERT_EQ(infos.size(), 1U);
   EXPECT_NE(infos[0]->ShortDebugString().find("2026-11-21"), std::string::npos);
   for (const auto* usage : Of<upload::agent::TarvelAgentTelemetryStorageUsageAsCDM>(built)) {
-    if (!usage->has_table_size_kb()) continue;  // this SQLite cannot tell
+    if (!usage->has_table_size_kb()) continue;  // this SQLite does not know
     EXPECT_EQ(usage->table_size_kb() % 4, 0U) << "whole pages";
   }
 }
@@ -206,7 +206,7 @@ TEST(Conversions, CarryWhatFitsAndLeaveTheRestAbsentAndSaid) {
   system.set_architecture(record::OS_ARCH_64_BITS);
   agent::Fill(system, {}, told, notes);
   EXPECT_EQ(told.architecture(), "OS_ARCH_64_BITS");
-  EXPECT_FALSE(told.has_name()) << "empty text is absent";
+  EXPECT_FALSE(told.has_name()) << "an empty string is absent";
   EXPECT_TRUE(notes.empty());
   told.Clear();
   system.set_architecture(static_cast<record::OSArchitecture>(7));
@@ -270,7 +270,7 @@ TEST(Payloads, GoOutWithoutTheRowsAndDatabasesThatCannotBeRead) {
           " previous_state TEXT, current_state TEXT);"
           "INSERT INTO ApplicationEvents VALUES ('2026-11-20T12:00:00.000Z', '', 1, '', '{');"
           "INSERT INTO ApplicationEvents VALUES ('2026-11-20T13:00:00.000Z', '', 3, '', '')");
-  folder.Write("store/HealthLog.db", "this is no database, though it is long enough");
+  folder.Write("store/HealthLog.db", "this is not a database, though it is long enough");
 
   Store store = OpenStore(folder);
   const Built built = Build(store, kNow);

@@ -390,7 +390,7 @@ def check_comment(case):
 def main():
     global RULES
     RULES = rules_of_both()
-    # This tree first: a finding of its own is not hidden behind the cases.
+    # This tree first: a finding of its own is not hidden by the cases.
     whole = subprocess.run([COMMAND], capture_output=True, text=True)
     print(whole.stderr + whole.stdout, end="")
     if whole.returncode:

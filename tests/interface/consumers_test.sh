@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What a program sees of the library must not depend on how the program was built: by GCC and clang, with and
-# without optimisation, position-independent or not, each with a schema of its own and beside a second shared
+# without optimisation, position-independent or not, each with a schema of its own and with a second shared
 # library that has one too. And a program that loads the library by hand may unload it and load it again.
 # Usage: consumers_test.sh LIBRARY SOURCE_ROOT GENERATED PROTOC GCC CLANG
 set -euo pipefail

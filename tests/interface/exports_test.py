@@ -194,7 +194,7 @@ def demangled_names(path):
     with open(path, encoding="ascii") as file:
         names = subprocess.run(["c++filt"], input="\n".join(file.read().split()), capture_output=True, text=True,
                                check=True).stdout.splitlines()
-    # 64 bits are a long long on Windows. The tags of the standard library's interface are no part of a signature.
+    # 64 bits are a long long on Windows. The tags of the standard library's interface are not part of a signature.
     return [name.replace("[abi:cxx11]", "").replace("long long", "long") for name in names]
 
 

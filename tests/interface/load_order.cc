@@ -1,6 +1,6 @@
 // Loads the library by hand and watches the order in which it sets itself up: every schema file is
 // registered, then every extension, then the prototypes are made; and the default instances are
-// there before anything else. For that it stands in for three functions that the library calls.
+// there before anything else. For that it replaces three functions that the library calls.
 // Usage: load_order LIBRARY
 #include <google/protobuf/extension_set.h>
 #include <google/protobuf/generated_message_reflection.h>
@@ -50,7 +50,7 @@ bool IsLibrary(void* address);
 
 constexpr char kLibrary[] = "ovix-telemetry-data-contracts.dll";
 
-// Stands in for a function of another DLL: its first bytes become a jump.
+// Replaces a function of another DLL: its first bytes become a jump.
 class Hook {
  public:
   void Set(const char* dll, const char* function, void* stand_in) {

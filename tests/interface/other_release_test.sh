@@ -65,7 +65,7 @@ else
 fi
 
 "$nm" --defined-only "$library" | grep " $function$abi\$" >/dev/null || fail "$library has no $function$abi"
-# Nothing of the library is used but what each of its headers refers to by itself.
+# Nothing of the library is used but what each of its headers refers to automatically.
 for kind in "O0 storage/cache.pb.h -O0" "O2 contracts_collection.h -O2" "lto contracts_collection.h -O2 -flto" \
   "sections contracts_collection.h -O2 -ffunction-sections -fdata-sections -Wl,--gc-sections"; do
   read -r kind included flags <<<"$kind"

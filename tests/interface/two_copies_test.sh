@@ -56,7 +56,7 @@ expect_abort "a program with a schema of ours compiled in" "$work/compiled"
 "$cxx" -shared "$work/schema.o" -o "$work/plugin.so" -lprotobuf
 expect_abort "a plug-in with a schema of ours compiled in" "$work/program" "$work/plugin.so"
 
-# The library under another name: a second version beside the first, or a private copy.
+# The library under another name: a second version next to the first, or a private copy.
 mapfile -t objects < <(find "$build"/library/CMakeFiles/ovix-contracts-{generated,frame}.dir -name '*.o')
 "$cxx" -shared -Wl,-soname,libovix-telemetry-data-contracts.so.0 "${objects[@]}" -o "$work/libovix-telemetry-data-contracts.so.0" -lprotobuf
 expect_abort "two versions of the library" "$work/program" "$work/libovix-telemetry-data-contracts.so.0"

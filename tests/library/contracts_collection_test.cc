@@ -18,13 +18,13 @@ using google::protobuf::DescriptorPool;
 using google::protobuf::Message;
 using telemetry::contract::ContractsCollection;
 
-// Walked before main() begins, as a program's own static objects may.
+// Iterated before main() begins, as a program's own static objects may.
 const size_t walked_before_main = AllPrototypes().size();
 
 const char* const kFix = "; run scripts/check-contracts --fix";
 
 // Paths without regard to case, "_" after every letter, digit, "/" and "."; the folder vorlan
-// stands in the place of "log" and what follows it.
+// is in the place of "log" and what follows it.
 std::string SortKey(std::string path) {
   const std::string vorlan = "upload/vorlan/";
   if (const size_t at = path.find(vorlan); at != std::string::npos) {
@@ -140,7 +140,7 @@ TEST(ContractsCollection, HandsOutOwnedInstancesOfTheGeneratedClasses) {
 }
 
 // First use of descriptors and options, from many threads at once; under the thread sanitizer this
-// is the test that tells.
+// is the test that finds it.
 TEST(ContractsCollection, IsWalkedByManyThreadsAtOnce) {
   std::vector<size_t> seen(8);
   std::vector<std::thread> threads;

@@ -1,4 +1,4 @@
-// What a release wrote is read for ever: the frozen encodings of every release parse into today's
+// What a release wrote is always read: the frozen encodings of every release parse into today's
 // classes and come back byte for byte, fields that no schema has included.
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
@@ -18,7 +18,7 @@ namespace {
 TEST(Corpus, ComesBackByteForByte) {
   std::map<std::string, const google::protobuf::Message*> prototypes;
   for (const auto* prototype : AllPrototypes()) prototypes[prototype->GetTypeName()] = prototype;
-  const RuntimeLog warnings;  // of numbers that are no enumeration's, which the corpus has
+  const RuntimeLog warnings;  // of numbers that no enumeration has, which the corpus has
   const std::filesystem::path releases = std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "compat";
   int read = 0;
   for (const auto& release : std::filesystem::directory_iterator(releases)) {

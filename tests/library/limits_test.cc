@@ -1,5 +1,5 @@
-// Input made to hurt: it fails cleanly, takes memory in proportion to its size, and leaves none
-// behind.
+// Input made to hurt: it fails cleanly, takes memory in proportion to its size, and leaves
+// none.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -23,7 +23,7 @@ constexpr bool kInstrumented = false;
 std::atomic<size_t> held = 0;
 std::atomic<size_t> most = 0;
 
-// Before each block stands its size.
+// Before each block is its size.
 constexpr size_t kBefore = alignof(std::max_align_t);
 
 }  // namespace
@@ -64,7 +64,7 @@ size_t MemoryToParse(const Message& prototype, const std::string& bytes, bool ac
     EXPECT_EQ(message->ParseFromString(bytes), accepted);
     needed = most - start;
   }
-  EXPECT_EQ(held, before) << "something is left behind";
+  EXPECT_EQ(held, before) << "something is left";
   return needed;
 }
 

@@ -1,4 +1,4 @@
-// The library as a program sees it: one copy of each thing, whoever looks at it, and ready before
+// The library as a program sees it: one copy of each thing, for every user, and ready before
 // the program's own static objects are made.
 #include "program_test.pb.h"
 

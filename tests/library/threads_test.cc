@@ -35,7 +35,7 @@ void Together(const Work& work) {
   for (auto& thread : threads) thread.join();
 }
 
-// Walks the collection and gives the texts of every message's options.
+// Iterates the collection and gives the strings of every message's options.
 std::string WalkOptions() {
   std::string found;
   contract::ContractsCollection contracts;

@@ -1,4 +1,4 @@
-// Text is accepted, refused and reported just as the runtime does it by itself, whatever the
+// Text is accepted, refused and reported just as the runtime alone does it, whatever the
 // library tests before it asks the runtime.
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/stubs/common.h>
@@ -36,7 +36,7 @@ constexpr uint32_t kStride = 1;
 
 thread_local int reports = 0;
 
-// Counts what the runtime reports, on each thread by itself.
+// Counts what the runtime reports, for each thread separately.
 class CountReports {
  public:
   CountReports() {
@@ -46,8 +46,8 @@ class CountReports {
   ~CountReports() { google::protobuf::SetLogHandler(nullptr); }
 };
 
-// Parses and serializes texts with one record. Each thread has its own, as a local variable: MinGW
-// frees the memory of a thread_local object before it calls the destructor.
+// Parses and serializes strings with one record. Each thread has its own, as a local variable:
+// MinGW frees the memory of a thread_local object before it calls the destructor.
 class Utf8Check {
  public:
   // Whether parsing and serializing treat the text as the runtime's validator does: refused by the
@@ -145,7 +145,7 @@ TEST(Utf8, AnswersAsTheRuntimeForRandomText) {
       "a", "text", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x94\x8b", "\xed\xa0\x80", "\xff", "\xc3"};
   for (uint32_t i = 0; i < 200000 / kStride; ++i) {
     std::string text;
-    // Mostly valid, now and then broken, for both answers are wanted of long texts too.
+    // Mostly valid, now and then broken, for both answers are wanted of long strings too.
     const uint32_t kinds = random() % 3 == 0 ? 8 : 5;
     for (uint32_t n = random() % 24; n > 0; --n) text += pieces[random() % kinds];
     if (random() % 4 == 0 && !text.empty()) text.resize(random() % text.size());

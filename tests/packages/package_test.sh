@@ -6,7 +6,7 @@ set -euo pipefail
 build=$1 cmake=$2 generator=$3 cxx=$4
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
-# What an older build left behind of a schema that is gone.
+# What an older build left of a schema that is gone.
 stale=$build/library/generated/ovix/telemetry/contract/storage/gone.pb.h
 trap 'rm -rf "$work" "$stale"' EXIT
 touch "$stale"
@@ -64,11 +64,11 @@ check_run pkg-config env LD_LIBRARY_PATH="$(pkg-config --variable=libdir "$name"
 cmp -s "$(pkg-config --variable=descriptor_set "$name")" "$descriptor_set" ||
   fail "pkg-config's descriptor_set is not the target's"
 
-# The schemas lie beside the headers, whole: the set made of them is the set installed.
+# The schemas are next to the headers, whole: the set made of them is the set installed.
 (cd "$prefix/include" && find ovix -name '*.proto' | LC_ALL=C sort >"$work/schemas")
 [ -s "$work/schemas" ] || fail "no schema is installed"
 while read -r schema; do
-  [ -e "$prefix/include/${schema%.proto}.pb.h" ] || fail "$schema has no header beside it"
+  [ -e "$prefix/include/${schema%.proto}.pb.h" ] || fail "$schema has no header next to it"
   cmp -s "$prefix/include/$schema" "$here/../../$schema" || fail "$schema is not the schema of the tree"
 done <"$work/schemas"
 [ "$(find "$prefix/include" -name '*.pb.h' | wc -l)" = "$(wc -l <"$work/schemas")" ] ||
@@ -86,12 +86,16 @@ done
 catalogue=$prefix/share/doc/ovix-telemetry-data-contracts/catalogue
 [ -s "$catalogue/contracts/ovix.telemetry.contract.storage.device_health.BatteryHealthLog.html" ] ||
   fail "the catalogue of the contracts is not installed"
+pages=$(grep -o 'href="\.\./docs/[^"]*' "$catalogue/index.html" | cut -d '"' -f 2) || fail "the catalogue links to no page"
+for page in $pages ../README.md; do
+  [ -s "$catalogue/$page" ] || fail "the catalogue's $page is not installed"
+done
 
 library=$(find "$prefix" -name "lib*.so.$abi")
 [ "$(objdump -p "$library" | awk '$1 == "SONAME" { print $2 }')" = "lib$name.so.$abi" ] ||
   fail "the library's SONAME is not that of OVIX_ABI_VERSION, $abi"
 
-# A consumer is told in one line when the protobuf beside it is of another series.
+# A consumer gets one line of error when protobuf is of another series.
 mkdir -p "$work/other/google/protobuf/stubs"
 echo '#define GOOGLE_PROTOBUF_VERSION 4025000' >"$work/other/google/protobuf/stubs/common.h"
 for source in "$here/package" "$here/../.."; do

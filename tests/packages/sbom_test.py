@@ -1,5 +1,5 @@
 """The lists of contents (SPDX) of an unpacked package, or of an installed tree that has several: whole, true of the
-files beside them, and of each part that a package contains the text of its licence is in the package.
+files next to them, and of each part that a package contains the text of its licence is in the package.
 
 Usage: sbom_test.py PREFIX PACKAGE...     the packages whose lists must be there, and no other
 """
@@ -51,7 +51,7 @@ def check(path):
     problem = lambda text: problems.append(f"{os.path.basename(path)}: {text}")
     packages = {each["SPDXID"]: each for each in sbom["packages"]}
     if sbom["spdxVersion"] != "SPDX-2.3" or len(packages) != len(sbom["packages"]):
-        problem("is no SPDX 2.3, or says a package twice")
+        problem("is not SPDX 2.3, or names a package twice")
     version = sbom["packages"][0]["versionInfo"]
     architecture = stem.removeprefix(f"{package}_")
     if f"/{package}_{version}_{architecture}-" not in sbom["documentNamespace"]:

@@ -21,7 +21,7 @@ prefix=$(echo "$work"/*)
 
 for file in bin/ovix-contracts.exe bin/ovix-telemetry-data-contracts.dll bin/libprotobuf.dll bin/libstdc++-6.dll \
   bin/libgcc_s_seh-1.dll bin/libwinpthread-1.dll lib/libovix-telemetry-data-contracts.dll.a \
-  share/licenses/protobuf.txt share/licenses/CLI11.txt share/licenses/RapidJSON.txt share/licenses/gcc-runtime.txt share/licenses/mingw-w64-runtime.txt \
+  share/licenses/ovix-telemetry-data-contracts.txt share/licenses/protobuf.txt share/licenses/CLI11.txt share/licenses/RapidJSON.txt share/licenses/gcc-runtime.txt share/licenses/mingw-w64-runtime.txt \
   share/ovix-telemetry-data-contracts/contracts.binpb \
   share/doc/ovix-telemetry-data-contracts/catalogue/index.html \
   include/ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.proto; do

@@ -2,7 +2,7 @@
 # Two other protobuf runtimes read the shipped descriptor set, an outbox that the agent has filled with
 # this machine's payloads, and two encodings of every message: they must find the same options and
 # values, and encode to the same bytes.
-# Then random messages and spoilt bytes: what is accepted, and as what, but for what docs/readers.md lists.
+# Then random messages and damaged bytes: what is accepted, and as what, but for what docs/readers.md lists.
 # readers_test.sh does the same with runtimes that need tools of their own.
 # Usage: other_runtimes_test.sh CONTRACTS.BINPB AGENT WRITE_VALUES WRITE_CASES OVIX_CONTRACTS
 set -euo pipefail
@@ -37,13 +37,13 @@ done
 /usr/bin/python3 "$here/read_payloads.py" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
 node "$here/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox" "$work/tool"
 
-# What the two say must depend on the bytes: one spoilt payload is found by both.
+# What the two say must depend on the bytes: one damaged payload is found by both.
 payloads=("$work"/outbox/*.binpb)
 printf '\x0a\x01x' >>"${payloads[0]}"
 for reader in "/usr/bin/python3 $here/read_payloads.py" "node $here/read_payloads.mjs"; do
   # shellcheck disable=SC2086 # program and script
   if $reader "$contracts" "$work/outbox" >/dev/null 2>&1; then
-    echo "other_runtimes_test: $reader did not notice a spoilt payload" >&2
+    echo "other_runtimes_test: $reader did not notice a damaged payload" >&2
     exit 1
   fi
 done

@@ -1,4 +1,4 @@
-// Writes messages and spoilt bytes with what this library makes of them, for other runtimes to be
+// Writes messages and damaged bytes with what this library makes of them, for other runtimes to be
 // held against. A line a case: message, gun, version, bytes (hexadecimal), oddities, 1 where they
 // parse, and then what they are encoded to and their values as protobuf's JSON. The oddities are
 // letters for what runtimes treat each in their own way; docs/readers.md says what they mean.
@@ -213,8 +213,8 @@ bool SkipElements(WireFormatLite::WireType wire_type, CodedInputStream& input,
   return true;
 }
 
-// Looks for oddities in the fields of a message, up to the first byte that is no field; false where
-// there is such.
+// Looks for oddities in the fields of a message, up to the first byte that is not a field; false
+// where there is such.
 bool FindOddities(const Descriptor* descriptor, CodedInputStream& input, std::string& oddities) {
   while (input.BytesUntilLimit() > 0) {
     uint64_t tag = 0;

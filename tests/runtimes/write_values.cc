@@ -3,7 +3,7 @@
 //                             with a label, as an outbox has them
 //   write_values corpus FILE  for every message four encodings, the last with fields that no schema
 //                             has, as a stream of google.protobuf.Any with their lengths
-//   write_values values DIR   beside each payload of an outbox its values, as protobuf's JSON
+//   write_values values DIR   next to each payload of an outbox its values, as protobuf's JSON
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/struct.pb.h>
 #include <google/protobuf/unknown_field_set.h>

@@ -170,7 +170,8 @@ std::string Tag(int number, int wire_type) {
 google::protobuf::FileDescriptorSet DescriptorSet() {
   google::protobuf::FileDescriptorSet set;
   std::ifstream file(OVIX_TESTS_DESCRIPTOR_SET, std::ios::binary);
-  EXPECT_TRUE(set.ParseFromIstream(&file)) << OVIX_TESTS_DESCRIPTOR_SET << " is no descriptor set";
+  EXPECT_TRUE(set.ParseFromIstream(&file))
+      << OVIX_TESTS_DESCRIPTOR_SET << " is not a descriptor set";
   return set;
 }
 

@@ -35,7 +35,7 @@ struct EncodedField {
   int wire_type;
   std::string bytes;  // tag included
 };
-// Takes apart what the runtime encoded; fails the test for bytes that are no message.
+// Takes apart what the runtime encoded; fails the test for bytes that are not a message.
 std::vector<EncodedField> Fields(const std::string& encoded);
 
 std::string Varint(uint64_t value);

@@ -26,7 +26,7 @@ void Apply(std::string& content, sqlite3_int64 offset, const std::string& bytes,
 
 }  // namespace
 
-// SQLite allocates it, with the real file behind it.
+// SQLite allocates it, with the real file after it.
 struct FaultVfs::File {
   sqlite3_file base;
   FaultVfs* vfs;
@@ -245,7 +245,7 @@ void FaultVfs::Track(File* file, const char* name, bool is_new_journal) {
   file->syncs_names = is_new_journal;
   if (fault_.kind != Fault::Kind::kPowerLoss || name == nullptr) return;
   std::shared_ptr<Content>& content = live_[name];
-  // A file that the store has made by itself is as new as one that SQLite makes.
+  // A file that the store has made is as new as one that SQLite makes.
   if (const uint64_t inode = InodeOf(name); content == nullptr || content->inode != inode) {
     content = std::make_shared<Content>();
     content->inode = inode;

@@ -22,7 +22,7 @@ struct Fault {
     kBreak,      // it fails, and so does every later operation of any kind
     kTear,       // half of one write is done, then it fails
     kFull,       // the disk is full from one write on
-    kPowerLoss,  // nothing is done from one change on; RestorePower() tells what the disk has
+    kPowerLoss,  // nothing is done from one change on; RestorePower() leaves what the disk has
   };
   Kind kind = Kind::kNone;
   Operation operation = Operation::kWrite;  // that kFail and kBreak count

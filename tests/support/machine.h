@@ -1,4 +1,4 @@
-// A machine made of a text, for the collectors to read; machines/README.md describes the text.
+// A machine made of a description, for the collectors to read; machines/README.md has its form.
 #ifndef OVIX_TESTS_SUPPORT_MACHINE_H_
 #define OVIX_TESTS_SUPPORT_MACHINE_H_
 

@@ -29,7 +29,7 @@ inline std::map<std::string, std::string> Labelled(
     if (!agent::ParseOutboxName(name) || !name.ends_with(".json")) continue;
     const auto label = agent::Label::FromJson(content);
     if (!label) {
-      ADD_FAILURE() << name << " is no label: " << content;
+      ADD_FAILURE() << name << " is not a label: " << content;
       continue;
     }
     const auto payload = contents.find(label->FileStem() + ".binpb");

@@ -1,5 +1,5 @@
 // Runs a program with its standard streams in files of a test's folder, so that output and errors
-// are told apart, byte for byte.
+// are distinguished, byte for byte.
 #ifndef OVIX_TESTS_SUPPORT_PROGRAM_H_
 #define OVIX_TESTS_SUPPORT_PROGRAM_H_
 

@@ -11,12 +11,12 @@
 
 namespace ovix::tests {
 
-// Compiles texts, each to a package of its own, pair0, pair1 ..., with their comments and with the
-// options of the contracts. A text is the body of PACKAGE/main.proto; a line "=== NAME" begins
-// PACKAGE/NAME.proto. Both are of proto3 unless they begin with another line `syntax`.
+// Compiles schemas, each to a package of its own, pair0, pair1 ..., with their comments and with
+// the options of the contracts. A schema is the body of PACKAGE/main.proto; a line "=== NAME"
+// begins PACKAGE/NAME.proto. Both are of proto3 unless they begin with another line `syntax`.
 // "$persistance", "$column" and "$cdm" are the options of the contracts, "$package" is the package,
 // "$extension" a number for an extension that no other text has.
-// Fails the test where a text does not compile.
+// Fails the test where a schema does not compile.
 google::protobuf::FileDescriptorSet Compiled(const Folder& folder,
                                              const std::vector<std::string>& texts);
 

@@ -294,7 +294,7 @@ TEST_F(CatalogueFolder, IsReplacedWholeOrLeftAlone) {
     if (*c.error == '\0') {
       EXPECT_EQ(error, "");
       EXPECT_EQ(FilesIn(out.lexically_normal()), reference);
-      EXPECT_EQ(FilesIn(above).size(), reference.size()) << "something was left beside it";
+      EXPECT_EQ(FilesIn(above).size(), reference.size()) << "something was left next to it";
     } else {
       EXPECT_NE(error.find(c.error), std::string::npos) << error;
       EXPECT_EQ(error.rfind(out.string(), 0), 0u) << error;

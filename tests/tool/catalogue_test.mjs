@@ -88,7 +88,7 @@ test('every page: links and anchors resolve, nothing is wider than a phone', asy
     const { ids, overflow, handlers, scripts, headings } = seen;
     assert.deepEqual({ overflow, handlers, scripts, headings },
       { overflow: 0, handlers: 0, scripts: 0, headings: 1 }, address);
-    assert.equal(new Set(ids).size, ids.length, `${address}: an id stands twice`);
+    assert.equal(new Set(ids).size, ids.length, `${address}: an id appears twice`);
     anchors.set(address, new Set(ids));
     for (const id of seen.rows) rows.add(`${address}#${id}`);
     for (const link of seen.links) {

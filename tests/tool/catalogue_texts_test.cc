@@ -197,13 +197,13 @@ TEST(CatalogueTexts, ASchemaReadsAsOneDoes) {
   const Contracts behind(
       Compiled({{"behind.proto",
                  "syntax = \"proto3\";\npackage x.telemetry;\n"
-                 "enum E {\n  // Above it.\n  A = 0;  // Behind it.\n  B = 1;\n}\n"
+                 "enum E {\n  // Above it.\n  A = 0;  // After it.\n  B = 1;\n}\n"
                  "message M { .google.protobuf.FileOptions o = 1; }\n"
                  "import \"google/protobuf/descriptor.proto\";\n"}}),
       "behind.binpb");
   const tool::SchemaTexts texts(behind);
   EXPECT_EQ(texts.Of(behind.enums().at(0)),
-            "enum E {\n  // Above it.\n  // Behind it.\n  A = 0;\n  B = 1;\n}\n");
+            "enum E {\n  // Above it.\n  // After it.\n  A = 0;\n  B = 1;\n}\n");
   EXPECT_EQ(texts.Of(behind.messages().at(0)),
             "message M {\n  google.protobuf.FileOptions o = 1;\n}\n");
 }

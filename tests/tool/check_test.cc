@@ -1,4 +1,4 @@
-// check: what is found in payloads and records, what is not, and how it is told.
+// check: what is found in payloads and records, what is not, and how it is reported.
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
@@ -293,12 +293,13 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
 
   const ProgramRun run = RunTool(folder, "check " + quoted((folder / "outbox").string()));
   EXPECT_EQ(run.exit_code, 1);
-  EXPECT_EQ(run.output, old +
-                            ".binpb: HwBatteryHealthLogAsCDM.version: is \"0.9.0\"; these "
-                            "contracts have version 1.0.0 [version]\n" +
-                            damaged +
-                            ".json: the payload does not have the size that the label says: it has "
-                            "3 bytes, the label says 7 [bytes]\n");
+  EXPECT_EQ(run.output,
+            old +
+                ".binpb: HwBatteryHealthLogAsCDM.version: is \"0.9.0\"; these "
+                "contracts have version 1.0.0 [version]\n" +
+                damaged +
+                ".json: the payload does not have the size that its metadata file states: it has "
+                "3 bytes, the metadata file states 7 [bytes]\n");
   EXPECT_EQ(run.errors, "ovix-contracts: 3 messages checked, 2 findings\n");
   EXPECT_EQ(RunTool(folder, "check " + quoted(good + ".json")).exit_code, 0);
 

@@ -53,7 +53,7 @@ std::string WriteBattery(const Folder& folder, int64_t sequence, uint32_t age,
   return WritePayload(folder, payload, sequence, created);
 }
 
-// Replaces a text of a file.
+// Replaces a string of a file.
 void Change(const Folder& folder, const std::string& name, const std::string& text,
             const std::string& by) {
   std::string content = folder.Read(name);
@@ -126,12 +126,12 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
        [](auto& folder, auto& stem) {
          Change(folder, stem + ".json", "\"bytes\": 13", "\"bytes\": 12");
        },
-       ": it has 13 bytes, the label says 12", false},
+       ": it has 13 bytes, the metadata file states 12", false},
       {"no size",
        [](auto& folder, auto& stem) { Change(folder, stem + ".json", "\"bytes\"", "\"size\""); },
-       "the label does not say the size", false},
+       "the metadata file does not state the size", false},
       {"content", [](auto& folder, auto& stem) { Change(folder, stem + ".binpb", "S1", "S2"); },
-       "the label says \"", false},
+       "the metadata file states \"", false},
       {"gun",
        [](auto& folder, auto& stem) {
          Change(folder, stem + ".json", "Health.version.1", "Health.version.2");
@@ -148,7 +148,7 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
       // Whatever has the gun can be read.
       {"version",
        [](auto& folder, auto& stem) { Change(folder, stem + ".json", "\"1.0.0\"", "\"1.1.0\""); },
-       "the label says \"1.1.0\", these contracts have 1.0.0", true},
+       "the metadata file states \"1.1.0\", these contracts have 1.0.0", true},
       {"missing",
        [](auto& folder, auto& stem) { std::filesystem::remove(folder / (stem + ".binpb")); },
        ".binpb is missing or not a file", false},
@@ -158,11 +158,11 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
          Change(folder, stem + ".json", "\"payload\": \"",
                 "\"payload\": \"../other\", \"was\": \"");
        },
-       "\"../other\" does not name a file next to the label", false},
+       "\"../other\" does not name a file next to the metadata file", false},
       {"no label", [](auto& folder, auto& stem) { folder.Write(stem + ".json", "{}"); },
-       "is not a label: it has no gun", false},
+       "is not a metadata file: it has no gun", false},
       {"no JSON", [](auto& folder, auto& stem) { folder.Write(stem + ".json", "\x1b[1m"); },
-       "is not a label: line 1 is not JSON", false},
+       "is not a metadata file: line 1 is not JSON", false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -185,7 +185,7 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
     if (!c.is_decoded) {
       EXPECT_NE(run.errors.find("1 of 3 payloads were left out\n"), std::string::npos);
     }
-    // By itself: nothing is written.
+    // Alone: nothing is written.
     folder.Write("made", "as it was");
     const ProgramRun alone = RunTool(
         folder, "decode " + Quoted(folder, bad + ".json") + " -o " + Quoted(folder, "made"));
@@ -199,7 +199,7 @@ TEST(ToolDecode, ReadsWhatDoesNotParseAsBadToo) {
   const Folder folder;
   WriteBattery(folder, 1, 1);
   const std::string bad = WriteBattery(folder, 2, 2);
-  // Bytes that are labelled as they are, but are no message.
+  // Bytes that are labelled as they are, but are not a message.
   const std::string bytes = "\x12\x7fx";
   const agent::Label label = agent::MakeLabel(HwBatteryHealthLogAsCDM::descriptor(), bytes, "",
                                               "2026-11-21T04:31:09.120Z", 2);
@@ -221,11 +221,11 @@ TEST(ToolDecode, RefusesWordsThatNameNothing) {
     int exit_code;
     const char* said;
   } cases[] = {
-      {"", 2, "name a message, the label of a payload, or an outbox"},
+      {"", 2, "name a message, the metadata file of a payload, or an outbox"},
       {Quoted(folder, "nowhere.json"), 2, "nowhere.json: cannot be read"},
-      {Quoted(folder, "empty"), 0, "empty: holds no labels of payloads"},
-      {label + " --delimited", 2, "is the label of a payload or an outbox"},
-      {label + " --input-encoding hex", 2, "is the label of a payload or an outbox"},
+      {Quoted(folder, "empty"), 0, "empty: holds no metadata files of payloads"},
+      {label + " --delimited", 2, "is the metadata file of a payload or an outbox"},
+      {label + " --input-encoding hex", 2, "is the metadata file of a payload or an outbox"},
       {"BatteryHealthLog a b", 2, "b: is a second input"},
       {"BatteryHealthLog --skip-bad", 2, "it is for streams (--delimited)"},
       {label + " -o " + Quoted(folder, stem + ".binpb"), 2, "would destroy it"},

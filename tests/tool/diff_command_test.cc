@@ -1,4 +1,4 @@
-// The command `diff`: where it reads releases, the changes that it is told to leave out, and the
+// The command `diff`: where it reads releases, the changes that it leaves out on request, and the
 // formats of systems for continuous integration.
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/io/coded_stream.h>

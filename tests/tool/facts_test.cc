@@ -222,7 +222,7 @@ std::string Section(const std::string& begin, const std::string& end) {
   return page.substr(from, to - from);
 }
 
-// What stands in backticks.
+// What is in backticks.
 std::vector<std::string> Codes(const std::string& text) {
   static const std::regex code("`([^`]+)`");
   std::vector<std::string> codes;

@@ -272,7 +272,7 @@ TEST(ToolFolder, SaysWhatItHoldsWhereOnlyARenameFails) {
       ASSERT_EQ(chown(entry.path().c_str(), 65534, 65534), 0);
     }
   }
-  // What a user who may not write a folder is told. Root may write all.
+  // The error for a user who may not write a folder. Root may write all.
   const auto said = [&](const fs::path& into) {
     InProcess([&] {
       if (is_root && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);

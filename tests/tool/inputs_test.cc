@@ -126,7 +126,7 @@ TEST(ToolInputs, AreNamedWholeInErrors) {
     std::string said;
   } cases[] = {
       {"decode " + Quoted(folder, "zero.json"),
-       "zero.json: \"a\\u0000b\" does not name a file next to the label"},
+       "zero.json: \"a\\u0000b\" does not name a file next to the metadata file"},
       {"sample " + Quoted(folder, "gun.json"), "gun.json: a b: no payload has this gun"},
       {"privacy --contracts " + Quoted(folder, "below/set"),
        "ovix-contracts: " + (folder / "below/set").string() + ": its comments state no"},
@@ -156,9 +156,9 @@ TEST(ToolInputs, AreNotTestedByGuessesWhereTheyAreRedacted) {
     const char* said;
     const char* value;
   } cases[] = {
-      {"hash.json", "the payload does not have the SHA-256 that the label says",
+      {"hash.json", "the payload does not have the SHA-256 that its metadata file states",
        "aee3165fb74b4e1c"},
-      {"size.json", "the payload does not have the size that the label says", " 7 bytes"},
+      {"size.json", "the payload does not have the size that its metadata file states", " 7 bytes"},
   };
   for (const auto& c : cases) {
     for (const bool is_redacted : {false, true}) {

@@ -406,7 +406,7 @@ void TakeNegativeZeros(Message* message) {
 }
 
 TEST(JsonPrinter, PrintsEveryContractAsProtobufDoes) {
-  const RuntimeLog warnings;  // of numbers that are no enumeration's
+  const RuntimeLog warnings;  // of numbers that no enumeration has
   for (const Message* prototype : AllPrototypes()) {
     SCOPED_TRACE(prototype->GetTypeName());
     const std::unique_ptr<Message> message(prototype->New());

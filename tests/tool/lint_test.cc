@@ -1,4 +1,4 @@
-// lint: what is found in schemas, at which line, and how it is told. That it finds what
+// lint: what is found in schemas, at which line, and how it is reported. That it finds what
 // scripts/check-contracts finds, in the same words, is held by tests/contracts.
 #include <gtest/gtest.h>
 

@@ -102,7 +102,7 @@ TEST(ToolLookup, ShowsOneFieldByItsPath) {
   const struct {
     std::string name;
     std::string heading;
-    std::string has;      // besides the heading
+    std::string has;      // in addition to the heading
     const char* has_not;  // what belongs to other fields
   } cases[] = {
       {"BatteryHealthLog.age", log + ".age", "\n     7  age  uint32  implicit\n", "cycle_count"},
@@ -160,19 +160,20 @@ TEST(ToolLookup, SaysInOneLineWhatComesNear) {
       {write("next.json", "{\"gun\": \"" + std::string(kGun, sizeof(kGun) - 2) + "2\"}"),
        "pcLogHwBatteryHealth.version.2: no payload has this gun; is it com.ovix.cdm.domain."
        "telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1"},
-      {write("number.json", "{\"gun\": 1}"), "number.json: is not a label: it has no gun"},
+      {write("number.json", "{\"gun\": 1}"), "number.json: is not a metadata file: it has no gun"},
       {write("twice.json", "{\"gun\": \"" + std::string(kGun) + "\", \"g\\u0075n\": \"b\"}"),
-       "is not a label: it has the key \"gun\" twice"},
+       "is not a metadata file: it has the key \"gun\" twice"},
       {write("bom.json", "\xef\xbb\xbf{\"gun\": \"" + std::string(kGun) + "\"}"),
-       "is not a label: it begins with a byte order mark"},
+       "is not a metadata file: it begins with a byte order mark"},
       {write("zero.json",
              "{\"gun\": \"" + std::string(kGun) + "\"}\n" + std::string(1, '\0') + "x"),
-       "is not a label: line 2 is not JSON"},
-      {write("list.json", "[]"), "list.json: is not a label: it is not a JSON object"},
-      {write("broken.json", "{\n\"gun\": \"a\",\n}"), "is not a label: line 3 is not JSON"},
-      {write("payload.binpb", "\x0a\x05"), "is not a label: line 2 is not JSON"},
-      {write("deep.json", std::string(1000000, '[')), "is not a label: line 1 is not JSON"},
-      {write("large.json", std::string(1100000, ' ')), "is not a label: it is larger than 1 MiB"},
+       "is not a metadata file: line 2 is not JSON"},
+      {write("list.json", "[]"), "list.json: is not a metadata file: it is not a JSON object"},
+      {write("broken.json", "{\n\"gun\": \"a\",\n}"), "is not a metadata file: line 3 is not JSON"},
+      {write("payload.binpb", "\x0a\x05"), "is not a metadata file: line 2 is not JSON"},
+      {write("deep.json", std::string(1000000, '[')), "is not a metadata file: line 1 is not JSON"},
+      {write("large.json", std::string(1100000, ' ')),
+       "is not a metadata file: it is larger than 1 MiB"},
       {"BatteryHealthLog.agee", "BatteryHealthLog has no field agee; is it age?"},
       {"BatteryHealthLog.age.x", "BatteryHealthLog.age is of type uint32 and has no fields"},
       {"BatteryHealthLog.battery_status.discharing",

@@ -25,7 +25,7 @@ def at_terminal(arguments, feed=(), out=None, **environment):
         while True:
             try:
                 said.append(os.read(ours, 65536))
-            except OSError:  # how Linux tells that no one has the other end
+            except OSError:  # how Linux reports that no one has the other end
                 return
 
     settings = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "TERM")}
@@ -58,7 +58,7 @@ for arguments in (["show", "BatteryHealthLog"], ["list", "--payloads"]):
         if not wanted and said != piped:
             problems.append(f"{arguments[0]} with {environment}: not the text of a pipe")
 
-# --- How far a run is that takes more than a second, and nothing of it left behind; nothing of a short one, and
+# --- How far a run is that takes more than a second, and nothing of it left; nothing of a short one, and
 # --- nothing among the messages where they go to the terminal too.
 
 message = bytes([7, 10, 5]) + b"12:00"
@@ -70,7 +70,7 @@ for command, piece in (("decode", many), ("encode", b'{"time": "12:00"}\n' * 300
             problems.append(f"{command}, {pause} s in between, output {out}: said {said[-80:]!r}")
 
 # --- Completion: the line up to the cursor, and what must and what must not be among the answers; "FILES" and "FOLDERS"
-# --- stand for those.
+# --- represent those.
 
 work = tempfile.TemporaryDirectory()
 os.chdir(work.name)

@@ -276,7 +276,7 @@ std::string Delimited(const std::vector<std::string>& messages) {
   return stream;
 }
 
-// HMAC-SHA-256 of some texts under kKey, as another implementation gives them.
+// HMAC-SHA-256 of some strings under kKey, as another implementation gives them.
 constexpr char kKey[] = "a key of this test";
 constexpr char kHashOfSerial1[] =
     "c0b269ab8526033debb62b58aca7dd51adadcee9d4c08b7e86c6c667a27938c2";
@@ -384,7 +384,7 @@ TEST(ToolRedact, RefusesWhatWouldNotProtect) {
 }
 
 // Sets each text to one that is nowhere else and begins with its class, and counts, by class, the
-// values that are no text. What is in a message of a class has that class.
+// values that are not text. What is in a message of a class has that class.
 void Mark(Message& message, const std::string& outer, int& number,
           std::map<std::string, int>& numbers) {
   const auto* reflection = message.GetReflection();
@@ -442,7 +442,7 @@ TEST(ToolRedact, LeavesNothingPersonalInAnyContract) {
         const std::string after = message->DebugString();
         int number_after = 0;
         std::map<std::string, int> numbers_after;
-        // Marking counts the numbers; the texts are no longer needed.
+        // Marking counts the numbers; the strings are no longer needed.
         Mark(*message, "", number_after, numbers_after);
         int gone = 0, numbers_gone = 0;
         for (const std::string& name : classes) {

@@ -239,7 +239,7 @@ std::string SchemaOf(const std::filesystem::path& file) {
   return schema + std::to_string(connection.Number("PRAGMA auto_vacuum"));
 }
 
-// Columns in any order: a migration can only add behind.
+// Columns in any order: a migration can only add at the end.
 std::string ColumnsOf(const std::filesystem::path& file) {
   agent::Connection connection(file, std::chrono::seconds(1));
   agent::Statement all(connection,
@@ -294,7 +294,7 @@ TEST(ToolDdl, MakesTheDatabasesThatTheStoreMakes) {
 // To the letter: the store makes its tables by the same code.
 TEST(ToolDdl, SaysTheSqlOfEachShapeOfTable) {
   const Folder folder;
-  // With a key of one integer, whose rows have a number of arrival beside it.
+  // With a key of one integer, whose rows have a number of arrival next to it.
   EXPECT_EQ(RunTool(folder, "ddl --database WindowsEventsCache").output,
             R"(-- Database WindowsEventsCache, file WindowsEventsCache.db, at most 512 MB
 PRAGMA auto_vacuum = INCREMENTAL;
@@ -500,7 +500,7 @@ TEST(ToolConvert, GivesBackFieldsWhoseWireTypeChanged) {
 
 TEST(ToolConvert, LeavesTextAndPartsAsTheyAre) {
   const Folder folder;
-  // A quote in a text does not end it: what follows is no negative zero.
+  // A quote in a string does not end it: what follows is not a negative zero.
   const std::string json = R"({"time":"a\" -0,b","voltage_perc":-0.0})"
                            "\n";
   const std::string bytes = RunTool(folder, "encode BatteryHealthLog --delimited", json).output;
@@ -598,7 +598,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
       const std::string name = entry.path().filename().string();
       EXPECT_TRUE(name == "text" || name == "empty" || name == "in" || name == "out" ||
                   name == "err")
-          << name << " was left behind";
+          << name << " was left";
     }
   }
 }
@@ -649,7 +649,9 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
   std::istringstream help(RunTool(folder, "--help").output);
   bool in_commands = false;
   int commands = 0;
+  size_t last_section = 0;
   for (std::string line; std::getline(help, line);) {
+    EXPECT_LE(line.size(), 80) << line;
     if (line.starts_with("Subcommands:")) in_commands = true;
     if (!in_commands || !line.starts_with("  ") || line.starts_with("   ")) continue;
     const std::string command = line.substr(2, line.find(' ', 2) - 2);
@@ -658,8 +660,14 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
     SCOPED_TRACE(command);
     EXPECT_NE(commands_completed.find("\n" + command + "\t"), std::string::npos);
     const std::string completion = RunTool(folder, "complete " + command + " --").output;
-    EXPECT_NE(page.find("## " + command), std::string::npos) << "docs/tool.md has no section";
+    const size_t section = page.find("\n## " + command + "\n", last_section);
+    ASSERT_NE(section, std::string::npos) << "docs/tool.md has no section, or in another order";
+    last_section = section;
     const std::string text = RunTool(folder, command + " --help").output;
+    std::istringstream lines(text);
+    for (std::string text_line; std::getline(lines, text_line);) {
+      EXPECT_LE(text_line.size(), 80) << text_line;
+    }
     EXPECT_NE(text.find("Examples:"), std::string::npos);
     std::istringstream words(text.substr(0, text.find("Examples:")));
     for (std::string word; words >> word;) {

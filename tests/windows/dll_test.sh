@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Looks into the DLL: what it exports, how its default instances are made, how it is hardened, what Windows is told of
+# Looks into the DLL: what it exports, how its default instances are made, how it is hardened, what Windows is informed of
 # it.
 # Usage: dll_test.sh DLL CONTRACTS.BINPB OBJDUMP NM STRIP VERSION ABI BUILD_DIR
 set -euo pipefail

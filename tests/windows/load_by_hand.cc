@@ -1,6 +1,7 @@
-// A Windows program that is not linked with the library: it loads the DLL by hand, walks it, frees
-// it and loads it again.
-//   load_by_hand         the runtime comes and goes with the library: fails unless both walks see
+// A Windows program that is not linked with the library: it loads the DLL by hand, iterates it,
+// frees it and loads it again.
+//   load_by_hand         the runtime comes and goes with the library: fails unless both iterations
+//   see
 //                        the same number of prototypes
 //   load_by_hand keep    the program holds on to the runtime in between
 #include <windows.h>
@@ -13,7 +14,7 @@ namespace {
 constexpr char kLibrary[] = "ovix-telemetry-data-contracts.dll";
 constexpr char kRuntime[] = "libprotobuf.dll";
 
-// The walk by the names that the DLL exports; -1 where one is missing.
+// The iteration by the names that the DLL exports; -1 where one is missing.
 int Walk(HMODULE library) {
   using Constructor = void (*)(void*);
   using Next = const void* (*)(void*);
@@ -56,7 +57,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     const int count = Walk(library);
-    std::printf("walked %d\n", count);
+    std::printf("found %d\n", count);
     std::fflush(stdout);
     if (count <= 0 || (round == 1 && count != walked)) return 1;
     walked = count;

@@ -49,7 +49,7 @@ set_tests_properties(load-unload-load-with-the-runtime-kept PROPERTIES
   ENVIRONMENT "${wine_environment}" TIMEOUT 60
   PASS_REGULAR_EXPRESSION "File already exists in database: ovix/telemetry/contract/")
 
-# The script that gets the sources of what is linked, with apt's sources of others than Debian beside Debian's.
+# The script that gets the sources of what is linked, with apt's sources of others than Debian next to Debian's.
 add_test(NAME windows-libraries COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/windows_libraries_test.sh"
   "${PROJECT_SOURCE_DIR}/scripts/windows-libraries")
 

@@ -5,8 +5,9 @@
 
 namespace ovix::tool {
 
-void WriteCatalogue(const Contracts& contracts, const std::filesystem::path& out) {
-  WriteFolder(CataloguePages(contracts), out, "catalogue");
+void WriteCatalogue(const Contracts& contracts, const std::filesystem::path& out,
+                    const std::string& docs) {
+  WriteFolder(CataloguePages(contracts, docs), out, "catalogue");
 }
 
 }  // namespace ovix::tool

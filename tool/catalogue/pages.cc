@@ -16,10 +16,10 @@
 namespace ovix::tool {
 namespace {
 
-std::map<std::string, std::string> Files(const Relations& relations) {
+std::map<std::string, std::string> Files(const Relations& relations, const std::string& docs) {
   std::map<std::string, std::string> files;
   const Sections sections(relations);
-  const Site site{relations.contracts().release(), sections};
+  const Site site{relations.contracts().release(), sections, docs};
   Texts texts(relations);
   files["index.html"] = StartPage(relations, site);
   for (const Descriptor* page : relations.pages())
@@ -40,9 +40,10 @@ std::map<std::string, std::string> Files(const Relations& relations) {
 
 }  // namespace
 
-std::map<std::string, std::string> CataloguePages(const Contracts& contracts) {
+std::map<std::string, std::string> CataloguePages(const Contracts& contracts,
+                                                  const std::string& docs) {
   try {
-    return Files(Relations(contracts));
+    return Files(Relations(contracts), docs);
   } catch (const telemetry::contract::tables::TableError& error) {
     throw Error(error.what());
   }

@@ -19,7 +19,8 @@ namespace ovix::tool {
 //   assets/style.css, site.js, search.js, theme.js, navigation.js, index.js
 //
 // Throws Error for options that contradict themselves.
-std::map<std::string, std::string> CataloguePages(const Contracts& contracts);
+std::map<std::string, std::string> CataloguePages(const Contracts& contracts,
+                                                  const std::string& docs = "");
 
 }  // namespace ovix::tool
 

@@ -25,7 +25,7 @@ set(catalogue "${CMAKE_CURRENT_BINARY_DIR}/catalogue")
 add_custom_command(
   OUTPUT "${catalogue}/index.html"
   COMMAND ${environment} ${CMAKE_CROSSCOMPILING_EMULATOR} "$<TARGET_FILE:ovix-contracts>"
-    catalogue --out "${catalogue}"
+    catalogue --out "${catalogue}" --docs ../docs
   DEPENDS ovix-contracts
   COMMENT "Writing the catalogue"
   VERBATIM)

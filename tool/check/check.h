@@ -16,7 +16,7 @@ struct Checking {
   std::vector<std::string> inputs;              // of messages of this type
   std::vector<std::filesystem::path> labelled;  // labels and outboxes, without a type
   Encoding encoding = Encoding::kBinary;
-  bool delimited = false;  // each input is many messages, each behind its length
+  bool delimited = false;  // each input is many messages, each after its length
 };
 
 enum class Checked { kClean, kFindings, kBadInput };

@@ -1,4 +1,4 @@
-// The formats of docs/contracts.md, as a text has them or not.
+// The formats of docs/contracts.md, and whether a string has them.
 #ifndef OVIX_TOOL_CHECK_FORMATS_H_
 #define OVIX_TOOL_CHECK_FORMATS_H_
 

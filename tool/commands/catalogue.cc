@@ -11,6 +11,7 @@ void AddCatalogue(CLI::App& app, int&) {
   struct Options {
     Release release;
     std::string out;
+    std::string docs;
   };
   const auto options = std::make_shared<Options>();
   command
@@ -18,11 +19,18 @@ void AddCatalogue(CLI::App& app, int&) {
                    "Folder of the site: new, empty or of an earlier catalogue, which is replaced")
       ->type_name("DIR")
       ->required();
+  command
+      ->add_option(
+          "--docs", options->docs,
+          "Address of the pages on the contracts (contracts.md ...), for links on the start "
+          "page; none without it")
+      ->type_name("URL");
   AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts catalogue --out site");
-  command->callback([options] { WriteCatalogue(options->release.contracts(), options->out); });
+  command->callback(
+      [options] { WriteCatalogue(options->release.contracts(), options->out, options->docs); });
 }
 
 }  // namespace ovix::tool

@@ -21,9 +21,10 @@ ExitCode Run(Options& options) {
   options.inputs = std::move(subject.inputs);
   options.labelled = std::move(subject.labelled);
   if (options.type == nullptr && (options.delimited || options.encoding != Encoding::kBinary)) {
-    throw Error(options.labelled.front().string() +
-                ": is the label of a payload or an outbox; --delimited and --input-encoding are "
-                "for messages of a type that is named");
+    throw Error(
+        options.labelled.front().string() +
+        ": is the metadata file of a payload or an outbox; --delimited and --input-encoding are "
+        "for messages of a type that is named");
   }
   switch (Check(contracts, options)) {
     case Checked::kClean:
@@ -42,17 +43,18 @@ void AddCheck(CLI::App& app, int& exit_code) {
       app.add_subcommand("check", "Check whether payloads are what their contracts say");
   const auto options = std::make_shared<Options>();
   AddSubject(*command, options->words);
-  AddContracts(*command, options->release);
   AddInputEncoding(*command, options->encoding);
   command->add_flag("--delimited", options->delimited,
-                    "Read many messages from each input, each behind its length");
+                    "Read many messages from each input, each after its length");
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts check outbox\n"
       "  ovix-contracts check outbox/*.json\n"
       "  ovix-contracts check HwBatteryHealthLogAsCDM one.binpb two.binpb\n"
       "  ovix-contracts check BatteryHealthLog --delimited <log.binpb\n"
-      "One line for each finding. Exit code 1: there are findings; 2: an input cannot be read.");
+      "One line for each finding. Exit code 1: there are findings; 2: an input cannot\n"
+      "be read.");
   command->callback([options, &exit_code] { exit_code = Run(*options); });
 }
 

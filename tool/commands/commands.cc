@@ -10,8 +10,9 @@ std::string NamesFile(const std::string& file) { return file.empty() ? "names no
 
 void AddMessage(CLI::App& command, std::string& name) {
   command
-      .add_option("name", name,
-                  "The message's full name, the end of it, its gun, or the label of a payload")
+      .add_option(
+          "name", name,
+          "The message's full name, the end of it, its gun, or the metadata file of a payload")
       ->type_name("NAME")
       ->required();
 }

@@ -21,15 +21,15 @@ enum ExitCode {
 // Each takes the program's command line and where to leave the exit code, which its callback sets.
 void AddList(CLI::App& app, int& exit_code);
 void AddShow(CLI::App& app, int& exit_code);
-void AddDdl(CLI::App& app, int& exit_code);
-void AddEncode(CLI::App& app, int& exit_code);
+void AddPrivacy(CLI::App& app, int& exit_code);
 void AddDecode(CLI::App& app, int& exit_code);
 void AddCheck(CLI::App& app, int& exit_code);
+void AddEncode(CLI::App& app, int& exit_code);
 void AddSample(CLI::App& app, int& exit_code);
-void AddExport(CLI::App& app, int& exit_code);
-void AddDiff(CLI::App& app, int& exit_code);
 void AddLint(CLI::App& app, int& exit_code);
-void AddPrivacy(CLI::App& app, int& exit_code);
+void AddDiff(CLI::App& app, int& exit_code);
+void AddDdl(CLI::App& app, int& exit_code);
+void AddExport(CLI::App& app, int& exit_code);
 void AddCatalogue(CLI::App& app, int& exit_code);
 void AddHelp(CLI::App& app, int& exit_code);
 // The man page and the completion of all of these; hidden, for the build.
@@ -41,6 +41,13 @@ const CLI::App* CommandOf(const CLI::App& app, const std::string& name);
 void CheckFirst(const CLI::App& app, const std::string& word);
 // What is wrong with the words that the chosen command does not take, after CLI::ExtrasError.
 std::string UnexpectedWord(const CLI::App& app);
+// Breaks the descriptions of commands and options, so that a line of help has at most 80 columns.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_desc(const CLI::Option* option) const override;
+  std::string make_subcommand(const CLI::App* command) const override;
+};
+
 // The help of a command; that of the program where the name is empty. Throws Error.
 std::string HelpOf(const CLI::App& app, const std::string& command);
 

@@ -103,7 +103,7 @@ void AddFields(Words& words, const std::string& typed, const Contracts& contract
   }
 }
 
-// What a value can be, by the word that stands for it in the help. `release` is that of the line.
+// What a value can be, by its word in the help. `release` is that of the line.
 std::string Values(const CLI::Option& option, const std::string& fixed, std::string typed,
                    const Release& release) {
   const std::string type = option.get_type_name();

@@ -46,12 +46,13 @@ void AddSubject(CLI::App& command, SubjectWords& words) {
   command
       .add_option("name", words.name,
                   "The message's full name, the end of it, or its gun; instead of it a payload's "
-                  "label or an outbox")
+                  "metadata file or an outbox")
       ->check(NamesFile)
       ->type_name("NAME");
   command
-      .add_option("input", words.inputs,
-                  "What to read; standard input without it and for -. After a label more of them")
+      .add_option(
+          "input", words.inputs,
+          "What to read; standard input without it and for -. After a metadata file more of them")
       ->check(NamesFile)
       ->type_name("FILE");
   command.add_option("--gun", words.gun, "The payload by its gun, instead of a name")
@@ -66,7 +67,8 @@ Subject ReadSubject(const Contracts& contracts, const SubjectWords& words) {
     subject.type = FindByGun(contracts, words.gun);
     subject.inputs = all;
   } else if (all.empty()) {
-    throw Error("nothing to read is named; name a message, the label of a payload, or an outbox");
+    throw Error(
+        "nothing to read is named; name a message, the metadata file of a payload, or an outbox");
   } else if (!IsNameOfMessage(contracts, words.name) && IsPath(words.name)) {
     subject.labelled.assign(all.begin(), all.end());
   } else {

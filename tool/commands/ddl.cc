@@ -240,7 +240,7 @@ Scripts Migration(const tables::Catalogue& older, const tables::Catalogue& newer
   }
   if (!refused.empty()) {
     throw Error("cannot be migrated" + refused.replace(0, 1, ":") +
-                "; move these databases away and make them anew");
+                "; move these databases away and create them again");
   }
   return scripts;
 }

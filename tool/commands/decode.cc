@@ -42,9 +42,10 @@ bool Run(Options& options) {
     return Decode(contracts, options);
   }
   if (options.delimited || options.encoding != Encoding::kBinary) {
-    throw Error(subject.labelled.front().string() +
-                ": is the label of a payload or an outbox; --delimited and --input-encoding are "
-                "for messages of a type that is named");
+    throw Error(
+        subject.labelled.front().string() +
+        ": is the metadata file of a payload or an outbox; --delimited and --input-encoding are "
+        "for messages of a type that is named");
   }
   options.labelled = std::move(subject.labelled);
   return DecodeLabelled(contracts, options);
@@ -57,11 +58,10 @@ void AddDecode(CLI::App& app, int& exit_code) {
       app.add_subcommand("decode", "Turn the binary encoding into JSON or text format");
   const auto options = std::make_shared<Options>();
   AddSubject(*command, options->words);
-  AddContracts(*command, options->release);
   AddConversion(*command, *options);
   AddInputEncoding(*command, options->encoding);
   command->add_flag("--delimited", options->delimited,
-                    "Read many messages, each behind its length, and write one a line");
+                    "Read many messages, each after its length, and write one a line");
   command->add_flag("--skip-bad", options->skip_bad,
                     "With --delimited: go on after a bad message, and say how many there were");
   CLI::Option* redact =
@@ -74,9 +74,10 @@ void AddDecode(CLI::App& app, int& exit_code) {
           ->type_name("CLASS");
   CLI::Option* key = command
                          ->add_option("--key", options->key_file,
-                                      "With --redact: replace texts by their HMAC-SHA-256 under "
+                                      "With --redact: replace strings by their HMAC-SHA-256 under "
                                       "the key in this file")
                          ->type_name("FILE");
+  AddContracts(*command, options->release);
   command
       ->add_flag("--raw", options->raw,
                  "Print fields by number without a contract; values are guessed")
@@ -89,13 +90,13 @@ void AddDecode(CLI::App& app, int& exit_code) {
       "Examples:\n"
       "  ovix-contracts decode HwBatteryHealthLogAsCDM payload.binpb\n"
       "  ovix-contracts decode outbox\n"
-      "  ovix-contracts decode outbox/20261121T043109120Z-0000000000007-IdentityAsCDM.json\n"
+      "  ovix-contracts decode outbox/NAME.json\n"
       "  ovix-contracts decode BatteryHealthLog --delimited <log.binpb >log.jsonl\n"
-      "  ovix-contracts decode IdentityAsCDM payload.binpb --redact identifier --key secret\n"
+      "  ovix-contracts decode IdentityAsCDM payload.binpb --redact all --key secret\n"
       "  echo 0a0531322e3030 | ovix-contracts decode --raw --input-encoding hex\n"
-      "Exit code 1: something is missing in the output, and standard error says what: fields\n"
-      "that these contracts do not know (--format text shows them), payloads that are not what\n"
-      "their labels say, messages that --skip-bad left out.");
+      "Exit code 1: something is missing in the output, and standard error says what:\n"
+      "fields that these contracts do not know (--format text shows them), payloads\n"
+      "that differ from their metadata files, messages that --skip-bad left out.");
   command->callback([options, &exit_code] { exit_code = Run(*options) ? kFound : kDone; });
 }
 

@@ -93,7 +93,7 @@ void AddDiff(CLI::App& app, int& exit_code) {
   command->footer(
       "Examples:\n"
       "  ovix-contracts diff old/contracts.binpb\n"
-      "  ovix-contracts diff git:v1.0.0 git:HEAD\n"
+      "  ovix-contracts diff git:HEAD~1 git:HEAD\n"
       "  ovix-contracts diff old/contracts.binpb new/contracts.binpb --format markdown\n"
       "Exit codes: 0 no change breaks anything, 1 one does, 2 failed.");
   command->callback([options, &exit_code] { exit_code = Diff(*options); });

@@ -21,12 +21,12 @@ void AddEncode(CLI::App& app, int& exit_code) {
   command->add_option("input", options->input, "What to read; standard input without it and for -")
       ->check(NamesFile)
       ->type_name("FILE");
-  AddContracts(*command, options->release);
   AddConversion(*command, *options);
   command->add_flag("--delimited", options->delimited,
-                    "Read many messages, one a line, and write each behind its length");
+                    "Read many messages, one a line, and write each after its length");
   command->add_flag("--skip-bad", options->skip_bad,
                     "With --delimited: go on after a bad message, and say how many there were");
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts encode IdentityAsCDM identity.json -o identity.binpb\n"

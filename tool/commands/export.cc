@@ -98,7 +98,7 @@ void AddExport(CLI::App& app, int&) {
   AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
-      "  ovix-contracts export HwBatteryHealthLogAsCDM --as jsonschema -o battery.schema.json\n"
+      "  ovix-contracts export IdentityAsCDM --as jsonschema -o identity.schema.json\n"
       "  ovix-contracts export --as odcs --database HealthLog\n"
       "  ovix-contracts export --as odcs --out contracts");
   command->callback([options] { Export(*options); });

@@ -1,5 +1,6 @@
 // help: what --help prints, of the program or of a command.
 #include <memory>
+#include <sstream>
 
 #include "commands/commands.h"
 #include "contracts/names.h"
@@ -24,7 +25,34 @@ std::string NotAnOption(const CLI::App& command, const std::string& word) {
               : suggestion);
 }
 
+// The descriptions begin at CLI11's column 30, which leaves these.
+constexpr size_t kDescriptionWidth = 80 - 30;
+
+std::string Wrapped(const std::string& text) {
+  std::istringstream words(text);
+  std::string wrapped;
+  size_t column = 0;
+  for (std::string word; words >> word;) {
+    const bool breaks = column + 1 + word.size() > kDescriptionWidth;
+    if (!wrapped.empty()) wrapped += breaks ? '\n' : ' ';
+    column = breaks ? word.size() : column + 1 + word.size();
+    wrapped += word;
+  }
+  return wrapped;
+}
+
 }  // namespace
+
+std::string HelpFormatter::make_option_desc(const CLI::Option* option) const {
+  return Wrapped(option->get_description());
+}
+
+std::string HelpFormatter::make_subcommand(const CLI::App* command) const {
+  std::ostringstream line;
+  CLI::detail::format_help(line, command->get_name(), Wrapped(command->get_description()),
+                           get_column_width());
+  return line.str();
+}
 
 std::string HelpOf(const CLI::App& app, const std::string& command) {
   // App::help() is that of the command that was chosen.

@@ -82,10 +82,10 @@ void AddLint(CLI::App& app, int& exit_code) {
   command->footer(
       "Examples:\n"
       "  ovix-contracts lint\n"
-      "  ovix-contracts lint schemas --against git:v1.0.0\n"
+      "  ovix-contracts lint schemas --against git:HEAD~1\n"
       "  ovix-contracts lint --rules\n"
-      "One line for each finding. Exit code 1: there are findings; 2: the check could not be "
-      "made.");
+      "One line for each finding. Exit code 1: there are findings; 2: the check could\n"
+      "not be made.");
   command->callback([options, &exit_code] { exit_code = Run(*options); });
 }
 

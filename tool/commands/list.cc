@@ -177,8 +177,8 @@ void AddList(CLI::App& app, int&) {
                    "Only those with this text in their name or gun; with * (any text) or ? (any "
                    "character) only where it fits the whole; case does not count")
       ->type_name("TEXT");
-  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts list --database HealthLog\n"

@@ -169,12 +169,11 @@ void AddPrivacy(CLI::App& app, int&) {
   CLI::App* command =
       app.add_subcommand("privacy", "List the personal data in tables and payloads");
   const auto options = std::make_shared<Options>();
-  CLI::Option* name =
-      command
-          ->add_option(
-              "name", options->name,
-              "Only this message: its name, full or its end, a gun or the label file of a payload")
-          ->type_name("NAME");
+  CLI::Option* name = command
+                          ->add_option("name", options->name,
+                                       "Only this message: its name, full or its end, a gun or the "
+                                       "metadata file of a payload")
+                          ->type_name("NAME");
   command->add_flag("--tables", options->tables, "Only the tables")->excludes(name);
   command->add_flag("--payloads", options->payloads, "Only the payloads")->excludes(name);
   command
@@ -187,12 +186,12 @@ void AddPrivacy(CLI::App& app, int&) {
                                        "content or interaction";
       })
       ->type_name("CLASS");
-  AddContracts(*command, options->release);
   AddChoice(*command, "--format", options->format,
             {{"table", PrivacyFormat::kTable},
              {"json", PrivacyFormat::kJson},
              {"csv", PrivacyFormat::kCsv},
              {"markdown", PrivacyFormat::kMarkdown}});
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts privacy HwBatteryHealthLogAsCDM\n"

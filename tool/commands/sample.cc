@@ -32,7 +32,6 @@ void AddSample(CLI::App& app, int&) {
   const auto options = std::make_shared<Options>();
   AddMessage(*command, options->name);
   CLI::Option* name = command->get_option("name")->required(false);
-  AddContracts(*command, options->release);
   command->add_option("-n,--count", options->count, "How many")
       ->check(CheckNumber)
       ->type_name("NUMBER")
@@ -42,7 +41,7 @@ void AddSample(CLI::App& app, int&) {
       ->type_name("NUMBER")
       ->capture_default_str();
   command->add_flag("--delimited", options->delimited,
-                    "Write the binary encoding, each message behind its length, instead of JSON");
+                    "Write the binary encoding, each message after its length, instead of JSON");
   CLI::Option* output =
       command
           ->add_option("-o,--output", options->output,
@@ -56,6 +55,7 @@ void AddSample(CLI::App& app, int&) {
                          ->type_name("DIR")
                          ->excludes(name)
                          ->excludes(output);
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts sample HwBatteryHealthLogAsCDM\n"

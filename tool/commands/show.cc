@@ -36,12 +36,12 @@ void AddShow(CLI::App& app, int&) {
   command
       ->add_option(
           "name", options->name,
-          "What to show: a name, full or its end, a gun or the label file of a payload, or one "
+          "What to show: a name, full or its end, a gun or the metadata file of a payload, or one "
           "of these and a path to a field")
       ->type_name("NAME[.FIELD]")
       ->required();
-  AddContracts(*command, options->release);
   AddFormat(*command, options->format);
+  AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"
       "  ovix-contracts show BatteryHealthLog\n"

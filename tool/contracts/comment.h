@@ -34,7 +34,7 @@ struct Comment {
 Comment ParseComment(std::string_view raw);
 
 // The text in paragraphs: lines joined by spaces, paragraphs apart by one empty line; a line that
-// is indented (a drawing, an example) is left as it is.
+// is indented (a drawing, an example) is left unchanged.
 std::string Reflowed(std::string_view text);
 
 // The first sentence of the first paragraph.

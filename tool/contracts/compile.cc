@@ -42,7 +42,7 @@ class WellKnown : public google::protobuf::DescriptorDatabase {
   }
 };
 
-// Adds a file behind those that it imports.
+// Adds a file after those that it imports.
 void Add(const FileDescriptor* file, std::set<const FileDescriptor*>& added,
          google::protobuf::FileDescriptorSet& set) {
   if (!added.insert(file).second) return;

@@ -1,5 +1,5 @@
 // Contracts: what one release of the contracts says. Every listing, page and comparison reads them
-// here; nothing is known of any contract but what its descriptor, options and comments tell.
+// here; nothing is known of any contract but what its descriptor, options and comments say.
 #ifndef OVIX_TOOL_CONTRACTS_CONTRACTS_H_
 #define OVIX_TOOL_CONTRACTS_CONTRACTS_H_
 
@@ -60,7 +60,7 @@ bool IsKey(const FieldDescriptor* field);
 // The type as a schema writes it: "uint32", "string", "map<string, int32>", and of a message or an
 // enumeration the name without its package. "repeated" is presence, not type.
 std::string TypeText(const FieldDescriptor* field);
-// "repeated", "map", "explicit" (absent is told from zero) or "implicit" (zero is not written).
+// "repeated", "map", "explicit" (absent differs from zero) or "implicit" (zero is not written).
 const char* PresenceText(const FieldDescriptor* field);
 // A message's or an enumeration's name without the package: "Outer.Inner".
 template <typename AnyDescriptor>
@@ -69,7 +69,7 @@ std::string ShortName(const AnyDescriptor* descriptor) {
   return descriptor->full_name().substr(package.empty() ? 0 : package.size() + 1);
 }
 
-// "BatteryHealthLog.serial_number": a field's name behind that of its message, without the package.
+// "BatteryHealthLog.serial_number": a field's name after that of its message, without the package.
 std::string QualifiedName(const FieldDescriptor* field);
 
 // Where a field of a payload comes from.
@@ -199,7 +199,7 @@ class Contracts {
   mutable bool has_feeds_ = false;
 };
 
-// The field of one of the records that a lineage's name stands for: "field", "Record.field" or a
+// The field of one of the records that a lineage's name means: "field", "Record.field" or a
 // path below either; null where there is none.
 const FieldDescriptor* FindSourceField(const std::vector<const Descriptor*>& records,
                                        const std::string& name);

@@ -1,4 +1,4 @@
-# Writes a file's bytes as C++, so that the executable needs no file beside it.
+# Writes a file's bytes as C++, so that the executable needs no file next to it.
 #
 # Called by the build as: cmake -D INPUT= -D OUTPUT= -P embed.cmake
 

@@ -48,7 +48,7 @@ FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field);
 bool ReadFact(const Fact& fact, FieldFacts& facts);
 
 bool IsNumber(const FieldDescriptor* field);     // integers and floating point; no enumeration
-bool CanHaveUnit(const FieldDescriptor* field);  // a number, or a text that may hold one
+bool CanHaveUnit(const FieldDescriptor* field);  // a number, or a string that may hold one
 // Whether the listed values of a number are bits of which a value can have several.
 bool AreFlags(const Contracts& contracts, const FieldDescriptor* field);
 

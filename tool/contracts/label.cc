@@ -28,8 +28,8 @@ Label ReadLabel(const std::filesystem::path& file) {
   Input input(file);
   const std::string_view text = input.Peek(kLargest + 1);
   const auto fail = [&](const std::string& why) {
-    throw Error(input.name() + ": is not a label: " + why +
-                "; a label is the JSON file next to a payload");
+    throw Error(input.name() + ": is not a metadata file: " + why +
+                "; a metadata file is the JSON file next to a payload");
   };
   if (text.size() > kLargest) fail("it is larger than 1 MiB");
   const auto fail_at = [&](size_t at) {

@@ -9,7 +9,7 @@
 
 namespace ovix::tool {
 
-// Texts are empty where the label has no such key, or not as a text.
+// Strings are empty where the label has no such key, or not as a string.
 struct Label {
   std::string gun;  // never empty
   std::string version;

@@ -24,7 +24,7 @@ const std::string& FullName(const Named& named) {
                                     : named.enumeration->full_name();
 }
 
-// The messages and enumerations that a full name, the end of one or a gun can stand for.
+// The messages and enumerations that a full name, the end of one or a gun can mean.
 std::vector<Named> Candidates(const Contracts& contracts, const std::string& name) {
   std::vector<Named> found;
   for (const Descriptor* message : contracts.messages()) {
@@ -41,7 +41,7 @@ std::vector<Named> Candidates(const Contracts& contracts, const std::string& nam
   return found;
 }
 
-// The message whose fields a path goes on with behind this field; null behind a number or text.
+// The message whose fields a path continues with after this field; null after a number or string.
 const Descriptor* PartOf(const FieldDescriptor* field) {
   return field->is_map() ? field->message_type()->map_value()->message_type()
                          : field->message_type();
@@ -82,7 +82,7 @@ Walk Follow(const Descriptor* message, const std::string& path) {
   return walk;
 }
 
-// The fields that a message's name and a path can stand for. `problem` is why there are none, where
+// The fields that a message's name and a path can mean. `problem` is why there are none, where
 // the name begins with that of a message.
 std::vector<Named> FieldCandidates(const Contracts& contracts, const std::string& name,
                                    std::string& problem) {

@@ -10,7 +10,7 @@
 
 namespace ovix::tool {
 
-// What a name stands for; one of the three.
+// What a name means; one of the three.
 struct Named {
   const Descriptor* message = nullptr;
   const EnumDescriptor* enumeration = nullptr;
@@ -42,7 +42,7 @@ std::string Suggestion(const std::string& name, const std::vector<std::string>& 
 bool MatchesGlob(std::string_view text, std::string_view pattern);
 
 // Finds tables and payloads by a pattern: with * or ? one that fits the whole of their name, short
-// or full, or gun; without one a text in it, not in what nearly all begin with. Letters
+// or full, or gun; without one a string in it, not in what nearly all begin with. Letters
 // match without regard to case.
 class Matcher {
  public:

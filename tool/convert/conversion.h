@@ -18,7 +18,7 @@ struct Conversion {
   std::string output;                // a file; standard output where it is empty or "-"
   Notation notation = Notation::kJson;
   Encoding encoding = Encoding::kBinary;  // of the binary side's bytes
-  bool delimited = false;  // many messages: each behind its length in binary, one a line in text
+  bool delimited = false;  // many messages: each after its length in binary, one a line in text
   bool skip_bad = false;   // go on after a message that is bad
 };
 

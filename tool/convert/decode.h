@@ -13,7 +13,7 @@ namespace ovix::tool {
 
 struct Decoding : Conversion {
   std::vector<std::string> redact;      // privacy classes, or "all"
-  std::optional<std::string> key_file;  // texts of these classes are hashed under this key
+  std::optional<std::string> key_file;  // strings of these classes are hashed under this key
   // Labels of payloads and outboxes to read instead of the input.
   std::vector<std::filesystem::path> labelled;
 };
@@ -24,7 +24,7 @@ struct Decoding : Conversion {
 bool Decode(const Contracts& contracts, const Decoding& options);
 
 // The same for payloads by their labels: each is held against its label, those that fail are named
-// and left out, and the others go on. One label named by itself gives its message alone; otherwise
+// and left out, and the others go on. One label named alone gives its message alone; otherwise
 // each message is on one line of JSON with its label, or in text format after a comment.
 bool DecodeLabelled(const Contracts& contracts, const Decoding& options);
 

@@ -17,7 +17,7 @@ namespace ovix::tool {
 namespace {
 
 constexpr int kDeepest = 100;
-// A message that could as well be text is taken for one where it holds a text of this size.
+// A message that could as well be text is taken for one where it holds a string of this size.
 constexpr size_t kLeastText = 4;
 
 // A number of a little-endian encoding.
@@ -85,7 +85,7 @@ class RawPrinter {
  public:
   explicit RawPrinter(std::string& out) : out_(out) {}
 
-  // Returns what is left behind the end of a group.
+  // Returns what is left after the end of a group.
   std::string_view Print(std::string_view rest, int depth) {
     while (!rest.empty()) {
       const uint64_t tag = TakeVarint(rest).value_or(0);
@@ -152,7 +152,7 @@ class RawPrinter {
     }
     return !is_text || HoldsText(bytes);
   }
-  // Whether one of the fields is a text that is not short: its length hardly fits by chance.
+  // Whether one of the fields is a string that is not short: its length hardly fits by chance.
   static bool HoldsText(std::string_view rest) {
     while (!rest.empty()) {
       const uint32_t type = TakeVarint(rest).value_or(0) & 7;

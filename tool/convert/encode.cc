@@ -63,7 +63,7 @@ bool ParseText(std::string_view text, uint64_t first_line, const std::string& in
   return unknown.any();
 }
 
-// Turns texts into the bytes of the messages that they say.
+// Turns strings into the bytes of the messages that they state.
 class Encoder {
  public:
   Encoder(const Contracts& contracts, const Conversion& options)

@@ -19,9 +19,10 @@ namespace ovix::tool {
 // The classes to redact, and how.
 class Redactor {
  public:
-  // `classes` are words of the command line: classes, or "all". With a key file a text is replaced
-  // by its keyed hash, so that equal values can still be recognised; without one it is dropped.
-  // Throws Error: a word that is no class, a key file that cannot be read or is too short.
+  // `classes` are words of the command line: classes, or "all". With a key file a string is
+  // replaced by its keyed hash, so that equal values can still be recognised; without one it is
+  // dropped. Throws Error: a word that is not a class, a key file that cannot be read or is too
+  // short.
   Redactor(const Contracts& contracts, const std::vector<std::string>& classes,
            const std::optional<std::filesystem::path>& key_file);
 

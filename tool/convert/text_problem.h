@@ -1,4 +1,4 @@
-// What is wrong with a text in protobuf's text format, in the words of the schema.
+// What is wrong with input in protobuf's text format, in the words of the schema.
 #ifndef OVIX_TOOL_CONVERT_TEXT_PROBLEM_H_
 #define OVIX_TOOL_CONVERT_TEXT_PROBLEM_H_
 

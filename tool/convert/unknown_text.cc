@@ -47,7 +47,7 @@ void UnknownText::AddTo(Message& message) const {
   }
 }
 
-// The next character behind spaces and comments; 0 at the end.
+// The next character after spaces and comments; 0 at the end.
 char UnknownText::Next() {
   while (at_ < text_.size()) {
     if (text_[at_] == '#') {
@@ -78,7 +78,7 @@ std::string UnknownText::Word() {
   return text_.substr(begin, at_ - begin);
 }
 
-// A quoted text as it stands; empty where its end is missing.
+// A quoted string unchanged; empty where its end is missing.
 std::string UnknownText::Quoted() {
   const char quote = Next();
   const size_t begin = at_;
@@ -155,7 +155,7 @@ bool UnknownText::ReadKnown(const FieldDescriptor* field, Path path, int& index)
   return !is_list || Take(']');
 }
 
-// The value behind a number, in the forms that TextFormat prints.
+// The value after a number, in the forms that TextFormat prints.
 bool UnknownText::ReadUnknown(UnknownFieldSet& fields, int number) {
   Take(':');
   if (Take('{')) {

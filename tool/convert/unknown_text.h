@@ -1,4 +1,4 @@
-// Fields of a text format message that are written by number because the contracts do not know
+// Fields of a message in text format that are written by number because the contracts do not know
 // them, or with another wire type. TextFormat prints them so, but does not read them back.
 #ifndef OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_
 #define OVIX_TOOL_CONVERT_UNKNOWN_TEXT_H_

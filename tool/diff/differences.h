@@ -12,7 +12,7 @@ namespace ovix::tool {
 
 struct Difference {
   Change change;
-  unsigned breaks;      // the rule's, and what it breaks besides where it is
+  unsigned breaks;      // the rule's, and what it also breaks where it is
   std::string subject;  // full name of the message, field ...; a path for a file
   std::string what;     // in a reader's words: "renamed from a to b"
   std::string fix;      // what makes it no longer break; empty where nothing but undoing it does

@@ -13,7 +13,7 @@ struct Range {
   int64_t first, last;
 };
 
-// A message's ranges end behind their last number.
+// A message's ranges end after their last number.
 template <typename OpenRange>
 Range Closed(const OpenRange* range) {
   return {range->start, int64_t{range->end} - 1};

@@ -8,7 +8,7 @@
 namespace ovix::tool {
 
 // What is reserved and used nevertheless, or reserved no longer. `number_besides` and
-// `name_besides` are what the reuse of a number or a name breaks besides its rule.
+// `name_besides` are what the reuse of a number or a name breaks in addition to its rule.
 void CompareReserved(const Descriptor* before, const Descriptor* after, unsigned number_besides,
                      unsigned name_besides, Differences& differences);
 void CompareReserved(const EnumDescriptor* before, const EnumDescriptor* after,

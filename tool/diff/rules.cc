@@ -49,7 +49,7 @@ constexpr Rule kRules[] = {
     {Change::kGunTaken, "gun-taken", kWire, "a gun names one payload"},
     {Change::kVersionRaised, "version-raised", kSafe, ""},
     {Change::kVersionLowered, "version-lowered", kWire, "versions only grow"},
-    {Change::kVersionNotRaised, "version-not-raised", kWire, "readers tell contents apart by it"},
+    {Change::kVersionNotRaised, "version-not-raised", kWire, "readers distinguish contents by it"},
     {Change::kVersionNotOfGun, "version-not-of-gun", kWire, "the gun ends in the version's major number"},
     {Change::kVersionMalformed, "version-malformed", kWire, "readers order versions by Semantic Versioning 2.0"},
     {Change::kEnumRemoved, "enum-removed", kSource, ""},

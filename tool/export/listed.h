@@ -16,7 +16,8 @@ namespace ovix::tool {
 // The digits of a number as they are printed: without leading zeros, zero without a sign.
 std::string PlainNumber(std::string_view digits);
 
-// Writes a listed value of the field: a text, or a number. `is_text` writes numbers as texts too.
+// Writes a listed value of the field: a string, or a number. `is_text` writes numbers as strings
+// too.
 void WriteListed(JsonWriter& json, const FieldDescriptor* field, const std::string& value,
                  bool is_text = false);
 

@@ -17,13 +17,13 @@ namespace ovix::tool {
 struct CustomProperty {
   std::string name;
   std::vector<std::string> values;
-  bool is_list = false;  // else the first value stands alone
+  bool is_list = false;  // else the first value is alone
   std::string description;
 };
 // Writes the key customProperties, if there is any.
 void WriteCustom(JsonWriter& json, const std::vector<CustomProperty>& custom);
 
-// Writes the key description, if the comment has a text.
+// Writes the key description, if the comment has prose.
 void WriteDescription(JsonWriter& json, const Comment& comment);
 
 class OdcsProperties {

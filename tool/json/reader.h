@@ -18,7 +18,7 @@ class JsonReader {
   JsonReader();
   ~JsonReader();
 
-  // Reads a text that is one message into `message`, which has been cleared. Errors call the text
+  // Reads JSON that is one message into `message`, which has been cleared. Errors call the text
   // `input`; its first line has the number `first_line` there. Throws Error in one line, with
   // input, line, column (from 1, in bytes), the full name of the field or message, and the fix.
   void Read(std::string_view text, const std::string& input, uint64_t first_line,

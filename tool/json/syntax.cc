@@ -15,7 +15,7 @@ std::string ExplainMissing(bool is_name, std::string_view text, size_t at,
   const size_t before = text.substr(0, at).find_last_not_of(" \t\r\n");
   if (before != std::string_view::npos && text[before] == ',' &&
       (text[at] == ']' || text[at] == '}')) {
-    return std::string("a comma without anything behind it before ") + text[at] + "; remove it";
+    return std::string("a comma without anything after it before ") + text[at] + "; remove it";
   }
   return is_name ? "a name in double quotes belongs here" : "a value belongs here; " + form;
 }
@@ -63,7 +63,7 @@ JsonProblem ExplainSyntax(rapidjson::ParseErrorCode code, size_t at, std::string
     default:
       break;
   }
-  // Within a text.
+  // Within a string.
   if (text[at] == '\\') {
     return {at, R"(JSON has no such escape; write \\ for a backslash, \uXXXX for a character)"};
   }

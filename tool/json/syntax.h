@@ -1,4 +1,4 @@
-// What is wrong with a text that is not JSON, in words.
+// What is wrong with input that is not JSON, in words.
 #ifndef OVIX_TOOL_JSON_SYNTAX_H_
 #define OVIX_TOOL_JSON_SYNTAX_H_
 

@@ -1,4 +1,4 @@
-// A text that is read as JSON: what an error says of a place in it.
+// Input that is read as JSON: what an error says of a place in it.
 #ifndef OVIX_TOOL_JSON_TEXT_H_
 #define OVIX_TOOL_JSON_TEXT_H_
 
@@ -14,8 +14,8 @@ namespace ovix::tool {
 class JsonText {
  public:
   JsonText() = default;
-  // Errors call the text `input`; its first line has the number `first_line` there. Both texts must
-  // outlive this one.
+  // Errors call the text `input`; its first line has the number `first_line` there. Both strings
+  // must outlive this one.
   JsonText(std::string_view text, const std::string& input, uint64_t first_line);
 
   std::string_view all() const { return text_; }

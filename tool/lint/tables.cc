@@ -1,4 +1,4 @@
-// Each table by itself: where it is, its type, its key, its time and its columns.
+// Each table alone: where it is, its type, its key, its time and its columns.
 #include "lint/checks.h"
 #include "lint/options.h"
 
@@ -10,7 +10,7 @@ constexpr char kStateEvent[] = "ovix.telemetry.contract.storage.StateEventType";
 void CheckTime(const Descriptor* table, Findings& findings) {
   const FieldDescriptor* time = table->FindFieldByName("time");
   if (time != nullptr && IsPlainText(time) && time->number() <= 2) return;
-  const char* what = "every table has a text that says when: string time = 1, or = 2 after a key";
+  const char* what = "every table has a string that says when: string time = 1, or = 2 after a key";
   const char* fix = "declare it so, without optional";
   if (time != nullptr) {
     findings.Add(Rule::kTableTime, time, what, fix);

@@ -28,14 +28,15 @@ void CheckNames(const Contracts& contracts, LabelledPayload& payload) {
     return add("gun", error.what());
   }
   if (label.message != payload.type->full_name()) {
-    add("message", "the label says " + JsonText(label.message) + ", but its gun is that of " +
-                       payload.type->full_name());
+    add("message", "the metadata file states " + JsonText(label.message) +
+                       ", but its gun is that of " + payload.type->full_name());
   }
   // A gun has one major version, within which all can be read.
   const std::string version = PayloadOptionsOf(payload.type).version;
   if (label.version != version) {
     add("version",
-        "the label says " + JsonText(label.version) + ", these contracts have " + version, false);
+        "the metadata file states " + JsonText(label.version) + ", these contracts have " + version,
+        false);
   }
 }
 
@@ -48,7 +49,8 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
   const std::string& name = label.payload;
   if (name.empty() || name == "." || name == ".." ||
       name.find_first_of(std::string_view("/\\:\0", 4)) != std::string::npos) {
-    return add("payload", JsonText(label.payload) + " does not name a file next to the label");
+    return add("payload",
+               JsonText(label.payload) + " does not name a file next to the metadata file");
   }
   const fs::path file = label_file.parent_path() / name;
   std::error_code ignored;
@@ -56,11 +58,11 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
     return add("payload", file.string() + " is missing or not a file");
   }
   const auto size = fs::file_size(file, ignored);
-  if (!label.bytes) return add("bytes", "the label does not say the size of the payload");
+  if (!label.bytes) return add("bytes", "the metadata file does not state the size of the payload");
   if (size != *label.bytes) {
     NoteRead(IdOf(file), file.string());
-    return add("bytes", "the payload does not have the size that the label says",
-               ": it has " + std::to_string(size) + " bytes, the label says " +
+    return add("bytes", "the payload does not have the size that its metadata file states",
+               ": it has " + std::to_string(size) + " bytes, the metadata file states " +
                    std::to_string(*label.bytes));
   }
   try {
@@ -74,8 +76,8 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
                  [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c; });
   const std::string actual = Sha256(payload.bytes);
   if (actual != expected) {
-    add("sha256", "the payload does not have the SHA-256 that the label says",
-        ": it has " + actual + ", the label says " + JsonText(label.sha256));
+    add("sha256", "the payload does not have the SHA-256 that its metadata file states",
+        ": it has " + actual + ", the metadata file states " + JsonText(label.sha256));
   }
 }
 
@@ -103,7 +105,7 @@ LabelledPayload Read(const Contracts& contracts, const fs::path& file) {
   std::error_code ignored;
   // What is not a file may never end.
   if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) {
-    throw Error(file.string() + ": is not a file; name a label or an outbox");
+    throw Error(file.string() + ": is not a file; name a metadata file or an outbox");
   }
   LabelledPayload payload;
   payload.label = ReadLabel(file);
@@ -146,7 +148,7 @@ std::vector<LabelFile> LabelsOf(const std::vector<fs::path>& named) {
       continue;
     }
     const auto found = LabelsIn(path);
-    if (found.empty()) Report(path.string() + ": holds no labels of payloads");
+    if (found.empty()) Report(path.string() + ": holds no metadata files of payloads");
     labels.insert(labels.end(), found.begin(), found.end());
   }
   return labels;

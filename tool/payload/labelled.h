@@ -38,7 +38,7 @@ struct LabelFile {
   bool is_listed = false;  // found in an outbox, not named by the user
 };
 
-// The labels that a user names: each by itself, or all in an outbox, by the sequence numbers in
+// The labels that a user names: each alone, or all in an outbox, by the sequence numbers in
 // their names; files of other names are not the agent's. Says on standard error which outboxes are
 // empty. Throws Error where a folder cannot be read.
 std::vector<LabelFile> LabelsOf(const std::vector<std::filesystem::path>& named);

@@ -13,7 +13,7 @@ struct Sampling {
   const Descriptor* type = nullptr;
   uint64_t count = 1;
   uint64_t seed = 1;
-  bool delimited = false;  // the binary encoding, each behind its length; else lines of JSON
+  bool delimited = false;  // the binary encoding, each after its length; else lines of JSON
   std::string output;      // a file; standard output where it is empty or "-"
 };
 

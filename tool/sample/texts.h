@@ -10,7 +10,7 @@
 
 namespace ovix::tool {
 
-// A text of a format of docs/contracts.md; empty for "unspecified" and for what is not one.
+// A string of a format of docs/contracts.md; empty for "unspecified" and for what is not one.
 std::string TextOfFormat(Random& random, std::string_view format);
 
 // A time of 2026: RFC 3339 in UTC with milliseconds.

@@ -11,7 +11,7 @@ namespace ovix::tool {
 
 enum class Encoding { kBinary, kHex, kBase64 };
 
-// Turns text into the bytes that it stands for, in pieces of any size. White space is skipped.
+// Turns text into the bytes that it encodes, in pieces of any size. White space is skipped.
 // Hexadecimal: digits of either case, with or without one 0x in front. Base64: either alphabet,
 // with its padding or without.
 class TextDecoder {

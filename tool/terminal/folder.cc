@@ -19,8 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the folder consists of, one path a line below its title. It tells a folder that may be
-// replaced from one that holds something else.
+// What the folder consists of, one path a line below its title. It distinguishes a folder that may
+// be replaced from one that holds something else.
 constexpr const char* kList = "files.txt";
 
 std::string ListTitle(const std::string& kind) {
@@ -215,7 +215,7 @@ void WriteFolder(const std::map<std::string, std::string>& files, const fs::path
                             : "; name a folder that can be, nothing was changed"));
   };
   try {
-    // As it is named, without "." at its end, and behind a link.
+    // As it is named, without "." at its end, and after a link.
     fs::path target = fs::weakly_canonical(fs::absolute(out)).lexically_normal();
     if (!target.has_filename()) target = target.parent_path();
     if (!target.has_filename()) throw Error(name + ": is the root of a file system; name a folder");

@@ -11,7 +11,7 @@ namespace ovix::tool {
 
 enum class Format { kTable, kJson, kCsv };
 
-// Text in a terminal's colours, or as it stands.
+// Text in a terminal's colours, or unchanged.
 enum class Style { kHeading, kName, kQuiet, kBad, kGood };
 std::string Styled(std::string_view text, Style style, bool colour);
 

@@ -21,7 +21,7 @@ namespace ovix::tool {
 class Input {
  public:
   // Standard input for an empty path and for "-". What is written as text is read as the bytes that
-  // it stands for; offsets are theirs. Throws Error, also for standard input a second time.
+  // it encodes; offsets are theirs. Throws Error, also for standard input a second time.
   explicit Input(const std::filesystem::path& file = {}, Encoding encoding = Encoding::kBinary);
 
   // What errors call it: the path, or "standard input".

@@ -44,7 +44,7 @@ Output::~Output() {
 
 void Output::Fail(const std::string& why) const {
   if (is_standard()) throw Error("standard output: cannot be written (" + why + ")");
-  throw Error(file_.string() + ": cannot be written (" + why + "); nothing was left behind");
+  throw Error(file_.string() + ": cannot be written (" + why + "); no part of it was left");
 }
 
 void Output::FailWrite() const {

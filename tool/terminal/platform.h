@@ -32,7 +32,7 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size);
 // To the disk; false with errno.
 bool Flush(FILE* file);
-// What tells a regular file from all others, whatever it is called.
+// What distinguishes a regular file from all others, whatever it is called.
 struct FileId {
   uint64_t volume;
   uint64_t file;

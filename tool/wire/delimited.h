@@ -1,4 +1,4 @@
-// A stream of messages, each behind its length as a varint.
+// A stream of messages, each after its length as a varint.
 #ifndef OVIX_TOOL_WIRE_DELIMITED_H_
 #define OVIX_TOOL_WIRE_DELIMITED_H_
 

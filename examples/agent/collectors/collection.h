@@ -57,7 +57,7 @@ class Collection {
   // Says in one line why the collector could not go on; nothing else of it is kept.
   void Fail(std::string why) { failure_ = std::move(why); }
 
-  // Makes all texts UTF-8, which a machine's own need not be: each byte that belongs to no
+  // Makes all strings UTF-8, which a machine's own need not be: each byte that belongs to no
   // character becomes U+FFFD.
   void MakeUtf8();
 

@@ -27,7 +27,7 @@ inline constexpr char kThisMachine[] = "/";
 std::vector<Collector> Collectors(const std::filesystem::path& root = kThisMachine);
 
 // Runs a collector. What it throws is its failure, and what it had found by then is dropped: half a
-// snapshot would delete the other half. Texts become UTF-8, and then rows of one key one row, the
+// snapshot would delete the other half. Strings become UTF-8, and then rows of one key one row, the
 // last, which is said too.
 Collection Run(const Collector& collector, const std::string& time);
 

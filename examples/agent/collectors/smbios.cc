@@ -48,7 +48,7 @@ SmbiosTable ParseSmbios(const std::string& table) {
   size_t begin = 0;
   while (begin + 4 <= table.size()) {
     const size_t length = static_cast<unsigned char>(table[begin + 1]);
-    // The texts follow, each ended by a zero byte, the last by one more.
+    // The strings follow, each ended by a zero byte, the last by one more.
     const size_t end = table.find(std::string("\0\0", 2), begin + length);
     if (length < 4 || end == std::string::npos) break;
     const std::vector<std::string> strings =

@@ -10,7 +10,7 @@
 namespace ovix::agent {
 
 // One structure, by the offsets that SMBIOS gives its fields. A field beyond the structure's end
-// reads as 0 or an empty text: older firmware writes shorter structures.
+// reads as 0 or an empty string: older firmware writes shorter structures.
 class SmbiosStructure {
  public:
   SmbiosStructure(std::string_view formatted, std::vector<std::string> strings)
@@ -21,7 +21,7 @@ class SmbiosStructure {
   uint8_t Byte(size_t offset) const { return static_cast<uint8_t>(Little(offset, 1)); }
   uint16_t Word(size_t offset) const { return static_cast<uint16_t>(Little(offset, 2)); }
   uint32_t Double(size_t offset) const { return Little(offset, 4); }
-  // The text whose number stands at the offset, in the firmware's own bytes, without spaces around
+  // The string whose number is at the offset, in the firmware's own bytes, without spaces around
   // it.
   std::string Text(size_t offset) const;
   // The 16 bytes at the offset as a UUID in lower case, the first three parts read as little-endian

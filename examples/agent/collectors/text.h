@@ -1,4 +1,4 @@
-// What collectors do with the texts that a machine tells of itself in.
+// What collectors do with the strings in which a machine describes itself.
 #ifndef OVIX_AGENT_COLLECTORS_TEXT_H_
 #define OVIX_AGENT_COLLECTORS_TEXT_H_
 
@@ -9,8 +9,8 @@
 
 namespace ovix::agent {
 
-// "Key: value" lines of a text until its end, keys without the spaces before the colon. A line that
-// begins with a space, which goes on with the value before it, is passed over.
+// "Key: value" lines of a string until its end, keys without the spaces before the colon. A line
+// that begins with a space, which goes on with the value before it, is skipped.
 std::map<std::string, std::string> Fields(const std::string& text);
 
 // Without spaces, tabs and line ends around it.
@@ -19,7 +19,7 @@ std::string Trimmed(const std::string& text);
 // The whole number that the text begins with; 0 without one, and where it exceeds 32 bits.
 uint32_t ToNumber(const std::string& text);
 
-// The parts of a text between separators; a text that is empty has none.
+// The parts of a string between separators; an empty string has none.
 std::vector<std::string> Split(const std::string& text, const std::string& separator);
 
 }  // namespace ovix::agent

@@ -145,7 +145,7 @@ std::optional<tables::StandingTable> Database::Standing(const Table& table) {
   return standing;
 }
 
-// The SQL that the table needs before it can be used: none where it stands as its record says.
+// The SQL that the table needs before it can be used: none where it is as its record says.
 std::vector<std::string> Database::MissingDefinitions(const Table& table) {
   const std::optional<tables::StandingTable> standing = Standing(table);
   const std::string schema = SchemaOf(table);

@@ -1,4 +1,4 @@
-// An open database of the store: whose it is, its tables as they stand, and the statements that
+// An open database of the store: whose it is, its tables as they are, and the statements that
 // work on them.
 #ifndef OVIX_AGENT_STORE_DATABASE_H_
 #define OVIX_AGENT_STORE_DATABASE_H_
@@ -58,12 +58,12 @@ class Database {
   bool IsEmpty(const std::string& schema);
   bool HasTable(const Table& table);
 
-  // The table as it stands, to be read; nothing where it is not there.
+  // The table as it is, to be read; nothing where it does not exist.
   std::optional<Place> Find(const Table& table);
   // The table as its record says, created or extended where it is not; within a transaction.
   Place& Prepare(const Table& table);
 
-  // The row that the statement, a `select` of the place, stands on. Throws StoreError for one that
+  // The row that the statement, a `select` of the place, is at. Throws StoreError for one that
   // no longer reads, naming its database, table and key.
   std::unique_ptr<google::protobuf::Message> ReadRow(const Place& place,
                                                      const Statement& row) const;

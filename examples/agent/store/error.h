@@ -16,7 +16,7 @@ class StoreError : public std::runtime_error {
     kInput,       // a record, table or folder that cannot be what was asked for
     kMissing,     // a folder to read that is not there
     kDenied,      // permissions of file or folder
-    kDamaged,     // the file is no sound database
+    kDamaged,     // the file is not a sound database
     kForeign,     // a database of another program, or of a newer release
     kLocked,      // another program has it
     kFull,        // the disk, or the database's own limit of size
@@ -45,7 +45,7 @@ StoreError SqliteError(const std::filesystem::path& file, int code, int system_e
 // The error of a store's folder whose lock another program keeps.
 StoreError FolderLockedError(const std::filesystem::path& folder);
 
-// Text as it may stand in a line for a person: control characters, quotes, backslashes, marks of
+// Text as it may appear in a line for a person: control characters, quotes, backslashes, marks of
 // direction and bytes that are not UTF-8 are written as \n, \", \\, \u202e, \xff.
 std::string Escaped(std::string_view text);
 

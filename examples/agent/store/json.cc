@@ -141,8 +141,8 @@ std::unique_ptr<Message> Only(const Message& record, const FieldDescriptor* fiel
 }  // namespace
 
 std::string MessageToJson(const Message& message) {
-  // Protobuf's printer looks up the types of a message anew each time; that is most of what keeping
-  // a row would cost.
+  // Protobuf's printer looks up the types of a message again each time; that is most of what
+  // keeping a row would cost.
   if (std::string written; WriteMessage(message, written)) return written;
   google::protobuf::util::JsonPrintOptions options;
   options.preserve_proto_field_names = true;

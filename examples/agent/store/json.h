@@ -20,7 +20,7 @@ std::string FieldToJson(const google::protobuf::Message& record,
                         const google::protobuf::FieldDescriptor* field);
 
 // Sets one field from its JSON value and touches no other; false where the text is not one. Names
-// that a later version of the schema has added are passed over.
+// that a later version of the schema has added are skipped.
 bool FieldFromJson(std::string_view json, const google::protobuf::FieldDescriptor* field,
                    google::protobuf::Message& record);
 

@@ -1,4 +1,4 @@
-// The agent's own files in a store's folder, which their names tell, and their upkeep.
+// The agent's own files in a store's folder, known by their names, and their upkeep.
 #ifndef OVIX_AGENT_STORE_OWN_FILES_H_
 #define OVIX_AGENT_STORE_OWN_FILES_H_
 
@@ -13,7 +13,7 @@
 namespace ovix::agent {
 
 // Whether a file of this name is the agent's: a database of the contracts, with its journals and
-// what was set aside of it, or what the uploader keeps.
+// what was renamed of it, or what the uploader keeps.
 bool IsOwnFile(const Catalogue& catalogue, std::string_view name);
 
 // Takes the rights of others from the agent's own files in the folder, and from the folder where it

@@ -23,7 +23,7 @@ class Patience {
 
   // What follows, up to End(), is about this database.
   void Begin(const std::string& database);
-  // Waits a moment for a lock; false once there is no patience left.
+  // Waits a moment for a lock; false once the patience has run out.
   bool Wait();
   // Whether the database was free in the end.
   void End(bool is_free);

@@ -58,7 +58,7 @@ class Retention {
 
 void Retention::Keep() {
   std::set<std::string> written;
-  // To drop a "State" row is recorded in its change log, so the list may grow while it is walked.
+  // To drop a "State" row is recorded in its change log, so the list may grow during the iteration.
   for (size_t i = 0; i < database_.touched().size(); ++i) {
     Place& place = *database_.touched()[i];
     DropOld(place);

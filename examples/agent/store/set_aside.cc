@@ -34,7 +34,7 @@ std::string SetAside(const std::filesystem::path& file, const std::string& what_
     }
   }
   SyncFolder(file.parent_path());
-  return what_is_wrong + "; it is set aside as " + Printable(aside.filename()) +
+  return what_is_wrong + "; it was renamed to " + Printable(aside.filename()) +
          " and a new one is begun";
 }
 

@@ -198,7 +198,8 @@ void Connection::Prepare(const std::string& schema) {
   }
 }
 
-// Asks the file itself, before SQLite does: to read a database in WAL mode creates files beside it.
+// Asks the file itself, before SQLite does: to read a database in WAL mode creates files next to
+// it.
 void Connection::UseRollbackJournal(const std::string& schema) {
   sqlite3_file* file = nullptr;
   sqlite3_file_control(handle_.get(), schema.c_str(), SQLITE_FCNTL_FILE_POINTER, &file);
@@ -237,7 +238,7 @@ void Connection::EndRead() const {
 
 void Connection::RollBack() const {
   sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-  // After a failed write SQLite leaves the journal to whoever reads next; that is done here, so
+  // After a failed write SQLite leaves the journal to the next reader; that is done here, so
   // that the files too are as they were.
   for (const auto& [schema, file] : schemas_) {
     sqlite3_exec(handle_.get(), ReadOf(schema).c_str(), nullptr, nullptr, nullptr);

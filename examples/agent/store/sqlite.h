@@ -50,7 +50,7 @@ class Statement {
   int Type(int column) const;
   int64_t Integer(int column) const;
   double Real(int column) const;
-  // Of a text or blob; valid until the next Step or Reset.
+  // Of a string or blob; valid until the next Step or Reset.
   std::string_view Bytes(int column) const;
 
  private:
@@ -102,7 +102,7 @@ class Connection {
   // Begins a transaction that only reads, and holds the lock for it.
   void BeginRead();
   void EndRead() const;
-  // Undoes the open transaction; harmless where SQLite has done so by itself.
+  // Undoes the open transaction; harmless where SQLite has done so.
   void RollBack() const;
   // A statement kept for the next time that the same text is asked for.
   Use Prepared(const std::string& sql, const std::string& schema = "");
@@ -145,8 +145,8 @@ struct FileHeader {
 };
 
 // Nothing where the file is not there, is not a database, or is none yet. The file is asked and
-// not the database: before SQLite tells, it undoes what a journal holds and creates files for a
-// write-ahead log, and the database may be another program's.
+// not the database: before SQLite reports it, it undoes what a journal holds and creates files for
+// a write-ahead log, and the database may be another program's.
 std::optional<FileHeader> ReadHeader(const std::filesystem::path& file);
 
 // Throws StoreError of kind kForeign where the header is another program's, or that of a release
@@ -154,7 +154,7 @@ std::optional<FileHeader> ReadHeader(const std::filesystem::path& file);
 void CheckHeader(const std::filesystem::path& file, const FileHeader& header,
                  int64_t application_id, int64_t newest_layout);
 
-// Whether SQLite finds the file damaged, or no database; false also where it cannot tell.
+// Whether SQLite finds the file damaged, or not a database; false also where it cannot know.
 bool IsDamaged(const std::filesystem::path& file);
 
 // Writes everything or nothing: rolls back unless committed. It takes the write lock at once.

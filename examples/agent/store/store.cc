@@ -21,7 +21,7 @@ using google::protobuf::Message;
 
 namespace {
 
-// A file was put in place of one that is open: by another store, which set it aside or removed it.
+// A file was put in place of one that is open: by another store, which renamed or removed it.
 struct FileMoved {};
 
 void CheckKeepable(const Message& record) {
@@ -147,7 +147,7 @@ std::pair<Database*, bool> Store::BeginRead(const std::string& name) {
 class Store::Reading {
  public:
   Reading(Store& store, const std::string& name) {
-    // A database that another store sets aside stays open here, and the journal of the new one
+    // A database that another store renames stays open here, and the journal of the new one
     // would be taken for its own: no file may be renamed until the read has its lock.
     const auto lock = store.LockFolder(FolderLock::Kind::kShared);
     std::tie(database_, has_begun_) = store.BeginRead(name);
@@ -180,7 +180,7 @@ Store::Written& Store::OpenToWrite(const std::string& name) {
   const auto make_ready = [&](const std::filesystem::path& file) {
     if (CreatePrivateFile(file)) created.push_back(file);
   };
-  // Not while another store creates, removes or sets aside the files of these names.
+  // Not while another store creates, removes or renames the files of these names.
   auto lock = std::make_unique<FolderLock>(folder_, patience_);
   try {
     make_ready(FileOf(name));
@@ -249,7 +249,7 @@ void Store::ReportEmptied(const Written& written) {
     problems_.push_back(
         Printable(file) +
         ": the database was empty, left by a first write that did not end or emptied "
-        "since; it is begun anew");
+        "since; a new one was begun");
   }
 }
 
@@ -268,7 +268,7 @@ void Store::RemoveEmpty(const std::vector<std::filesystem::path>& created,
       bool is_empty = false;
       try {
         // Under the file's lock: another store may be about to write to it, and opens the file of
-        // this name anew where it finds that this one is gone.
+        // this name again where it finds that this one is gone.
         Connection connection(file, std::chrono::milliseconds(0), Connection::Mode::kWrite);
         connection.Execute("BEGIN EXCLUSIVE");
         is_empty = connection.Number("SELECT count(*) FROM sqlite_schema") == 0;
@@ -335,7 +335,7 @@ Changes Store::WriteOnce(Written& written, const std::function<void(Writer&)>& w
   Database& database = written.database;
   Changes changes;
   std::vector<std::string> problems;
-  // A database that another store sets aside stays open here, and the journal of the new one would
+  // A database that another store renames stays open here, and the journal of the new one would
   // be taken for its own: no file may be renamed from before the transaction begins until it ends.
   std::unique_ptr<FolderLock> lock;
   if (written.creating == nullptr) {
@@ -377,8 +377,8 @@ Changes Store::Replace(const Descriptor* record, const std::vector<const Message
   const Table& table = GetState(record);
   for (const Message* row : rows) {
     if (row->GetDescriptor() != record) {
-      throw StoreError(row->GetDescriptor()->full_name() + ": is no row of " + record->full_name() +
-                       "; nothing was stored");
+      throw StoreError(row->GetDescriptor()->full_name() + ": is not a row of " +
+                       record->full_name() + "; nothing was stored");
     }
     CheckKeepable(*row);
   }

@@ -27,9 +27,9 @@ namespace ovix::agent {
 
 // How far a reader of a "Historical" table has come: past the row of this number. Rows are numbered
 // from 1 in the order in which the store got them; no number is ever given twice. A default one
-// stands before the first row.
+// is before the first row.
 struct Cursor {
-  int64_t database = 0;  // of which database, as one that is made anew numbers its rows anew
+  int64_t database = 0;  // of which database, as a new one numbers its rows again
   int64_t row = 0;
 
   bool operator==(const Cursor&) const = default;
@@ -42,8 +42,8 @@ struct Cursor {
 // docs/store.md.
 //
 // A row that no longer reads is replaced by the one that comes for its key. A database that is
-// damaged is set aside, as NAME.db.damaged-TIME, by the first write that meets it, and made anew.
-// TakeProblems() reports both.
+// damaged is renamed, to NAME.db.damaged-TIME, by the first write that meets it, and a new one is
+// made. TakeProblems() reports both.
 //
 // All operations throw StoreError. One store belongs to one thread at a time; several stores, in
 // one process or many, may share a folder.
@@ -78,8 +78,8 @@ class Store {
   // Deletes the row of a "State" table with this record's key; false where there is none.
   bool Erase(const google::protobuf::Message& record);
 
-  // Applies the limits of every table of the databases that exist. A database that fails is told by
-  // TakeProblems(), and the others go on.
+  // Applies the limits of every table of the databases that exist. A database that fails is
+  // reported by TakeProblems(), and the others go on.
   Changes Trim();
 
   // One line each for what was found damaged and healed since the last call.
@@ -89,22 +89,22 @@ class Store {
   // or another program's is an error of that kind.
 
   // Calls `visit` with each row, in the order of arrival. `visit` must not write to this store. A
-  // row that no longer reads is told to `on_bad_row`, in one line with database, table and key, and
-  // passed over; without `on_bad_row` it is thrown.
+  // row that can no longer be read is reported to `on_bad_row`, in one line with database, table
+  // and key, and skipped; without `on_bad_row` it is thrown.
   using OnBadRow = std::function<void(const std::string&)>;
   void Read(const google::protobuf::Descriptor* record,
             const std::function<void(const google::protobuf::Message&)>& visit,
             const OnBadRow& on_bad_row = nullptr);
 
   // Calls `visit` with the first `most` rows of a "Historical" table that arrived after `after`, in
-  // the order of their arrival and each with the cursor behind it. Returns the cursor behind the
+  // the order of their arrival and each with the cursor after it. Returns the cursor after the
   // last of them, rows that no longer read included: `after` itself where nothing has arrived
-  // since. A cursor of a database that was made anew since stands before its first row.
+  // since. A cursor of a database that was replaced since is before its first row.
   Cursor ReadAfter(
       const google::protobuf::Descriptor* record, const Cursor& after, size_t most,
       const std::function<void(const google::protobuf::Message&, const Cursor&)>& visit,
       const OnBadRow& on_bad_row = nullptr);
-  // The cursor behind the row that arrived last, dropped rows included.
+  // The cursor after the row that arrived last, dropped rows included.
   Cursor Newest(const google::protobuf::Descriptor* record);
 
   // While it lives, all reads of the store see the databases as they were when it was taken, all of
@@ -128,7 +128,7 @@ class Store {
 
   struct Usage {
     int64_t rows;
-    std::optional<int64_t> bytes;      // where this SQLite can tell
+    std::optional<int64_t> bytes;      // if this SQLite knows
     std::optional<uint32_t> age_days;  // whole days since the `time` of the oldest row
   };
   // What a table takes; nothing where it is not there.
@@ -161,7 +161,7 @@ class Store {
   // Under `lock`, the folder's, where it is held already.
   void RemoveEmpty(const std::vector<std::filesystem::path>& created,
                    std::unique_ptr<FolderLock> lock);
-  // Reports what a write has begun anew in files that were there and held nothing.
+  // Reports the new databases of a write in files that were there and empty.
   void ReportEmptied(const Written& written);
   // Puts a damaged database out of the way.
   void SetAside(const StoreError& damaged);

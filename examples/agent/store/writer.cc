@@ -120,7 +120,7 @@ void Writer::PutState(Place& place, const Message& row) {
   }
   bool changed = true;
   if (before->reads) {
-    // Seen again at another time is no change.
+    // Seen again at another time is not a change.
     std::unique_ptr<Message> same_time(row.New());
     same_time->CopyFrom(row);
     if (place.table.time != nullptr) {

@@ -1,4 +1,4 @@
-// The file calls of the agent's outbox behind one interface, so that a test can let each of them
+// The file calls of the agent's outbox as one interface, so that a test can let each of them
 // fail: files_posix.cc, files_windows.cc and the tests' own.
 #ifndef OVIX_AGENT_SYSTEM_FILES_H_
 #define OVIX_AGENT_SYSTEM_FILES_H_

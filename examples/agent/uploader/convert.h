@@ -16,9 +16,9 @@ using Renamed = std::map<std::string, std::string>;
 // Sets each field of the payload that has a field of its name in the record, or one that `renamed`
 // gives, and leaves the others alone. Sub-messages are the caller's.
 //
-// Empty text and absent values stay absent. A number or flag is carried as it stands, zero too: a
-// record cannot tell zero from unknown, and zero is what it says. Where the types differ an
-// enumeration becomes the name of its value, a number its digits, and an integer another integer
+// Empty strings and absent values stay absent. A number or flag is carried unchanged, zero too: a
+// record does not distinguish zero from unknown, and zero is what it says. Where the types differ
+// an enumeration becomes the name of its value, a number its digits, and an integer another integer
 // type by plain conversion: between int32 and uint32 the bits stay. A 64-bit value that does not
 // fit 32 bits, or an enumeration number without a name, is left absent; `notes` gets a line.
 void Fill(const google::protobuf::Message& record, const Renamed& renamed,

@@ -35,7 +35,7 @@ bool IsPayload(const std::string& name) {
   return names.contains(name);
 }
 
-// A text as a JSON string, bytes as one in base64.
+// A string in JSON, bytes as one in base64.
 std::string Json(const google::protobuf::Message& value) {
   std::string json;
   const auto status = google::protobuf::util::MessageToJsonString(value, &json);
@@ -121,7 +121,7 @@ Label MakeLabel(const google::protobuf::Descriptor* message, std::string_view by
   const auto& cdm = message->options().GetExtension(telemetry::contract::upload::cdm);
   if (cdm.gun().empty()) {
     throw std::runtime_error(message->full_name() +
-                             ": is no payload (its schema sets no cdm option)");
+                             ": is not a payload (its schema sets no cdm option)");
   }
   Label label{cdm.gun(),
               cdm.version(),

@@ -32,7 +32,7 @@ struct Label {
   // A line of a batch file, without its end: the label in one line, with the payload in base64 as
   // one more key, `data`.
   std::string ToBatchLine(std::string_view payload) const;
-  // Nothing where the text is no label with an id.
+  // Nothing where the text is not a label with an id.
   static std::optional<Label> FromJson(const std::string& json);
 };
 

@@ -16,8 +16,9 @@ UploadLock::UploadLock(const std::filesystem::path& folder, const std::string& n
                              "; run again when it has finished");
   }
   if (error == std::errc::no_such_file_or_directory && if_missing == IfMissing::kRefuse) {
-    throw std::runtime_error(Printable(folder) +
-                             ": is no outbox of the agent; name the folder that upload has filled");
+    throw std::runtime_error(
+        Printable(folder) +
+        ": is not an outbox of the agent; name the folder that upload has filled");
   }
   throw std::runtime_error(Printable(folder) + ": the folder cannot be locked (" + name + ": " +
                            error.message() + "); name a folder that can be written");

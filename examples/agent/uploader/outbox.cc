@@ -75,7 +75,7 @@ void Outbox::Look() {
     }
     if (standing.has_label) {
       remarks_.push_back(Printable(folder_ / (stem + kLabelEnding)) +
-                         ": the payload of this label is not there; the label is removed");
+                         ": the payload of this metadata file is not there; the file is removed");
     }
     clear(stem + (standing.has_payload ? kPayloadEnding : kLabelEnding));
     at = payloads_.erase(at);
@@ -89,18 +89,19 @@ void Outbox::ReadLabel(const std::string& stem, Standing& standing) {
     remarks_.push_back(unread_.back());
   };
   if (const auto error = files_.Read(folder_ / (stem + kLabelEnding), kLongestLabel, json)) {
-    return unread("the label cannot be read (" + error.message() + "); fix its permissions");
+    return unread("the metadata file cannot be read (" + error.message() +
+                  "); fix its permissions");
   }
   const auto label = Label::FromJson(json);
   if (!label) {
     return unread(
-        "is not a label (JSON with the id of a payload); restore it, or remove it with "
+        "is not a metadata file (JSON with the id of a payload); restore it, or remove it with "
         "its payload");
   }
   if (label->bytes != standing.payload_bytes) {
     remarks_.push_back(Printable(folder_ / (stem + kPayloadEnding)) + ": has " +
-                       std::to_string(standing.payload_bytes) + " bytes, its label says " +
-                       std::to_string(label->bytes));
+                       std::to_string(standing.payload_bytes) +
+                       " bytes, its metadata file states " + std::to_string(label->bytes));
     return;
   }
   standing.id = label->id;
@@ -176,8 +177,9 @@ void Outbox::Read(const std::function<void(const Label&, std::string_view payloa
     }
     const auto label = Label::FromJson(json);
     if (!label || label->sha256 != Hexadecimal(Sha256(payload))) {
-      problems.push_back(Printable(file) +
-                         ": is not what its label says (another hash); restore it, or remove both");
+      problems.push_back(
+          Printable(file) +
+          ": is not what its metadata file states (another hash); restore it, or remove both");
       continue;
     }
     take(*label, payload);

@@ -33,7 +33,7 @@ class Outbox {
   };
 
   // Throws std::runtime_error, in one line, where the folder is not there, cannot be used or is in
-  // use by another program; with kRefuse also where it is no outbox yet.
+  // use by another program; with kRefuse also where it is not an outbox yet.
   Outbox(std::filesystem::path folder, UploadLock::IfMissing if_missing, Files& files);
 
   // Whether the payload of this id is there, whole.
@@ -44,7 +44,7 @@ class Outbox {
   int64_t LargestSequence() const;
 
   // Writes a payload with its label. Throws std::runtime_error, in one line, and leaves nothing of
-  // the payload behind.
+  // the payload.
   void Write(const Label& label, std::string_view payload);
 
   // Reads the payloads one after another, by sequence number. One that cannot be read, or is not

@@ -59,7 +59,7 @@ class Builder {
   Store& store() { return store_; }
   const Catalogue& catalogue() const { return catalogue_; }
 
-  // The rows of a table; one that no longer reads is a problem and passed over.
+  // The rows of a table; one that can no longer be read is a problem and skipped.
   template <typename Record>
   std::vector<Record> Read() {
     std::vector<Record> rows;
@@ -71,7 +71,7 @@ class Builder {
   }
 
   // The rows of a "Historical" table that have not gone out yet, as they came. One that does not
-  // read is passed over for good.
+  // read is never sent.
   template <typename Record>
   std::vector<Record> ReadNew() {
     const Table& table = catalogue_.Get(Record::descriptor());
@@ -85,7 +85,7 @@ class Builder {
     return rows;
   }
 
-  // The row of the latest time: what a table of one row per device tells.
+  // The row of the latest time: what a table of one row per device has.
   template <typename Record>
   std::vector<Record> ReadLatest() {
     std::vector<Record> rows = Read<Record>();
@@ -119,7 +119,7 @@ class Builder {
     return static_cast<int64_t>(rows.size());
   }
 
-  // A payload without a record behind it is not sent.
+  // A payload whose record has no row is not sent.
   template <typename Contract>
   void SendState(Contract payload, int64_t records, const std::string& part = "") {
     Send(std::move(payload), records, Contract::descriptor()->full_name() + part);
@@ -242,7 +242,7 @@ Period ForEachChange(Builder& builder,
   return period;
 }
 
-// Text of KiB to megabytes, rounded up; nothing for text that is no number.
+// Text of KiB to megabytes, rounded up; nothing for text that is not a number.
 void SetMegabytes(const std::string& kib, const std::function<void(uint32_t)>& set) {
   uint64_t size = 0;
   const auto result = std::from_chars(kib.data(), kib.data() + kib.size(), size);
@@ -252,7 +252,7 @@ void SetMegabytes(const std::string& kib, const std::function<void(uint32_t)>& s
   }
 }
 
-// Hours from one time in the form of TimeText to another, rounded up; nothing where the texts are
+// Hours from one time in the form of TimeText to another, rounded up; nothing where the strings are
 // no such times or the first is the later.
 std::optional<uint32_t> HoursBetween(const std::string& from, const std::string& to) {
   const auto seconds = [](const std::string& text) -> std::optional<int64_t> {
@@ -292,7 +292,7 @@ void BuildApplicationInventory(Builder& builder) {
         auto* entry = payload.mutable_app_inventory()->add_summary();
         builder.Fill(row, entry, renamed);
         entry->set_app_event(event);
-        // Only the time that fits the event is told.
+        // Only the time that fits the event is sent.
         if (event != "install") entry->clear_install_time();
         if (event != "update") entry->clear_update_time();
         if (event != "uninstall") entry->clear_uninstall_time();

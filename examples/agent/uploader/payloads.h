@@ -18,8 +18,8 @@ namespace ovix::agent {
 struct Payload {
   std::unique_ptr<google::protobuf::Message> message;  // its version is set
   int64_t records;                                     // how many rows it was built from
-  // What it tells the present state of, so that one that is as before need not be sent again; empty
-  // for a payload of "Historical" rows, which are told once.
+  // Whose present state it has, so that one that is as before need not be sent again; empty
+  // for a payload of "Historical" rows, which are sent once.
   std::string snapshot;
 };
 
@@ -42,7 +42,7 @@ std::vector<const google::protobuf::Descriptor*> BuiltPayloads();
 
 // Builds every payload for which the store holds records, all from one snapshot: of "State" tables
 // as they are, of "Historical" ones the rows beyond the cursors, up to 10,000 of each. What cannot
-// be read is told in `problems`; everything else is built all the same.
+// be read is reported in `problems`; everything else is built nevertheless.
 Built BuildPayloads(Store& store, const Catalogue& catalogue, Cursors& cursors,
                     std::chrono::system_clock::time_point now);
 

@@ -12,7 +12,7 @@ bool Send(UploadLog& log, Outbox& outbox, UploadResult& result) {
   const std::vector<UploadLog::Waiting> all = log.ReadWaiting();
   for (const UploadLog::Waiting& waiting : all) {
     try {
-      // It may stand there already: an earlier run was interrupted before it could say so.
+      // It may be there already: an earlier run was interrupted before it could say so.
       if (!outbox.Has(waiting.label.id)) outbox.Write(waiting.label, waiting.payload);
       written.push_back(waiting.label);
       result.sent.push_back({waiting.label, waiting.records});

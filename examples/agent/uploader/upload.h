@@ -24,7 +24,7 @@ struct UploadResult {
     int64_t records;
   };
   Built built;                        // everything that could be built, sent now or as before
-  std::vector<Sent> sent;             // they stand in the outbox
+  std::vector<Sent> sent;             // they are in the outbox
   int64_t as_before = 0;              // snapshots that were not sent again
   std::vector<std::string> notes;     // values left out, payloads dropped: nothing is wrong
   std::vector<std::string> problems;  // one line each

@@ -200,7 +200,7 @@ std::vector<UploadLog::Waiting> UploadLog::ReadWaiting() {
     const auto label = Label::FromJson(std::string(read.Bytes(0)));
     std::string payload(read.Bytes(1));
     if (!label || Hexadecimal(Sha256(payload)) != label->sha256) {
-      throw DamagedError(file_, "a payload that waits is not what its label says");
+      throw DamagedError(file_, "a payload that waits is not what its metadata states");
     }
     all.push_back({*label, std::move(payload), read.Integer(2)});
   }

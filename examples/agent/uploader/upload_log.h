@@ -17,7 +17,7 @@ namespace ovix::agent {
 
 // A database of the uploader's own in the store's folder. A payload and the cursors of the rows
 // that it was built from are kept in one transaction, bytes, sequence number and id included; only
-// then is it written to the outbox, and only when it stands there whole does it leave this
+// then is it written to the outbox, and only when it is there whole does it leave this
 // database. So whatever interrupts an upload, every row goes out, and goes out under one id.
 //
 // The last sequence number is in a file of its own too, so that none is given twice when the
@@ -38,9 +38,9 @@ class UploadLog : public Cursors {
     int64_t records;
   };
 
-  // Makes the database where it is missing. A damaged one is renamed to NAME.damaged-TIME and made
-  // anew, which problems() reports. Another program's, or a newer release's, is not touched: it is
-  // a StoreError of kind kForeign. `files` must outlive the log.
+  // Makes the database where it is missing. A damaged one is renamed to NAME.damaged-TIME and
+  // replaced by a new one, which problems() reports. Another program's, or a newer release's, is
+  // not touched: it is a StoreError of kind kForeign. `files` must outlive the log.
   UploadLog(const std::filesystem::path& store_folder, Files& files);
 
   // One line each for what was found damaged, and for what is not wrong but worth knowing.
@@ -56,7 +56,7 @@ class UploadLog : public Cursors {
                std::chrono::system_clock::time_point now, int64_t at_least);
   // In the order of their sequence numbers.
   std::vector<Waiting> ReadWaiting();
-  // The payloads of these labels stand whole in the outbox.
+  // The payloads of these labels are whole in the outbox.
   void Finish(const std::vector<Label>& labels);
 
   // Notes that the agent runs, and returns the largest sequence number that is older than this.
@@ -66,7 +66,7 @@ class UploadLog : public Cursors {
 
  private:
   void Open();
-  // The number in the file beside the database; 0 without one.
+  // The number in the file next to the database; 0 without one.
   int64_t ReadKeptSequence();
   void KeepSequence(int64_t sequence);
   int64_t ReadState(const std::string& name);

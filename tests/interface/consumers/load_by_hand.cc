@@ -1,4 +1,4 @@
-// A program that is not linked with the library: it loads it, walks it, unloads it and loads it
+// A program that is not linked with the library: it loads it, iterates it, unloads it and loads it
 // again, with the runtime there all the time, and uses what it has in between.
 #include <dlfcn.h>
 #include <google/protobuf/descriptor.h>
@@ -11,7 +11,7 @@ namespace {
 
 using google::protobuf::Message;
 
-// The walk by the names that the library exports; the last prototype, or null where a name is
+// The iteration by the names that the library exports; the last prototype, or null where a name is
 // missing.
 const Message* Walk(void* library, int* count) {
   void* construct = dlsym(library, "_ZN4ovix9telemetry8contract19ContractsCollectionC1Ev");
@@ -49,6 +49,6 @@ int main(int, char** argv) {
     if (!made->ParseFromString("\x0a\x01g") || made->SerializeAsString() != "\x0a\x01g") return 4;
     delete made;
   }
-  std::printf("walked %d, then %d\n", counts[0], counts[1]);
+  std::printf("found %d, then %d\n", counts[0], counts[1]);
   return counts[0] > 0 && counts[0] == counts[1] ? 0 : 5;
 }

@@ -1,4 +1,5 @@
-// Uses what the installed headers give, in C++17: a record, its options, the walk, the version.
+// Uses what the installed headers give, in C++17: a record, its options, the collection, the
+// version.
 #include <ovix/telemetry/contract/contracts_collection.h>
 #include <ovix/telemetry/contract/storage/device_health/battery.pb.h>
 #include <ovix/telemetry/contract/storage/storage_options.pb.h>

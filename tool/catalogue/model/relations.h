@@ -60,7 +60,7 @@ class Relations {
   std::vector<const EnumDescriptor*> enum_pages_;
   std::map<std::string, std::vector<const Descriptor*>> by_name_;
   std::map<std::string, std::vector<const Descriptor*>> databases_;
-  // Not to be walked: its order is none.
+  // Not to be iterated: it has no order.
   std::map<const FieldDescriptor*, std::vector<Target>> goes_to_;
   std::map<const Descriptor*, std::vector<const Descriptor*>> logged_in_;  // by change log
 };

@@ -1,6 +1,7 @@
 #include "catalogue/pages/start_page.h"
 
 #include <cstddef>
+#include <utility>
 
 #include "catalogue/model/addresses.h"
 #include "catalogue/parts/html.h"
@@ -87,6 +88,17 @@ std::string Overview(const Section& section) {
   return html + "</ul></nav>\n";
 }
 
+// The pages of docs/ that a reader of contracts needs.
+constexpr std::pair<const char*, const char*> kDocs[] = {
+    {"contracts.md", "reading a contract"},
+    {"glossary.md", "terms"},
+    {"payloads.md", "lineage and outbox"},
+    {"readers.md", "reading a payload in your language"},
+    {"privacy.md", "personal data"},
+    {"versioning.md", "versions"},
+    {"adding-a-contract.md", "adding or changing a contract"},
+    {"index.md", "all pages"}};
+
 }  // namespace
 
 std::string StartPage(const Relations& relations, const Site& site) {
@@ -148,7 +160,8 @@ std::string StartPage(const Relations& relations, const Site& site) {
       "</section>\n<section>\n<h2 id=\"page-reading\">How to read a page</h2>\n"
       "<dl class=\"words\">\n<div id=\"page-presence\"><dt>Presence</dt><dd><b>explicit</b>: a "
       "value "
-      "that was never set is told from zero. <b>implicit</b>: zero and empty text are not written, "
+      "that was never set differs from zero. <b>implicit</b>: zero and the empty string are not "
+      "written, "
       "and read as if never set. <b>repeated</b>: a list. <b>map</b>: values by "
       "key.</dd></div>\n<div><dt>Lineage</dt><dd><b>From</b>: the field of a record that fills a "
       "field of a payload, and what changes on the way; <b>To</b>: the way back. Without words the "
@@ -156,7 +169,7 @@ std::string StartPage(const Relations& relations, const Site& site) {
       "it has the same values, but is not known to be copied.</dd></div>\n"
       "<div><dt>Facts</dt><dd><b>Unit</b>: a code of UCUM. <b>Values</b>: a list that is closed, "
       "or "
-      "open if it ends in points. <b>Format</b>: what a text holds. <b>Privacy</b>: the class of "
+      "open if it ends in points. <b>Format</b>: what a string holds. <b>Privacy</b>: the class of "
       "<a href=\"privacy.html\">personal data</a>. <b>unspecified</b>: the component that fills "
       "the field "
       "decides.</dd></div>\n<div><dt>Rows</dt><dd><b>State</b>: one row per key, its "
@@ -167,8 +180,17 @@ std::string StartPage(const Relations& relations, const Site& site) {
       "<div><dt>Keys</dt><dd><kbd>/</kbd> searches; <kbd>&#8593;</kbd> <kbd>&#8595;</kbd> choose, "
       "<kbd>Enter</kbd> opens, <kbd>Esc</kbd> leaves. <code>privacy:location</code> finds the "
       "fields "
-      "of a privacy class only.</dd></div>\n</dl>\n</section>\n</div>\n"
-      "</div>\n";
+      "of a privacy class only.</dd></div>\n";
+  if (!site.docs.empty()) {
+    main += "<div id=\"page-docs\"><dt>Pages</dt><dd>";
+    const char* separator = "";
+    for (const auto& [page, title] : kDocs) {
+      main += separator + Link(site.docs + "/" + page, title);
+      separator = ", ";
+    }
+    main += "</dd></div>\n";
+  }
+  main += "</dl>\n</section>\n</div>\n</div>\n";
   return Framed(site, "index.html", "", "Every record and payload of the telemetry agent.", main);
 }
 

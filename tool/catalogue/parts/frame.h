@@ -13,6 +13,7 @@ namespace ovix::tool {
 struct Site {
   std::string release;  // of the contracts
   const Sections& sections;
+  std::string docs;  // the address of the pages on the contracts, without a slash; may be empty
 };
 
 // What the site is called.

@@ -13,7 +13,7 @@ std::string Breakable(std::string_view name);
 
 std::string Link(std::string_view href, std::string_view html);
 
-// A comment: paragraphs, drawings as they stand, and what stands in backticks as code. `resolve`
+// A comment: paragraphs, drawings unchanged, and what is in backticks as code. `resolve`
 // gives the address of such a word; where it is empty there is no link.
 std::string CommentHtml(std::string_view text,
                         const std::function<std::string(const std::string&)>& resolve);
@@ -21,7 +21,7 @@ std::string CommentHtml(std::string_view text,
 std::string InlineHtml(std::string_view text,
                        const std::function<std::string(const std::string&)>& resolve);
 
-// A string literal of JavaScript that may stand in a script of any kind.
+// A string literal of JavaScript that may be in a script of any kind.
 std::string JsString(std::string_view text);
 
 }  // namespace ovix::tool

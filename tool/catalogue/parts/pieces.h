@@ -18,7 +18,7 @@ std::string KeptText(const TableOptions& options);
 // The size limit of a database.
 std::string SizeText(const Relations& relations, const std::string& database);
 
-// A source of a lineage that is no record that is known. `words` are HTML already.
+// A source of a lineage that is not a known record. `words` are HTML already.
 std::string NoRecord(const std::string& name, const std::string& words);
 
 // Links, seen from `root`: "" in contracts/, "contracts/" on the start page.

@@ -1,4 +1,4 @@
-// What the firmware tells of the machine: identity, board, BIOS, memory and slots.
+// What the firmware reports of the machine: identity, board, BIOS, memory and slots.
 #include "collectors/linux/collectors.h"
 #include "collectors/smbios_records.h"
 #include "collectors/text.h"

@@ -30,7 +30,7 @@ uint32_t CacheSize(const Machine& machine, uint32_t level) {
   return 0;
 }
 
-// A text as bytes, such as the drive's page 0x80, without what does not print.
+// A string as bytes, such as the drive's page 0x80, without what does not print.
 std::string Printable(const std::string& bytes) {
   std::string text;
   for (unsigned char c : bytes) {
@@ -192,7 +192,7 @@ void CollectBatteries(const Machine& machine, Collection& found) {
   for (size_t i = 0; i < batteries.size(); ++i) {
     const std::string& serial = serials[i];
     const std::string supply = supplies + batteries[i].place + "/";
-    // A battery tells its charge as energy (microwatt-hours) or as charge (microampere-hours).
+    // A battery reports its charge as energy (microwatt-hours) or as charge (microampere-hours).
     const bool energy = machine.Has(supply + "energy_full");
     const std::string kind = supply + (energy ? "energy_" : "charge_");
     const uint32_t design = machine.Number(kind + "full_design") / 1000;

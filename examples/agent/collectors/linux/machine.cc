@@ -20,7 +20,7 @@ bool Machine::Has(const std::string& path) const {
 }
 
 std::string Machine::Read(const std::string& path) const {
-  // Read in pieces: files of /proc and /sys tell no size.
+  // Read in pieces: files of /proc and /sys report no size.
   std::ifstream file(Under(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -1,4 +1,4 @@
-// Machine: the files that a Linux machine tells of itself in, read below a root folder, so that a
+// Machine: the files in which a Linux machine describes itself, read below a root folder, so that a
 // copied or made-up machine can be read like the real one.
 #ifndef OVIX_AGENT_COLLECTORS_LINUX_MACHINE_H_
 #define OVIX_AGENT_COLLECTORS_LINUX_MACHINE_H_
@@ -31,7 +31,7 @@ class Machine {
   std::vector<std::string> List(const std::string& path) const {
     return TryList(path).value_or(std::vector<std::string>());
   }
-  // The last name of the path that a symbolic link gives; empty where it is no link.
+  // The last name of the path that a symbolic link gives; empty where it is not a link.
   std::string LinkName(const std::string& path) const;
   // KEY=value and KEY="value" lines, as in os-release.
   std::map<std::string, std::string> Assignments(const std::string& path) const;

@@ -42,7 +42,7 @@ void CollectOperatingSystem(const Machine& machine, Collection& found) {
   row.set_locale_name(Locale(machine));
   row.set_boot_device(RootDevice(machine));
   row.set_sku_name(release["VARIANT_ID"]);
-  // "lm", long mode, is the processor's word for 64 bits; other architectures tell it in their
+  // "lm", long mode, is the processor's word for 64 bits; other architectures have it in their
   // name.
   const std::string architecture = machine.Line("/proc/sys/kernel/arch");
   const bool is_64 = architecture.ends_with("64") || architecture == "s390x" ||
@@ -57,7 +57,7 @@ void CollectLocation(const Machine& machine, Collection& found) {
   row.set_id(1);
   row.set_locale(Locale(machine));
   // Minutes east of Greenwich, of the clock that this program runs by: what the time of Greenwich,
-  // taken for local time, is behind it.
+  // taken for local time, is earlier.
   const std::time_t now = std::time(nullptr);
   std::tm greenwich = *std::gmtime(&now);
   greenwich.tm_isdst = std::localtime(&now)->tm_isdst;

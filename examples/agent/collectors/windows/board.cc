@@ -1,4 +1,4 @@
-// What the firmware tells of the machine: identity, board, BIOS, memory and slots.
+// What the firmware reports of the machine: identity, board, BIOS, memory and slots.
 // windows.h comes first: the others need its types.
 #include "collectors/windows/windows.h"
 
@@ -84,8 +84,7 @@ void CollectMemory(Collection& found) {
   GlobalMemoryStatusEx(&status);
   found.Skip((firmware.table.empty() ? firmware.why : "the SMBIOS table lists no memory") +
              ": no modules or slots; Windows uses " +
-             std::to_string(status.ullTotalPhys / (1024 * 1024)) +
-             " MB, for which there is no record");
+             std::to_string(status.ullTotalPhys / (1024 * 1024)) + " MB, which no record has");
 }
 
 // The collectors of this file.

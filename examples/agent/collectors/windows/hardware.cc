@@ -179,7 +179,7 @@ void CollectBatteries(Collection& found) {
                           : "Windows does not know the state of the batteries");
   }
   if ((power.BatteryFlag & kNoBattery) != 0) return found.Skip("Windows sees no battery");
-  // All batteries as one: there is no serial number.
+  // All batteries as one, without a serial number.
   auto& log = found.Append<health::BatteryHealthLog>();
   log.set_remaining_energy_capacity_perc(power.BatteryLifePercent);
   log.mutable_battery_status()->set_discharging(power.ACLineStatus == 0);

@@ -25,7 +25,7 @@ const Place kPlaces[] = {
     {HKEY_CURRENT_USER, KEY_WOW64_64KEY, "", "user"},
 };
 
-// "20260131" as "2026-01-31"; a text of another form as it stands.
+// "20260131" as "2026-01-31"; a string of another form unchanged.
 std::string DateOf(const std::string& text) {
   if (text.size() != 8 || text.find_first_not_of("0123456789") != std::string::npos) return text;
   return text.substr(0, 4) + "-" + text.substr(4, 2) + "-" + text.substr(6);

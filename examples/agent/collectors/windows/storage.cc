@@ -48,7 +48,7 @@ std::optional<Answer> AskFor(HANDLE device, DWORD code, const Question& question
   return *reinterpret_cast<const Answer*>(bytes.data());
 }
 
-// A text of a descriptor, which gives its place in itself; 0 is none.
+// A string of a descriptor, which has its offset; 0: there is none.
 std::string TextAt(const std::string& descriptor, DWORD offset) {
   if (offset == 0 || offset >= descriptor.size()) return "";
   std::string text = descriptor.substr(offset);
@@ -91,7 +91,7 @@ struct Volumes {
 };
 
 // The volumes with a letter on fixed drives, by the number of the drive; those whose drive Windows
-// does not tell stand under -1.
+// does not report have the key -1.
 std::map<int32_t, Volumes> FixedVolumes() {
   std::map<int32_t, Volumes> volumes;
   std::vector<wchar_t> roots(GetLogicalDriveStringsW(0, nullptr) + 1);
@@ -137,7 +137,7 @@ void CollectStorageDrives(Collection& found) {
   if (drives.empty()) {
     const int letters = volumes.contains(-1) ? volumes.at(-1).count : 0;
     return found.Skip("Windows opens no drive; it has " + std::to_string(letters) +
-                      " fixed volumes, of which it does not tell the drive");
+                      " fixed volumes, of which it does not report the drive");
   }
   found.Begin<profile::HwStorageDrive>();
   found.Begin<profile::FwStorageDrive>();

@@ -1,4 +1,4 @@
-// What the collectors of Windows share: texts in UTF-8, errors in words, and the registry.
+// What the collectors of Windows share: strings in UTF-8, errors in words, and the registry.
 #ifndef OVIX_AGENT_COLLECTORS_WINDOWS_WINDOWS_H_
 #define OVIX_AGENT_COLLECTORS_WINDOWS_WINDOWS_H_
 
@@ -14,8 +14,8 @@
 
 namespace ovix::agent {
 
-// UTF-16 as Windows has it to UTF-8 and back; what is half a character becomes U+FFFD. A text ends
-// at its first NUL.
+// UTF-16 as Windows has it to UTF-8 and back; what is half a character becomes U+FFFD. A string
+// ends at its first NUL.
 std::string ToUtf8(std::wstring_view text);
 std::wstring ToWide(std::string_view text);
 
@@ -50,7 +50,7 @@ class RegistryKey {
   explicit operator bool() const { return error_ == ERROR_SUCCESS; }
   HKEY get() const { return key_.get(); }
 
-  // A text, with its variables as they stand; empty where there is none of this name.
+  // A string, with its variables unchanged; empty where there is none of this name.
   std::string Text(const wchar_t* name) const;
   // A number; `otherwise` where there is none of this name.
   DWORD Number(const wchar_t* name, DWORD otherwise = 0) const;

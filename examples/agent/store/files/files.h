@@ -30,7 +30,7 @@ void MakePrivate(const std::filesystem::path& path);
 // Waits for the other holders of the lock of a folder, in this program and in others, and holds it
 // while it lives: alone, who renames or removes files; shared, who relies on their names. It leaves
 // no file. Shared it does nothing on Windows: there an open file can be neither renamed nor
-// removed. Throws StoreError of kind kLocked where there is no patience left.
+// removed. Throws StoreError of kind kLocked where the patience has run out.
 class FolderLock {
  public:
   enum class Kind { kAlone, kShared };
@@ -47,8 +47,8 @@ class FolderLock {
 #endif
 };
 
-// Renames a file; that there is none is no error. Windows renames no open file: there it waits as
-// long as `patience` for others to close it.
+// Renames a file; one that is missing is not an error. Windows does not rename an open file: there
+// it waits as long as `patience` for others to close it.
 std::error_code Rename(const std::filesystem::path& from, const std::filesystem::path& to,
                        std::chrono::milliseconds patience);
 

@@ -28,7 +28,7 @@ namespace ovix::telemetry::contract {
 // The prototypes are made once, when the library is loaded, and live until it is unloaded. They are
 // shared and must not be modified; make a record with prototype->New().
 //
-// Thread-safety: the prototypes may be walked from any number of threads at once, each with a
+// Thread-safety: any number of threads may iterate the prototypes at once, each with a
 // ContractsCollection of its own; one object belongs to one thread at a time.
 class OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT ContractsCollection {
  public:

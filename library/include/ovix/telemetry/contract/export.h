@@ -15,7 +15,7 @@
 #define OVIX_TELEMETRY_DATA_CONTRACTS_EXPORT __declspec(dllimport)
 #endif
 
-// These stand before each function, and before the constant, that is defined inside an exported
+// These precede each function, and the constant, that is defined inside an exported
 // class. GCC leaves such a function out of a DLL unless it is marked itself, and such a constant
 // unless it is used; other compilers refuse the mark or do not need it.
 #if defined(OVIX_TELEMETRY_DATA_CONTRACTS_BUILDING) && defined(__MINGW32__) && !defined(__clang__)

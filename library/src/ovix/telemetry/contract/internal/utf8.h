@@ -18,7 +18,7 @@ using Operation = google::protobuf::internal::WireFormatLite::Operation;
 
 // Reads a length and as many bytes of UTF-8 into text, and returns where the input goes on; null
 // where the input ends before, or the text is not UTF-8, which the runtime then reports under the
-// field's name. Stands for google::protobuf::internal::InlineGreedyStringParser and VerifyUTF8
+// field's name. Replaces google::protobuf::internal::InlineGreedyStringParser and VerifyUTF8
 // after it.
 const char* ReadUtf8(std::string* text, const char* from,
                      google::protobuf::internal::ParseContext* context, const char* field_name);
@@ -35,7 +35,7 @@ inline bool IsShortAscii(const char* data, std::size_t size) {
   return ((first | last) & 0x8080808080808080) == 0;
 }
 
-// Stands for google::protobuf::internal::WireFormatLite::VerifyUtf8String, with the same answer and
+// Replaces google::protobuf::internal::WireFormatLite::VerifyUtf8String, with the same answer and
 // the same report.
 inline bool VerifyUtf8String(const char* data, int size, Operation operation,
                              const char* field_name) {

@@ -99,7 +99,7 @@ struct Table {
 // records the changes of which. Immutable once made; Tables that it gives live as long as it does.
 class Catalogue {
  public:
-  // The tables of the library: a walk over ContractsCollection.
+  // The tables of the library: an iteration over ContractsCollection.
   Catalogue();
   // The tables among these messages; those without the option persistance are skipped. Throws
   // TableError where options contradict themselves, two records claim one table, or the names of
@@ -143,7 +143,7 @@ const std::string& PersistanceType(const google::protobuf::Descriptor* message);
 std::string Quoted(std::string_view name);
 
 // Statements carry no semicolon. `schema` is the name under which a database is attached, unquoted;
-// without it names stand alone.
+// without it names have no prefix.
 
 // What a new, empty database needs before its first table: freed pages can then be given back,
 // which keeping a size limit needs.
