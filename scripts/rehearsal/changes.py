@@ -41,7 +41,8 @@ def append(root, name, kind, element, lines):
 
 def released_abi(root, release):
     """The number in the SONAME of a frozen release."""
-    with lzma.open(os.path.join(root, "compat", release, "abi.xml.xz"), "rt", encoding="utf-8") as file:
+    described = sorted(glob.glob(os.path.join(root, "compat", release, "abi-*.xml.xz")))  # all have the same number
+    with lzma.open(described[0], "rt", encoding="utf-8") as file:
         return int(re.search(r" soname='[^']*\.so\.(\d+)'", file.readline())[1])
 
 

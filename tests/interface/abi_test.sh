@@ -9,8 +9,13 @@ here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-release=$(printf '%s\n' "$root"/compat/*/abi.xml.xz | sort -V | tail -1)
-version=$(basename "$(dirname "$release")")
+kind=$("$root/scripts/describe-abi" --kind "$library")
+version=$(basename "$(printf '%s\n' "$root"/compat/*.*.* | sort -V | tail -1)")
+release=$root/compat/$version/abi-$kind.xml.xz
+[ -e "$release" ] || {
+  echo "abi_test: skipped: compat/$version has no description of $kind to compare with"
+  exit 77
+}
 number() { sed -n "s/.* soname='[^']*\.so\.\([0-9]*\)'.*/\1/p;q" "$1"; }
 complain() { echo "abi_test: $*" >&2; }
 
