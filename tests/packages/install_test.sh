@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs as root in a bare system: installs the Debian packages with apt and nothing but what they ask for, upgrades them from an earlier
-# version, removes and purges them, looks for what they leave behind, and builds consumers.
+# version, removes and purges them, looks for what they leave, and builds consumers.
 # Usage: install_test.sh FOLDER    FOLDER has the packages, and consumer/ in it a program that uses the library
 set -euo pipefail
 cd "$1"
@@ -18,7 +18,7 @@ apt=(apt-get -q -y --no-install-recommends)
 files() { find / -xdev \( -path "$PWD" -o -path /tmp -o -path /var/cache -o -path /var/log -o -path /var/lib/apt -o -path /var/lib/dpkg \) -prune -o -print | sort; }
 owned() { sed -E 's#^/(bin|sbin|lib|lib64)/#/usr/\1/#' /var/lib/dpkg/info/*.list | sort -u; }
 
-# A repository of the packages, so that apt gets by itself what they ask for.
+# A repository of the packages, so that apt gets what they depend on.
 for package in ./*.deb; do
   dpkg-deb --field "$package" | grep .  # without an empty line, which would end the entry
   printf 'Filename: %s\nSize: %s\nSHA256: %s\n\n' "$package" "$(stat -c %s "$package")" "$(sha256sum <"$package" | cut -d' ' -f1)"
@@ -42,7 +42,7 @@ for package in ./*.deb; do
   rm -r "$work/tree"
 done
 
-# The tool by itself, then everything.
+# The tool alone, then everything.
 quietly "${apt[@]}" install ovix-contracts
 ovix-contracts show BatteryHealthLog >/dev/null || fail "the tool does not run with what it asks for"
 quietly dpkg --purge "${names[@]}"
@@ -62,7 +62,7 @@ for file in man/man1/ovix-contracts.1.gz bash-completion/completions/ovix-contra
 done
 compgen -G '/usr/share/doc/*/catalogue/index.html' >/dev/null || fail "the development package has no catalogue"
 
-# What they leave behind: neither there before, nor of a package that they asked for.
+# What they leave: neither there before, nor of a package that they asked for.
 left() { comm -23 <(files) <(sort -u "$work/before" <(owned)) | head -n 5 | xargs; }
 quietly "${apt[@]}" remove "${names[@]}"
 [ -z "$(left)" ] || fail "removing the packages left $(left)"
