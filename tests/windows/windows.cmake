@@ -53,6 +53,16 @@ set_tests_properties(load-unload-load-with-the-runtime-kept PROPERTIES
 add_test(NAME windows-libraries COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/windows_libraries_test.sh"
   "${PROJECT_SOURCE_DIR}/scripts/windows-libraries")
 
+# What MSVC demands of exported classes and of those who use them, as clang knows it.
+find_program(OVIX_TESTS_CLANG clang++ NO_CMAKE_FIND_ROOT_PATH)
+if(OVIX_TESTS_CLANG)
+  add_test(NAME msvc-rules COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/msvc_rules_test.sh" "${PROJECT_SOURCE_DIR}"
+    "${PROJECT_BINARY_DIR}/library/generated" "${OVIX_TESTS_CLANG}" "${CMAKE_CXX_COMPILER}"
+    $<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>)
+else()
+  message(STATUS "clang++ was not found: the test msvc-rules is left out; run scripts/setup windows, which installs it")
+endif()
+
 if(TARGET ovix-stack-guard)
   add_executable(stack-guard windows/stack_guard.cc)
   target_compile_features(stack-guard PRIVATE cxx_std_20)
