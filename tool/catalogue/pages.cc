@@ -11,12 +11,11 @@
 #include "catalogue/parts/navigation.h"
 #include "catalogue/parts/texts.h"
 #include "catalogue/search.h"
-#include "terminal/error.h"
 
 namespace ovix::tool {
-namespace {
 
-std::map<std::string, std::string> Files(const Relations& relations) {
+std::map<std::string, std::string> CataloguePages(const Contracts& contracts) {
+  const Relations relations(contracts);
   std::map<std::string, std::string> files;
   const Sections sections(relations);
   const Site site{relations.contracts().release(), sections};
@@ -36,16 +35,6 @@ std::map<std::string, std::string> Files(const Relations& relations) {
   files["assets/search.js"] = kSearchScript;
   files["assets/theme.js"] = kThemeScript;
   return files;
-}
-
-}  // namespace
-
-std::map<std::string, std::string> CataloguePages(const Contracts& contracts) {
-  try {
-    return Files(Relations(contracts));
-  } catch (const telemetry::contract::tables::TableError& error) {
-    throw Error(error.what());
-  }
 }
 
 }  // namespace ovix::tool
