@@ -148,10 +148,12 @@ class Message(Element):
         return next((field for field in self.fields if field.name == name), None)
 
     def line_of_option(self, number, *path):
-        """The line on which the option with this number sets its field `path`; else the declaration's."""
+        """The line on which the option with this number sets its field `path`, or where the braces begin in
+        which it is set; else the declaration's."""
         wanted = (*self.path, 7, number, *path)
         lines = [line for place, (line, _) in self.file.places.items() if place[: len(wanted)] == wanted]
-        return min(lines, default=self.line)
+        outer = (self.file.place(wanted[:end])[0] for end in range(len(wanted) - 1, len(self.path) + 1, -1))
+        return min(lines, default=0) or next(filter(None, outer), self.line)
 
 
 class File:

@@ -1,10 +1,10 @@
 """The text of a new schema: a record, or a payload."""
 
-import difflib
 import os
 import re
 
 from contracts.conventions import GUN, GUN_BEGIN, unmarked_databases
+from contracts.near import nearest
 
 ROOT = "ovix/telemetry/contract"
 WIDTH = 100
@@ -20,8 +20,8 @@ def snake(name):
 
 
 def near(name, known):
-    found = difflib.get_close_matches(name, known, 1)
-    return f"did you mean {found[0]}?" if found else ""
+    found = nearest(name, known)
+    return f"did you mean {found}?" if found else ""
 
 
 def comment(text, indent=""):

@@ -144,6 +144,7 @@ NEW = [
     ("a marker in another schema", [(FAN, "", NEW_RECORD + '\n// A marker.\nmessage Fans {\n  option (persistance).database.max_size_mb = 1;\n\n  string a = 1;\n}\n'), (FAN, '"Log"', '"Fans"')], (FAN, "database-marker", "move it to")),
     ("a marker of nothing", [(MARKERS, r"\Z", "\n// A marker.\nmessage Fans {\n  option (persistance).database.max_size_mb = 1;\n\n  string a = 1;\n}\n")], (MARKERS, "database-marker", "of no table")),
     ("another kind of table", [(FAN, "", NEW_RECORD.replace('"Historical"', '"Cache"'))], (FAN, "table-type", '"State" or "Historical"')),
+    ("another kind of table, in braces", [(FAN, "", re.sub(r"option \(persistance\).type = (.*);", r"// Kept.\n  option (persistance) = {type: \1};", NEW_RECORD.replace('"Historical"', '"Cache"')))], (FAN, "table-type", "fan.proto:10: ")),
     ("a State table without a key", [(FAN, "", NEW_RECORD.replace('"Historical"', '"State"'))], (FAN, "table-key", "has no key")),
     ("a key of no table", [(BOOT, r"phase_name = 1", "phase_name = 1 [(column).constraint.pk = true]")], (BOOT, "table-key", "not a table")),
     ("a table without a time", [(FAN, "", NEW_RECORD.replace("string time", "string when"))], (FAN, "table-time", "string time = 1")),

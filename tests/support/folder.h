@@ -59,6 +59,26 @@ class Folder {
   std::filesystem::path path_;
 };
 
+// All files below a folder, by their paths in it; of a folder without any, its name and a slash.
+inline std::map<std::string, std::string> FilesIn(const std::filesystem::path& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    const std::string name = entry.path().lexically_relative(folder).generic_string();
+    if (!entry.is_directory()) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      files[name] = std::string(std::istreambuf_iterator<char>(file), {});
+    } else if (std::filesystem::is_empty(entry.path())) {
+      files[name + "/"] = "";
+    }
+  }
+  return files;
+}
+
+// The path of a file in the folder as one word of a command line.
+inline std::string Quoted(const Folder& folder, const std::string& name) {
+  return "\"" + (folder / name).string() + "\"";
+}
+
 }  // namespace ovix::tests
 
 #endif  // OVIX_TESTS_SUPPORT_FOLDER_H_

@@ -17,6 +17,13 @@ inline ProgramRun RunTool(const Folder& folder, const std::string& arguments,
   return RunIn(folder, OVIX_TESTS_TOOL, arguments, input);
 }
 
+// Runs a script of sh in the folder, where $tool is the executable.
+inline ProgramRun RunShell(const Folder& folder, const std::string& script) {
+  folder.Write("script",
+               "tool='" OVIX_TESTS_TOOL "'\ncd '" + folder.path().string() + "'\n" + script + "\n");
+  return RunIn(folder, "sh", Quoted(folder, "script"));
+}
+
 inline google::protobuf::Struct Json(const std::string& text) {
   google::protobuf::Struct json;
   const auto status = google::protobuf::util::JsonStringToMessage(text, &json);

@@ -1,15 +1,11 @@
-// The catalogue as files: an address for everything, text that stays text, and folders that are
-// replaced whole or left alone. What a browser makes of it is in catalogue_test.mjs.
+// The catalogue as files: an address for everything, text that stays text. What a browser makes of
+// it is in catalogue_test.mjs.
 #include "catalogue/catalogue.h"
 
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,18 +15,12 @@
 #include "contracts/personal.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
+#include "support/folder.h"
 #include "terminal/error.h"
-
-#ifndef _WIN32
-#include <sys/resource.h>
-
-#include <csignal>
-#endif
 
 namespace ovix::tests {
 namespace {
 
-namespace fs = std::filesystem;
 using google::protobuf::FileDescriptorProto;
 using tool::Contracts;
 
@@ -38,22 +28,6 @@ size_t Count(const std::string& text, const std::string& part) {
   size_t count = 0;
   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
   return count;
-}
-
-std::map<std::string, std::string> FilesIn(const fs::path& folder) {
-  std::map<std::string, std::string> files;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    if (!entry.is_regular_file()) continue;
-    std::ifstream input(entry.path(), std::ios::binary);
-    files[entry.path().lexically_relative(folder).generic_string()] =
-        std::string(std::istreambuf_iterator<char>(input), {});
-  }
-  return files;
-}
-
-void Put(const fs::path& file, const std::string& bytes) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << bytes;
 }
 
 TEST(Catalogue, EveryDeclarationHasItsAddress) {
@@ -225,112 +199,21 @@ TEST(Catalogue, TextIsNeverMarkup) {
   EXPECT_NE(page.find("<dt>Values</dt><dd><code>&quot;&lt;i&gt;&quot;"), std::string::npos);
 }
 
-class CatalogueFolder : public ::testing::Test {
- protected:
-  CatalogueFolder() { fs::create_directories(root_); }
-  ~CatalogueFolder() override { fs::remove_all(root_); }
-
-  const fs::path root_ =
-      fs::temp_directory_path() /
-      ("catalogue-test-" +
-       std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
-       std::to_string(std::hash<std::string>()(fs::current_path().string()) % 1000000));
-};
-
-TEST_F(CatalogueFolder, IsReplacedWholeOrLeftAlone) {
+// What the folder may be is in folder_test.cc.
+TEST(Catalogue, IsAFolderOfItsOwn) {
+  const Folder folder;
   const Contracts& contracts = Contracts::Installed();
-  tool::WriteCatalogue(contracts, root_ / "reference");
-  const auto reference = FilesIn(root_ / "reference");
-  ASSERT_EQ(reference.size(), tool::CataloguePages(contracts).size() + 1);  // and its list
-  const std::string list = reference.at("files.txt");
-
-  const struct {
-    const char* name;
-    std::function<void(const fs::path& out)> prepare;
-    const char* error;  // a part of it; empty: the site is written
-  } cases[] = {
-      {"missing", [](const fs::path&) {}, ""},
-      {"deep/below/missing", [](const fs::path&) {}, ""},
-      {"with-a-slash/", [](const fs::path&) {}, ""},
-      {"behind/../dots", [](const fs::path&) {}, ""},
-      {"empty", [](const fs::path& out) { fs::create_directories(out); }, ""},
-      {"earlier", [&](const fs::path& out) { tool::WriteCatalogue(contracts, out); }, ""},
-      {"older",
-       [&](const fs::path& out) {
-         Put(out / "files.txt", list + "contracts/gone.html\n");
-         Put(out / "index.html", "older");
-         Put(out / "contracts/gone.html", "older");
-       },
-       ""},
-      {"foreign", [](const fs::path& out) { Put(out / "notes/mine.txt", "mine"); },
-       "holds notes/mine.txt, which is not of a catalogue; name a new folder"},
-      {"another-site", [](const fs::path& out) { Put(out / "index.html", "mine"); },
-       "holds index.html"},
-      {"other-list", [](const fs::path& out) { Put(out / "files.txt", "index.html\n"); },
-       "holds files.txt"},
-      {"mixed",
-       [&](const fs::path& out) {
-         tool::WriteCatalogue(contracts, out);
-         Put(out / "assets/mine.css", "mine");
-       },
-       "holds assets/mine.css"},
-      {"file", [](const fs::path& out) { Put(out, "mine"); }, "is a file; name a folder"},
-      {"below/file", [](const fs::path& out) { Put(out.parent_path(), "mine"); },
-       "cannot be written"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const fs::path above = root_ / "case";
-    fs::create_directories(above);
-    const fs::path out = above / c.name;
-    c.prepare(out);
-    const auto before = FilesIn(above);
-    std::string error;
-    try {
-      tool::WriteCatalogue(contracts, out);
-    } catch (const tool::Error& thrown) {
-      error = thrown.what();
-    }
-    if (*c.error == '\0') {
-      EXPECT_EQ(error, "");
-      EXPECT_EQ(FilesIn(out.lexically_normal()), reference);
-      EXPECT_EQ(FilesIn(above).size(), reference.size()) << "something was left next to it";
-    } else {
-      EXPECT_NE(error.find(c.error), std::string::npos) << error;
-      EXPECT_EQ(error.rfind(out.string(), 0), 0u) << error;
-      EXPECT_EQ(error.find('\n'), std::string::npos) << error;
-      EXPECT_EQ(FilesIn(above), before);
-    }
-    fs::remove_all(above);
+  for (int round = 0; round < 2; ++round) {  // the second replaces what the first has written
+    tool::WriteCatalogue(contracts, folder / "site");
+    auto files = FilesIn(folder / "site");
+    EXPECT_TRUE(files["files.txt"].starts_with("The files of this catalogue, written by "));
+    files.erase("files.txt");
+    EXPECT_TRUE(files == tool::CataloguePages(contracts));
+    folder.Write("site/index.html", "older");
   }
+  folder.Write("site/assets/mine.css", "mine");
+  EXPECT_THROW(tool::WriteCatalogue(contracts, folder / "site"), tool::Error);
 }
-
-#ifndef _WIN32
-// As on a full disk: a file cannot be written to its end.
-TEST_F(CatalogueFolder, StaysAsItWasWhereAFileCannotBeWritten) {
-  const Contracts& contracts = Contracts::Installed();
-  tool::WriteCatalogue(contracts, root_ / "site");
-  Put(root_ / "site/index.html", "the site that was there");
-  const auto before = FilesIn(root_);
-
-  rlimit limit{};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-  const auto earlier_handler = std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit small{20000, limit.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-  std::string error;
-  try {
-    tool::WriteCatalogue(contracts, root_ / "site");
-  } catch (const tool::Error& thrown) {
-    error = thrown.what();
-  }
-  setrlimit(RLIMIT_FSIZE, &limit);
-  std::signal(SIGXFSZ, earlier_handler);
-
-  EXPECT_NE(error.find("cannot be written: File too large"), std::string::npos) << error;
-  EXPECT_EQ(FilesIn(root_), before);
-}
-#endif
 
 }  // namespace
 }  // namespace ovix::tests

@@ -122,6 +122,8 @@ test('search finds names, fields, guns and comments, by keyboard alone', async (
     ['HwBattery', 'storage.device_profile.HwBattery.html'],
     ['batteryhealthlog.cycle_count', 'storage.device_health.BatteryHealthLog.html#cycle_count'],
     ['battery health log serial', 'storage.device_health.BatteryHealthLog.html#serial_number'],
+    ['ovix.telemetry.contract.storage.device_profile.HwBattery', 'device_profile.HwBattery.html'],
+    ['device_profile.hwbattery.serial_number', 'device_profile.HwBattery.html#serial_number'],
     ['pcLogHwBatteryHealth', health],
     ['com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1', health],
     ['offset can be negative', 'DeviceLocation.html#current_time_zone'],
@@ -157,6 +159,9 @@ test('search: no result, markup, Escape, wrapping round, the page it is on', asy
   await searchFor(page, 'zzz <img src=x>');
   assert.match(await page.textContent('[role=status]'), /^Nothing/);
   assert.equal(await page.locator('.panel img').count(), 0);
+  // What was pasted by mistake: each word is looked for once.
+  await page.fill('#page-search', 'lorem ipsum dolor '.repeat(5000));
+  await page.focus('#page-search');
   await page.keyboard.press('Escape');
   assert.equal(await page.isVisible('.panel'), false);
   assert.equal(await page.inputValue('#page-search'), '');

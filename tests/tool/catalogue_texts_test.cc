@@ -16,7 +16,6 @@
 #include "catalogue/model/schema_text.h"
 #include "catalogue/model/sections.h"
 #include "catalogue/pages.h"
-#include "catalogue/parts/navigation.h"
 #include "contracts/contracts.h"
 #include "contracts/embedded.h"
 
@@ -208,23 +207,6 @@ TEST(CatalogueTexts, ASchemaReadsAsOneDoes) {
             "message M {\n  google.protobuf.FileOptions o = 1;\n}\n");
 }
 
-TEST(CatalogueTexts, AContractHasTheTextsOfItsKind) {
-  const Contracts& contracts = Contracts::Installed();
-  const auto pages = tool::CataloguePages(contracts);
-  for (const tool::Descriptor* message : contracts.messages()) {
-    if (message->containing_type() != nullptr) continue;
-    const std::string& page = pages.at("contracts/" + message->full_name() + ".html");
-    const tool::Kind kind = tool::KindOf(message);
-    for (const auto& [id, has] :
-         {std::pair("sql", kind == tool::Kind::kTable),
-          std::pair("sample", kind != tool::Kind::kOption && kind != tool::Kind::kMarker),
-          std::pair("schema", true)}) {
-      EXPECT_EQ(page.find("<pre id=\"page-" + std::string(id) + "\"") != std::string::npos, has)
-          << message->full_name() << " " << id;
-    }
-  }
-}
-
 TEST(CatalogueTexts, EveryPageIsOnceInTheNavigationAndMarkedOnItself) {
   const Contracts& contracts = Contracts::Installed();
   const tool::Relations relations(contracts);
@@ -233,7 +215,7 @@ TEST(CatalogueTexts, EveryPageIsOnceInTheNavigationAndMarkedOnItself) {
   const std::string& start = pages.at("index.html");
   std::map<std::string, size_t> seen;
   std::set<std::string> anchors;
-  for (const auto* section : {&sections.databases, &sections.payloads, &sections.others}) {
+  for (const auto* section : sections.all()) {
     for (const tool::Group& group : section->groups) {
       EXPECT_TRUE(anchors.insert(group.anchor).second) << group.anchor;
       EXPECT_NE(start.find(" id=\"" + group.anchor + "\""), std::string::npos) << group.anchor;

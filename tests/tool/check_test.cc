@@ -128,8 +128,9 @@ TEST(ToolCheck, HoldsTheFactsOfComments) {
           : field.name() == "test_version"  ? " Format: version\n"
           : field.name() == "cycle_count"   ? " Flags of the test.\n Values: 1 = a, 2 = b, 8 = c\n"
           : field.name() == "cell_voltages" ? " Values: 3, 5\n"
-          : field.name() == "abo_info"      ? " Values: \"a\", ...\n"
-                                            : "";
+          : field.name() == "full_energy_capacity_perc" ? " Values: -1, 2\n"
+          : field.name() == "abo_info"                  ? " Values: \"a\", ...\n"
+                                                        : "";
       if (!comment.empty()) place.set_leading_comments(comment);
     }
   }
@@ -153,9 +154,12 @@ TEST(ToolCheck, HoldsTheFactsOfComments) {
          log.set_test_version("1.2");
          log.set_cycle_count(11);
          log.add_cell_voltages(3);
+         log.set_full_energy_capacity_perc(-1);
          log.set_abo_info("not listed, but the list is open");
        },
        {}},
+      {[](auto& log) { log.set_full_energy_capacity_perc(0.5F); },
+       {"values BatteryHealthLog.full_energy_capacity_perc 0.5 is not one of -1, 2"}},
       {[](auto& log) { log.set_test_result("PASSED"); },
        {"values BatteryHealthLog.test_result \"PASSED\" is not one of \"PASS\", \"FAIL\"; is it "
         "PASS?"}},
@@ -287,6 +291,8 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
   const std::string good = write(1, Text(1, "1.0.0"));
   EXPECT_EQ(RunTool(folder, "check " + quoted((folder / "outbox").string())).errors,
             "ovix-contracts: 1 message checked, 0 findings\n");
+  const std::string as_json = "check --format json " + quoted((folder / "outbox").string());
+  EXPECT_EQ(RunTool(folder, as_json).output, "{\n  \"findings\": [],\n  \"messages\": 1\n}\n");
   const std::string old = write(2, Text(1, "0.9.0"));
   const std::string damaged = write(3, Text(1, "1.0.0"));
   std::filesystem::resize_file(damaged + ".binpb", 3);
@@ -301,6 +307,18 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
                 ".json: the payload does not have the size that its metadata file states: it has "
                 "3 bytes, the metadata file states 7 [bytes]\n");
   EXPECT_EQ(run.errors, "ovix-contracts: 3 messages checked, 2 findings\n");
+  const auto json = Json(RunTool(folder, as_json).output).fields();
+  EXPECT_EQ(json.at("messages").number_value(), 3);
+  std::string same;
+  for (const auto& value : json.at("findings").list_value().values()) {
+    const auto text = [&](const char* key) {
+      return value.struct_value().fields().at(key).string_value();
+    };
+    const std::string place = text("place");
+    same += text("input") + ": " + (place.empty() ? "" : place + ": ") + text("what") + " [" +
+            text("rule") + "]\n";
+  }
+  EXPECT_EQ(same, run.output);
   EXPECT_EQ(RunTool(folder, "check " + quoted(good + ".json")).exit_code, 0);
 
   // What cannot be read does not keep the others from being checked.

@@ -130,6 +130,10 @@ TEST(ToolDdl, SaysWhatValuesOfAColumnBecome) {
   const std::string number = FieldText("a", 1, "type: TYPE_ENUM type_name: '.more.E'");
   const std::string names =
       FieldText("a", 1, "type: TYPE_ENUM type_name: '.more.E'", "LABEL_REPEATED");
+  // In another database a table that keeps numbers and names of the enumeration.
+  const std::string other = RecordText(
+      "U", "F",
+      number + FieldText("b", 2, "type: TYPE_ENUM type_name: '.more.E'", "LABEL_REPEATED"));
   const struct {
     const char* what;
     std::string before, after;  // fields
@@ -154,14 +158,14 @@ TEST(ToolDdl, SaysWhatValuesOfAColumnBecome) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     folder.Write("old.binpb",
-                 WithRecords({RecordText("T", "D", c.before), part}, enums[c.enum_before])
+                 WithRecords({RecordText("T", "D", c.before), other, part}, enums[c.enum_before])
                      .SerializeAsString());
     folder.Write("new.binpb",
-                 WithRecords({RecordText("T", "D", c.after), part}, enums[c.enum_after])
+                 WithRecords({RecordText("T", "D", c.after), other, part}, enums[c.enum_after])
                      .SerializeAsString());
     const ProgramRun run =
-        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\" --contracts \"" +
-                            (folder / "new.binpb").string() + "\"");
+        RunTool(folder, "ddl --database D --from " + Quoted(folder, "old.binpb") + " --contracts " +
+                            Quoted(folder, "new.binpb"));
     if (c.said.find("but the contract says") != std::string::npos) {
       EXPECT_EQ(run.exit_code, 2);
       EXPECT_EQ(run.output, "");
@@ -314,17 +318,6 @@ TEST(ToolDdl, SaysWhatStaysAndIsNoLongerRead) {
   }
 }
 
-std::map<std::string, std::string> FilesIn(const std::filesystem::path& folder) {
-  std::map<std::string, std::string> files;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-    if (entry.is_directory()) continue;
-    std::ifstream file(entry.path(), std::ios::binary);
-    files[entry.path().lexically_relative(folder).generic_string()] =
-        std::string(std::istreambuf_iterator<char>(file), {});
-  }
-  return files;
-}
-
 TEST(ToolDdl, WritesAScriptForEachDatabase) {
   const Folder folder;
   const std::string out = " --out \"" + (folder / "sql").string() + "\"";
@@ -357,9 +350,11 @@ TEST(ToolDdl, WritesAScriptForEachDatabase) {
 
 TEST(ToolDdl, LeavesAFolderThatIsNotItsOwn) {
   const Folder folder;
-  FileDescriptorSet evil = DescriptorSet();
-  Persistance(evil, "BootHealthLog")->mutable_database()->set_name("../evil");
-  folder.Write("evil.binpb", evil.SerializeAsString());
+  for (const auto& [file, name] : {std::pair("evil", "../evil"), std::pair("device", "con")}) {
+    FileDescriptorSet set = DescriptorSet();
+    Persistance(set, "BootHealthLog")->mutable_database()->set_name(name);
+    folder.Write(std::string(file) + ".binpb", set.SerializeAsString());
+  }
   folder.Write("file", "mine");
   for (const char* name : {"foreign", "changed", "site"}) {
     std::filesystem::create_directory(folder / name);
@@ -381,6 +376,8 @@ TEST(ToolDdl, LeavesAFolderThatIsNotItsOwn) {
       {"new", " --database HealtLog", "is it HealthLog?"},
       {"new", " --contracts \"" + (folder / "evil.binpb").string() + "\"",
        "database \"../evil\": its name cannot be that of a file"},
+      {"new", " --contracts \"" + (folder / "device.binpb").string() + "\"",
+       "database \"con\": its name cannot be that of a file"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.said);

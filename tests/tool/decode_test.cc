@@ -23,10 +23,6 @@ constexpr char kCreated[] = "2026-11-21T04:31:09.120Z";
 constexpr char kGun[] =
     "com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1";
 
-std::string Quoted(const Folder& folder, const std::string& name) {
-  return "\"" + (folder / name).string() + "\"";
-}
-
 size_t Lines(const std::string& text) {
   return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
@@ -431,13 +427,6 @@ TEST(ToolDecode, GoesOnAfterABadMessageIfAsked) {
 }
 
 #ifndef _WIN32
-
-// Runs a script of a shell in the folder.
-ProgramRun RunShell(const Folder& folder, const std::string& script) {
-  folder.Write("script",
-               "tool='" OVIX_TESTS_TOOL "'\ncd '" + folder.path().string() + "'\n" + script + "\n");
-  return RunIn(folder, "sh", Quoted(folder, "script"));
-}
 
 // What was written to a stream is on its other end before the stream ends: each message, however
 // short, and each line.

@@ -11,7 +11,6 @@
 #include <iterator>
 #include <map>
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -20,7 +19,6 @@
 #include "export/export.h"
 #include "export/json_schema.h"
 #include "export/odcs.h"
-#include "export/patterns.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "support/contracts.h"
 #include "support/folder.h"
@@ -162,47 +160,6 @@ TEST(ToolExport, JsonSchemaHasEveryKindOfField) {
             {"x-table", R"("Rows")"},
             {"properties/first_key/x-key", "true"},
             {"properties/time/x-key", "absent"}});
-}
-
-// Each with what is just inside and just outside of the type.
-TEST(ToolExport, PatternsFitWhatAFieldCanHold) {
-  const auto contracts = Kinds();
-  const auto* type = tool::FindMessage(*contracts, "KindsAsCDM");
-  const struct {
-    const char* field;
-    std::vector<const char*> fit;
-    std::vector<const char*> other;
-  } cases[] = {
-      {"int32_value",
-       {"0", "9", "10", "-1", "2147483647", "2147483639", "-2147483647", "-2147483648",
-        "1999999999"},
-       {"2147483648", "-2147483649", "2147483650", "3000000000", "10000000000", "-0", "01", "",
-        "1.0"}},
-      {"uint32_value",
-       {"0", "4294967295", "4294967289", "3999999999", "999999999"},
-       {"4294967296", "4294967300", "5000000000", "10000000000", "-1", "00"}},
-      {"int64_value",
-       {"0", "-1", "9223372036854775807", "-9223372036854775808", "8999999999999999999"},
-       {"9223372036854775808", "-9223372036854775809", "10000000000000000000", "-0", "+1"}},
-      {"uint64_value",
-       {"0", "18446744073709551615", "18446744073709551609", "9999999999999999999",
-        "17999999999999999999"},
-       {"18446744073709551616", "18446744073709551620", "19000000000000000000", "-1", " 1"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.field);
-    const std::regex pattern(tool::IntegerPattern(type->FindFieldByName(c.field)));
-    for (const char* text : c.fit) EXPECT_TRUE(std::regex_match(text, pattern)) << text;
-    for (const char* text : c.other) EXPECT_FALSE(std::regex_match(text, pattern)) << text;
-  }
-  const std::regex base64(tool::Base64Pattern());
-  for (const char* text : {"", "AA==", "/w==", "AAA=", "//8=", "AAAA", "+/+/AA=="}) {
-    EXPECT_TRUE(std::regex_match(text, base64)) << text;
-  }
-  for (const char* text :
-       {"A", "AA", "AA=", "AB==", "AAB=", "AAA", "AA==AA==", "-_==", "AAAA ", "="}) {
-    EXPECT_FALSE(std::regex_match(text, base64)) << text;
-  }
 }
 
 TEST(ToolExport, OdcsHasEveryKindOfField) {

@@ -215,8 +215,9 @@ test('what the tool decodes of every kind of field is valid', () => {
   assertValid(validate, decoded({}), 'empty');
   for (const [name, values] of Object.entries({
     int32_value: [1, 2147483647],
-    int64_value: ['-1', '9223372036854775807', '10', '999999999999999999'],
-    uint64_value: ['1', '9999999999999999999', '10000000000000000000', '18446744073709551609'],
+    int32_map: [2147483639, -2147483647, 1999999999].map((key) => ({ [key]: '' })),
+    int64_value: ['-1', '9223372036854775807', '10', '999999999999999999', '8999999999999999999'],
+    uint64_value: ['1', '9999999999999999999', '10000000000000000000', '17999999999999999999', '18446744073709551609'],
     float_value: [1e-45, -3.4028235e38, 'NaN', 'Infinity', '-Infinity', -0.5],
     double_value: [5e-324, 'NaN', 'Infinity', '-Infinity'],
     closed_number: [1],
@@ -230,14 +231,14 @@ test('what no message can hold is refused', () => {
   const validate = validatorOf(schemaOfKinds());
   const cases = {
     int32_value: [-2147483649, 2147483648, 1.5, '1', 'NaN', null, true, [1]],
-    int64_value: ['9223372036854775808', '-9223372036854775809', '-0', '01', '+1', '', '1 ', '1e3', '٣', 1],
+    int64_value: ['9223372036854775808', '-9223372036854775809', '10000000000000000000', '-0', '01', '+1', '', '1 ', '1e3', '٣', 1],
     uint32_value: [-1, 4294967296, 1.5, '1', null],
-    uint64_value: ['18446744073709551616', '18446744073709551620', '20000000000000000000', '-1', '00', '1.0', '', 1],
+    uint64_value: ['18446744073709551616', '18446744073709551620', '19000000000000000000', '20000000000000000000', '-1', '00', '1.0', '', 1],
     float_value: [3.5e38, -1e39, 'nan', 'inf', '1', '', null],
     double_value: ['nan', '1', null],
     bool_value: ['true', 1, 0, null],
     string_value: [1, null, []],
-    bytes_value: ['A', 'AQ', 'AQ=', 'AR==', 'AAB=', 'A_8=', 'A-8=', 'AA==AA==', '*', ' ', 'AAAA\n', 1],
+    bytes_value: ['A', 'AQ', 'AQ=', 'AR==', 'AAB=', 'A_8=', 'A-8=', 'AAA', '=', 'AA==AA==', '*', ' ', 'AAAA\n', 1],
     enum_value: ['COLOUR_GREEN', 'COLOUR_RED ', '1', 2147483648, 1.5, null],
     message_value: [null, [], 'x', { unknown: 1 }, { seconds: '-1' }, { inner: { inner: { seconds: 1 } } }],
     recursive_value: [{ recursive_value: { int32_value: 'x' } }, { unknown: 1 }],
@@ -245,7 +246,7 @@ test('what no message can hold is refused', () => {
     enum_list: ['COLOUR_RED', ['x']],
     bytes_list: [['A']],
     string_map: [{ x: 2147483648 }, { x: '1' }, []],
-    int32_map: [{ x: '' }, { '01': '' }, { 2147483648: '' }, { 1: 1 }],
+    int32_map: [{ x: '' }, { '01': '' }, { 2147483648: '' }, { 2147483650: '' }, { 3000000000: '' }, { 10000000000: '' }, { 1: 1 }],
     uint64_map: [{ '-1': {} }, { 1: { unknown: 1 } }],
     bool_map: [{ yes: 'COLOUR_RED' }, { true: 'x' }],
     either_number: ['1'],

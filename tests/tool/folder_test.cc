@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,8 +15,10 @@
 
 #include "support/folder.h"
 #include "terminal/error.h"
+#include "terminal/platform.h"
 
 #ifndef _WIN32
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -32,21 +35,6 @@ using Files = std::map<std::string, std::string>;
 
 constexpr char kKind[] = "test";
 constexpr char kTitle[] = "The files of this test, written by ovix-contracts:\n";
-
-// All files below a folder; of a folder without any, its name and a slash.
-Files FilesIn(const fs::path& folder) {
-  Files files;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    const std::string name = entry.path().lexically_relative(folder).generic_string();
-    if (!entry.is_directory()) {
-      std::ifstream file(entry.path(), std::ios::binary);
-      files[name] = std::string(std::istreambuf_iterator<char>(file), {});
-    } else if (fs::is_empty(entry.path())) {
-      files[name + "/"] = "";
-    }
-  }
-  return files;
-}
 
 // What the writing said; "" where it was done.
 std::string Write(const Files& files, const fs::path& out) {
@@ -137,6 +125,36 @@ TEST(ToolFolder, RemovesNothingThatAListNamesElsewhere) {
   EXPECT_EQ(folder.Read("mine"), "m");
 }
 
+TEST(ToolFolder, HasAnyName) {
+  const struct {
+    const char* name;
+    const char* said = "";
+  } cases[] = {
+      {"new"},
+      {"deep/below/new"},
+      {"a-slash/"},
+      {"behind/../dots"},
+      {"file", "file: is a file; name a folder"},
+      {"file/below", "file/below: cannot be written"},
+      {"", "the folder of the test has no name; name one"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Folder folder;
+    folder.Write("file", "mine");
+    const fs::path out = *c.name == '\0' ? fs::path() : folder / c.name;
+    const std::string said = Write({{"one", "1"}}, out);
+    if (*c.said == '\0') {
+      EXPECT_EQ(said, "");
+      EXPECT_EQ(FilesIn(out.lexically_normal()), WithList({{"one", "1"}}, "one\n"));
+      EXPECT_EQ(FilesIn(folder.path()).size(), 3u) << "something was left next to it";
+    } else {
+      EXPECT_NE(fs::path(said).generic_string().find(c.said), std::string::npos) << said;
+      EXPECT_EQ(FilesIn(folder.path()), (Files{{"file", "mine"}}));
+    }
+  }
+}
+
 TEST(ToolFolder, StaysTheFolderThatItIs) {
   const Folder folder;
   const fs::path before = fs::current_path();
@@ -179,6 +197,17 @@ TEST(ToolFolder, LeavesWhatIsSavedIntoItMeanwhile) {
     EXPECT_EQ(folder.Read("out/mine"), "m");
     EXPECT_EQ(folder.Read("out/file0"), said.empty() ? files["file0"] : "before");
   }
+}
+
+TEST(ToolFolder, RenamesToNewNamesOnly) {
+  const Folder folder;
+  folder.Write("ours", "o");
+  folder.Write("theirs", "t");
+  EXPECT_FALSE(tool::RenameToNew(folder / "ours", folder / "theirs"));
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(folder.Read("theirs"), "t");
+  EXPECT_TRUE(tool::RenameToNew(folder / "ours", folder / "new"));
+  EXPECT_EQ(FilesIn(folder.path()), (Files{{"new", "o"}, {"theirs", "t"}}));
 }
 
 #ifndef _WIN32
@@ -273,10 +302,12 @@ TEST(ToolFolder, SaysWhatItHoldsWhereOnlyARenameFails) {
     }
   }
   // The error for a user who may not write a folder. Root may write all.
+  const Files files = {{"a/new", "2"}, {"a/one", "2"}, {"two", "2"}};
   const auto said = [&](const fs::path& into) {
+    fs::remove(folder / "said");
     InProcess([&] {
       if (is_root && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);
-      folder.Write("said", Write({{"a/one", "2"}, {"two", "2"}}, into));
+      folder.Write("said", Write(files, into));
     });
     return folder.Read("said");
   };
@@ -284,17 +315,67 @@ TEST(ToolFolder, SaysWhatItHoldsWhereOnlyARenameFails) {
   EXPECT_EQ(said(out), out.string() +
                            ": cannot be written: Permission denied; it holds files of this run and "
                            "of the one before, run it again");
-  EXPECT_EQ(folder.Read("out/a/one"), "1");
+  EXPECT_EQ(FilesIn(out), WithList({{"a/one", "1"}, {"two", "1"}}, "a/one\ntwo\n"));
   ASSERT_EQ(chmod((out / "a").c_str(), 0755), 0);
-  fs::remove(folder / "said");
   EXPECT_EQ(said(out), "");
-  EXPECT_EQ(FilesIn(out), WithList({{"a/one", "2"}, {"two", "2"}}, "a/one\ntwo\n"));
+  EXPECT_EQ(FilesIn(out), WithList(files, "a/new\na/one\ntwo\n"));
 
   const Files closed = FilesIn(folder / "closed");
   ASSERT_EQ(chmod((folder / "closed").c_str(), 0555), 0);
-  fs::remove(folder / "said");
   EXPECT_NE(said(folder / "closed").find("nothing was changed"), std::string::npos);
+  ASSERT_EQ(chmod((folder / "closed").c_str(), 0755), 0);
+  ASSERT_EQ(chmod((folder / "closed/a/one").c_str(), 0444), 0);
+  EXPECT_EQ(said(folder / "closed"),
+            (folder / "closed").string() +
+                ": a/one may not be written (Permission denied); make it writable or name another "
+                "folder, nothing was changed");
   EXPECT_EQ(FilesIn(folder / "closed"), closed);
+}
+
+// As on a full disk: a file cannot be written to its end.
+TEST(ToolFolder, StaysAsItWasWhereAFileCannotBeWritten) {
+  const Folder folder;
+  const fs::path out = folder / "out";
+  ASSERT_EQ(Write({{"one", "1"}, {"two", "1"}}, out), "");
+  const Files before = FilesIn(out);
+  const int status = InProcess([&] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{20000, 20000};
+    if (setrlimit(RLIMIT_FSIZE, &small) != 0) _exit(1);
+    folder.Write("said", Write({{"one", "2"}, {"two", std::string(30000, 'x')}}, out));
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_NE(folder.Read("said").find("cannot be written: File too large; name a folder that can "
+                                     "be, nothing was changed"),
+            std::string::npos);
+  EXPECT_EQ(FilesIn(out), before);
+}
+
+TEST(ToolFolder, IsWholeWhereASignalComesWhileFilesTakeTheirPlaces) {
+  const Folder folder;
+  const fs::path out = folder / "out";
+  Files files;
+  for (int i = 0; i < 300; ++i) files["new" + std::to_string(i)] = "x";
+  for (int i = 0; i < 5; ++i) {
+    fs::remove_all(out);
+    ASSERT_EQ(Write({{"old", "before"}}, out), "");
+    const auto list = [&] {
+      struct stat status {};
+      stat((out / "files.txt").c_str(), &status);
+      return status.st_ino;
+    };
+    const auto before = list();
+    const pid_t child = fork();
+    if (child == 0) {
+      Write(files, out);
+      _exit(0);
+    }
+    while (list() == before && waitpid(child, nullptr, WNOHANG) == 0) {
+    }
+    kill(child, SIGTERM);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(FilesIn(out).size(), files.size() + 1);
+  }
 }
 
 #endif

@@ -14,10 +14,6 @@ namespace {
 constexpr char kGun[] =
     "com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcLogHwBatteryHealth.version.1";
 
-std::string Quoted(const Folder& folder, const std::string& name) {
-  return "\"" + (folder / name).string() + "\"";
-}
-
 // A label of the payload "payload", whose hash is wrong.
 std::string LabelOf(const std::string& payload, const std::string& bytes) {
   return "{\"gun\":\"" + std::string(kGun) +
@@ -172,12 +168,6 @@ TEST(ToolInputs, AreNotTestedByGuessesWhereTheyAreRedacted) {
 }
 
 #ifndef _WIN32
-
-ProgramRun RunShell(const Folder& folder, const std::string& script) {
-  folder.Write("script",
-               "tool='" OVIX_TESTS_TOOL "'\ncd '" + folder.path().string() + "'\n" + script + "\n");
-  return RunIn(folder, "sh", Quoted(folder, "script"));
-}
 
 // By links of the folder's own, as those of /dev.
 TEST(ToolInputs, AreNotWrittenThroughDescriptors) {

@@ -30,10 +30,6 @@ std::vector<std::string> Names(const Folder& folder) {
   return names;
 }
 
-std::string Quoted(const Folder& folder, const std::string& name) {
-  return "\"" + (folder / name).string() + "\"";
-}
-
 TEST(ToolOutput, LeavesItsNeighboursAlone) {
   const Folder folder;
   const std::vector<std::string> names = {".made.part", ".made.tmp", "made.part", "made.tmp"};
@@ -101,13 +97,6 @@ start() {
   echo 'no hidden file' >&2
 }
 )";
-
-// Runs a script in the folder.
-ProgramRun RunShell(const Folder& folder, const std::string& script) {
-  folder.Write("script",
-               "tool='" OVIX_TESTS_TOOL "'\ncd '" + folder.path().string() + "'\n" + script + "\n");
-  return RunIn(folder, "sh", Quoted(folder, "script"));
-}
 
 mode_t ModeOf(const std::filesystem::path& file) {
   struct stat status {};

@@ -135,6 +135,17 @@ const std::vector<SchemaPair>& SchemaPairs() {
        "syntax = \"proto2\";\n" + Message("optional int32 a = 1 [default = 3];"),
        "syntax = \"proto2\";\n" + Message("optional int32 a = 1 [default = 4];"),
        {"field-default-changed: wire-breaking, source-breaking"}},
+      {"defaults that are those without one",
+       "syntax = \"proto2\";\n" +
+           Message("optional int32 a = 1 [default = 0]; optional bool b = 2; optional E c = 3; "
+                   "optional double d = 4; optional string e = 5;") +
+           "enum E { A = 1; B = 2; }\n",
+       "syntax = \"proto2\";\n" +
+           Message("optional int32 a = 1; optional bool b = 2 [default = false]; optional E c = 3 "
+                   "[default = A]; optional double d = 4 [default = 0.0]; optional string e = 5 "
+                   "[default = \"\"];") +
+           "enum E { A = 1; B = 2; }\n",
+       {}},
       {"another first value",
        "syntax = \"proto2\";\nenum E { A = 1; B = 2; }\n",
        "syntax = \"proto2\";\nenum E { B = 2; A = 1; }\n",

@@ -11,12 +11,12 @@
 #include "catalogue/parts/navigation.h"
 #include "catalogue/parts/texts.h"
 #include "catalogue/search.h"
-#include "terminal/error.h"
 
 namespace ovix::tool {
-namespace {
 
-std::map<std::string, std::string> Files(const Relations& relations, const std::string& docs) {
+std::map<std::string, std::string> CataloguePages(const Contracts& contracts,
+                                                  const std::string& docs) {
+  const Relations relations(contracts);
   std::map<std::string, std::string> files;
   const Sections sections(relations);
   const Site site{relations.contracts().release(), sections, docs};
@@ -36,17 +36,6 @@ std::map<std::string, std::string> Files(const Relations& relations, const std::
   files["assets/search.js"] = kSearchScript;
   files["assets/theme.js"] = kThemeScript;
   return files;
-}
-
-}  // namespace
-
-std::map<std::string, std::string> CataloguePages(const Contracts& contracts,
-                                                  const std::string& docs) {
-  try {
-    return Files(Relations(contracts), docs);
-  } catch (const telemetry::contract::tables::TableError& error) {
-    throw Error(error.what());
-  }
 }
 
 }  // namespace ovix::tool

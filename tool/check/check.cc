@@ -15,15 +15,12 @@
 namespace ovix::tool {
 namespace {
 
-// "1 finding", "2 findings".
-std::string Count(uint64_t number, const std::string& what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
 class Run {
  public:
   Run(const Contracts& contracts, const Checking& options)
-      : contracts_(contracts), options_(options), checker_(contracts) {}
+      : contracts_(contracts), options_(options), checker_(contracts) {
+    json_.BeginObject().Key("findings").BeginArray();
+  }
 
   void CheckFile(const std::string& file) {
     Input input(file, options_.encoding);
@@ -69,6 +66,10 @@ class Run {
   }
 
   Checked Finish() {
+    if (options_.as_json) {
+      json_.EndArray().Add("messages", static_cast<int64_t>(messages_)).EndObject();
+      output_.Write(json_.Text());
+    }
     output_.Finish();
     Report(Count(messages_, "message") + " checked, " + Count(findings_, "finding"));
     return has_bad_input_   ? Checked::kBadInput
@@ -80,6 +81,16 @@ class Run {
   void Say(const std::string& input, const std::vector<Finding>& findings) {
     for (const Finding& finding : findings) {
       ++findings_;
+      if (options_.as_json) {
+        json_.BeginObject()
+            .Add("input", input)
+            .Add("place", finding.place)
+            .Add("rule", finding.rule)
+            .Add("what", finding.what)
+            .EndObject();
+        output_.Write(json_.Take());
+        continue;
+      }
       output_.Write(OneLine(input + ": " + (finding.place.empty() ? "" : finding.place + ": ") +
                             finding.what + " [" + finding.rule + "]") +
                     "\n");
@@ -90,6 +101,7 @@ class Run {
   const Checking& options_;
   Checker checker_;
   Output output_;
+  JsonWriter json_;
   uint64_t messages_ = 0;
   uint64_t findings_ = 0;
   bool has_bad_input_ = false;

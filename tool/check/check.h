@@ -16,12 +16,14 @@ struct Checking {
   std::vector<std::string> inputs;              // of messages of this type
   std::vector<std::filesystem::path> labelled;  // labels and outboxes, without a type
   Encoding encoding = Encoding::kBinary;
+  bool as_json = false;
   bool delimited = false;  // each input is many messages, each after its length
 };
 
 enum class Checked { kClean, kFindings, kBadInput };
 
-// Writes one line for each finding to standard output, and on standard error how many there were.
+// Writes the findings to standard output, a line each or as JSON, and on standard error how many
+// there were.
 // An input that cannot be read is reported there, and the others go on.
 Checked Check(const Contracts& contracts, const Checking& options);
 

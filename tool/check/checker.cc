@@ -36,6 +36,16 @@ const char* WireTypeText(UnknownField::Type type) {
   }
 }
 
+// As a list has it, where it is whole.
+std::string NumberText(double value) {
+  constexpr double kMostWhole = 1LL << 53;
+  if (value == std::trunc(value) && std::abs(value) <= kMostWhole) {
+    return std::to_string(static_cast<int64_t>(value));
+  }
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
 std::string Joined(const std::vector<std::string>& values, bool are_texts) {
   std::string joined;
   for (const std::string& value : values) {
@@ -152,8 +162,9 @@ void Checker::CheckValue(const Message& message, const FieldDescriptor* field, i
   };
   const auto check_floating = [&](double value) {
     if (!std::isfinite(value) && !Of(field).facts.unit.empty()) {
-      Add("range", path, "is not a finite number, but a quantity has one");
+      return Add("range", path, "is not a finite number, but a quantity has one");
     }
+    CheckNumber(NumberText(value), field, path);
   };
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_MESSAGE:

@@ -14,11 +14,7 @@ void AddCatalogue(CLI::App& app, int&) {
     std::string docs;
   };
   const auto options = std::make_shared<Options>();
-  command
-      ->add_option("--out", options->out,
-                   "Folder of the site: new, empty or of an earlier catalogue, which is replaced")
-      ->type_name("DIR")
-      ->required();
+  AddOut(*command, options->out, "Folder of the site")->required();
   command
       ->add_option(
           "--docs", options->docs,

@@ -44,6 +44,7 @@ void AddCheck(CLI::App& app, int& exit_code) {
   const auto options = std::make_shared<Options>();
   AddSubject(*command, options->words);
   AddInputEncoding(*command, options->encoding);
+  AddChoice(*command, "--format", options->as_json, {{"text", false}, {"json", true}});
   command->add_flag("--delimited", options->delimited,
                     "Read many messages from each input, each after its length");
   AddContracts(*command, options->release);
@@ -53,6 +54,7 @@ void AddCheck(CLI::App& app, int& exit_code) {
       "  ovix-contracts check outbox/*.json\n"
       "  ovix-contracts check HwBatteryHealthLogAsCDM one.binpb two.binpb\n"
       "  ovix-contracts check BatteryHealthLog --delimited <log.binpb\n"
+      "  ovix-contracts check outbox --format json\n"
       "One line for each finding. Exit code 1: there are findings; 2: an input cannot\n"
       "be read.");
   command->callback([options, &exit_code] { exit_code = Run(*options); });

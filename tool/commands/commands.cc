@@ -8,6 +8,25 @@ namespace ovix::tool {
 
 std::string NamesFile(const std::string& file) { return file.empty() ? "names no file" : ""; }
 
+std::string NamesFolder(const std::string& folder) {
+  return folder.empty() ? "names no folder" : "";
+}
+
+CLI::Option* AddOutput(CLI::App& command, std::string& output) {
+  return command
+      .add_option("-o,--output", output,
+                  "Where to write, whole or not at all; standard output without it")
+      ->check(NamesFile)
+      ->type_name("FILE");
+}
+
+CLI::Option* AddOut(CLI::App& command, std::string& out, const std::string& what) {
+  return command
+      .add_option("--out", out, what + ": new, empty or of an earlier run, which is replaced")
+      ->check(NamesFolder)
+      ->type_name("DIR");
+}
+
 void AddMessage(CLI::App& command, std::string& name) {
   command
       .add_option(

@@ -76,6 +76,12 @@ CLI::Option* AddChoice(CLI::App& command, const std::string& name, Choice& choic
 // For Option::check(): what is wrong with the name of a file, "" where nothing is. An empty one,
 // which a script writes whose variable is not set, is not standard input or output.
 std::string NamesFile(const std::string& file);
+std::string NamesFolder(const std::string& folder);
+
+// The option -o of a command that writes one output, and --out of one that writes a folder; `what`
+// says what is written to it. The strings must outlive the command.
+CLI::Option* AddOutput(CLI::App& command, std::string& output);
+CLI::Option* AddOut(CLI::App& command, std::string& out, const std::string& what);
 
 // The name of the message that a command is about. `name` must outlive the command.
 void AddMessage(CLI::App& command, std::string& name);

@@ -27,11 +27,7 @@ bool IsPath(const std::string& word) {
 }  // namespace
 
 void AddConversion(CLI::App& command, Conversion& conversion) {
-  command
-      .add_option("-o,--output", conversion.output,
-                  "Where to write, whole or not at all; standard output without it")
-      ->check(NamesFile)
-      ->type_name("FILE");
+  AddOutput(command, conversion.output);
   AddChoice(command, "--format", conversion.notation,
             {{"json", Notation::kJson}, {"text", Notation::kText}});
 }

@@ -9,11 +9,13 @@
 #include "commands/commands.h"
 #include "contracts/contracts.h"
 #include "contracts/names.h"
+#include "contracts/tables.h"
 #include "diff/compare.h"
 #include "diff/tables.h"
-#include "ovix/telemetry/contract/tables.h"
 #include "terminal/error.h"
+#include "terminal/file_names.h"
 #include "terminal/folder.h"
+#include "terminal/format.h"
 #include "terminal/output.h"
 
 namespace ovix::tool {
@@ -47,12 +49,7 @@ std::set<std::string> DatabasesOf(std::initializer_list<const tables::Catalogue*
 }
 
 // One line, whatever is in the names of an older release.
-std::string Comment(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
-  }
-  return "-- " + text + "\n";
-}
+std::string Comment(std::string text) { return "-- " + OneLine(std::move(text)) + "\n"; }
 
 std::string Heading(const tables::Catalogue& catalogue, const std::string& database) {
   const uint32_t limit = catalogue.MaxSizeMb(database);
@@ -245,23 +242,12 @@ Scripts Migration(const tables::Catalogue& older, const tables::Catalogue& newer
   return scripts;
 }
 
-std::unique_ptr<tables::Catalogue> CatalogueOf(const Contracts& contracts,
-                                               const std::string& name) {
-  try {
-    return std::make_unique<tables::Catalogue>(contracts.messages());
-  } catch (const tables::TableError& error) {
-    throw Error(name + ": " + error.what());
-  }
-}
-
 Scripts ScriptsOf(const Options& options) {
-  const auto newer =
-      CatalogueOf(options.release.contracts(),
-                  options.release.file.empty() ? "ovix-contracts" : options.release.file);
-  if (options.from.empty()) return NewDatabases(*newer, options.database);
+  const tables::Catalogue newer = CatalogueOf(options.release.contracts());
+  if (options.from.empty()) return NewDatabases(newer, options.database);
   const auto before = Contracts::Read(options.from);
-  const auto older = CatalogueOf(*before, options.from);
-  return Migration(*older, *newer, Compare(*before, options.release.contracts()), options.database);
+  const tables::Catalogue older = CatalogueOf(*before);
+  return Migration(older, newer, Compare(*before, options.release.contracts()), options.database);
 }
 
 // A database's name comes from a descriptor set, and must not lead out of the folder.
@@ -297,13 +283,7 @@ void AddDdl(CLI::App& app, int&) {
                    "Print what brings databases of this older descriptor set to these contracts")
       ->check(NamesFile)
       ->type_name("OLD.binpb");
-  command
-      ->add_option(
-          "--out", options->out,
-          "Write a script for each database, DATABASE.sql, to this folder: new, empty or of "
-          "an earlier run, which is replaced")
-      ->check([](const std::string& out) { return out.empty() ? "names no folder" : ""; })
-      ->type_name("DIR");
+  AddOut(*command, options->out, "Write a script for each database, DATABASE.sql, to this folder");
   AddContracts(*command, options->release);
   command->footer(
       "Examples:\n"

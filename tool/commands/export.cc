@@ -78,18 +78,9 @@ void AddExport(CLI::App& app, int&) {
                                            "The tables of this database, with --as odcs")
                               ->type_name("NAME")
                               ->excludes(name);
-  CLI::Option* output =
-      command
-          ->add_option("-o,--output", options->output,
-                       "Where to write, whole or not at all; standard output without it")
-          ->check(NamesFile)
-          ->type_name("FILE");
-  command
-      ->add_option("--out", options->out,
-                   "Write a file for each table and payload (odcs: each database and payload) to "
-                   "this folder: new, empty or of an earlier run, which is replaced")
-      ->check([](const std::string& out) { return out.empty() ? "names no folder" : ""; })
-      ->type_name("DIR")
+  CLI::Option* output = AddOutput(*command, options->output);
+  AddOut(*command, options->out,
+         "Write a file for each table and payload (odcs: each database and payload) to this folder")
       ->excludes(name)
       ->excludes(database)
       ->excludes(output);

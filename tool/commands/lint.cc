@@ -21,11 +21,6 @@ struct Options {
   bool rules = false;
 };
 
-// "1 finding", "2 findings".
-std::string Count(size_t number, const std::string& what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
 std::string Print(const std::vector<lint::Finding>& findings, LintFormat format) {
   switch (format) {
     case LintFormat::kJson:
@@ -66,7 +61,7 @@ void AddLint(CLI::App& app, int& exit_code) {
   command
       ->add_option("root", options->root,
                    "The folder that has ovix/, the import root; without it the working folder")
-      ->check([](const std::string& root) { return root.empty() ? "names no folder" : ""; })
+      ->check(NamesFolder)
       ->type_name("DIR");
   command
       ->add_option("--against", options->against,

@@ -142,11 +142,14 @@ class Contracts {
   int LineOf(const FieldDescriptor* field) const;
   int LineOf(const EnumDescriptor* enumeration) const;
   int LineOf(const EnumValueDescriptor* value) const;
+  int LineOf(const google::protobuf::ServiceDescriptor* service) const;
+  int LineOf(const google::protobuf::MethodDescriptor* method) const;
   // The line of the declaration itself, below its comment; 0 where the set has no places.
   int DeclarationOf(const Descriptor* message) const;
   int DeclarationOf(const FieldDescriptor* field) const;  // an extension's too
-  // The first line on which a message sets an option: its number, then those of fields in it. That
-  // of the declaration where it does not set it.
+  // The first line on which a message sets an option: its number, then those of fields in it; of a
+  // field that is set in braces the line where these begin. That of the declaration where it does
+  // not set it.
   int LineOfOption(const Descriptor* message, const std::vector<int>& option) const;
 
   // The fields whose type it is, in the order of messages().

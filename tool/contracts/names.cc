@@ -3,31 +3,26 @@
 #include <algorithm>
 #include <utility>
 
+#include "terminal/file_names.h"
+
 namespace ovix::tool {
 namespace {
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 // Edits that make one of the other, without regard to case.
-size_t Distance(const std::string& a, const std::string& b) {
+size_t Distance(const std::string& first, const std::string& second) {
+  const std::string a = WithoutCase(first), b = WithoutCase(second);
   std::vector<size_t> row(b.size() + 1);
   for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
   for (size_t i = 1; i <= a.size(); ++i) {
     size_t diagonal = row[0];
     row[0] = i;
     for (size_t j = 1; j <= b.size(); ++j) {
-      const size_t replaced = diagonal + (Lower(a[i - 1]) == Lower(b[j - 1]) ? 0 : 1);
+      const size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
       diagonal = row[j];
       row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
     }
   }
   return row[b.size()];
-}
-
-std::string Lower(std::string_view text) {
-  std::string lower;
-  for (const char c : text) lower += Lower(c);
-  return lower;
 }
 
 // What nine of ten names begin with, up to a dot.
@@ -49,7 +44,7 @@ std::string CommonPrefix(std::vector<std::string> names) {
 
 // Whether the word is in the text and reaches into text[begin, end).
 bool HasWord(std::string_view text, std::string_view word, size_t begin, size_t end) {
-  const std::string lower = Lower(text);
+  const std::string lower = WithoutCase(text);
   for (size_t at = lower.find(word); at < end; at = lower.find(word, at + 1)) {
     if (at + word.size() > begin) return true;
   }
@@ -93,14 +88,15 @@ std::string Suggestion(const std::string& name, const std::vector<std::string>& 
   return near.empty() ? "" : "; is it " + Listed(near, "or") + "?";
 }
 
-bool MatchesGlob(std::string_view text, std::string_view pattern) {
+bool MatchesGlob(std::string_view any_text, std::string_view any_pattern) {
+  const std::string text = WithoutCase(any_text), pattern = WithoutCase(any_pattern);
   size_t t = 0, p = 0;
   size_t star = std::string_view::npos, star_text = 0;
   while (t < text.size()) {
     if (p < pattern.size() && pattern[p] == '*') {
       star = p++;
       star_text = t;
-    } else if (p < pattern.size() && (pattern[p] == '?' || Lower(pattern[p]) == Lower(text[t]))) {
+    } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == text[t])) {
       ++p;
       ++t;
     } else if (star != std::string_view::npos) {
@@ -115,7 +111,7 @@ bool MatchesGlob(std::string_view text, std::string_view pattern) {
   return p == pattern.size();
 }
 
-Matcher::Matcher(const Contracts& contracts, std::string pattern) : pattern_(Lower(pattern)) {
+Matcher::Matcher(const Contracts& contracts, std::string pattern) : pattern_(WithoutCase(pattern)) {
   std::vector<std::string> names, guns;
   for (const Descriptor* table : contracts.tables()) names.push_back(table->full_name());
   for (const Descriptor* payload : contracts.payloads()) {

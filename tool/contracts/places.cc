@@ -59,6 +59,17 @@ std::vector<int> PathOf(const EnumValueDescriptor* value) {
   return path;
 }
 
+std::vector<int> PathOf(const google::protobuf::ServiceDescriptor* service) {
+  return {FileDescriptorProto::kServiceFieldNumber, service->index()};
+}
+
+std::vector<int> PathOf(const google::protobuf::MethodDescriptor* method) {
+  std::vector<int> path = PathOf(method->service());
+  path.push_back(google::protobuf::ServiceDescriptorProto::kMethodFieldNumber);
+  path.push_back(method->index());
+  return path;
+}
+
 }  // namespace
 
 const std::map<Contracts::Path, Contracts::Place>& Contracts::PlacesOf(
@@ -122,6 +133,13 @@ int Contracts::LineOf(const EnumValueDescriptor* value) const {
   return PlaceOf(value->type()->file(), PathOf(value)).line;
 }
 
+int Contracts::LineOf(const google::protobuf::ServiceDescriptor* service) const {
+  return PlaceOf(service->file(), PathOf(service)).line;
+}
+int Contracts::LineOf(const google::protobuf::MethodDescriptor* method) const {
+  return PlaceOf(method->service()->file(), PathOf(method)).line;
+}
+
 int Contracts::DeclarationOf(const Descriptor* message) const {
   return PlaceOf(message->file(), PathOf(message)).declaration;
 }
@@ -131,6 +149,7 @@ int Contracts::DeclarationOf(const FieldDescriptor* field) const {
 
 int Contracts::LineOfOption(const Descriptor* message, const std::vector<int>& option) const {
   Path path = PathOf(message);
+  const size_t options = path.size() + 1;
   path.push_back(google::protobuf::DescriptorProto::kOptionsFieldNumber);
   path.insert(path.end(), option.begin(), option.end());
   const std::map<Path, Place>& places = PlacesOf(message->file());
@@ -142,6 +161,10 @@ int Contracts::LineOfOption(const Descriptor* message, const std::vector<int>& o
     }
     const int declaration = place->second.declaration;
     line = line == 0 ? declaration : std::min(line, declaration);
+  }
+  // The fields of one that is set in braces have no places of their own.
+  for (; line == 0 && path.size() > options; path.pop_back()) {
+    line = PlaceOf(message->file(), path).declaration;
   }
   return line == 0 ? DeclarationOf(message) : line;
 }

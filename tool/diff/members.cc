@@ -53,9 +53,36 @@ bool IsStoredAlike(const FieldDescriptor* was, const FieldDescriptor* is, bool i
          (was->type() != FieldDescriptor::TYPE_BOOL && was->type() != FieldDescriptor::TYPE_ENUM);
 }
 
-// The default that proto2 lets a schema state; of an enumeration the first value is compared with
-// the enumeration.
+// Whether a field that states no default would have the same.
+bool IsPlainDefault(const FieldDescriptor* field) {
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return field->default_value_int32() == 0;
+    case FieldDescriptor::CPPTYPE_INT64:
+      return field->default_value_int64() == 0;
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return field->default_value_uint32() == 0;
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return field->default_value_uint64() == 0;
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return field->default_value_float() == 0;
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return field->default_value_double() == 0;
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return !field->default_value_bool();
+    case FieldDescriptor::CPPTYPE_ENUM:
+      return field->default_value_enum()->index() == 0;
+    case FieldDescriptor::CPPTYPE_STRING:
+      return field->default_value_string().empty();
+    default:
+      return true;
+  }
+}
+
+// The default that proto2 lets a schema state, empty where it is the one without; of an enumeration
+// the first value is compared with the enumeration.
 std::string DefaultOf(const FieldDescriptor* field) {
+  if (!field->has_default_value() || IsPlainDefault(field)) return "";
   google::protobuf::FieldDescriptorProto proto;
   field->CopyTo(&proto);
   return proto.default_value();

@@ -14,8 +14,10 @@ Place PlaceIn(const Contracts& contracts, const std::string& subject) {
   if (const auto* extension = pool.FindExtensionByName(subject)) return place(extension);
   if (const auto* enumeration = pool.FindEnumTypeByName(subject)) return place(enumeration);
   if (const auto* value = pool.FindEnumValueByName(subject)) {
-    return {value->type()->file()->name(), contracts.LineOf(value)};
+    return place(value);
   }
+  if (const auto* service = pool.FindServiceByName(subject)) return place(service);
+  if (const auto* method = pool.FindMethodByName(subject)) return place(method);
   return {};
 }
 

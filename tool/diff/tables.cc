@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
+#include "terminal/file_names.h"
 
 namespace ovix::tool {
 namespace {
@@ -17,12 +18,6 @@ std::string KeyText(const TableOptions& table) {
   std::string key;
   for (const FieldDescriptor* field : table.key) key += (key.empty() ? "" : ", ") + field->name();
   return key;
-}
-
-// As SQLite compares names, and Windows those of files.
-std::string WithoutCase(std::string name) {
-  for (char& c : name) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  return name;
 }
 
 bool IsJsonColumn(const FieldDescriptor* field) {

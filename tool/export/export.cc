@@ -3,7 +3,7 @@
 #include "export/json_schema.h"
 #include "export/odcs.h"
 #include "terminal/error.h"
-#include "terminal/folder.h"
+#include "terminal/file_names.h"
 
 namespace ovix::tool {
 

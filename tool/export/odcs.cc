@@ -8,6 +8,7 @@
 
 #include "contracts/facts.h"
 #include "contracts/names.h"
+#include "contracts/tables.h"
 #include "diff/version.h"
 #include "export/odcs_properties.h"
 #include "export/urn.h"
@@ -81,10 +82,7 @@ void AddLimit(JsonWriter& json, uint32_t limit, const char* unit, const std::str
 
 }  // namespace
 
-Odcs::Odcs(const Contracts& contracts) try : contracts_(contracts), tables_(contracts.messages()) {
-} catch (const tables::TableError& error) {
-  throw Error(contracts.release() + ": " + error.what());
-}
+Odcs::Odcs(const Contracts& contracts) : contracts_(contracts), tables_(CatalogueOf(contracts)) {}
 
 std::vector<std::string> Odcs::Databases() const {
   std::set<std::string> databases;

@@ -28,10 +28,7 @@ std::vector<Finding> FindBroken(const Contracts& older, const Contracts& newer) 
     const std::string words = WhatAndWhyOf(difference);
     findings.push_back({place.file, std::max(place.line, 1), RuleOf(difference.change).id,
                         subject == place.file ? words : subject + ": " + words,
-                        difference.fix.empty()
-                            ? "undo it: what was released never changes; what is new gets a new "
-                              "field, message or schema"
-                            : difference.fix});
+                        difference.fix.empty() ? kUndo : difference.fix});
   }
   return findings;
 }

@@ -6,8 +6,8 @@
 
 #include "contracts/names.h"
 #include "lint/checks.h"
-#include "lint/file_names.h"
 #include "lint/options.h"
+#include "terminal/file_names.h"
 
 namespace ovix::tool::lint {
 namespace {

@@ -26,9 +26,7 @@ bool CheckExtensions(const Contracts& contracts, Findings& findings) {
     if (found == nullptr || known == nullptr || Declared(known) == Declared(found)) continue;
     are_known = false;
     findings.Add(Rule::kExtension, found,
-                 "changed from " + Declared(known) + " to " + Declared(found),
-                 "undo it: what was released never changes; what is new gets a new field, message "
-                 "or schema");
+                 "changed from " + Declared(known) + " to " + Declared(found), kUndo);
   }
   return are_known;
 }

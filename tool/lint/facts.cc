@@ -20,16 +20,8 @@ std::string FixOf(const std::string& key) {
 
 // Whether the prose says that a number is not a quantity.
 bool SaysNoQuantity(std::string_view prose) {
-  for (const std::string_view begin :
-       {"Number of", "Code", "Identifier", "Index", "Flags", "Version", "Ratio"}) {
-    if (!prose.starts_with(begin)) continue;
-    if (prose.size() == begin.size()) return true;
-    const char next = prose[begin.size()];
-    const bool is_word = (next >= 'a' && next <= 'z') || (next >= 'A' && next <= 'Z') ||
-                         (next >= '0' && next <= '9') || next == '_';
-    if (!is_word) return true;
-  }
-  return false;
+  return BeginsWith(prose,
+                    {"Number of", "Code", "Identifier", "Index", "Flags", "Version", "Ratio"});
 }
 
 void CheckField(const Contracts& contracts, const FieldDescriptor* field, Findings& findings) {

@@ -12,6 +12,10 @@
 
 namespace ovix::tool::lint {
 
+// The fix of what changes a release.
+constexpr char kUndo[] =
+    "undo it: what was released never changes; what is new gets a new field, message or schema";
+
 struct Finding {
   std::string file;  // from the import root
   int line = 1;
@@ -38,10 +42,6 @@ class Findings {
   void AddAt(int line, Rule rule, const AnyDescriptor* subject, const std::string& what,
              const std::string& fix) {
     AddIn(subject->file()->name(), line, rule, subject->full_name() + ": " + what, fix);
-  }
-  void AddAt(int line, Rule rule, const EnumValueDescriptor* value, const std::string& what,
-             const std::string& fix) {
-    AddIn(value->type()->file()->name(), line, rule, value->full_name() + ": " + what, fix);
   }
   void AddIn(const std::string& file, int line, Rule rule, const std::string& what,
              const std::string& fix) {

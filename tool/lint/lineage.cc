@@ -16,14 +16,7 @@ constexpr char kSameData[] = "same data.";
 // Whether the words say how a field differs from its source.
 bool SaysChange(std::string_view words) {
   if (words == kSameData) return true;
-  for (const std::string_view begin : {"renamed", "retyped", "narrowed", "computed", "copied"}) {
-    if (!words.starts_with(begin)) continue;
-    if (words.size() == begin.size()) return true;
-    const char next = words[begin.size()];
-    return !((next >= 'a' && next <= 'z') || (next >= 'A' && next <= 'Z') ||
-             (next >= '0' && next <= '9') || next == '_');
-  }
-  return false;
+  return BeginsWith(words, {"renamed", "retyped", "narrowed", "computed", "copied"});
 }
 
 struct Line {

@@ -2,9 +2,6 @@
 #ifndef OVIX_TOOL_LINT_OPTIONS_H_
 #define OVIX_TOOL_LINT_OPTIONS_H_
 
-#include <string>
-#include <string_view>
-
 #include "contracts/contracts.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
@@ -12,13 +9,18 @@
 namespace ovix::tool::lint {
 
 using telemetry::contract::storage::persistance;
+using telemetry::contract::storage::PersistanceMessageOptions;
 using telemetry::contract::upload::cdm;
+using telemetry::contract::upload::cdmMessageOptions;
 
 // The places of what the options set, for Contracts::LineOfOption().
 constexpr int kPersistance = telemetry::contract::storage::kPersistanceFieldNumber;
-constexpr int kType = 1, kDatabase = 2, kTable = 3;
+constexpr int kType = PersistanceMessageOptions::kTypeFieldNumber;
+constexpr int kDatabase = PersistanceMessageOptions::kDatabaseFieldNumber;
+constexpr int kTable = PersistanceMessageOptions::kTableFieldNumber;
 constexpr int kCdm = telemetry::contract::upload::kCdmFieldNumber;
-constexpr int kGun = 1, kVersion = 2;
+constexpr int kGun = cdmMessageOptions::kGunFieldNumber;
+constexpr int kVersion = cdmMessageOptions::kVersionFieldNumber;
 
 constexpr char kMarkers[] = "ovix/telemetry/contract/storage/db.proto";
 
@@ -39,13 +41,6 @@ inline bool IsOptional(const FieldDescriptor* field) {
 inline bool IsPlainText(const FieldDescriptor* field) {
   return field->type() == FieldDescriptor::TYPE_STRING && !field->is_repeated() &&
          !IsOptional(field);
-}
-
-// As Windows compares names: what differs in case only is equal.
-inline std::string WithoutCase(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  return lower;
 }
 
 }  // namespace ovix::tool::lint

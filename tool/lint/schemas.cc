@@ -23,10 +23,6 @@ constexpr char kFix[] = "correct the schema";
 
 std::string Utf8(const std::u8string& text) { return {text.begin(), text.end()}; }
 
-fs::path InFolder(const fs::path& root, const std::string& name) {
-  return root / fs::path(std::u8string(name.begin(), name.end()));
-}
-
 bool IsHidden(const fs::path& path) { return Utf8(path.filename().u8string()).starts_with('.'); }
 
 std::string TextOf(const fs::path& file) { return std::string(Input(file).PeekAll()); }
@@ -36,6 +32,9 @@ class Folder : public google::protobuf::compiler::SourceTree {
  public:
   explicit Folder(const fs::path& root) : root_(root) {
     std::error_code error;
+    if (fs::is_regular_file(root, error)) {
+      throw Error(root.string() + ": is a file; name the folder that has ovix/, the import root");
+    }
     constexpr auto kFollow = fs::directory_options::follow_directory_symlink;
     fs::recursive_directory_iterator entry(root / "ovix", kFollow, error);
     for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
@@ -57,27 +56,30 @@ class Folder : public google::protobuf::compiler::SourceTree {
 
   const std::map<std::string, std::string>& texts() const { return texts_; }
 
-  bool Has(const std::string& name) const {
-    std::error_code ignored;
-    return texts_.contains(name) || fs::exists(InFolder(root_, name), ignored);
-  }
+  bool Has(const std::string& name) const { return texts_.contains(name) || PathOf(name); }
 
   google::protobuf::io::ZeroCopyInputStream* Open(const std::string& name) override {
     auto text = texts_.find(name);
     if (text == texts_.end()) {
-      // An import leads to no file out of the folder.
-      const fs::path path(std::u8string(name.begin(), name.end()));
-      const bool leads_out = path.is_absolute() || path.has_root_name() ||
-                             std::find(path.begin(), path.end(), fs::path("..")) != path.end();
-      std::error_code ignored;
-      if (leads_out || !fs::is_regular_file(root_ / path, ignored)) return nullptr;
-      text = imported_.emplace(name, TextOf(root_ / path)).first;
+      const std::optional<fs::path> path = PathOf(name);
+      if (!path) return nullptr;
+      text = imported_.emplace(name, TextOf(*path)).first;
     }
     return new google::protobuf::io::ArrayInputStream(text->second.data(),
                                                       static_cast<int>(text->second.size()));
   }
 
  private:
+  // The file of an import that is not under ovix/; it leads to none out of the folder.
+  std::optional<fs::path> PathOf(const std::string& name) const {
+    const fs::path path(std::u8string(name.begin(), name.end()));
+    const bool leads_out = path.is_absolute() || path.has_root_name() ||
+                           std::find(path.begin(), path.end(), fs::path("..")) != path.end();
+    std::error_code ignored;
+    if (leads_out || !fs::is_regular_file(root_ / path, ignored)) return {};
+    return root_ / path;
+  }
+
   const fs::path& root_;
   std::map<std::string, std::string> texts_;
   std::map<std::string, std::string> imported_;

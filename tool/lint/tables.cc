@@ -1,6 +1,9 @@
 // Each table alone: where it is, its type, its key, its time and its columns.
+#include <map>
+
 #include "lint/checks.h"
 #include "lint/options.h"
+#include "terminal/file_names.h"
 
 namespace ovix::tool::lint {
 namespace {
@@ -74,11 +77,18 @@ void CheckTable(const Contracts& contracts, const Descriptor* table, Findings& f
   }
   CheckTime(table, findings);
   CheckChangeLog(contracts, table, findings);
+  std::map<std::string, const FieldDescriptor*> taken;  // without case
   for (int i = 0; i < table->field_count(); ++i) {
     const FieldDescriptor* field = table->field(i);
     const std::string name = WithoutCase(field->name());
-    if (name != "_rowid_" && name != "_arrival") continue;
-    findings.Add(Rule::kTableColumn, field, "is the name of a column of SQLite or the store",
+    if (name == "_rowid_" || name == "_arrival") {
+      findings.Add(Rule::kTableColumn, field, "is the name of a column of SQLite or the store",
+                   "give it another name");
+    }
+    const auto [other, is_first] = taken.emplace(name, field);
+    if (is_first) continue;
+    findings.Add(Rule::kTableColumn, field,
+                 "differs from " + other->second->name() + " in case only: one column for SQLite",
                  "give it another name");
   }
 }

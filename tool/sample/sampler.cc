@@ -70,6 +70,7 @@ void Sampler::AddValue(Message& message, const FieldDescriptor* field, Random ra
   };
   // Quarters, which every floating type has exactly.
   const auto floating = [&] {
+    if (!Of(field).listed_values.empty()) return static_cast<double>(Whole(field, random));
     const Range range = RangeOfUnit(Of(field).unit);
     return static_cast<double>(random.Between(range.least * 4, range.most * 4)) / 4;
   };

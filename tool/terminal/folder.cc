@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <cstdio>
 #include <fstream>
-#include <random>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -38,11 +37,6 @@ std::set<std::string> ParentsOf(const std::set<std::string>& files) {
   return parents;
 }
 
-// A hidden folder of a run that goes on, or that was killed.
-bool IsTemporary(const std::string& path) {
-  return path.starts_with(".ovix-contracts-") && path.ends_with(".tmp");
-}
-
 class Folder {
  public:
   Folder(fs::path folder, std::string name, std::string kind)
@@ -60,15 +54,16 @@ class Folder {
       Write(written.back().first, bytes);
     }
     written.emplace_back(temporary_ / kList, kList);
-    Write(written.back().first, ListOf(names));
+    WriteList(written.back().first, names);
 
     const SignalsHeld signals;
     const std::set<std::string> earlier = Earlier();
+    for (const std::string& path : earlier) CheckMayWrite(path);
     // Until all is done the list names what is there of both.
     std::set<std::string> both = names;
     both.insert(earlier.begin(), earlier.end());
     const fs::path list_of_both = temporary_ / "both";
-    Write(list_of_both, ListOf(both));
+    WriteList(list_of_both, both);
     if (earlier.contains(kList)) TakeRights(list_of_both, kList);
     for (const auto& [file, path] : written) {
       if (earlier.contains(path)) TakeRights(file, path);
@@ -76,10 +71,21 @@ class Folder {
     for (const std::string& parent : ParentsOf(names)) Make(folder_ / parent);
     Rename(list_of_both, kList, earlier);
     is_changed_ = true;
-    for (const auto& [file, path] : written) {
-      if (path != kList) Rename(file, path, earlier);
+    SyncFolder(folder_);  // on the disk before anything that only it names
+    std::set<std::string> placed = earlier;
+    try {
+      for (const auto& [file, path] : written) {
+        if (path == kList) continue;
+        Rename(file, path, earlier);
+        placed.insert(path);
+      }
+      RemoveOld(earlier, names, placed);
+    } catch (const std::system_error&) {
+      List(placed);
+      throw;
     }
-    RemoveOld(earlier, names);
+    for (const std::string& parent : ParentsOf(both)) SyncFolder(folder_ / parent);
+    SyncFolder(folder_);
     Rename(written.back().first, kList, {kList});
   }
 
@@ -132,6 +138,15 @@ class Folder {
     return list;
   }
 
+  // After a failed rename: what another program has under one of the other names is not the
+  // folder's.
+  void List(const std::set<std::string>& names) {
+    const fs::path list = temporary_ / "placed";
+    WriteList(list, names);
+    TakeRights(list, kList);
+    Rename(list, kList, {kList});
+  }
+
   // A folder and those that it is in, where they do not exist.
   void Make(const fs::path& folder) {
     if (fs::exists(folder)) return;
@@ -142,23 +157,37 @@ class Folder {
 
   // Nobody else reads in it.
   void MakeTemporary() {
-    std::random_device random;
     const SignalsHeld signals;
     do {
-      temporary_ = folder_ / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
+      temporary_ = TemporaryIn(folder_);
     } while (!fs::create_directory(temporary_));
     made_.Add(temporary_);
     fs::permissions(temporary_, fs::perms::owner_all);
   }
 
-  void Write(const fs::path& file, const std::string& bytes) {
+  // A list is on the disk before what it names.
+  void WriteList(const fs::path& file, const std::set<std::string>& names) {
+    Write(file, ListOf(names), true);
+  }
+
+  void Write(const fs::path& file, const std::string& bytes, bool to_disk = false) {
     const SignalsHeld signals;
-    errno = 0;
-    std::ofstream output(file, std::ios::binary);
+    FILE* output = OpenFile(file, "wb");
+    if (output == nullptr) Fail(errno);
     made_.Add(file);
-    output.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    output.close();
-    if (!output) Fail(errno == 0 ? EIO : errno);
+    const bool is_written = std::fwrite(bytes.data(), 1, bytes.size(), output) == bytes.size() &&
+                            (to_disk ? Flush(output) : std::fflush(output) == 0);
+    const int error = errno;
+    if (std::fclose(output) != 0 && is_written) Fail(errno);
+    if (!is_written) Fail(error);
+  }
+
+  // A file that may not be written is neither replaced nor removed.
+  void CheckMayWrite(const std::string& path) const {
+    if (MayWrite(folder_ / path)) return;
+    throw Error(name_ + ": " + path + " may not be written (" +
+                std::generic_category().message(errno) +
+                "); make it writable or name another folder, nothing was changed");
   }
 
   // The mode and owner of the file that it will replace.
@@ -171,19 +200,23 @@ class Folder {
   void Rename(const fs::path& file, const std::string& path,
               const std::set<std::string>& ours) const {
     if (ours.contains(path)) {
-      fs::rename(file, folder_ / path);
+      RenameOver(file, folder_ / path);
     } else if (!RenameToNew(file, folder_ / path)) {
       Fail(errno);
     }
   }
 
-  // What the folder no longer has, and the folders that it leaves empty.
-  void RemoveOld(const std::set<std::string>& earlier, const std::set<std::string>& names) const {
+  // What the folder no longer has, and the folders that it leaves empty. `placed` is what it has.
+  void RemoveOld(const std::set<std::string>& earlier, const std::set<std::string>& names,
+                 std::set<std::string>& placed) const {
     std::set<std::string> old;
     for (const std::string& path : earlier) {
       if (!names.contains(path)) old.insert(path);
     }
-    for (const std::string& path : old) fs::remove(folder_ / path);
+    for (const std::string& path : old) {
+      fs::remove(folder_ / path);
+      placed.erase(path);
+    }
     const std::set<std::string> parents = ParentsOf(old);
     std::error_code is_not_empty;
     for (auto parent = parents.rbegin(); parent != parents.rend(); ++parent) {
@@ -228,13 +261,6 @@ void WriteFolder(const std::map<std::string, std::string>& files, const fs::path
   } catch (const std::system_error& error) {
     fail(error, false);
   }
-}
-
-bool IsPlainFileName(std::string_view name) {
-  return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '-';
-  });
 }
 
 }  // namespace ovix::tool

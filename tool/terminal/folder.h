@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <string_view>
 
 namespace ovix::tool {
 
@@ -17,13 +16,10 @@ namespace ovix::tool {
 // that the list does not name.
 //
 // Throws Error, with `out` as it was; only where a rename fails after others, the error says that
-// the folder holds files of both, which the next run replaces.
+// the folder holds files of both. The list names these and nothing else, and the next run replaces
+// them. After a kill or a loss of power the list can name more than is there.
 void WriteFolder(const std::map<std::string, std::string>& files, const std::filesystem::path& out,
                  const std::string& kind);
-
-// Whether a name that comes from elsewhere is that of a file on every system, and leads nowhere
-// else: letters of ASCII, digits, _ and -.
-bool IsPlainFileName(std::string_view name);
 
 }  // namespace ovix::tool
 

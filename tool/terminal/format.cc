@@ -21,6 +21,10 @@ std::string OneLine(std::string text) {
   return text;
 }
 
+std::string Count(uint64_t number, const std::string& noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
 size_t WidthOf(std::string_view text) {
   return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
     return (static_cast<unsigned char>(c) & 0xc0) != 0x80;
@@ -139,7 +143,7 @@ void JsonWriter::Place() {
     follows_key_ = false;
     return;
   }
-  if (text_.empty()) return;
+  if (depth_ == 0) return;
   if (!is_first_) text_ += ',';
   text_ += '\n';
   text_.append(2 * depth_, ' ');

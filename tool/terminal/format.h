@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ovix::tool {
@@ -17,6 +18,9 @@ std::string Styled(std::string_view text, Style style, bool colour);
 
 // The text as one line that drives no terminal: spaces in place of control characters.
 std::string OneLine(std::string text);
+
+// "1 finding", "2 findings".
+std::string Count(uint64_t number, const std::string& noun);
 
 // Columns that the text takes on a terminal; UTF-8 counts by character.
 size_t WidthOf(std::string_view text);
@@ -67,6 +71,8 @@ class JsonWriter {
 
   // The text so far, with a line end.
   std::string Text() const { return text_ + "\n"; }
+  // The text so far, which is forgotten: what follows goes on after it.
+  std::string Take() { return std::exchange(text_, {}); }
 
  private:
   JsonWriter& Begin(char bracket);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -87,7 +88,29 @@ std::optional<FileId> IdOf(const std::filesystem::path& file) {
   return id;
 }
 
+void SyncFolder(const std::filesystem::path&) {}
+
+bool MayWrite(const std::filesystem::path& file) {
+  const DWORD attributes = GetFileAttributesW(file.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0) {
+    return true;
+  }
+  errno = EACCES;
+  return false;
+}
+
 bool TakeRights(const std::filesystem::path&, const std::filesystem::path&) { return true; }
+
+void RenameOver(const std::filesystem::path& from, const std::filesystem::path& to) {
+  const bool is_new = GetFileAttributesW(to.c_str()) == INVALID_FILE_ATTRIBUTES;
+  if (!is_new && ReplaceFileW(to.c_str(), from.c_str(), nullptr, 0, nullptr, nullptr)) return;
+  const DWORD error = is_new ? ERROR_UNABLE_TO_MOVE_REPLACEMENT : GetLastError();
+  // Nothing is there, or no longer: a file can vanish in between.
+  if ((error != ERROR_UNABLE_TO_MOVE_REPLACEMENT && error != ERROR_FILE_NOT_FOUND) ||
+      !MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    throw std::system_error(static_cast<int>(GetLastError()), std::system_category());
+  }
+}
 
 bool RenameToNew(const std::filesystem::path& from, const std::filesystem::path& to) {
   if (MoveFileExW(from.c_str(), to.c_str(), 0)) return true;
@@ -159,6 +182,17 @@ std::optional<FileId> IdOf(const std::filesystem::path& file) {
   return stat(file.c_str(), &status) == 0 ? IdOf(status) : std::nullopt;
 }
 
+void SyncFolder(const std::filesystem::path& folder) {
+  const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
+}
+
+bool MayWrite(const std::filesystem::path& file) {
+  return access(file.c_str(), W_OK) == 0 || errno == ENOENT;
+}
+
 bool TakeRights(const std::filesystem::path& file, const std::filesystem::path& other) {
   struct stat before {
   }, now{};
@@ -168,6 +202,10 @@ bool TakeRights(const std::filesystem::path& file, const std::filesystem::path& 
     return false;
   }
   return chmod(file.c_str(), before.st_mode & 07777) == 0;
+}
+
+void RenameOver(const std::filesystem::path& from, const std::filesystem::path& to) {
+  std::filesystem::rename(from, to);
 }
 
 bool RenameToNew(const std::filesystem::path& from, const std::filesystem::path& to) {

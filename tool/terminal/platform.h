@@ -32,6 +32,9 @@ FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size);
 // To the disk; false with errno.
 bool Flush(FILE* file);
+// The names in a folder, to the disk, as far as its file system can. On Windows the file system
+// keeps the order of changes.
+void SyncFolder(const std::filesystem::path& folder);
 // What distinguishes a regular file from all others, whatever it is called.
 struct FileId {
   uint64_t volume;
@@ -41,9 +44,13 @@ struct FileId {
 // Nothing where it is not a regular file, or does not exist.
 std::optional<FileId> IdOf(FILE* stream);
 std::optional<FileId> IdOf(const std::filesystem::path& file);
-// Gives `file` the mode and owner of `other`; false with errno. On Windows a file has the rights of
-// its folder.
+// Whether the user may write a file; also where it does not exist. False with errno.
+bool MayWrite(const std::filesystem::path& file);
+// Gives `file` the mode and owner of `other`; false with errno. On Windows RenameOver() keeps the
+// access rights.
 bool TakeRights(const std::filesystem::path& file, const std::filesystem::path& other);
+// Renames `from`, over a file `to` if there is one. Throws std::system_error.
+void RenameOver(const std::filesystem::path& from, const std::filesystem::path& to);
 // Renames `from`, unless something has the name `to`: then false with EEXIST. False with errno.
 bool RenameToNew(const std::filesystem::path& from, const std::filesystem::path& to);
 // Whether the path is a name for what a descriptor of this process has open, as /dev/stdout.

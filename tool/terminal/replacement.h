@@ -29,7 +29,6 @@ class Replacement {
 
  private:
   void Open();
-  void Keep();
   void Remove();
 
   std::filesystem::path target_;

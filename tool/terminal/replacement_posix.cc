@@ -1,11 +1,8 @@
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <random>
-#include <string>
 #include <system_error>
 #include <utility>
 
@@ -34,20 +31,11 @@ fs::path EndOf(fs::path file) {
   return file;
 }
 
-// A folder's entries, on the disk. Some file systems cannot, and need not.
-void SyncFolder(const fs::path& folder) {
-  const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
-  close(descriptor);
-}
-
 }  // namespace
 
 Replacement::Replacement(const fs::path& file) : target_(EndOf(file)) {
   try {
     Open();
-    Keep();
   } catch (...) {
     Remove();
     throw;
@@ -56,16 +44,16 @@ Replacement::Replacement(const fs::path& file) : target_(EndOf(file)) {
 
 Replacement::~Replacement() { Remove(); }
 
-// The temporary file, new. Where a file is replaced nobody else may read it before Keep().
+// The temporary file, new. Where a file is replaced nobody else may read it before it has the
+// rights of that.
 void Replacement::Open() {
   const bool is_new = access(target_.c_str(), F_OK) != 0;
   // A file that may not be written may not be replaced either.
-  if (!is_new && access(target_.c_str(), W_OK) != 0) Fail(errno);
-  std::random_device random;
+  if (!MayWrite(target_)) Fail(errno);
   int descriptor = -1;
   const SignalsHeld signals;
   do {
-    temporary_ = target_.parent_path() / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
+    temporary_ = TemporaryIn(target_.parent_path());
     descriptor =
         open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, is_new ? 0666 : 0600);
   } while (descriptor < 0 && errno == EEXIST);
@@ -76,19 +64,7 @@ void Replacement::Open() {
     close(descriptor);
     Fail(ENOMEM);
   }
-}
-
-void Replacement::Keep() {
-  struct stat before {
-  }, now{};
-  if (stat(target_.c_str(), &before) != 0) return;
-  const int descriptor = fileno(stream_);
-  if (fstat(descriptor, &now) != 0) Fail(errno);
-  if ((before.st_uid != now.st_uid || before.st_gid != now.st_gid) &&
-      fchown(descriptor, before.st_uid, before.st_gid) != 0) {
-    Fail(errno);
-  }
-  if (fchmod(descriptor, before.st_mode & 07777) != 0) Fail(errno);
+  if (!is_new && !TakeRights(temporary_, target_)) Fail(errno);
 }
 
 void Replacement::Finish() {
@@ -96,7 +72,7 @@ void Replacement::Finish() {
   if (std::fclose(std::exchange(stream_, nullptr)) != 0) Fail(errno);
   {
     const SignalsHeld signals;
-    if (std::rename(temporary_.c_str(), target_.c_str()) != 0) Fail(errno);
+    RenameOver(temporary_, target_);
     unfinished_.Forget();
   }
   SyncFolder(target_.parent_path());

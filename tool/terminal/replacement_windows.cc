@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <cerrno>
-#include <random>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -38,7 +37,6 @@ fs::path EndOf(const fs::path& file) {
 Replacement::Replacement(const fs::path& file) : target_(EndOf(file)) {
   try {
     Open();
-    Keep();
   } catch (...) {
     Remove();
     throw;
@@ -47,12 +45,14 @@ Replacement::Replacement(const fs::path& file) : target_(EndOf(file)) {
 
 Replacement::~Replacement() { Remove(); }
 
+// A file that may not be written may not be replaced either. Its access rights and attributes are
+// kept by the call that replaces it.
 void Replacement::Open() {
-  std::random_device random;
+  if (!MayWrite(target_)) Fail(ERROR_ACCESS_DENIED);
   HANDLE handle = INVALID_HANDLE_VALUE;
   const SignalsHeld signals;
   do {
-    temporary_ = target_.parent_path() / (".ovix-contracts-" + std::to_string(random()) + ".tmp");
+    temporary_ = TemporaryIn(target_.parent_path());
     handle = CreateFileW(temporary_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
                          nullptr, CREATE_NEW, FILE_ATTRIBUTE_HIDDEN, nullptr);
   } while (handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS);
@@ -67,31 +67,13 @@ void Replacement::Open() {
   }
 }
 
-// A file that may not be written may not be replaced either. Its access rights and attributes are
-// kept by the call that replaces it.
-void Replacement::Keep() {
-  const DWORD attributes = GetFileAttributesW(target_.c_str());
-  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-    Fail(ERROR_ACCESS_DENIED);
-  }
-}
-
 void Replacement::Finish() {
   if (!Flush(stream_)) throw std::system_error(errno, std::generic_category());
   if (std::fclose(std::exchange(stream_, nullptr)) != 0) {
     throw std::system_error(errno, std::generic_category());
   }
   SetFileAttributesW(temporary_.c_str(), FILE_ATTRIBUTE_NORMAL);
-  const bool is_new = GetFileAttributesW(target_.c_str()) == INVALID_FILE_ATTRIBUTES;
-  if (is_new || !ReplaceFileW(target_.c_str(), temporary_.c_str(), nullptr, 0, nullptr, nullptr)) {
-    const DWORD error = is_new ? ERROR_UNABLE_TO_MOVE_REPLACEMENT : GetLastError();
-    // Nothing is there, or no longer: a file can vanish in between.
-    if ((error != ERROR_UNABLE_TO_MOVE_REPLACEMENT && error != ERROR_FILE_NOT_FOUND) ||
-        !MoveFileExW(temporary_.c_str(), target_.c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-      Fail(GetLastError());
-    }
-  }
+  RenameOver(temporary_, target_);
   unfinished_.Forget();
 }
 

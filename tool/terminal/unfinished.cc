@@ -1,6 +1,8 @@
 #include "terminal/unfinished.h"
 
 #include <algorithm>
+#include <random>
+#include <string>
 #include <vector>
 
 #ifdef _WIN32
@@ -17,6 +19,8 @@ namespace ovix::tool {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::string_view kPrefix = ".ovix-contracts-", kSuffix = ".tmp";
 
 struct Entry {
   const Unfinished* owner;
@@ -114,6 +118,15 @@ SignalsHeld::~SignalsHeld() {
 }
 
 #endif
+
+fs::path TemporaryIn(const fs::path& folder) {
+  std::random_device random;
+  return folder / (std::string(kPrefix) + std::to_string(random()) + std::string(kSuffix));
+}
+
+bool IsTemporary(std::string_view name) {
+  return name.starts_with(kPrefix) && name.ends_with(kSuffix);
+}
 
 void Unfinished::Add(const fs::path& path) {
   Watch();

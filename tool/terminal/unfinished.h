@@ -3,6 +3,7 @@
 #define OVIX_TOOL_TERMINAL_UNFINISHED_H_
 
 #include <filesystem>
+#include <string_view>
 
 namespace ovix::tool {
 
@@ -15,6 +16,11 @@ class SignalsHeld {
   SignalsHeld(const SignalsHeld&) = delete;
   SignalsHeld& operator=(const SignalsHeld&) = delete;
 };
+
+// A hidden name in the folder for a file or folder that is not finished, another one each time.
+std::filesystem::path TemporaryIn(const std::filesystem::path& folder);
+// Whether a file or folder has such a name: of a run that goes on, or that was killed.
+bool IsTemporary(std::string_view name);
 
 // Files and folders that this run has made. They are removed at the object's end and on every
 // signal that ends a program, the last first; a folder only if it is empty. A process that is

@@ -35,10 +35,12 @@
       const kind = kinds[mark];
       const inside = kind === 'field' || kind === 'value';
       const said = text.toLowerCase();
+      const full = pages[page].replace(/\.html$/, '') + (anchor ? `.${anchor}` : '');
       const entry = {
         kind, name, context, text, anchor, classes,
         words: wordsOf(name),
         lower: name.toLowerCase(),
+        full: full.toLowerCase(),
         whole: (inside ? `${context}.${name}` : name).toLowerCase(),
         around: context.toLowerCase(),
         aroundWords: [...wordsOf(context), ...context.toLowerCase().split('.')],
@@ -118,7 +120,8 @@
 
   // How well an entry answers one word of the query; 0: not at all.
   const score = (entry, word) => {
-    if (entry.lower === word || entry.whole === word) return 100;
+    if (entry.lower === word || entry.whole === word || entry.full === word) return 100;
+    if (word.includes('.') && entry.full.endsWith(`.${word}`)) return 90;
     if (entry.lower.startsWith(word)) return 70;
     if (entry.words.some((part) => part.startsWith(word))) return 50;
     if (entry.whole.includes(word)) return 35;
@@ -171,9 +174,12 @@
     return hits.sort((a, b) => b.sum - a.sum || a.order - b.order);
   };
 
+  // Each once: a long text that was pasted must not stop the page.
+  const wordsIn = (query) => [...new Set(query.toLowerCase().split(/\s+/).filter(Boolean))];
+
   // "privacy:location" takes what has that class, and "privacy:" what has any.
   const find = (query) => {
-    const all = query.toLowerCase().split(/\s+/).filter(Boolean);
+    const all = wordsIn(query);
     const words = all.filter((word) => !word.startsWith(filter));
     const wanted = all.filter((word) => word.startsWith(filter))
       .map((word) => word.slice(filter.length));
@@ -204,7 +210,7 @@
 
   // A query that finds something, for one that does not: what nothing has is replaced, or left out.
   const suggestion = (query) => {
-    const words = query.toLowerCase().split(/\s+/).map((word) => {
+    const words = wordsIn(query).map((word) => {
       const isFilter = word.startsWith(filter);
       if (rank(isFilter ? [] : [word], isFilter ? [word.slice(filter.length)] : [], score).length > 0) {
         return word;

@@ -4,11 +4,12 @@
 #include <cstddef>
 
 #include "catalogue/model/addresses.h"
+#include "contracts/tables.h"
 
 namespace ovix::tool {
 
 Relations::Relations(const Contracts& contracts)
-    : contracts_(contracts), personal_(contracts), tables_(contracts.messages()) {
+    : contracts_(contracts), personal_(contracts), tables_(CatalogueOf(contracts)) {
   for (const Descriptor* message : contracts.messages()) {
     by_name_[message->name()].push_back(message);
     if (message->containing_type() == nullptr) pages_.push_back(message);

@@ -20,7 +20,7 @@ class Relations {
   // A field of a payload that a field of a record fills, and what changes on the way.
   using Target = std::pair<const FieldDescriptor*, std::string>;
 
-  // Throws tables::TableError for options that contradict themselves.
+  // Throws Error where the options of tables contradict themselves.
   explicit Relations(const Contracts& contracts);
 
   const Contracts& contracts() const { return contracts_; }

@@ -54,6 +54,11 @@ Page PageFor(const Descriptor* message) { return {ShortName(message), Href(messa
 
 }  // namespace
 
+bool Group::Has(std::string_view href) const {
+  return std::any_of(pages.begin(), pages.end(),
+                     [&](const Page& page) { return page.href == href; });
+}
+
 Sections::Sections(const Relations& relations)
     : databases{"Databases", "page-databases", {}},
       payloads{"Payloads", "page-payloads", {}},

@@ -2,7 +2,9 @@
 #ifndef OVIX_TOOL_CATALOGUE_MODEL_SECTIONS_H_
 #define OVIX_TOOL_CATALOGUE_MODEL_SECTIONS_H_
 
+#include <array>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "catalogue/model/relations.h"
@@ -21,6 +23,9 @@ struct Group {
   std::string name;
   std::string anchor;  // on the start page
   std::vector<Page> pages;
+
+  // Whether a page of the group has this address in contracts/.
+  bool Has(std::string_view href) const;
 };
 
 struct Section {
@@ -32,6 +37,8 @@ struct Section {
 // Every table, every payload, and the pages of all other messages and enumerations.
 struct Sections {
   explicit Sections(const Relations& relations);
+
+  std::array<const Section*, 3> all() const { return {&databases, &payloads, &others}; }
 
   Section databases;  // the one with the most tables first
   Section payloads;

@@ -182,12 +182,9 @@ std::string Crumbs(const Sections& sections, const std::string& href, const std:
   const auto add = [&](const std::string& anchor, const std::string& text) {
     way += "<li>" + Link("../index.html#" + anchor, Breakable(text)) + "</li>";
   };
-  for (const Section* section : {&sections.databases, &sections.payloads, &sections.others}) {
+  for (const Section* section : sections.all()) {
     for (const Group& group : section->groups) {
-      if (std::none_of(group.pages.begin(), group.pages.end(),
-                       [&](const Page& page) { return page.href == href; })) {
-        continue;
-      }
+      if (!group.Has(href)) continue;
       add(section->anchor, section->name);
       add(group.anchor, group.name);
     }

@@ -35,7 +35,7 @@ std::string Framed(const Site& site, const std::string& path, const std::string&
          "role=\"combobox\" aria-label=\"Search names, fields, guns and comments\" "
          "aria-autocomplete=\"list\" aria-expanded=\"false\" aria-controls=\"page-results\" "
          "placeholder=\"Search\" autocomplete=\"off\" autocapitalize=\"none\" "
-         "spellcheck=\"false\"><kbd aria-hidden=\"true\">/</kbd>\n"
+         "spellcheck=\"false\" maxlength=\"300\"><kbd aria-hidden=\"true\">/</kbd>\n"
          "<div class=\"panel\" hidden><div id=\"page-results\" role=\"listbox\" "
          "aria-label=\"Results\"></div><p class=\"more\" aria-hidden=\"true\"></p></div>\n"
          "<p class=\"unseen\" role=\"status\"></p>\n"

@@ -1,6 +1,5 @@
 #include "catalogue/parts/navigation.h"
 
-#include <algorithm>
 #include <string_view>
 
 #include "catalogue/parts/html.h"
@@ -31,13 +30,10 @@ std::string NavigationHtml(const Sections& sections, const std::string& root,
       std::string_view(page).substr(page.starts_with(kFolder) ? kFolder.size() : 0);
   std::string html =
       "<nav id=\"page-contracts\" class=\"side\" popover aria-label=\"Contracts\"><ul>";
-  for (const Section* section : {&sections.databases, &sections.payloads, &sections.others}) {
+  for (const Section* section : sections.all()) {
     html += "<li>" + Link(root + "index.html#" + section->anchor, section->name);
     for (const Group& group : section->groups) {
-      if (std::any_of(group.pages.begin(), group.pages.end(),
-                      [&](const Page& other) { return other.href == href; })) {
-        html += GroupHtml(group, root, href);
-      }
+      if (group.Has(href)) html += GroupHtml(group, root, href);
     }
     html += "</li>";
   }
@@ -48,7 +44,7 @@ std::string NavigationHtml(const Sections& sections, const std::string& root,
 
 std::string NavigationScript(const Sections& sections) {
   std::string list;
-  for (const Section* section : {&sections.databases, &sections.payloads, &sections.others}) {
+  for (const Section* section : sections.all()) {
     std::string groups;
     for (const Group& group : section->groups) {
       std::string pages;

@@ -5,10 +5,6 @@
 
 namespace ovix::tool {
 
-std::string Count(size_t number, const std::string& noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 std::string KeptText(const TableOptions& options) {
   std::string text = options.type == "State" ? "one row per key" : "rows are appended";
   if (options.max_rows != 0) text += ", at most " + Count(options.max_rows, "row");

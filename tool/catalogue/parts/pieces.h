@@ -2,16 +2,12 @@
 #ifndef OVIX_TOOL_CATALOGUE_PARTS_PIECES_H_
 #define OVIX_TOOL_CATALOGUE_PARTS_PIECES_H_
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "catalogue/model/relations.h"
 
 namespace ovix::tool {
-
-// "1 row", "3 rows".
-std::string Count(size_t number, const std::string& noun);
 
 // How long a table keeps its rows, and how many.
 std::string KeptText(const TableOptions& options);
