@@ -22,9 +22,13 @@ def main() -> int:
     parser.add_argument("--payloads", type=int, default=2, help="of each contract and device")
     parser.add_argument("--workers", type=int, default=2)
     parser.add_argument("--port", type=int, default=0, help="of the master; 0: any that is free")
-    parser.add_argument("--tool", type=Path, required=True, help="ovix-contracts")
-    parser.add_argument("--packer", type=Path, required=True, help="ovix-fleet-device")
-    parser.add_argument("--contracts", type=Path, required=True, help="contracts.binpb")
+    for option, variable, what in (
+        ("--tool", "OVIX_CONTRACTS", "ovix-contracts"),
+        ("--packer", "OVIX_FLEET_DEVICE", "ovix-fleet-device"),
+        ("--contracts", "OVIX_DESCRIPTOR_SET", "contracts.binpb"),
+    ):
+        path = os.environ.get(variable)
+        parser.add_argument(option, type=Path, required=not path, default=path, help=what)
     parser.add_argument("--folder", type=Path, required=True, help="of batches and tables")
     arguments = parser.parse_args()
     # So that what runs is stopped.

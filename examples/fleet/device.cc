@@ -57,7 +57,7 @@ std::vector<Made> ReadSamples(const std::filesystem::path& folder) {
   while (const auto* prototype = contracts.Next()) {
     const Descriptor* message = prototype->GetDescriptor();
     if (!message->options().HasExtension(telemetry::contract::upload::cdm)) continue;
-    const std::filesystem::path file = folder / (message->name() + ".binpb");
+    const std::filesystem::path file = folder / (message->full_name() + ".binpb");
     if (!std::filesystem::exists(file)) {
       throw std::runtime_error(PathText(file) +
                                ": is not there; make the samples by ovix-contracts sample --out");

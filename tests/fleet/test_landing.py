@@ -16,9 +16,9 @@ from unittest import mock
 
 import pyarrow.parquet as pq
 from google.protobuf import descriptor_pb2
-from pyspark.sql import Row
+from pyspark.sql import Row, SparkSession
 
-from fleet import tables
+from fleet import landing, tables
 from fleet.contracts import Contracts
 from fleet.landing import Report, land
 from fleet.problem import Problem
@@ -30,9 +30,10 @@ from support import (
 )  # fmt: skip
 
 DEVICES = int(os.environ.get("OVIX_FLEET_DEVICES", "20"))
-PAYLOADS = int(os.environ.get("OVIX_FLEET_PAYLOADS", "3"))  # of each contract and device
 DAY = datetime.date(2026, 11, 21)
 CONTRACTS = Contracts(RELEASED)
+# Of each contract and device, so that as many are compared as the variable says.
+PAYLOADS = -(-int(os.environ.get("OVIX_FLEET_PAYLOADS", "1")) // (DEVICES * len(CONTRACTS.payloads)))
 SOUND = b"\x0a\x051.1.0\x12\x03abc\x5a\x02\x08\x07"
 
 
@@ -41,7 +42,14 @@ class Landing(unittest.TestCase):
     def setUpClass(cls) -> None:
         stack = contextlib.ExitStack()
         cls.addClassCleanup(stack.close)
-        cls.spark = stack.enter_context(session("local[2]"))
+        cls.context = stack.enter_context(session("local[2]"))
+        # A date is a text in UTC, and stays one when it is read back from a folder's name.
+        cls.spark = (
+            SparkSession(cls.context).builder
+            .config("spark.sql.session.timeZone", "UTC")
+            .config("spark.sql.sources.partitionColumnTypeInference.enabled", "false")
+            .getOrCreate()
+        )  # fmt: skip
 
     def setUp(self) -> None:
         temporary = tempfile.TemporaryDirectory()
@@ -51,7 +59,7 @@ class Landing(unittest.TestCase):
         self.tables = self.folder / "tables"
 
     def land(self, descriptor_set: bytes = RELEASED) -> Report:
-        return land(self.spark, descriptor_set, self.batches, self.tables)
+        return land(self.context, descriptor_set, self.batches, self.tables)
 
     def rows(self, gun: str) -> list[Row]:
         found = self.spark.read.option("mergeSchema", "true").parquet(
@@ -63,6 +71,9 @@ class Landing(unittest.TestCase):
         found = self.spark.read.parquet(str(self.tables / "rejects")).orderBy("file", "line")
         return [(row.file, row.line, row.reason) for row in found.collect()]
 
+    def size(self) -> int:
+        return sum(path.stat().st_size for path in self.batches.rglob("*.gz"))
+
     def files(self) -> set[Path]:
         return {path.relative_to(self.tables) for path in self.tables.rglob("*.parquet")}
 
@@ -71,7 +82,9 @@ class Landing(unittest.TestCase):
         simulate(
             Path(tool()), Path(os.environ["OVIX_FLEET_DEVICE"]), DEVICES, PAYLOADS, DAY, self.batches
         )
-        report = self.land(installed)
+        # In three shares, then in five: what is the same meets all the same.
+        with mock.patch.object(landing, "_BYTES_OF_A_SHARE", self.size() // 2 - 1):
+            report = self.land(installed)
         self.assertEqual(report.rejected, {})
         contracts = Contracts(installed)
         self.assertEqual({one.gun for one in report.landed}, set(contracts.payloads))
@@ -111,8 +124,10 @@ class Landing(unittest.TestCase):
         (self.batches / "again").mkdir()
         first = sorted(self.batches.glob("*.gz"))[0]
         (self.batches / "again" / first.name).write_bytes(first.read_bytes())
-        again = self.land(installed)
+        with mock.patch.object(landing, "_BYTES_OF_A_SHARE", self.size() // 4 - 1):
+            again = self.land(installed)
         self.assertEqual((again.new, again.payloads), (0, compared))
+        self.assertEqual({one.devices for one in again.landed}, {DEVICES})
         self.assertEqual(self.files(), before)
 
     def test_bad_lines_are_kept_with_their_reasons(self) -> None:

@@ -72,7 +72,6 @@ class Verdicts(unittest.TestCase):
             ("no hash", Reason.LABEL, True, {"sha256": None}),
             ("another hash", Reason.HASH, False, {"sha256": hash_of_other}),
             ("another size", Reason.HASH, False, {"bytes": 3}),
-            ("half of a character", Reason.LABEL, False, {"gun": "\ud800"}),
             ("unknown gun", Reason.UNKNOWN_GUN, False, {"gun": CATEGORY + "pcNew.version.1"}),
             ("a gun of a newer major", Reason.UNKNOWN_GUN, False, {"gun": CATEGORY + "pcIdentity.version.2"}),
             ("newer", Reason.NEWER_VERSION, False, {"version": "1.10.0"}),
@@ -100,6 +99,7 @@ class Verdicts(unittest.TestCase):
             (b'{"gun": "\xff"}', Reason.NOT_UTF8),
             (deep, Reason.LABEL),
             (b'{"sequence": ' + b"9" * 5000 + b"}", Reason.LABEL),
+            (b'{"gun": "\\ud800"}', Reason.LABEL),  # half of a character
         ):
             with self.subTest(text[:20]):
                 verdict = verdict_of(text)

@@ -68,8 +68,11 @@ cp "$here/go/go.sum" "$out/generated"
 "$build/tests/write-cases" random 60 1 >>"$work/cases"
 : >"$work/corpus"
 for corpus in "$root"/compat/*/corpus.binpb; do
-  "$build/tests/write-cases" corpus "$corpus" >>"$work/corpus"
-done || { echo "readers_test: $corpus is damaged" >&2; exit 1; }
+  "$build/tests/write-cases" corpus "$corpus" >>"$work/corpus" || {
+    echo "readers_test: $corpus is damaged" >&2
+    exit 1
+  }
+done
 cat "$work/corpus" >>"$work/cases"
 
 failed=0

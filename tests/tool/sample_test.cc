@@ -162,10 +162,30 @@ TEST(ToolSample, WritesEveryPayloadToAFolder) {
     }
     EXPECT_EQ(payloads, tool::Contracts::Installed().payloads().size());
   }
+  // Two packages can have payloads of one name.
+  const auto released = DescriptorSet();
+  auto set = released;
+  for (const auto& file : released.file()) {
+    if (!file.name().ends_with("/identityAsCDM.proto")) continue;
+    auto& other = *set.add_file() = file;
+    other.set_name("other.proto");
+    other.set_package("other");
+    other.add_dependency(file.name());  // of whose parts its fields are
+    other.mutable_message_type(other.message_type_size() - 1)
+        ->mutable_options()
+        ->MutableExtension(telemetry::contract::upload::cdm)
+        ->set_gun("other");
+  }
+  folder.Write("two.binpb", set.SerializeAsString());
+  ASSERT_EQ(
+      RunTool(folder, "sample" + out + " --contracts \"" + (folder / "two.binpb").string() + "\"")
+          .exit_code,
+      0);
+  EXPECT_TRUE(std::filesystem::exists(folder / "made/other.IdentityAsCDM.jsonl"));
   folder.Write("mine/notes.txt", "");
   const ProgramRun refused = RunTool(folder, "sample --out \"" + (folder / "mine").string() + "\"");
   EXPECT_NE(refused.exit_code, 0);
-  EXPECT_EQ(folder.Contents().count("mine/files.txt"), 0U);
+  EXPECT_FALSE(std::filesystem::exists(folder / "mine/files.txt"));
 }
 
 // Every command for messages, with a release whose payload has another version and field.

@@ -46,7 +46,7 @@ void Sample(const Contracts& contracts, const Sampling& options) {
 void SamplePayloads(const Contracts& contracts, Sampling options) {
   std::map<std::string, std::string> files;
   for (const Descriptor* payload : contracts.payloads()) {
-    std::string& file = files[ShortName(payload) + (options.delimited ? ".binpb" : ".jsonl")];
+    std::string& file = files[payload->full_name() + (options.delimited ? ".binpb" : ".jsonl")];
     options.type = payload;
     Run(contracts, options, [&](const std::string& piece) { file += piece; });
   }

@@ -15,7 +15,7 @@ KEPT_OF_LONG_LINE = 64 << 10
 _PIECE = 1 << 18
 
 
-@dataclass
+@dataclass(slots=True)
 class Line:
     """A line of a batch, or where a batch goes wrong."""
 
@@ -50,9 +50,10 @@ def read_lines(path: Path, longest: int = LONGEST_LINE) -> Iterator[Line]:
                     if is_long or len(line) + len(end) > longest:
                         yield Line(number, bytes(line[:KEPT_OF_LONG_LINE]), _too_long(longest))
                     else:
-                        yield Line(number, bytes(line) + end)
+                        yield Line(number, bytes(line) + end if line else end)
                     number += 1
-                    line.clear()
+                    if line:
+                        line.clear()
                     is_long = False
                 if not is_long:
                     line += rest

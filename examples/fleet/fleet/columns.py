@@ -5,10 +5,14 @@ Unsigned numbers have a type that holds them: bigint, and decimal(20,0) for 64 b
 enumeration is its name, or its number if it has none.
 """
 
+import itertools
+import operator
 from collections.abc import Callable, Sequence
 from typing import Any
 
 import pyarrow as pa
+import pyarrow.compute as pc
+from google.protobuf import message_factory
 from google.protobuf.descriptor import Descriptor, FieldDescriptor
 
 _D = FieldDescriptor
@@ -77,28 +81,26 @@ def leaves(kind: pa.DataType, name: str) -> dict[str, str]:
 Build = Callable[[Sequence[Any]], pa.Array]
 
 
-def builder(message: Descriptor) -> Build:
-    """Makes the column of these messages; None is a message that is absent."""
-    parts = [_field_builder(field) for field in message.fields]
-    whole = struct_type(message)
-    fields = list(whole)
+def builder(message: type[Any]) -> Build:
+    """Makes the column of messages of this class."""
+    build = _struct_builder(message)
+    return lambda messages: build(messages, None)
 
-    def build(messages: Sequence[Any]) -> pa.Array:
-        absent = [message is None for message in messages]
-        if all(absent):
-            return pa.nulls(len(messages), whole)
-        mask = pa.array(absent) if any(absent) else None
-        return pa.StructArray.from_arrays(
-            [part(messages) for part in parts], fields=fields, mask=mask
-        )
 
-    return build
+def _struct_builder(message: type[Any]) -> Callable[[Sequence[Any], pa.Array | None], pa.Array]:
+    """Makes the column of messages, of which those that the mask has are absent."""
+    descriptor = message.DESCRIPTOR
+    parts = [_field_builder(field) for field in descriptor.fields]
+    fields = list(struct_type(descriptor))
+    return lambda messages, mask: pa.StructArray.from_arrays(
+        [part(messages) for part in parts], fields=fields, mask=mask
+    )
 
 
 def _one(field: FieldDescriptor) -> Build:
     """Makes a column of values, None where there is none."""
     if field.message_type is not None:
-        return builder(field.message_type)
+        return builder(message_factory.GetMessageClass(field.message_type))
     arrow, stored = _SCALARS[field.type]
     if field.type == _D.TYPE_ENUM:
         names = {value.number: value.name for value in field.enum_type.values}
@@ -111,48 +113,78 @@ def _one(field: FieldDescriptor) -> Build:
 
 
 def _field_builder(field: FieldDescriptor) -> Build:
-    name = field.name
+    get = operator.attrgetter(field.name)
     if _is_map(field):
         return _map_builder(field)
-    one = _one(field)
     if field.is_repeated:
+        return _list_builder(field)
+    if field.message_type is not None:
+        return _part_builder(field)
+    one = _one(field)
+    if not field.has_presence:
+        return lambda messages: one(list(map(get, messages)))
+    has = operator.methodcaller("HasField", field.name)
 
-        def repeated(messages: Sequence[Any]) -> pa.Array:
-            values: list[Any] = []
-            offsets = [0]
-            for message in messages:
-                if message is not None:
-                    values.extend(getattr(message, name))
-                offsets.append(len(values))
-            return pa.ListArray.from_arrays(pa.array(offsets, pa.int32()), one(values))
-
-        return repeated
-    if field.has_presence:
-        return lambda messages: one(
-            [
-                getattr(message, name) if message is not None and message.HasField(name) else None
-                for message in messages
+    def build(messages: Sequence[Any]) -> pa.Array:
+        values = list(map(get, messages))
+        if not all(values):  # one that is absent reads as zero
+            values = [
+                value if value or has(message) else None
+                for value, message in zip(values, messages, strict=True)
             ]
-        )
-    return lambda messages: one(
-        [None if message is None else getattr(message, name) for message in messages]
-    )
+        return one(values)
+
+    return build
+
+
+def _part_builder(field: FieldDescriptor) -> Build:
+    get = operator.attrgetter(field.name)
+    has = operator.methodcaller("HasField", field.name)
+    message = message_factory.GetMessageClass(field.message_type)
+    whole = struct_type(field.message_type)
+    build_struct = _struct_builder(message)
+    empty = message()
+
+    def build(messages: Sequence[Any]) -> pa.Array:
+        present = list(map(has, messages))
+        if not any(present):
+            return pa.nulls(len(messages), whole)
+        if all(present):
+            return build_struct(list(map(get, messages)), None)
+        parts = [
+            get(message) if is_present else empty
+            for message, is_present in zip(messages, present, strict=True)
+        ]
+        return build_struct(parts, pc.invert(pa.array(present)))
+
+    return build
+
+
+def _list_builder(field: FieldDescriptor) -> Build:
+    get = operator.attrgetter(field.name)
+    one = _one(field)
+
+    def build(messages: Sequence[Any]) -> pa.Array:
+        lists = list(map(get, messages))
+        offsets = list(itertools.accumulate(map(len, lists), initial=0))
+        values = list(itertools.chain.from_iterable(lists))
+        return pa.ListArray.from_arrays(pa.array(offsets, pa.int32()), one(values))
+
+    return build
 
 
 def _map_builder(field: FieldDescriptor) -> Build:
-    name = field.name
+    get = operator.attrgetter(field.name)
     key, value = (_one(part) for part in field.message_type.fields)
 
     def build(messages: Sequence[Any]) -> pa.Array:
-        keys: list[Any] = []
-        values: list[Any] = []
-        offsets = [0]
-        for message in messages:
-            if message is not None:
-                for one, other in getattr(message, name).items():
-                    keys.append(one)
-                    values.append(other)
-            offsets.append(len(keys))
-        return pa.MapArray.from_arrays(pa.array(offsets, pa.int32()), key(keys), value(values))
+        maps = list(map(get, messages))
+        offsets = list(itertools.accumulate(map(len, maps), initial=0))
+        items = [item for one in maps for item in one.items()]
+        return pa.MapArray.from_arrays(
+            pa.array(offsets, pa.int32()),
+            key([item[0] for item in items]),
+            value([item[1] for item in items]),
+        )
 
     return build

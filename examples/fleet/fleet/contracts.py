@@ -41,6 +41,11 @@ class Payload:
     version: str
     message: type[Any]
 
+    @functools.cached_property
+    def name(self) -> str:
+        """The full name of the message."""
+        return str(self.message.DESCRIPTOR.full_name)
+
     @property
     def descriptor(self) -> Descriptor:
         descriptor: Descriptor = self.message.DESCRIPTOR

@@ -1,10 +1,10 @@
 """The job: batches to tables, each payload once, and rejects with their reasons."""
 
+import itertools
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from pyspark.sql import Row, SparkSession
-from pyspark.sql import functions as f
+from pyspark import SparkContext
 
 from fleet import rows, writer
 from fleet.batches import find_batches
@@ -13,8 +13,9 @@ from fleet.contracts import contracts_of
 from fleet.problem import Problem
 from fleet.tables import Tables
 
-# Compressed bytes of batches for which each table gets one more file.
+# Compressed bytes of batches for which each table gets one more file, and which one task reads.
 _BYTES_OF_A_SHARE = 1 << 30
+_BYTES_OF_A_PART = 64 << 20
 
 
 @dataclass
@@ -48,30 +49,41 @@ class Report:
         return sum(one.new for one in self.landed)
 
 
-def land(spark: SparkSession, descriptor_set: bytes, batches: Path, folder: Path) -> Report:
+def land(spark: SparkContext, descriptor_set: bytes, batches: Path, folder: Path) -> Report:
     """Lands all batches of a folder. Raises Problem; the tables are then as they were."""
     paths = find_batches(batches)
     with Tables(folder) as tables:
         columns = _columns(descriptor_set)
         tables.check(columns)
-        cores = spark.sparkContext.defaultParallelism
-        shares = 1 + sum(path.stat().st_size for path in paths) // _BYTES_OF_A_SHARE
+        total = sum(path.stat().st_size for path in paths)
+        shares = 1 + total // _BYTES_OF_A_SHARE
+        tasks = 4 * spark.defaultParallelism
+        parts = _parts(paths, max(tasks, total // _BYTES_OF_A_PART))
+        number = {gun: index for index, gun in enumerate(sorted(columns))}
         listed = (
-            spark.createDataFrame([(str(path),) for path in paths], "path string")
-            .repartition(max(1, min(len(paths), 4 * cores)))
-            .mapInArrow(rows.judge_batches(str(batches), descriptor_set), rows.JUDGED_SQL)
+            spark.parallelize(parts, len(parts))
+            .mapPartitions(rows.make_pieces(str(batches), descriptor_set, shares))
             # All of a device's payloads of a gun are in one place: what is the same meets there.
-            .repartition(
-                2 * cores * shares,
-                "gun",
-                f.pmod(f.hash(f.coalesce("device", "file")), f.lit(shares)),
+            .repartitionAndSortWithinPartitions(  # type: ignore[type-var]  # tuples are ordered
+                min(tasks * shares, (len(columns) + 1) * shares),
+                lambda place: number.get(place.gun, len(number)) * shares + place.share,
+                keyfunc=tuple,
             )
-            .sortWithinPartitions("gun", "date", "id", "file", "line")
-            .mapInArrow(writer.write_tables(tables, descriptor_set), writer.LISTED_SQL)
+            .mapPartitions(writer.write_tables(tables, descriptor_set, shares))
             .collect()
         )
-        tables.publish([row.file for row in listed if row.file is not None], columns)
+        tables.publish([one.file for one in listed if one.file is not None], columns)
     return _report(len(paths), listed)
+
+
+def _parts(paths: list[Path], most: int) -> list[rows.Part]:
+    """Batches in tasks of about the same size, as many as `most`."""
+    count = max(1, min(most, len(paths)))
+    ends = [len(paths) * number // count for number in range(count + 1)]
+    return [
+        rows.Part(first, [str(path) for path in paths[first:end]])
+        for first, end in itertools.pairwise(ends)
+    ]
 
 
 def _columns(descriptor_set: bytes) -> dict[str, dict[str, str]]:
@@ -80,7 +92,7 @@ def _columns(descriptor_set: bytes) -> dict[str, dict[str, str]]:
         return {
             gun: {
                 name: kind
-                for column in writer.table_schema(payload)
+                for column in rows.table_schema(payload)
                 for name, kind in leaves(column.type, column.name).items()
             }
             for gun, payload in contracts_of(descriptor_set).payloads.items()
@@ -89,11 +101,11 @@ def _columns(descriptor_set: bytes) -> dict[str, dict[str, str]]:
         raise Problem(str(error)) from error
 
 
-def _report(batches: int, listed: list[Row]) -> Report:
+def _report(batches: int, listed: list[writer.Listed]) -> Report:
     report = Report(batches)
     landed: dict[tuple[str, str], Landed] = {}
     for row in listed:
-        if row.gun is None:
+        if row.gun == "":
             report.rejected[row.version] = report.rejected.get(row.version, 0) + row.rows
             report.new_rejects += row.new
             continue

@@ -9,11 +9,13 @@ import zipfile
 from collections.abc import Iterator
 from pathlib import Path
 
-from pyspark.sql import SparkSession
+from pyspark import SparkConf, SparkContext
 
 from fleet.problem import Problem
 
 _HERE = Path(__file__).resolve().parent
+# Java only moves what Python made: its best compiler costs more than it gains.
+_JAVA = "-XX:TieredStopAtLevel=1"
 
 
 def require_java() -> None:
@@ -28,40 +30,34 @@ def require_java() -> None:
 
 
 @contextlib.contextmanager
-def session(master: str, settings: dict[str, str] | None = None) -> Iterator[SparkSession]:
+def session(master: str, settings: dict[str, str] | None = None) -> Iterator[SparkContext]:
     """Connects to a cluster: "spark://HOST:PORT", or "local[N]" for this process alone."""
     require_java()
     os.environ.setdefault("SPARK_CONF_DIR", str(_HERE.parent / "conf"))
     os.environ["PYSPARK_PYTHON"] = sys.executable
-    builder = SparkSession.builder.master(master).appName("ovix-fleet")
+    conf = SparkConf().setMaster(master).setAppName("ovix-fleet")
     for key, value in {
         "spark.driver.host": "127.0.0.1",
         "spark.driver.bindAddress": "127.0.0.1",
+        "spark.driver.extraJavaOptions": _JAVA,
+        "spark.executor.extraJavaOptions": _JAVA,
         "spark.ui.enabled": "false",
         "spark.log.level": "OFF",
         "spark.ui.showConsoleProgress": "false",
-        "spark.sql.session.timeZone": "UTC",
-        # Other engines read this; Spark's own default is a type of its past.
-        "spark.sql.parquet.outputTimestampType": "TIMESTAMP_MICROS",
-        # A date is a text in UTC, and stays one when it is read back from a folder's name.
-        "spark.sql.sources.partitionColumnTypeInference.enabled": "false",
-        "spark.sql.execution.arrow.maxRecordsPerBatch": "2000",
-        # The tables are independent of each other.
-        "spark.scheduler.mode": "FAIR",
         **(settings or {}),
     }.items():
-        builder = builder.config(key, value)
+        conf = conf.set(key, value)
     with tempfile.TemporaryDirectory() as folder:
         # What Java says when it begins, and nobody has asked for.
         with contextlib.nullcontext() if "spark.log.level" in (settings or {}) else _silence():
-            spark = builder.getOrCreate()
+            spark = SparkContext(conf=conf)
         try:
             # The workers need this package too, and fetch it when their first task begins.
             packed = Path(folder) / "fleet.zip"
             with zipfile.ZipFile(packed, "w") as archive:
                 for module in sorted(_HERE.glob("*.py")):
                     archive.write(module, f"fleet/{module.name}")
-            spark.sparkContext.addPyFile(str(packed))
+            spark.addPyFile(str(packed))
             yield spark
         finally:
             spark.stop()
