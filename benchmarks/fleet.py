@@ -98,7 +98,8 @@ def lines_of(folder: Path) -> Iterator[dict[str, str]]:
             yield from map(json.loads, batch)
 
 
-def plain_seconds(folder: Path, tables: Path | None) -> float:
+def plain(folder: Path, tables: Path | None) -> tuple[float, float]:
+    """Seconds, and those of CPU."""
     contracts = Contracts(CONTRACTS.read_bytes())
     held: dict[str, list[Any]] = defaultdict(list)
 
@@ -107,7 +108,7 @@ def plain_seconds(folder: Path, tables: Path | None) -> float:
             pq.write_table(pa.table({"payload": pa.array(rows)}), tables / f"{gun}-{count}.parquet")
         held.clear()
 
-    started = time.perf_counter()
+    started, cpu = time.perf_counter(), time.process_time()
     for count, line in enumerate(lines_of(folder), 1):
         data = base64.b64decode(line["data"])
         if hashlib.sha256(data).hexdigest() != line["sha256"]:
@@ -119,10 +120,11 @@ def plain_seconds(folder: Path, tables: Path | None) -> float:
             if count % HELD == 0:
                 write(count)
     write(0)
-    return time.perf_counter() - started
+    return time.perf_counter() - started, time.process_time() - cpu
 
 
-def tool_seconds(folder: Path, work: Path) -> float:
+def tool(folder: Path, work: Path) -> tuple[float, float]:
+    """Seconds, and those of CPU."""
     work.mkdir()
     for line in lines_of(folder):
         data = base64.b64decode(line["data"])
@@ -134,12 +136,12 @@ def tool_seconds(folder: Path, work: Path) -> float:
         prefix.append(size)
         with (work / line["message"]).open("ab") as stream:
             stream.write(prefix + data)
-    started = time.perf_counter()
+    started, cpu = time.perf_counter(), os.times().children_user
     for file in work.iterdir():
         with file.open("rb") as stream:
             command = [TOOL, "decode", file.name, "--delimited"]
             subprocess.run(command, stdin=stream, stdout=subprocess.DEVNULL, check=True)
-    return time.perf_counter() - started
+    return time.perf_counter() - started, os.times().children_user - cpu
 
 
 def job(folder: Path, tables: Path, master: str) -> tuple[float, Processes]:
@@ -195,13 +197,13 @@ def measure(work: Path, sizes: list[int], workers: list[int]) -> None:
     stored = 0
     for count in devices:
         batches, payloads = part(count), count * 48 * EACH
-        seconds = plain_seconds(batches, None)
-        show("plain Python", payloads, 1, seconds, seconds, seconds)
         (work / "plain").mkdir(exist_ok=True)
-        seconds = plain_seconds(batches, work / "plain")
-        show("plain Python, written", payloads, 1, seconds, seconds, seconds)
-        seconds = tool_seconds(batches, work / f"streams{count}")
-        show("`ovix-contracts decode`", payloads, 1, seconds, seconds, seconds)
+        for reader, (seconds, cpu) in (
+            ("plain Python", plain(batches, None)),
+            ("plain Python, written", plain(batches, work / "plain")),
+            ("`ovix-contracts decode`", tool(batches, work / f"streams{count}")),
+        ):
+            show(reader, payloads, 1, seconds, seconds, cpu)
         for cores in workers:
             with cluster(work / "spark", cores) as running:
                 start, small = job(part(1), work / f"start{count}-{cores}", running.master)
