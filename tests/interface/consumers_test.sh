@@ -25,18 +25,20 @@ kinds=(
   "clang-O2-no-pie $clang -O2 -fno-pie -no-pie"
 )
 
-# Runs the commands that it reads, one a line, side by side.
-side_by_side() { xargs -d '\n' -P "$(nproc)" -I {} sh -c '{}'; }
+# Runs the commands that it reads, one a line, side by side. A folder's name may have a space.
+side_by_side() { xargs -d '\n' -P "$(nproc)" -I {} bash -c '{}'; }
+line() { printf '%q ' "$@" && echo; }
 
 for compiler in gcc clang; do
-  echo "${!compiler} ${flags[*]} -O2 -fPIC -shared $here/plugin.cc -o $work/lib$compiler-plugin.so $library -lprotobuf"
+  line "${!compiler}" "${flags[@]}" -O2 -fPIC -shared "$here/plugin.cc" -o "$work/lib$compiler-plugin.so" "$library" -lprotobuf
 done | side_by_side
 {
   for kind in "${kinds[@]}"; do
-    read -r name command <<<"$kind"
-    echo "$command ${flags[*]} $here/program.cc -o $work/$name $work/lib${name%%-*}-plugin.so ${link[*]}"
+    read -ra words <<<"$kind"
+    name=${words[0]}
+    line "${words[@]:1}" "${flags[@]}" "$here/program.cc" -o "$work/$name" "$work/lib${name%%-*}-plugin.so" "${link[@]}"
   done
-  echo "$gcc -std=c++17 -Wall -Wextra $here/load_by_hand.cc -o $work/load-by-hand -lprotobuf"
+  line "$gcc" -std=c++17 -Wall -Wextra "$here/load_by_hand.cc" -o "$work/load-by-hand" -lprotobuf
 } | side_by_side
 
 failed=0

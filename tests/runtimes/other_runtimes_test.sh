@@ -40,9 +40,8 @@ node "$here/read_payloads.mjs" "$contracts" "$work/corpus" "$work/outbox" "$work
 # What the two say must depend on the bytes: one damaged payload is found by both.
 payloads=("$work"/outbox/*.binpb)
 printf '\x0a\x01x' >>"${payloads[0]}"
-for reader in "/usr/bin/python3 $here/read_payloads.py" "node $here/read_payloads.mjs"; do
-  # shellcheck disable=SC2086 # program and script
-  if $reader "$contracts" "$work/outbox" >/dev/null 2>&1; then
+for reader in "/usr/bin/python3 read_payloads.py" "node read_payloads.mjs"; do
+  if "${reader% *}" "$here/${reader#* }" "$contracts" "$work/outbox" >/dev/null 2>&1; then
     echo "other_runtimes_test: $reader did not notice a damaged payload" >&2
     exit 1
   fi
