@@ -81,7 +81,7 @@ REFUSED = [
     (other(STATE, "--key", "serial_number"), "its name looks personal"),
     (other(PAYLOAD, "NAME", "PcFan"), "is not the name of a payload"),
     (other(PAYLOAD, "NAME", "PcBootAsCDM"), "the name is taken"),
-    (other(PAYLOAD, "--record", "Boot"), "did you mean BootLog?"),
+    (other(PAYLOAD, "--record", "BootLg"), "did you mean BootLog?"),
     (other(PAYLOAD, "--record", "BootPhase"), "is not a record"),
     (other(PAYLOAD, "--gun", "pcFan"), "is not the name of a payload"),
     (other(PAYLOAD, "--gun", "com.ovix.cdm.domain.telemetry.type.eventDetail.category.pcBoot.version.1"), "is the gun of"),
