@@ -27,16 +27,16 @@ using google::protobuf::DescriptorProto;
 using google::protobuf::FieldDescriptorProto;
 using google::protobuf::FileDescriptorSet;
 
-DescriptorProto& Record(FileDescriptorSet& set, const std::string& name) {
+DescriptorProto& Record(FileDescriptorSet& set, const char* name) {
   for (auto& file : *set.mutable_file()) {
     for (auto& message : *file.mutable_message_type()) {
       if (message.name() == name) return message;
     }
   }
-  throw std::runtime_error("no record " + name);
+  throw std::runtime_error(std::string("no record ") + name);
 }
 
-auto* Persistance(FileDescriptorSet& set, const std::string& name) {
+auto* Persistance(FileDescriptorSet& set, const char* name) {
   return Record(set, name).mutable_options()->MutableExtension(storage::persistance);
 }
 
