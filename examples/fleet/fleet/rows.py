@@ -43,7 +43,7 @@ _REJECTS = pa.schema(
 
 
 class Place(NamedTuple):
-    """Where a piece belongs. In their order, the rows of a table and day are those of the batches."""
+    """Where a piece belongs. In this order, rows of a table and day are in that of the batches."""
 
     gun: str  # empty: rejects
     share: int  # of a table; all payloads of a device are in one
@@ -90,7 +90,9 @@ def share_of(name: str, shares: int) -> int:
     return zlib.crc32(name.encode()) % shares if shares > 1 else 0
 
 
-def make_pieces(root: str, descriptor_set: bytes, shares: int) -> Callable[[Iterable[Part]], Iterator[Piece]]:
+def make_pieces(
+    root: str, descriptor_set: bytes, shares: int
+) -> Callable[[Iterable[Part]], Iterator[Piece]]:
     """Reads batches to pieces. Rejects name paths below `root`."""
 
     def step(parts: Iterable[Part]) -> Iterator[Piece]:
@@ -112,7 +114,8 @@ def make_pieces(root: str, descriptor_set: bytes, shares: int) -> Callable[[Iter
                     if verdict.message is None:
                         key = ("", share_of(file, shares), "")
                     else:
-                        key = (verdict.gun or "", share_of(verdict.device or "", shares), verdict.date)
+                        share = share_of(verdict.device or "", shares)
+                        key = (verdict.gun or "", share, verdict.date)
                     held.setdefault(key, []).append((file, line.number, verdict))
                     rows += 1
                     size += len(verdict.data)

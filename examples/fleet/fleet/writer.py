@@ -98,9 +98,10 @@ class _Group:
         for file in self._table.glob("*.parquet"):
             with pq.ParquetFile(file) as rows:
                 for batch in rows.iter_batches(columns=["id", "device"]):
-                    ids, devices = batch.column("id").to_pylist(), batch.column("device").to_pylist()
-                    pairs = zip(ids, devices, strict=True)
-                    known.update(id for id, device in pairs if share_of(device, shares) == share)
+                    columns = (batch.column(name).to_pylist() for name in ("id", "device"))
+                    for key, device in zip(*columns, strict=True):
+                        if share_of(device, shares) == share:
+                            known.add(key)
         return known
 
     def _known_keys(self, batch: pa.RecordBatch) -> set[str]:
