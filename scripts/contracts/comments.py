@@ -96,7 +96,8 @@ class Vocabulary:
         return self.suffixes.get(last, "") if head else ""
 
     def looks_personal(self, name):
-        return any(f"_{name}".endswith(f"_{personal}") for personal in self.personal)
+        several = name[:-1] if name.endswith("s") else name
+        return any(f"_{one}".endswith(f"_{personal}") for one in (name, several) for personal in self.personal)
 
     def rank(self, privacy):
         return len(self.classes) - self.classes.index(privacy) if privacy else 0

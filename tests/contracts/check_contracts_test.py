@@ -248,6 +248,7 @@ COMMENTS = [
     ("  // Privacy:\n", "string a", (6, "'' is not a value of Privacy")),
     ("", "string serial_number", (5, "its name looks personal")),
     ("", "string drive_sn", (5, "its name looks personal")),
+    ("", "repeated string owner_emails", (5, "its name looks personal")),
     ("", "bool has_window_title", None),
     ("", "string asn", None),
     ("  // privacy: identifier\n", "string a", (6, "'privacy:' is not a fact")),

@@ -55,14 +55,17 @@ constexpr std::string_view kPersonal[] = {
     "serial_number", "serial_number_id", "ct_number", "c_t_number", "sn", "uuid", "uid",
     "unique_id", "instance_id", "mac_address", "ip_address", "network_name", "network_name_hash",
     "network_name_sha256_hash", "w_lan_profile_name", "ssid", "bssid", "host_name", "computer_name",
-    "user_id", "user_name", "account_name", "tenant_id", "tenant_name",
+    "user_id", "user_name", "account_name", "tenant_id", "tenant_name", "user", "username", "login",
+    "owner", "email", "email_address", "phone_number", "ip", "ip_v4_address", "ip_v6_address",
+    "mac", "hostname", "imei", "sid", "asset_tag", "license_key",
     // places
     "latitude", "longitude", "position", "geo_id", "locale", "locale_id", "locale_name",
-    "time_zone",
+    "time_zone", "city", "country",
     // files and windows
     "path", "folder", "directory", "file_name", "executable_file", "window_title",
     // applications and processes
-    "app_id", "app_product_name", "application_name", "package_name", "process_name"};
+    "app_id", "app_product_name", "application_name", "package_name", "process_name", "publisher",
+    "publisher_name", "publisher_id"};
 
 bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
   return std::find(known.begin(), known.end(), word) != known.end();
@@ -146,6 +149,8 @@ std::span<const std::string_view> WordsOfNoQuantity() { return kNoQuantity; }
 std::span<const std::string_view> PersonalNames() { return kPersonal; }
 
 bool LooksPersonal(std::string_view field_name) {
+  if (field_name.ends_with('s') && LooksPersonal(field_name.substr(0, field_name.size() - 1)))
+    return true;  // of several: serial_numbers
   return std::any_of(std::begin(kPersonal), std::end(kPersonal), [&](std::string_view personal) {
     return field_name.ends_with(personal) &&
            (field_name.size() == personal.size() ||
