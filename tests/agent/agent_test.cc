@@ -175,7 +175,7 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   expect(outbox + " --file - </dev/null", 0, "0 payloads acknowledged", 3);
 #endif
 
-  // A label that is none is reported once, and not taken for the payload that is asked for.
+  // Metadata that is not valid is reported once, and not taken for the payload that is asked for.
   const std::string stem = "20261120T000000000Z-0000000000001-IdentityAsCDM";
   folder.Write("outbox/" + stem + ".json", "not JSON");
   folder.Write("outbox/" + stem + ".binpb", "x");
