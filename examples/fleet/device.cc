@@ -1,6 +1,6 @@
 // ovix-fleet-device: a day of a simulated device, as a batch file. Takes payloads that
-// `ovix-contracts sample --out DIR --delimited` has made, and gives each the label that the example
-// agent would.
+// `ovix-contracts sample --out DIR --delimited` has made, and gives each the metadata that the
+// example agent would.
 #include <google/protobuf/io/coded_stream.h>
 
 #include <CLI/CLI.hpp>
@@ -33,7 +33,7 @@ struct Made {
   std::string bytes;
 };
 
-// The messages that a program's delimited stream holds: each behind its length.
+// The messages that a program's delimited stream holds: each after its length.
 std::vector<std::string> ReadDelimited(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   const std::string content{std::istreambuf_iterator<char>(stream), {}};
