@@ -91,11 +91,17 @@ int Main(int argc, char** argv) {
   std::string samples, batch, day_text;
   uint64_t number = 0;
   app.add_option("samples", samples, "Folder of ovix-contracts sample --out --delimited")
+      ->type_name("DIR")
       ->required()
       ->check(ExistingFolder());
-  app.add_option("batch", batch, "The file; it is replaced")->required()->check(FileName());
-  app.add_option("--device", number, "Which device")->required();
-  app.add_option("--day", day_text, "When its payloads were built, like 2026-11-21")->required();
+  app.add_option("batch", batch, "The file; it is replaced")
+      ->type_name("FILE")
+      ->required()
+      ->check(FileName());
+  app.add_option("--device", number, "Which device")->type_name("NUMBER")->required();
+  app.add_option("--day", day_text, "When its payloads were built, like 2026-11-21")
+      ->type_name("DATE")
+      ->required();
   try {
     app.parse(argc, argv);
     const auto day = ParseDay(day_text);
