@@ -14,13 +14,16 @@ inline std::filesystem::path PathOf(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
 }
 
+// What the validators describe: the help shows the option's own type instead.
+inline constexpr const char* kNoType = "";
+
 // Accepts any name of a folder but none at all.
 inline CLI::Validator FolderName() {
   return CLI::Validator(
       [](const std::string& name) {
         return name.empty() ? std::string("Name of the folder is empty") : std::string();
       },
-      "DIR");
+      kNoType);
 }
 
 // Accepts any name of a file but none at all, and no folder.
@@ -33,7 +36,7 @@ inline CLI::Validator FileName() {
                    ? "Is a folder, not a file: " + name
                    : std::string();
       },
-      "FILE");
+      kNoType);
 }
 
 // Accepts the name of a folder that is there.
@@ -45,7 +48,7 @@ inline CLI::Validator ExistingFolder() {
                    ? std::string()
                    : "Directory does not exist: " + name;
       },
-      "DIR");
+      kNoType);
 }
 
 }  // namespace ovix::agent

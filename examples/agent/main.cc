@@ -151,20 +151,26 @@ std::string ProblemOf(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Collects what this machine reports of itself and keeps it in local databases.");
+  CLI::App app("Collects what this machine reports of itself and keeps it in local databases.",
+               "ovix-agent");
   app.set_version_flag("--version", OVIX_TELEMETRY_DATA_CONTRACTS_VERSION);
   app.require_subcommand(1);
   std::string folder;
   std::string root = kThisMachine;
 
-  CLI::App* collect = app.add_subcommand("collect", "Collect, store and say what changed");
-  collect->add_option("store", folder, "Folder of the databases; made where it is missing")
+  CLI::App* collect = app.add_subcommand("collect", "Collect, store and report what changed");
+  collect->add_option("store", folder, "Folder of the databases; created if missing")
+      ->type_name("DIR")
       ->required()
       ->check(FolderName());
-  collect->add_option("--root", root, "Read a Linux machine whose files lie in this folder")
+  collect->add_option("--root", root, "Read a copy of a Linux machine in this folder")
+      ->type_name("DIR")
       ->check(ExistingFolder());
   CLI::App* show = app.add_subcommand("show", "Print what is stored");
-  show->add_option("store", folder, "Folder of the databases")->required()->check(ExistingFolder());
+  show->add_option("store", folder, "Folder of the databases")
+      ->type_name("DIR")
+      ->required()
+      ->check(ExistingFolder());
 
   int exit_code = 0;
   AddUploadCommands(app, exit_code);

@@ -95,7 +95,7 @@ CLI::Validator AtLeastOne() {
                    ? ""
                    : "Value " + number + " is not a whole number of 1 or more";
       },
-      "POSITIVE");
+      kNoType);
 }
 
 // Accepts the name of a message that `upload` builds payloads of, without its package.
@@ -107,7 +107,7 @@ CLI::Validator BuiltPayload() {
         }
         return name + " is not a payload that is built; docs/payloads.md lists those that are";
       },
-      "MESSAGE");
+      kNoType);
 }
 
 // Whether anything has a database's name here; what is wrong with it is for the store to report.
@@ -226,36 +226,43 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   CLI::App* upload = app.add_subcommand("upload", "Build payloads from what is stored");
   const auto to_upload = std::make_shared<UploadOptions>();
   upload->add_option("store", to_upload->store, "Folder of the databases")
+      ->type_name("DIR")
       ->required()
       ->check(ExistingFolder());
-  upload
-      ->add_option("outbox", to_upload->outbox, "Folder of the payloads; made where it is missing")
+  upload->add_option("outbox", to_upload->outbox, "Folder of the payloads; created if missing")
+      ->type_name("DIR")
       ->required()
       ->check(FolderName());
   upload->add_option("--root", to_upload->root, "The machine that was collected: see collect")
+      ->type_name("DIR")
       ->check(ExistingFolder())
       ->capture_default_str();
   upload
       ->add_option("--max-bytes", to_upload->max_bytes,
-                   "Size of the outbox; beyond it the oldest payloads are dropped")
-      ->transform(CLI::AsSizeValue(false))
+                   "Largest size of the outbox, such as 256mb; the\noldest payloads are dropped")
+      ->type_name("SIZE")
+      ->transform(CLI::AsSizeValue(false).description(kNoType))
       ->check(AtLeastOne())
       ->capture_default_str();
   upload
       ->add_option("--max-age-days", to_upload->max_age_days,
-                   "Payloads that wait longer are dropped")
-      ->check(CLI::Range(2, 36500))
+                   "Payloads that wait longer are dropped (2 to 36500)")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(2, 36500).description(kNoType))
       ->capture_default_str();
   upload->add_option("--show", to_upload->shown, "Print the first payload of this message as JSON")
+      ->type_name("MESSAGE")
       ->check(BuiltPayload());
   upload->callback([to_upload, &exit_code] { exit_code = RunUpload(*to_upload) ? 0 : 1; });
 
   CLI::App* pack = app.add_subcommand("pack", "Write the payloads of the outbox into a batch file");
   const auto to_pack = std::make_shared<PackOptions>();
   pack->add_option("outbox", to_pack->outbox, "Folder of the payloads")
+      ->type_name("DIR")
       ->required()
       ->check(ExistingFolder());
   pack->add_option("batch", to_pack->batch, "The file, such as batch.ndjson.gz; it is replaced")
+      ->type_name("FILE")
       ->required()
       ->check(FileName());
   pack->callback([to_pack, &exit_code] { exit_code = RunPack(*to_pack) ? 0 : 1; });
@@ -263,11 +270,14 @@ void AddUploadCommands(CLI::App& app, int& exit_code) {
   CLI::App* ack = app.add_subcommand("ack", "Remove payloads that were received from the outbox");
   const auto to_ack = std::make_shared<AckOptions>();
   ack->add_option("outbox", to_ack->outbox, "Folder of the payloads")
+      ->type_name("DIR")
       ->required()
       ->check(ExistingFolder());
   CLI::Option* ids =
-      ack->add_option("id", to_ack->ids, "Ids of payloads, from their metadata files");
-  ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input");
+      ack->add_option("id", to_ack->ids, "Ids of payloads, from their metadata files")
+          ->type_name("ID");
+  ack->add_option("--file", to_ack->file, "A file of ids, one a line; - is the standard input")
+      ->type_name("FILE");
   ack->callback([to_ack, ids, &exit_code] {
     if (ids->empty() && to_ack->file.empty()) {
       throw std::runtime_error("ack: no ids; give them after the outbox or by --file");

@@ -1,6 +1,6 @@
 // ovix-fleet-device: a day of a simulated device, as a batch file. Takes payloads that
-// `ovix-contracts sample --out DIR --delimited` has made, and gives each the label that the example
-// agent would.
+// `ovix-contracts sample --out DIR --delimited` has made, and gives each the metadata that the
+// example agent would.
 #include <google/protobuf/io/coded_stream.h>
 
 #include <CLI/CLI.hpp>
@@ -33,7 +33,7 @@ struct Made {
   std::string bytes;
 };
 
-// The messages that a program's delimited stream holds: each behind its length.
+// The messages that a program's delimited stream holds: each after its length.
 std::vector<std::string> ReadDelimited(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   const std::string content{std::istreambuf_iterator<char>(stream), {}};
@@ -91,11 +91,17 @@ int Main(int argc, char** argv) {
   std::string samples, batch, day_text;
   uint64_t number = 0;
   app.add_option("samples", samples, "Folder of ovix-contracts sample --out --delimited")
+      ->type_name("DIR")
       ->required()
       ->check(ExistingFolder());
-  app.add_option("batch", batch, "The file; it is replaced")->required()->check(FileName());
-  app.add_option("--device", number, "Which device")->required();
-  app.add_option("--day", day_text, "When its payloads were built, like 2026-11-21")->required();
+  app.add_option("batch", batch, "The file; it is replaced")
+      ->type_name("FILE")
+      ->required()
+      ->check(FileName());
+  app.add_option("--device", number, "Which device")->type_name("NUMBER")->required();
+  app.add_option("--day", day_text, "When its payloads were built, like 2026-11-21")
+      ->type_name("DATE")
+      ->required();
   try {
     app.parse(argc, argv);
     const auto day = ParseDay(day_text);

@@ -5,6 +5,11 @@
 #include <sys/stat.h>
 #endif
 
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "device_id.h"
 #include "store/sqlite.h"
 #include "support/folder.h"
@@ -175,7 +180,7 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   expect(outbox + " --file - </dev/null", 0, "0 payloads acknowledged", 3);
 #endif
 
-  // A label that is none is reported once, and not taken for the payload that is asked for.
+  // Metadata that is not valid is reported once, and not taken for the payload that is asked for.
   const std::string stem = "20261120T000000000Z-0000000000001-IdentityAsCDM";
   folder.Write("outbox/" + stem + ".json", "not JSON");
   folder.Write("outbox/" + stem + ".binpb", "x");
@@ -225,6 +230,28 @@ TEST(Agent, GoesOnAroundWhatFailsAndHealsIt) {
   run(1, {"DeviceProfile.db: the database is damaged", "was renamed to DeviceProfile.db.damaged-",
           "3 new"});
   run(0, {"3 as before"});
+}
+
+TEST(Agent, ShowsHelpInPlainTermsAndEightyColumns) {
+  const std::pair<const char*, std::vector<const char*>> cases[] = {
+      {"", {"  collect ", "  ack "}},
+      {"collect", {"store DIR REQUIRED", "--root DIR "}},
+      {"show", {"store DIR REQUIRED"}},
+      {"upload",
+       {"outbox DIR REQUIRED", "--root DIR=/", "--max-bytes SIZE=268435456",
+        "--max-age-days NUMBER=30", "--show MESSAGE "}},
+      {"pack", {"outbox DIR REQUIRED", "batch FILE REQUIRED"}},
+      {"ack", {"outbox DIR REQUIRED", "id ID ...", "--file FILE "}},
+  };
+  for (const auto& [command, shown] : cases) {
+    const Outcome outcome = RunAgent(std::string(command) + " --help");
+    EXPECT_EQ(outcome.exit_code, 0) << command;
+    for (const char* part : shown) {
+      EXPECT_NE(outcome.output.find(part), std::string::npos) << part << " in:\n" << outcome.output;
+    }
+    std::istringstream lines(outcome.output);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80) << line;
+  }
 }
 
 TEST(Agent, SaysBadInputInOneLineAndFails) {

@@ -54,7 +54,7 @@ std::optional<std::string> Unzip(const std::string& zipped) {
   return is_whole ? std::optional(text) : std::nullopt;
 }
 
-// A line as a receiver sees it: its label, and the bytes.
+// A line as a receiver sees it: its metadata, and the bytes.
 struct Line {
   Label label;
   std::string payload;
@@ -140,7 +140,7 @@ TEST(Batch, HasWhatWaitsInTheOutboxByItsNumber) {
   EXPECT_EQ(run.exit_code, 0) << run.errors;
   EXPECT_EQ(run.output.substr(0, 17), "5 payloads packed") << run.output;
 
-  // A payload that was changed does not go out under its label; the others do.
+  // A payload that was changed does not go out with its metadata; the others do.
   folder.Write("outbox/" + LabelOf("sound", 4).FileStem() + ".binpb", "other");
   folder.Write("outbox/" + LabelOf("longer", 5).FileStem() + ".binpb", "short");
   run = pack(file);

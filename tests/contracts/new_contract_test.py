@@ -133,6 +133,10 @@ def main():
             missing = [line for line in lines if line not in text]
             if missing:
                 failures.append(f"{command}: {schema} lacks {missing}: {done.stderr or text}")
+            declared = "remove from" if "--record" in command else "declare the fields in"
+            following = done.stdout.splitlines()[-1:]
+            if not following or f"now {declared} ovix/telemetry/contract/{schema} (the new schema)" not in following[0]:
+                failures.append(f"{command}: does not say to {declared} the schema that it wrote, but {following}")
         failures += [f"after all: {finding}" for finding in check.find(base)[0]]
     for failure in failures:
         print(f"new_contract_test: {failure}", file=sys.stderr)

@@ -43,7 +43,7 @@ class Landing(unittest.TestCase):
         stack = contextlib.ExitStack()
         cls.addClassCleanup(stack.close)
         cls.context = stack.enter_context(session("local[2]"))
-        # A date is a text in UTC, and stays one when it is read back from a folder's name.
+        # A date is a string in UTC, and stays one when it is read back from a folder's name.
         cls.spark = (
             SparkSession(cls.context).builder
             .config("spark.sql.session.timeZone", "UTC")
@@ -176,7 +176,7 @@ class Landing(unittest.TestCase):
             identity = find("IdentityAsCDM")
             set_version(RELEASED, identity, "1.2.0")
             add_field(identity, "counter", 12, "uint64")
-            add_field(identity, "device", 13, "string")  # the name of a label's key
+            add_field(identity, "device", 13, "string")  # the name of a key of the metadata
             add_field(find("DeviceRefInfo"), "since", 3, "uint32")
 
         newer = changed(RELEASED, release)

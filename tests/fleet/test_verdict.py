@@ -89,7 +89,7 @@ class Verdicts(unittest.TestCase):
                 if seen:
                     self.assertFalse(SCHEMA.is_valid(line))
 
-    def test_lines_that_are_no_label(self) -> None:
+    def test_lines_without_metadata(self) -> None:
         deep = b'{"a":' * 100_000
         for text, reason in (
             (b"", Reason.LABEL),
@@ -113,10 +113,10 @@ class Verdicts(unittest.TestCase):
             ("not UTF-8", b"\x12\x02\xc3\x28", Reason.NOT_UTF8, False),
             ("not UTF-8 in a part", b"\x5a\x03\x12\x01\xff", Reason.NOT_UTF8, False),
             ("not UTF-8 and cut off", b"\x12\x02\xc3\x28\x12", Reason.MALFORMED, False),
-            ("a number where a text is", b"\x10\x07", Reason.MALFORMED, False),
-            ("a text where a number is, in a part", b"\x5a\x03\x0a\x01x", Reason.MALFORMED, False),
+            ("a number for a string", b"\x10\x07", Reason.MALFORMED, False),
+            ("a string for a number, in a sub-message", b"\x5a\x03\x0a\x01x", Reason.MALFORMED, False),
             ("an unknown field", SOUND + b"\x98\x3f\x01", None, True),
-            ("an unknown field in a part", b"\x5a\x04\x08\x01\x78\x01", None, True),
+            ("an unknown field in a sub-message", b"\x5a\x04\x08\x01\x78\x01", None, True),
             ("fields in another order, twice", b"\x12\x01a\x0a\x011\x12\x01b", None, False),
             ("a zero that need not be written", b"\x0a\x00", None, False),
         ):

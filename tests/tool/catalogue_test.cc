@@ -113,6 +113,19 @@ TEST(Catalogue, FactsHaveLabelsAndPersonalDataItsLists) {
   }
 }
 
+// In JSON and in the pages' own markup it is a part.
+TEST(Catalogue, CallsAMessageOfOthersASubMessage) {
+  const auto pages = tool::CataloguePages(Contracts::Installed());
+  size_t headings = 0;
+  for (const auto& [name, page] : pages) {
+    headings += Count(page, ">sub-message</p>");
+    EXPECT_EQ(Count(page, ">part</p>") + Count(page, ">Part</p>"), 0u) << name;
+  }
+  EXPECT_GT(headings, 100u);
+  EXPECT_EQ(Count(pages.at("privacy.html"), " A field of a nested message is listed with each "),
+            1u);
+}
+
 // The classes are defined once, in docs/contracts.md, and shown elsewhere.
 TEST(Catalogue, SaysOfTheClassesWhatTheDocsSay) {
   const auto read = [](const char* page) {

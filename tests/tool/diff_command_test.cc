@@ -35,17 +35,18 @@ TEST(ToolDiff, ReportsToContinuousIntegration) {
   const std::string sets = Path(folder, "old") + Path(folder, "new");
   ProgramRun run = RunTool(folder, "diff --format github" + sets);
   EXPECT_EQ(run.exit_code, 1);
-  EXPECT_EQ(run.output,
-            "::error title=file-removed::pair0/gone.proto: removed: programs include its header\n"
-            "::error title=message-removed::pair0.O: part removed: what was kept or sent can no "
-            "longer be read\n"
-            "::error file=pair0/main.proto,line=2,title=field-renamed::pair0.M.a: renamed to b: a "
-            "name is a JSON key and a line in somebody's query\n"
-            "::error file=pair0/main.proto,title=message-removed::pair0.N: part removed: what was "
-            "kept or sent can no longer be read\n"
-            "::notice file=pair0/main.proto,line=4,title=field-added::pair0.M.c: added, number 2, "
-            "string\n"
-            "5 changes: 2 wire-breaking, 4 source-breaking, 0 store-breaking, 1 safe\n");
+  EXPECT_EQ(
+      run.output,
+      "::error title=file-removed::pair0/gone.proto: removed: programs include its header\n"
+      "::error title=message-removed::pair0.O: sub-message removed: what was kept or sent can no "
+      "longer be read\n"
+      "::error file=pair0/main.proto,line=2,title=field-renamed::pair0.M.a: renamed to b: a "
+      "name is a JSON key and a line in somebody's query\n"
+      "::error file=pair0/main.proto,title=message-removed::pair0.N: sub-message removed: what was "
+      "kept or sent can no longer be read\n"
+      "::notice file=pair0/main.proto,line=4,title=field-added::pair0.M.c: added, number 2, "
+      "string\n"
+      "5 changes: 2 wire-breaking, 4 source-breaking, 0 store-breaking, 1 safe\n");
   run = RunTool(folder, "diff --format junit" + sets);
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_TRUE(

@@ -93,7 +93,7 @@ TEST(ToolLookup, TakesAFullNameThatIsTheEndOfAnother) {
   const ProgramRun run = RunTool(
       folder, "show BatteryHealthLog --contracts \"" + (folder / "other.binpb").string() + "\"");
   EXPECT_EQ(run.errors, "");
-  EXPECT_TRUE(run.output.starts_with("BatteryHealthLog (part)\n")) << run.output;
+  EXPECT_TRUE(run.output.starts_with("BatteryHealthLog (sub-message)\n")) << run.output;
 }
 
 TEST(ToolLookup, ShowsOneFieldByItsPath) {
@@ -110,7 +110,7 @@ TEST(ToolLookup, ShowsOneFieldByItsPath) {
       {"BatteryHealthLog.battery_status.discharging",
        kStorage + std::string("device_health.BatteryStatus.discharging"),
        "discharging  bool  implicit\n          Bit 6.", "fully_charged"},
-      {"BatteryHealthLog.battery_status", log + ".battery_status", "BatteryStatus (part)\n",
+      {"BatteryHealthLog.battery_status", log + ".battery_status", "BatteryStatus (sub-message)\n",
        "cycle_count"},
       {kGun + std::string(".battery_serial_number"),
        kPayload + std::string(".battery_serial_number"),

@@ -192,7 +192,7 @@ TEST(ToolShow, TellsAMessageWhole) {
   } cases[] = {
       {"BatteryHealthLog",
        {"One health test of a battery", "HealthLog", "Historical", "180 days",
-        "HwBatteryHealthLogAsCDM", "Misspelt on purpose", "BatteryStatus (part)",
+        "HwBatteryHealthLogAsCDM", "Misspelt on purpose", "BatteryStatus (sub-message)",
         "over_charged_alarm"}},
       {kPayload,
        {"category.pcLogHwBatteryHealth.version.1", "1.0.0", "explicit",

@@ -174,8 +174,8 @@ void AddList(CLI::App& app, int&) {
       ->type_name("NAME");
   command
       ->add_option("--match", options->match,
-                   "Only those with this text in their name or gun; with * (any text) or ? (any "
-                   "character) only where it fits the whole; case does not count")
+                   "Only those with this string in their name or gun; with * (any characters) or ? "
+                   "(any character) the whole must match; case does not count")
       ->type_name("TEXT");
   AddFormat(*command, options->format);
   AddContracts(*command, options->release);

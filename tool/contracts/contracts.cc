@@ -59,6 +59,8 @@ const char* KindText(Kind kind) {
   }
 }
 
+const char* KindTerm(Kind kind) { return kind == Kind::kPart ? "sub-message" : KindText(kind); }
+
 Kind KindOf(const Descriptor* message) {
   const auto& persistance = message->options().GetExtension(storage::persistance);
   if (!persistance.type().empty()) return Kind::kTable;

@@ -35,7 +35,10 @@ enum class Kind {
   kPart,     // inside other messages
 };
 
-const char* KindText(Kind kind);  // "table", "payload", "database", "option", "part"
+// For programs: "table", "payload", "database", "option", "part".
+const char* KindText(Kind kind);
+// For readers: the same, but "sub-message" for a part.
+const char* KindTerm(Kind kind);
 Kind KindOf(const Descriptor* message);
 
 // The options, empty where the schema sets none. They hold for descriptors of any pool.

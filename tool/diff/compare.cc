@@ -104,7 +104,7 @@ class Comparison {
 
   void RemoveMessage(const Descriptor* message) {
     const Kind kind = KindOf(message);
-    Add(Change::kMessageRemoved, message->full_name(), std::string(KindText(kind)) + " removed",
+    Add(Change::kMessageRemoved, message->full_name(), std::string(KindTerm(kind)) + " removed",
         kind == Kind::kTable ? kStore : kSafe);
   }
 
@@ -113,7 +113,7 @@ class Comparison {
     Add(kind == Kind::kTable     ? Change::kTableAdded
         : kind == Kind::kPayload ? Change::kPayloadAdded
                                  : Change::kMessageAdded,
-        message->full_name(), std::string(KindText(kind)) + " added");
+        message->full_name(), std::string(KindTerm(kind)) + " added");
   }
 
   void CompareMessages(const Descriptor* before, const Descriptor* after) {

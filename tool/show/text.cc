@@ -41,7 +41,7 @@ class TextView {
     const Descriptor* message = field->containing_type();
     Heading(field->full_name(), "field", "");
     text_ += "\n";
-    Line("of", std::string(KindText(KindOf(message))) + " " + ShortName(message));
+    Line("of", std::string(KindTerm(KindOf(message))) + " " + ShortName(message));
     Line("schema", field->file()->name());
     text_ += "\n";
     ShowField(field, field->name().size(), TypeText(field).size());
@@ -85,7 +85,7 @@ class TextView {
 
   void ShowMessage(const Descriptor* message) {
     const Comment comment = contracts_.CommentOf(message);
-    Heading(message->full_name(), KindText(KindOf(message)), comment.text);
+    Heading(message->full_name(), KindTerm(KindOf(message)), comment.text);
     text_ += "\n";
     Line("schema", message->file()->name());
     switch (KindOf(message)) {

@@ -13,8 +13,8 @@
 
 namespace ovix::agent {
 
-// Newline-delimited JSON, compressed by gzip: one line for each payload, its label with the bytes
-// in base64 (docs/payloads.md). It is written to .FILE.ovix-part, which Finish() renames:
+// Newline-delimited JSON, compressed by gzip: one line for each payload, its metadata with the
+// bytes in base64 (docs/payloads.md). It is written to .FILE.ovix-part, which Finish() renames:
 // whatever interrupts it, the file is there whole or is what it was before. Not for use by two
 // threads.
 class BatchFile {

@@ -49,7 +49,7 @@ std::string JsonText(const std::string& text) {
   return Json(value);
 }
 
-// The keys of a label and their values, with this between two of them.
+// The keys of the metadata and their values, with this between two of them.
 std::string Members(const Label& label, const std::string& separator) {
   const std::pair<const char*, std::string> members[] = {
       {"gun", JsonText(label.gun)},

@@ -1,4 +1,4 @@
-// The label of a payload: what a receiver must know before it reads the bytes.
+// The metadata of a payload (its .json file): what a receiver must know before it reads the bytes.
 #ifndef OVIX_AGENT_UPLOADER_LABEL_H_
 #define OVIX_AGENT_UPLOADER_LABEL_H_
 
@@ -29,15 +29,15 @@ struct Label {
   // The names of the payload's two files without their endings: TIME-SEQUENCE-MESSAGE.
   std::string FileStem() const;
   std::string ToJson() const;
-  // A line of a batch file, without its end: the label in one line, with the payload in base64 as
-  // one more key, `data`.
+  // A line of a batch file, without its end: the metadata in one line, with the payload in base64
+  // as one more key, `data`.
   std::string ToBatchLine(std::string_view payload) const;
-  // Nothing where the text is not a label with an id.
+  // Nothing where the text is not metadata with an id.
   static std::optional<Label> FromJson(const std::string& json);
 };
 
-// The label of a payload of these bytes. Throws std::runtime_error, in one line, where the schema
-// does not set the option cdm.
+// The metadata of a payload of these bytes. Throws std::runtime_error, in one line, where the
+// schema does not set the option cdm.
 Label MakeLabel(const google::protobuf::Descriptor* message, std::string_view bytes,
                 const std::string& device, const std::string& created, int64_t sequence);
 

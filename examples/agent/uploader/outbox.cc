@@ -202,7 +202,7 @@ Outbox::Taken Outbox::Take(const std::vector<std::string>& stems,
                        error.message() + "); check it and run again");
     return false;
   };
-  // No payload goes before its label is gone for good: no label is ever without its payload.
+  // A metadata file is gone for good before its payload goes: none is ever without its payload.
   std::vector<std::string> unlabelled;
   for (const std::string& stem : stems) {
     if (remove(stem + kLabelEnding)) unlabelled.push_back(stem);
@@ -215,7 +215,7 @@ Outbox::Taken Outbox::Take(const std::vector<std::string>& stems,
     taken.bytes += at->second.bytes;
     by_id_.erase(at->second.id);
     payloads_.erase(at);
-    // One that stays is nothing without its label; the next run removes it.
+    // One that stays is nothing without its metadata file; the next run removes it.
     remove(stem + kPayloadEnding);
   }
   sync();

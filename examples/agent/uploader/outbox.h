@@ -17,10 +17,11 @@
 namespace ovix::agent {
 
 // Each payload is two files of one name: NAME.binpb, the message in protobuf's binary encoding, and
-// NAME.json, its label. A payload is there once its label is: the label comes last and goes first,
-// and each step is on the disk before the next, so that a kill or a power failure at any moment
-// leaves payloads that are whole or not there. What an interrupted run has left is removed by the
-// next. Only files whose names are the agent's own are ever touched; links and folders are not.
+// NAME.json, its metadata file. A payload is there once its metadata file is: that file is written
+// last and removed first, and each step is on the disk before the next, so that a kill or a power
+// failure at any moment leaves payloads that are whole or not there. What an interrupted run has
+// left is removed by the next. Only files whose names are the agent's own are ever touched; links
+// and folders are not.
 //
 // One program at a time: an outbox is locked as long as it lives. Not for use by two threads at
 // once.
@@ -29,7 +30,7 @@ class Outbox {
   // What was taken out.
   struct Taken {
     int64_t payloads = 0;
-    uint64_t bytes = 0;  // labels included
+    uint64_t bytes = 0;  // metadata files included
   };
 
   // Throws std::runtime_error, in one line, where the folder is not there, cannot be used or is in
@@ -43,12 +44,12 @@ class Outbox {
   // The largest sequence number of the payloads that are there; 0 without any.
   int64_t LargestSequence() const;
 
-  // Writes a payload with its label. Throws std::runtime_error, in one line, and leaves nothing of
-  // the payload.
+  // Writes a payload with its metadata. Throws std::runtime_error, in one line, and leaves nothing
+  // of the payload.
   void Write(const Label& label, std::string_view payload);
 
   // Reads the payloads one after another, by sequence number. One that cannot be read, or is not
-  // what its label says, goes to `problems`, one line each. What `take` throws is thrown on.
+  // what its metadata states, goes to `problems`, one line each. What `take` throws is thrown on.
   void Read(const std::function<void(const Label&, std::string_view payload)>& take,
             std::vector<std::string>& problems);
 
@@ -71,7 +72,7 @@ class Outbox {
     bool has_label = false;
     uint64_t payload_bytes = 0;
     uint64_t bytes = 0;  // of both files
-    std::string id;      // empty where the label, of an older agent, has none
+    std::string id;      // empty where the metadata, of an older agent, has none
   };
   // By what a payload's two files are named.
   using Payloads = std::map<std::string, Standing>;
@@ -89,7 +90,7 @@ class Outbox {
   std::map<std::string, std::string> by_id_;
   std::set<std::string> not_files_;  // links and folders with names like ours
   bool holds_others_ = false;
-  std::vector<std::string> unread_;  // labels, one line each
+  std::vector<std::string> unread_;  // metadata files, one line each
   std::vector<std::string> remarks_;
 };
 

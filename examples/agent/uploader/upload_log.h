@@ -56,7 +56,7 @@ class UploadLog : public Cursors {
                std::chrono::system_clock::time_point now, int64_t at_least);
   // In the order of their sequence numbers.
   std::vector<Waiting> ReadWaiting();
-  // The payloads of these labels are whole in the outbox.
+  // The payloads of this metadata are whole in the outbox.
   void Finish(const std::vector<Label>& labels);
 
   // Notes that the agent runs, and returns the largest sequence number that is older than this.

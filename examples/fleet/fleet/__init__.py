@@ -1,1 +1,1 @@
-"""Lands batches of payloads in tables, on Apache Spark. docs/fleet.md tells how."""
+"""Lands batches of payloads in tables, on Apache Spark. docs/fleet.md explains how."""

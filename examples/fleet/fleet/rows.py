@@ -67,8 +67,8 @@ class Part:
 def table_schema(payload: Payload | None) -> pa.Schema:
     """The columns of a table, or of the rejects; `date` is in the names of the table's folders.
 
-    A payload's own fields are in one column: any may have a label's name, now or in a later
-    release. Raises ValueError where a message can have no columns.
+    A payload's own fields are in one column: any may have the name of a key of the metadata, now or
+    in a later release. Raises ValueError where a message can have no columns.
     """
     if payload is None:
         return _REJECTS

@@ -97,24 +97,24 @@ def _parse(text: bytes) -> dict[str, Any]:
 def _text(label: dict[str, Any], key: str) -> str:
     value = label.get(key)
     if not isinstance(value, str) or not value or "\0" in value:
-        raise _Rejected(Reason.LABEL, f"the label has no text {key}")
+        raise _Rejected(Reason.LABEL, f"the metadata has no string {key}")
     form = _FORMS.get(key)
     if form is not None and form.fullmatch(value) is None:
-        raise _Rejected(Reason.LABEL, f"{key} of the label has another form: {value[:80]!r}")
+        raise _Rejected(Reason.LABEL, f"{key} of the metadata has another form: {value[:80]!r}")
     return value
 
 
 def _number(label: dict[str, Any], key: str, least: int) -> int:
     value = label.get(key)
     if type(value) is not int or not least <= value <= LARGEST_SEQUENCE:
-        raise _Rejected(Reason.LABEL, f"the label has no number {key}")
+        raise _Rejected(Reason.LABEL, f"the metadata has no number {key}")
     return value
 
 
 def _take_label(label: dict[str, Any], verdict: Verdict) -> None:
     data = label.get("data")
     if not isinstance(data, str):
-        raise _Rejected(Reason.LABEL, "the label has no text data")
+        raise _Rejected(Reason.LABEL, "the metadata has no string data")
     try:
         verdict.data = binascii.a2b_base64(data, strict_mode=True)
     except ValueError as error:
@@ -124,7 +124,7 @@ def _take_label(label: dict[str, Any], verdict: Verdict) -> None:
     except (KeyError, TypeError):
         is_sound = False
     verdict.gun = _text(label, "gun")
-    if not is_sound:  # key by key: what is known of the label is kept
+    if not is_sound:  # key by key: what is known of the metadata is kept
         verdict.version = _text(label, "version")
         verdict.device = _text(label, "device")
         _text(label, "created")
@@ -139,16 +139,17 @@ def _take_label(label: dict[str, Any], verdict: Verdict) -> None:
         verdict.created = datetime.datetime.fromisoformat(created)
         verdict.date = created[:10]
     except ValueError as error:
-        raise _Rejected(Reason.LABEL, f"created of the label is not a time: {created}") from error
+        detail = f"created of the metadata is not a time: {created}"
+        raise _Rejected(Reason.LABEL, detail) from error
 
 
 def _check(label: dict[str, Any], contracts: Contracts, verdict: Verdict) -> Payload:
     size = _number(label, "bytes", 0)
     message = _text(label, "message")
     if size != len(verdict.data):
-        raise _Rejected(Reason.HASH, f"has {len(verdict.data)} bytes, the label says {size}")
+        raise _Rejected(Reason.HASH, f"has {len(verdict.data)} bytes, the metadata states {size}")
     if hashlib.sha256(verdict.data).hexdigest() != label["sha256"]:
-        raise _Rejected(Reason.HASH, "has another hash than the label says")
+        raise _Rejected(Reason.HASH, "has another hash than the metadata states")
     payload = contracts.payloads.get(verdict.gun or "")
     if payload is None:
         raise _Rejected(Reason.UNKNOWN_GUN, f"no message of the contracts has {verdict.gun}")
@@ -165,7 +166,7 @@ def _parse_payload(payload: Payload, contracts: Contracts, verdict: Verdict) -> 
         message: Message = payload.message.FromString(verdict.data)
     except DecodeError as error:
         if contracts.parses_without_text(payload, verdict.data):
-            raise _Rejected(Reason.NOT_UTF8, "a text of the payload is not UTF-8") from error
+            raise _Rejected(Reason.NOT_UTF8, "a string of the payload is not UTF-8") from error
         raise _Rejected(Reason.MALFORMED, "the payload does not parse") from error
     message.DiscardUnknownFields()
     # The bytes that most senders write: nothing of them was discarded.

@@ -10,8 +10,8 @@
   const more = form.querySelector('.more');
   const status = form.querySelector('[role=status]');
   const kinds = {
-    t: 'table', p: 'payload', m: 'part', d: 'database', o: 'option', e: 'enumeration', f: 'field',
-    v: 'value',
+    t: 'table', p: 'payload', m: 'sub-message', d: 'database', o: 'option', e: 'enumeration',
+    f: 'field', v: 'value',
   };
   const mostShown = 40;
   const fewHits = 5;  // with fewer, words of a similar spelling are found too
@@ -271,7 +271,7 @@
     return option;
   };
 
-  // A contract, and which of its fields and parts answer the query.
+  // A contract, and which of its fields and sub-messages answer the query.
   const makeHit = ({ href, own, top, matches }, words, place) => {
     const inside = matches.filter((entry) => entry !== own && (words.length === 0 ||
       words.some((word) => entry.lower.includes(word) || entry.said.includes(word))));

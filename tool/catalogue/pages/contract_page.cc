@@ -153,7 +153,7 @@ std::string NestedSections(const Relations& relations, const Descriptor* message
     const Descriptor* nested = message->nested_type(i);
     if (nested->options().map_entry()) continue;
     html += heading(nested->full_name().substr(page),
-                    KindOf(nested) == Kind::kPart ? "Part" : KindText(KindOf(nested)));
+                    KindOf(nested) == Kind::kPart ? "Sub-message" : KindText(KindOf(nested)));
     html += Prose(relations, nested->full_name(), relations.contracts().CommentOf(nested).text) +
             Sources(relations, nested) + UsedBy(relations.contracts().UsersOf(nested)) +
             Fields(relations, nested) + "</section>\n";
@@ -222,7 +222,7 @@ std::string MessagePage(const Relations& relations, const Site& site, Texts& tex
   const std::string name = message->name();
   std::string main =
       Crumbs(site.sections, Href(message), name) + "<div class=\"head\">\n<p class=\"kind kind-" +
-      KindText(kind) + "\">" + KindText(kind) + "</p>\n<h1>" + Breakable(name) +
+      KindText(kind) + "\">" + KindTerm(kind) + "</p>\n<h1>" + Breakable(name) +
       "</h1>\n<div class=\"lead\">" + Prose(relations, message->full_name(), comment.text) +
       "</div>\n" + Flow(relations, message) + Facts(relations, message) +
       (says_more ? Sources(relations, message) : "") +

@@ -145,7 +145,8 @@ std::string StartPage(const Relations& relations, const Site& site) {
   for (const Group& group : site.sections.payloads.groups) main += PayloadRows(relations, group);
   main +=
       "</table>\n</section>\n<section>\n<h2 id=\"page-parts\">Other messages and "
-      "enumerations</h2>\n<p>What is neither a table nor a payload: parts of these, options, and "
+      "enumerations</h2>\n<p>What is neither a table nor a payload: sub-messages of these, "
+      "options, and "
       "the sizes of databases. A message nested in another is on the page of that.</p>\n" +
       Overview(site.sections.others);
   for (const Group& group : site.sections.others.groups) {

@@ -127,9 +127,9 @@ std::string PrivacyPage(const Contracts& contracts, const PersonalData& personal
          "</li><li aria-current=\"page\">Personal data</li></ol></nav>\n<div class=\"head\">\n"
          "<h1>Personal data</h1>\n<div class=\"lead\"><p>What can identify or describe a person or "
          "a place: the payloads that carry it, the tables that keep it, where it comes from and "
-         "where it goes. All other fields hold technical data. A field of a part is listed with "
-         "each "
-         "payload and table that has the part.</p></div>\n<dl class=\"words\">\n" +
+         "where it goes. All other fields hold technical data. A field of a nested message is "
+         "listed with each payload and table that contains the message.</p></div>\n<dl "
+         "class=\"words\">\n" +
          classes +
          "</dl>\n</div>\n<div class=\"body\">\n<section>\n<h2 id=\"page-list\">Fields by "
          "contract</h2>\n<form class=\"filter\" hidden><fieldset><legend>Show</legend>\n" +
