@@ -104,11 +104,21 @@ TEST(ToolDecode, RedactsTheLabelToo) {
   WriteBattery(folder, 7, 1);
   const ProgramRun run = RunTool(folder, "decode --redact all " + Quoted(folder, "outbox"));
   EXPECT_EQ(run.exit_code, 0) << run.errors;
-  for (const char* key : {"\"device\"", "\"id\"", "\"sha256\"", "\"bytes\"", "S1", "5c91a2bf"}) {
+  for (const char* key : {"\"device\"", "\"id\"", "\"sha256\"", "\"bytes\"", "\"payload\"",
+                          "\"sequence\"", "S1", "5c91a2bf"}) {
     EXPECT_EQ(run.output.find(key), std::string::npos) << key << " in " << run.output;
   }
-  EXPECT_NE(run.output.find("\"sequence\":7}"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("\"created\":\"" + std::string(kCreated) + "\"}"), std::string::npos)
+      << run.output;
   EXPECT_NE(run.errors.find("dropped: 1"), std::string::npos) << run.errors;
+
+  // A release that does not say what is personal.
+  const ProgramRun first =
+      RunTool(folder, "decode --redact all " + Quoted(folder, "outbox") + " --contracts \"" +
+                          OVIX_TESTS_SOURCE_ROOT + "/compat/1.0.0/contracts.binpb\"");
+  EXPECT_EQ(first.exit_code, 2);
+  EXPECT_EQ(first.output, "");
+  EXPECT_NE(first.errors.find("state no privacy class"), std::string::npos) << first.errors;
 }
 
 TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {

@@ -96,21 +96,59 @@ TEST(ToolRelease, IsRefusedInOneLineWhereItIsNone) {
   }
 }
 
-// Without comments nothing is known to be personal, which is not the same as nothing.
-TEST(ToolRelease, ListsPersonalDataOnlyWhereItIsStated) {
-  const Folder folder;
+// The set where IdentityAsCDM also holds a message of another schema, and the schemas whose names
+// have this end have no comments.
+std::string WithoutComments(const std::string& end) {
   FileDescriptorSet set = DescriptorSet();
-  for (auto& file : *set.mutable_file()) file.clear_source_code_info();
-  folder.Write("bare.binpb", set.SerializeAsString());
+  for (auto& file : *set.mutable_file()) {
+    if (file.name().ends_with(end)) file.clear_source_code_info();
+    if (!file.name().ends_with("/identityAsCDM.proto")) continue;
+    file.add_dependency(
+        "ovix/telemetry/contract/upload/log/hardware/hwBatteryHealthLogAsCDM.proto");
+    auto* field = file.mutable_message_type(0)->add_field();
+    field->set_name("battery");
+    field->set_number(99);
+    field->set_label(FieldDescriptorProto::LABEL_OPTIONAL);
+    field->set_type(FieldDescriptorProto::TYPE_MESSAGE);
+    field->set_type_name(".ovix.telemetry.contract.upload.log.hardware.HwBatteryHealthLogAsCDM");
+  }
+  // Imports come first.
+  std::stable_partition(
+      set.mutable_file()->begin(), set.mutable_file()->end(),
+      [](const auto& file) { return !file.name().ends_with("/identityAsCDM.proto"); });
+  return set.SerializeAsString();
+}
+
+// Without comments nothing is known to be personal, which is not the same as nothing.
+TEST(ToolRelease, HandlesPersonalDataOnlyWhereItIsStated) {
+  const Folder folder;
+  folder.Write("bare.binpb", WithoutComments(""));
+  folder.Write("partly.binpb", WithoutComments("/identityAsCDM.proto"));
+  folder.Write("nested.binpb", WithoutComments("/hwBatteryHealthLogAsCDM.proto"));
+  folder.Write("other.binpb", WithoutComments("/fwComponentsInfoAsCDM.proto"));
   std::filesystem::copy_file(OVIX_TESTS_SOURCE_ROOT "/compat/1.0.0/contracts.binpb",
                              folder / "first.binpb");
-  for (const std::string name : {"bare.binpb", "first.binpb"}) {
-    const ProgramRun run =
-        RunTool(folder, "privacy --contracts \"" + (folder / name).string() + "\"");
-    EXPECT_EQ(run.exit_code, 2);
-    EXPECT_EQ(run.output, "");
-    EXPECT_NE(run.errors.find(name + ": its comments state no privacy class"), std::string::npos)
-        << run.errors;
+  const std::string none = ": its comments state no privacy class";
+  const std::string some = ": it has no comments of ovix/telemetry/contract/upload/";
+  const struct {
+    std::string set;
+    std::string said;  // empty: it is decoded
+  } cases[] = {{"bare", none},
+               {"first", none},
+               {"partly", some + "device_profile/identityAsCDM.proto"},
+               {"nested", some + "log/hardware/hwBatteryHealthLogAsCDM.proto"},
+               {"other", ""}};
+  for (const auto& c : cases) {
+    for (const std::string command : {"privacy IdentityAsCDM", "decode IdentityAsCDM --redact all",
+                                      "decode IdentityAsCDM --redact all --delimited --skip-bad"}) {
+      SCOPED_TRACE(command + " " + c.set);
+      const std::string file = c.set + ".binpb";
+      const ProgramRun run = RunTool(folder, command + " --contracts " + Quoted(folder, file), "");
+      EXPECT_EQ(run.exit_code, c.said.empty() ? 0 : 2) << run.errors;
+      if (c.said.empty()) continue;
+      EXPECT_EQ(run.output, "");
+      EXPECT_NE(run.errors.find(file + c.said), std::string::npos) << run.errors;
+    }
   }
 }
 

@@ -145,6 +145,7 @@ void Show(Options& options) {
   const PersonalData data(contracts);
   std::vector<Holder> holders;
   for (const Descriptor* message : messages) {
+    RequirePrivacy(contracts, message);
     Holder holder{message, data.In(message)};
     if (only) {
       std::erase_if(holder.fields, [&](const auto& field) { return field.privacy != *only; });

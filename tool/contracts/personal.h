@@ -40,10 +40,18 @@ class PersonalData {
   std::map<const FieldDescriptor*, PersonalField> fields_;  // with an empty path
 };
 
-// Throws Error if the comments state no privacy class: a set without comments or of a
-// release that does not classify its fields. What is personal is then not known, which is easily
-// taken for nothing.
+// Whether the comments state any privacy class: not those of a release that does not classify its
+// fields, nor a set without comments.
+bool StatesPrivacy(const Contracts& contracts);
+
+// The schema of a message, or of one in it, of which the set has no comments; null where it has
+// those of all.
+const FileDescriptor* SchemaWithoutComments(const Contracts& contracts, const Descriptor* message);
+
+// Throw Error if what is personal is not known, which is easily taken for nothing: in any message,
+// as no privacy class is stated, or in this one, as a schema has no comments.
 void RequirePrivacy(const Contracts& contracts);
+void RequirePrivacy(const Contracts& contracts, const Descriptor* message);
 
 }  // namespace ovix::tool
 

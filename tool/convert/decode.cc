@@ -22,7 +22,10 @@ class Decoder {
         redactor_(contracts, options.redact, options.key_file),
         messages_(contracts),
         message_(messages_.Empty(options.type)),
-        printer_(options.notation, options.delimited) {}
+        printer_(options.notation, options.delimited) {
+    // Before anything is read: it is not a fault of a message, which can be skipped.
+    if (!options.redact.empty()) redactor_.Require(options.type);
+  }
 
   // The message as text; valid until the next call. Throws Error.
   const std::string& Decode(std::string_view bytes, uint64_t offset, const std::string& input,

@@ -17,7 +17,8 @@ namespace {
 namespace fs = std::filesystem;
 
 // The label on one line of JSON. What identifies the device, and what lets a guess at the content
-// be tested, is left out where content is redacted.
+// be tested, is left out where content is redacted. A sequence number identifies a device too: it
+// begins at the milliseconds of the store's first upload, and the payload's name has it.
 std::string LabelText(const Label& label, bool is_redacted) {
   std::string text;
   const auto add = [&](const char* key, const std::string& value) {
@@ -29,15 +30,17 @@ std::string LabelText(const Label& label, bool is_redacted) {
   add("gun", JsonText(label.gun));
   add("version", JsonText(label.version));
   add("message", JsonText(label.message));
-  add("payload", JsonText(label.payload));
   if (!is_redacted) {
+    add("payload", JsonText(label.payload));
     add_number("bytes", label.bytes);
     add("sha256", JsonText(label.sha256));
     add("device", JsonText(label.device));
   }
   add("created", JsonText(label.created));
-  add_number("sequence", label.sequence);
-  if (!is_redacted) add("id", JsonText(label.id));
+  if (!is_redacted) {
+    add_number("sequence", label.sequence);
+    add("id", JsonText(label.id));
+  }
   return text + "}";
 }
 

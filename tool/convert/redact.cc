@@ -2,6 +2,7 @@
 
 #include <fstream>
 
+#include "contracts/personal.h"
 #include "payload/hash.h"
 #include "terminal/error.h"
 #include "terminal/files_read.h"
@@ -59,6 +60,7 @@ Redactor::Redactor(const Contracts& contracts, const std::vector<std::string>& c
                   "all");
     }
   }
+  if (!classes.empty()) RequirePrivacy(contracts);
   if (classes.empty() && key_file) {
     throw Error("--key: there is nothing to hash; name the classes with --redact");
   }
@@ -98,7 +100,18 @@ void Redactor::Replace(Message& message, const FieldDescriptor* field) {
   replaced_ += size;
 }
 
+void Redactor::Require(const Descriptor* type) {
+  if (known_.contains(type)) return;
+  RequirePrivacy(contracts_, type);
+  known_.insert(type);
+}
+
 void Redactor::Redact(Message& message) {
+  Require(message.GetDescriptor());
+  RedactFields(message);
+}
+
+void Redactor::RedactFields(Message& message) {
   const auto* reflection = message.GetReflection();
   auto* unknown = reflection->MutableUnknownFields(&message);
   dropped_ += static_cast<size_t>(unknown->field_count());
@@ -110,10 +123,10 @@ void Redactor::Redact(Message& message) {
       Replace(message, field);
     } else if (field->message_type() != nullptr && field->is_repeated()) {
       for (int i = 0; i < reflection->FieldSize(message, field); ++i) {
-        Redact(*reflection->MutableRepeatedMessage(&message, field, i));
+        RedactFields(*reflection->MutableRepeatedMessage(&message, field, i));
       }
     } else if (field->message_type() != nullptr) {
-      Redact(*reflection->MutableMessage(&message, field));
+      RedactFields(*reflection->MutableMessage(&message, field));
     }
   }
 }
