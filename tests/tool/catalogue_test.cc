@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "catalogue/pages.h"
+#include "contracts/embedded.h"
 #include "contracts/facts.h"
 #include "contracts/personal.h"
 #include "ovix/telemetry/contract/storage/storage_options.pb.h"
@@ -73,6 +74,10 @@ TEST(Catalogue, FactsHaveLabelsAndPersonalDataItsLists) {
   const auto pages = tool::CataloguePages(contracts);
   const tool::PersonalData personal(contracts);
   const std::string& list = pages.at("privacy.html");
+  const size_t below = list.find("<p id=\"page-none\">No personal data: ");
+  ASSERT_NE(below, std::string::npos);
+  std::string without = list.substr(below, list.find("</p>", below) - below);
+  for (size_t at; (at = without.find("<wbr>")) != std::string::npos;) without.erase(at, 5);
   std::map<tool::Privacy, size_t> rows;
   size_t groups = 0, facts = 0;
   for (const tool::Descriptor* message : contracts.messages()) {
@@ -96,6 +101,8 @@ TEST(Catalogue, FactsHaveLabelsAndPersonalDataItsLists) {
     const auto fields = personal.In(message);
     EXPECT_EQ(Count(page->second, "<dt>Personal data</dt><dd>none</dd>"), fields.empty() ? 1u : 0u);
     if (!fields.empty()) ++groups;
+    // Each is in the list once: with its fields, or below the table.
+    EXPECT_EQ(Count(without, ">" + message->name() + "<"), fields.empty() ? 1u : 0u);
     for (const tool::PersonalField& field : fields) {
       ++rows[field.privacy];
       EXPECT_NE(
@@ -110,6 +117,42 @@ TEST(Catalogue, FactsHaveLabelsAndPersonalDataItsLists) {
     EXPECT_GT(rows[privacy], 0u) << name;
     EXPECT_EQ(Count(list, "data-privacy=\"" + name + "\""), rows[privacy]) << name;
     EXPECT_EQ(Count(list, " id=\"class-" + name + "\""), 1u) << name;
+    EXPECT_EQ(Count(list, "(" + std::to_string(rows[privacy]) + " fields by path)"), 1u) << name;
+  }
+}
+
+// Where no class is stated, nothing is said to be free of personal data.
+TEST(Catalogue, SaysWhereAReleaseDoesNotStatePrivacyClasses) {
+  const std::string page =
+      "contracts/ovix.telemetry.contract.upload.device_profile.IdentityAsCDM.html";
+  const std::string none = "This release does not state privacy classes";
+  const struct {
+    const char* without;  // the end of the names of schemas without comments
+    bool states;
+    const char* said;  // on the page
+  } cases[] = {
+      {"", false, "<dt>Personal data</dt><dd>This release does not state privacy classes</dd>"},
+      {"/identityAsCDM.proto", true,
+       "<dt>Personal data</dt><dd>This release has no comments of this contract, so its privacy "
+       "classes are not known</dd>"},
+      {"/fwComponentsInfoAsCDM.proto", true, "privacy.html#class-identifier"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.without);
+    google::protobuf::FileDescriptorSet set;
+    ASSERT_TRUE(set.ParseFromString(std::string(tool::EmbeddedDescriptorSet())));
+    for (auto& file : *set.mutable_file()) {
+      if (file.name().ends_with(c.without)) file.clear_source_code_info();
+    }
+    const Contracts contracts(set.SerializeAsString(), "set");
+    const auto pages = tool::CataloguePages(contracts);
+    const std::string& list = pages.at("privacy.html");
+    EXPECT_EQ(Count(list, none), c.states ? 0u : 1u);
+    EXPECT_EQ(Count(list, "<table"), c.states ? 1u : 0u);
+    EXPECT_EQ(Count(list, "No personal data: "), c.states ? 1u : 0u);
+    EXPECT_EQ(Count(pages.at("index.html"), "with personal data"), c.states ? 1u : 0u);
+    EXPECT_NE(pages.at(page).find(c.said), std::string::npos);
+    EXPECT_EQ(Count(pages.at(page), "<dd>none</dd>"), 0u);
   }
 }
 

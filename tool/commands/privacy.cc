@@ -73,7 +73,7 @@ std::string AsTable(const std::vector<Holder>& holders) {
     summary += (summary.empty() ? "" : ", ") + std::to_string(counts[privacy]) + " " +
                PrivacyText(privacy);
   }
-  return text + summary + "\n";
+  return text + "Fields by path: " + summary + "\n";
 }
 
 std::string AsJson(const std::vector<Holder>& holders) {

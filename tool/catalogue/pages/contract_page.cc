@@ -114,7 +114,8 @@ std::string Facts(const Relations& relations, const Descriptor* message) {
     fact("Database", Link("../index.html#database-" + message->name(), Breakable(message->name())) +
                          ", " + SizeText(relations, message->name()));
   }
-  const std::string personal = PersonalDataHtml(relations.personal().In(message));
+  const std::string personal =
+      PersonalDataHtml(relations.contracts(), relations.personal(), message);
   if (!personal.empty() || kind == Kind::kTable || kind == Kind::kPayload) {
     fact("Personal data", personal.empty() ? "none" : personal);
   }

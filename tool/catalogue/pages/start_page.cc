@@ -125,7 +125,10 @@ std::string StartPage(const Relations& relations, const Site& site) {
   count(payloads.size(), "payloads", "#page-payloads");
   count(relations.contracts().messages().size(), "messages", "#page-parts");
   count(fields, "fields", "");
-  count(relations.personal().size(), "with personal data", "privacy.html");
+  // None are stated: not the same as none.
+  if (relations.personal().size() != 0) {
+    count(relations.personal().size(), "with personal data", "privacy.html");
+  }
   main +=
       "</dl>\n</div>\n<div class=\"body\">\n<section>\n<h2 id=\"page-databases\">Databases, their "
       "tables, and the payloads that these feed</h2>\n" +

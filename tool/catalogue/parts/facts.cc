@@ -9,6 +9,8 @@
 namespace ovix::tool {
 namespace {
 
+constexpr char kNotStated[] = "This release does not state privacy classes";
+
 const char* Meaning(Privacy privacy) {
   switch (privacy) {
     case Privacy::kIdentifier:
@@ -83,7 +85,10 @@ std::string FactsHtml(const FieldFacts& facts) {
   return html.empty() ? "" : "<dl class=\"stated\">" + html + "</dl>";
 }
 
-std::string PersonalDataHtml(const std::vector<PersonalField>& fields) {
+std::string PersonalDataHtml(const Contracts& contracts, const PersonalData& personal,
+                             const Descriptor* message) {
+  if (personal.size() == 0) return kNotStated;
+  const std::vector<PersonalField> fields = personal.In(message);
   std::string html;
   for (const Privacy privacy : PrivacyClasses()) {
     std::string links;
@@ -94,17 +99,34 @@ std::string PersonalDataHtml(const std::vector<PersonalField>& fields) {
     if (links.empty()) continue;
     html += "<li>" + Label(privacy, "../") + " <ul class=\"links\">" + links + "</ul></li>";
   }
-  return html.empty() ? "" : "<ul class=\"by-class\">" + html + "</ul>";
+  if (!html.empty()) html = "<ul class=\"by-class\">" + html + "</ul>";
+  if (SchemaWithoutComments(contracts, message) != nullptr) {
+    html += "This release has no comments of this contract, so its privacy classes are not known";
+  }
+  return html;
 }
 
 std::string PrivacyPage(const Contracts& contracts, const PersonalData& personal) {
-  std::string groups;
+  const std::string begin =
+      "<div class=\"page start\">\n<nav class=\"crumbs\" aria-label=\"Where this is\"><ol><li>" +
+      Link("index.html", "Contracts") +
+      "</li><li aria-current=\"page\">Personal data</li></ol></nav>\n<div class=\"head\">\n"
+      "<h1>Personal data</h1>\n<div class=\"lead\"><p>";
+  if (personal.size() == 0) {
+    return begin + kNotStated +
+           ", so which data are personal is not known.</p></div>\n</div>\n</div>\n";
+  }
+  std::string groups, without;
   std::map<Privacy, size_t> counts;
   for (const auto& messages : {contracts.payloads(), contracts.tables()}) {
     for (const Descriptor* message : messages) {
       const auto fields = personal.In(message);
       for (const PersonalField& field : fields) ++counts[field.privacy];
       groups += Group(message, fields);
+      if (fields.empty() && SchemaWithoutComments(contracts, message) == nullptr) {
+        without += (without.empty() ? "" : ", ") +
+                   Link("contracts/" + Href(message), Breakable(ShortName(message)));
+      }
     }
   }
   std::string classes, choices;
@@ -117,15 +139,13 @@ std::string PrivacyPage(const Contracts& contracts, const PersonalData& personal
     const std::string name = PrivacyText(privacy);
     classes += "<div id=\"class-" + name + "\"><dt><b class=\"privacy\">" + name + "</b></dt><dd>" +
                Meaning(privacy) + " <span class=\"quiet\">(" + std::to_string(counts[privacy]) +
-               ")</span></dd></div>\n";
+               " fields by path)</span></dd></div>\n";
     choice("class", name, name);
   }
   choice("kind", "payload", "in payloads");
   choice("kind", "table", "in tables");
-  return "<div class=\"page start\">\n<nav class=\"crumbs\" aria-label=\"Where this is\"><ol><li>" +
-         Link("index.html", "Contracts") +
-         "</li><li aria-current=\"page\">Personal data</li></ol></nav>\n<div class=\"head\">\n"
-         "<h1>Personal data</h1>\n<div class=\"lead\"><p>What can identify or describe a person or "
+  return begin +
+         "What can identify or describe a person or "
          "a place: the payloads that carry it, the tables that keep it, where it comes from and "
          "where it goes. All other fields hold technical data. A field of a nested message is "
          "listed with each payload and table that contains the message.</p></div>\n<dl "
@@ -139,7 +159,9 @@ std::string PrivacyPage(const Contracts& contracts, const PersonalData& personal
          "role=\"row\"><th role=\"columnheader\" scope=\"col\">Field</th><th "
          "role=\"columnheader\" scope=\"col\">Class</th><th role=\"columnheader\" "
          "scope=\"col\">Lineage</th></tr></thead>\n" +
-         groups + "</table>\n</section>\n</div>\n</div>\n";
+         groups + "</table>\n" +
+         (without.empty() ? "" : "<p id=\"page-none\">No personal data: " + without + "</p>\n") +
+         "</section>\n</div>\n</div>\n";
 }
 
 }  // namespace ovix::tool
