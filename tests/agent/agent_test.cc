@@ -238,7 +238,7 @@ TEST(Agent, ShowsHelpInPlainTermsAndEightyColumns) {
       {"collect", {"store DIR REQUIRED", "--root DIR "}},
       {"show", {"store DIR REQUIRED"}},
       {"upload",
-       {"outbox DIR REQUIRED", "--root DIR=/", "--max-bytes SIZE=268435456",
+       {"outbox DIR REQUIRED", "--root DIR", "--max-bytes SIZE=268435456",
         "--max-age-days NUMBER=30", "--show MESSAGE "}},
       {"pack", {"outbox DIR REQUIRED", "batch FILE REQUIRED"}},
       {"ack", {"outbox DIR REQUIRED", "id ID ...", "--file FILE "}},
