@@ -1,5 +1,6 @@
 // Payloads decoded from what their users have: an outbox, a label, a gun, bytes as text, bytes of
 // which nothing is known, a stream that is still being written.
+#include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -119,6 +120,18 @@ TEST(ToolDecode, RedactsTheLabelToo) {
   EXPECT_EQ(first.exit_code, 2);
   EXPECT_EQ(first.output, "");
   EXPECT_NE(first.errors.find("state no privacy class"), std::string::npos) << first.errors;
+
+  // And one that does not say it of this payload.
+  google::protobuf::FileDescriptorSet set = DescriptorSet();
+  for (auto& file : *set.mutable_file()) {
+    if (file.name().ends_with("/hwBatteryHealthLogAsCDM.proto")) file.clear_source_code_info();
+  }
+  folder.Write("partly.binpb", set.SerializeAsString());
+  const ProgramRun partly = RunTool(folder, "decode --redact all " + Quoted(folder, "outbox") +
+                                                " --contracts " + Quoted(folder, "partly.binpb"));
+  EXPECT_EQ(partly.exit_code, 1);
+  EXPECT_EQ(partly.output, "");
+  EXPECT_NE(partly.errors.find("it has no comments of"), std::string::npos) << partly.errors;
 }
 
 TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
