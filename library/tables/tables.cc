@@ -45,24 +45,6 @@ std::string LongName(const std::string& name) {
   return name;
 }
 
-const Table* FindChangeLog(const Table& state, const std::vector<Table>& tables) {
-  constexpr std::string_view suffix = "Events";
-  const std::string& name = state.record->name();
-  const Table* found = nullptr;
-  for (const Table& table : tables) {
-    const std::string& log = table.record->name();
-    if (!table.is_change_log() || !log.ends_with(suffix)) continue;
-    const std::string stem = log.substr(0, log.size() - suffix.size());
-    if (stem == name) return &table;
-    if (table.record->file()->package() == state.record->file()->package() &&
-        (name.starts_with(stem) || LongName(name).starts_with(stem)) &&
-        (found == nullptr || log.size() > found->record->name().size())) {
-      found = &table;
-    }
-  }
-  return found;
-}
-
 // The name within its schema, quoted.
 std::string In(std::string_view schema, const std::string& name) {
   return (schema.empty() ? "" : Quoted(schema) + ".") + Quoted(name);
@@ -192,6 +174,24 @@ bool Table::has_arrival_column() const { return arrival == kArrival; }
 
 bool Table::has_time_index() const {
   return time != nullptr && (!state || max_rows != 0 || max_time_days != 0);
+}
+
+const Table* FindChangeLog(const Table& state, const std::vector<Table>& tables) {
+  constexpr std::string_view suffix = "Events";
+  const std::string& name = state.record->name();
+  const Table* found = nullptr;
+  for (const Table& table : tables) {
+    const std::string& log = table.record->name();
+    if (!table.is_change_log() || !log.ends_with(suffix)) continue;
+    const std::string stem = log.substr(0, log.size() - suffix.size());
+    if (stem == name) return &table;
+    if (table.record->file()->package() == state.record->file()->package() &&
+        (name.starts_with(stem) || LongName(name).starts_with(stem)) &&
+        (found == nullptr || log.size() > found->record->name().size())) {
+      found = &table;
+    }
+  }
+  return found;
 }
 
 Catalogue::Catalogue() : Catalogue(AllContracts()) {}

@@ -4,7 +4,7 @@ import glob
 import os
 import subprocess
 
-from contracts import comments, conventions, example, frame, gate, schemas
+from contracts import comments, conventions, example, facts, frame, gate, schemas
 from contracts.finding import Finding
 
 HOME = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -25,7 +25,7 @@ def run_buf(root, *arguments):
 
 def vocabulary():
     try:
-        return comments.vocabulary(os.path.join(HOME, "docs", "contracts.md"))
+        return facts.vocabulary(os.path.join(HOME, "docs", "contracts.md"))
     except (ValueError, TypeError) as error:
         raise OSError(f"docs/contracts.md is not as the check reads it: {error}; undo what changed its headings and tables") from error
 

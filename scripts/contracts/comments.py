@@ -1,175 +1,19 @@
-"""The comments of the schemas: prose, facts and lineage, and what is wrong with them.
+"""What is wrong with the comments of the schemas: their form, their facts, and the privacy classes."""
 
-docs/contracts.md has the grammar, and the words: units, formats, classes and suffixes are read from its tables.
-"""
-
-import dataclasses
-import functools
 import re
 
+from contracts.conventions import change_log
+from contracts.facts import Fact, Facts, INTEGERS, KEYS, facts_of, read_fact
 from contracts.finding import Finding
+from contracts.lineage import Lineage
 
-KEYS = ("Unit", "Values", "Format", "Privacy", "Source")
-FACT = re.compile(r"([A-Z][a-z]*):(?: (.*))?|((?i:unit|values|format|privacy|source)):(.*)")
+# What looks like a fact: a key in a line, or a line of a key and one of its values.
+KEY_IN_LINE = re.compile(r"\b(Unit|Values|Format|Privacy|Source)\s*[:=]", re.ASCII)
+KEY_AND_VALUE = re.compile(r"([-@*]\s*)?(?P<key>unit|values|format|privacy|source)(\s*[:=]|\s)\s*(?P<value>.*)",
+                           re.ASCII | re.IGNORECASE)
 NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b")
-VALUE = re.compile(r'("(?P<word>[^"]*)"|(?P<number>-?[0-9]+))( = (?P<meaning>.+?))?(?=, |$)')
-CHANGES = re.compile(r"(renamed|retyped|narrowed|computed|copied)\b.*|same data\.")
-
-
-@dataclasses.dataclass
-class Fact:
-    key: str
-    value: str
-    line: int  # of the comment, from 0
-
-    @property
-    def source(self):
-        """Of a fact Source: the name and the words."""
-        name, _, words = self.value.partition(", ")
-        return name, words
-
-
-@dataclasses.dataclass
-class Comment:
-    text: str = ""
-    facts: list = dataclasses.field(default_factory=list)
-    misplaced: tuple = ()  # prose after a fact: its first line, and where
-
-    def of(self, key):
-        return [fact for fact in self.facts if fact.key == key]
-
-    @property
-    def sources(self):
-        return [fact.source for fact in self.of("Source")]
-
-
-def parse(raw):
-    comment, prose, goes_on = Comment(), [], False
-    for number, line in enumerate(raw.splitlines()):
-        words = line.strip()
-        fact = FACT.fullmatch(words)
-        if fact and not line.startswith("  "):
-            comment.facts.append(Fact(fact[1] or fact[3], (fact[2] or fact[4] or "").strip(), number))
-            goes_on = True
-        elif not words:
-            goes_on = False
-            prose.append("")
-        elif goes_on:
-            comment.facts[-1].value = f"{comment.facts[-1].value} {words}".strip()
-        elif comment.facts:
-            comment.misplaced = comment.misplaced or (words, number)
-        else:
-            prose.append(line.removeprefix(" ").rstrip())
-    comment.text = "\n".join(prose).strip("\n")
-    return comment
-
-
-class Vocabulary:
-    """The words of docs/contracts.md."""
-
-    def __init__(self, page):
-        def section(begin, end):
-            found = re.search(rf"^{begin}\n(.*?)^{end}\n", page, re.MULTILINE | re.DOTALL)
-            if not found:
-                raise ValueError(f"docs/contracts.md has no section from '{begin}' to '{end}'")
-            return found[1]
-
-        def codes(text):
-            return re.findall(r"`([^`]+)`", text)
-
-        units = section("### Unit", "### Values")
-        self.suffixes = {
-            suffix.removeprefix("_"): unit
-            for names, unit in re.findall(r"\| ((?:`_\w+`(?:, )?)+) \| `([^`]+)` ", units)
-            for suffix in codes(names)
-        }
-        self.units = codes(re.search(r"Codes in use: .*?\. ", units, re.DOTALL)[0])
-        self.no_quantity = {word for line in re.findall(r"^- \w[^:]*:.*?(?=\n-|\n\n)", units, re.M | re.S) for word in codes(line)}
-        rows = re.compile(r"^\| `([^`]+)` \|", re.MULTILINE)
-        self.formats = rows.findall(section("### Format", "### Privacy"))
-        privacy = section("### Privacy", "## Conventions")
-        self.classes = rows.findall(privacy)  # the most sensitive first
-        self.personal = codes(re.search(r"or ends in one after an underscore:\n\n(.*?)\n\n", privacy, re.DOTALL)[1])
-
-    def unit_of_name(self, name):
-        head, _, last = name.rpartition("_")
-        return self.suffixes.get(last, "") if head else ""
-
-    def looks_personal(self, name):
-        several = name[:-1] if name.endswith("s") else name
-        return any(f"_{one}".endswith(f"_{personal}") for one in (name, several) for personal in self.personal)
-
-    def rank(self, privacy):
-        return len(self.classes) - self.classes.index(privacy) if privacy else 0
-
-
-@dataclasses.dataclass
-class Facts:
-    """What the comment and the name of a field state; a fact that is malformed states nothing."""
-
-    unit: str = ""
-    unit_has_line: bool = False
-    values: str = ""
-    listed: list = dataclasses.field(default_factory=list)
-    meanings: dict = dataclasses.field(default_factory=dict)
-    is_closed: bool = False
-    format: str = ""
-    privacy: str = ""
-
-
-def read_values(text):
-    """The values, their meanings and whether the list is closed; nothing if it is malformed."""
-    listed, meanings, is_closed = [], {}, True
-    while text:
-        if text == "..." and listed:
-            is_closed = False
-            break
-        found = VALUE.match(text)
-        if not found:
-            return None
-        listed.append(found["word"] if found["word"] is not None else found["number"])
-        if found["meaning"]:
-            meanings[listed[-1]] = found["meaning"]
-        text = text[found.end():]
-        if text == ", ":
-            return None
-        text = text.removeprefix(", ")
-    return (listed, meanings, is_closed) if listed else None
-
-
-def read_fact(fact, facts, words):
-    """Adds what one fact states; false if it is malformed."""
-    unspecified = re.fullmatch(r"unspecified(, .+\.)?", fact.value) is not None
-    if fact.key == "Unit":
-        if not unspecified and fact.value not in words.units:
-            return False
-        facts.unit, facts.unit_has_line = "unspecified" if unspecified else fact.value, True
-    elif fact.key == "Values":
-        values = None if unspecified else read_values(fact.value)
-        if not unspecified and values is None:
-            return False
-        facts.values = "unspecified" if unspecified else fact.value
-        if values:
-            facts.listed, facts.meanings, facts.is_closed = values
-    elif fact.key == "Format":
-        if not unspecified and fact.value not in words.formats:
-            return False
-        facts.format = "unspecified" if unspecified else fact.value
-    elif fact.key == "Privacy":
-        if fact.value not in words.classes:
-            return False
-        facts.privacy = fact.value
-    return True
-
-
-def facts_of(field, words):
-    facts = Facts()
-    for fact in field.comment.facts:
-        read_fact(fact, facts, words)
-    if not facts.unit_has_line and (field.is_number or field.is_text):
-        facts.unit = words.unit_of_name(field.name)
-    return facts
-
+FLAGS = re.compile(r"Flags\b", re.ASCII)
+NUMERIC = ("decimal number", "integer", "hexadecimal", "unspecified")  # formats of a string that can have a unit
 
 FIXES = {
     "Unit": "use a code of docs/contracts.md, or unspecified",
@@ -179,11 +23,52 @@ FIXES = {
 }
 
 
+def says_no_quantity(prose, words):
+    """Whether the prose says that a number has no unit: "Number of rows", "Code of the error"."""
+    counted = re.match(r"Number of (\w+)", prose, re.ASCII)
+    return NO_QUANTITY.match(prose) and not (counted and counted[1] in words.units_in_words)
+
+
+def wrong_values(field, facts):
+    """What is wrong with the listed values of a field, and the fix; nothing if they fit it."""
+    if not facts.listed:
+        return None
+    if facts.are_words != field.is_text:
+        return ("is a string, but lists numbers", "put each word in quotes") if field.is_text else (
+            "is a number, but lists words", "write numbers without quotes")
+    twice = next((value for i, value in enumerate(facts.listed) if value in facts.listed[:i]), None)
+    if twice is not None:
+        return f"lists {twice} twice", "keep one of them"
+    if not field.is_number:
+        return None
+    numbers = [int(value) for value in facts.listed]
+    if bits := INTEGERS.get(field.type):
+        least = 0 if field.type.startswith(("u", "fixed")) else -(1 << (bits - 1))
+        wrong = next((number for number in numbers if not least <= number < least + (1 << bits)), None)
+        if wrong is not None:
+            return f"lists {wrong}, which no {field.type} can be", "list values of its type"
+    if FLAGS.match(field.comment.text):
+        wrong = next((number for number in numbers if number <= 0 or number & (number - 1)), None)
+        if wrong is not None:
+            return f"is a set of flags, but lists {wrong}, which is not one bit", "list powers of two"
+    return None
+
+
+def looks_like_fact(line, words):
+    """Whether a line says what a fact says, in another form or place."""
+    if KEY_IN_LINE.search(line):
+        return True
+    found = KEY_AND_VALUE.fullmatch(line)
+    if not found:
+        return False
+    key, value = found["key"].capitalize(), found["value"]
+    return any(text == "none" if key == "Source" else read_fact(Fact(key, text, 0), Facts(), words)
+               for text in (value, value.removesuffix(".")))
+
+
 class Check:
     def __init__(self, contracts, words):
-        self.contracts, self.words = contracts, words
-        self.kept = {part.full_name for message in contracts.messages.values() if message.table is not None
-                     for part in contracts.parts(message)}
+        self.contracts, self.words, self.lineage = contracts, words, Lineage(contracts, words)
 
     def run(self):
         for file in self.contracts.files:
@@ -194,6 +79,7 @@ class Check:
             for extension in file.extensions:
                 yield from self.prose(extension)
                 yield from self.field(extension)
+        yield from self.change_logs()
         for enum in self.contracts.enums.values():
             yield from self.prose(enum)
             yield from self.keys(enum, ())
@@ -206,7 +92,7 @@ class Check:
         for field in message.fields:
             yield from self.field(field)
         if message.file.is_upload and not message.file.extensions:
-            yield from self.lineage(message)
+            yield from self.lineage.check(message)
 
     def prose(self, element):
         if " " not in element.comment.text:
@@ -236,6 +122,22 @@ class Check:
             text, number = comment.misplaced
             yield element.finding("comment", f"'{text}' comes after the facts", "write prose before them",
                                   element.comment_line + number)
+        yield from self.unread(element)
+
+    def unread(self, element):
+        """What looks like a fact, but is not read as one: its form is another, or its comment is not the one above."""
+        def add(words, line):
+            return element.finding("comment", f"'{words}' is not read as a fact", "write it as 'KEY: value' on a line of its own, "
+                                   "directly above the declaration", line)
+
+        facts = {fact.line for fact in element.comment.facts}
+        for number, line in enumerate(element.file.place(element.path)[1].split("\n")):
+            words = line.strip(" \t\r\f\v")
+            if KEY_IN_LINE.search(words.partition(":")[2]) if number in facts else looks_like_fact(words, self.words):
+                yield add(words, element.comment_line + number)
+        others = (line.strip(" \t\r\f\v") for text in element.other_comments for line in text.split("\n"))
+        if words := next((line for line in others if looks_like_fact(line, self.words)), None):
+            yield add(words, element.comment_line)
 
     def field(self, field):
         can_have_unit = field.is_number or field.is_text
@@ -248,12 +150,25 @@ class Check:
             line = lines.setdefault(fact.key, field.comment_line + fact.line)
             if not read_fact(fact, facts, self.words):
                 yield field.finding("comment", f"'{fact.value}' is not a value of {fact.key}", FIXES[fact.key], line)
+        if wrong := wrong_values(field, facts):
+            yield field.finding("comment", *wrong, lines["Values"])
         by_name = self.words.unit_of_name(field.name)
+        # The suffix misleads after "per", and where a reason says so.
+        misleads = "_per_" + field.name.rpartition("_")[2] in field.name or any(
+            fact.value.startswith("unspecified, ") for fact in field.comment.of("Unit"))
         if facts.unit_has_line and facts.unit == by_name:
             yield field.finding("comment", f"the name gives the unit {facts.unit} already", "remove the line", lines["Unit"])
+        elif facts.unit_has_line and by_name and not misleads:
+            yield field.finding("comment", f"has the unit {facts.unit}, but its name gives {by_name}",
+                                "remove the line, or give the field another name", lines["Unit"])
+        unit = facts.unit or (by_name if field.is_text else "")
+        if field.is_text and unit and facts.format not in NUMERIC:
+            yield field.finding("comment", f"is a string with the unit {unit}, but its format is not that of a number",
+                                "add Format: decimal number, integer, hexadecimal or unspecified",
+                                lines.get("Unit", field.comment_line))
         shows_none = field.name.startswith("number_of_") or field.name.rpartition("_")[2] in self.words.no_quantity
-        if field.is_number and not (field.comment.of("Unit") or by_name or facts.values or shows_none
-                                    or NO_QUANTITY.match(field.comment.text)):
+        if field.is_number and not (field.comment.of("Unit") or by_name or field.comment.of("Values") or shows_none
+                                    or says_no_quantity(field.comment.text, self.words)):
             yield field.finding("comment", "is a number without a unit", "add a line Unit, or begin the comment with "
                                 "'Number of', 'Code', 'Identifier', 'Index', 'Flags', 'Version' or 'Ratio'",
                                 field.comment_line)
@@ -261,98 +176,32 @@ class Check:
         if not facts.privacy and holds_data and field.type != "bool" and self.words.looks_personal(field.name):
             yield field.finding("privacy", "its name looks personal", "add a line Privacy", field.comment_line)
             return
-        for origin in self.origins(field):
+        for origin in self.lineage.origins(field):
             source = facts_of(origin, self.words).privacy
             if self.words.rank(facts.privacy) < self.words.rank(source):
                 yield field.finding("privacy", f"is less sensitive than {origin.full_name}, where it comes from",
                                     f"set Privacy: {source}", lines.get("Privacy", field.comment_line))
 
-    # --- Lineage.
-
-    def records(self, message):
-        return [self.contracts.messages[name] for name, _ in message.comment.sources if name in self.contracts.messages]
-
-    def source_field(self, records, name):
-        """The field that a name means: "field", "Record.field" or a "part.field" of a record."""
-        for record in records:
-            holder, field = record, None
-            for step in name.removeprefix(record.name + ".").split("."):
-                field = holder.field(step) if holder else None
-                holder = self.contracts.messages.get(field.type_name) if field else None
-            if field is not None:
-                return field
-        return None
-
-    def origins(self, field):
-        if field.parent is None or not field.file.is_upload:
-            return []
-        records, sources = self.records(field.parent), field.comment.sources
-        found = [self.source_field(records, name) for name, _ in sources if name != "none"]
-        if not sources:
-            same = self.source_field(records, field.name)
-            found = [same] if same is not None and same.same_type(field) else []
-        return [origin for origin in found if origin is not None]
-
-    def lineage(self, message):
-        def add(element, what, fix, fact=None):
-            line = element.comment_line + fact.line if fact else element.line
-            return element.finding("lineage", what, fix, line)
-
-        facts, seen = message.comment.of("Source"), set()
-        if not facts:
-            yield add(message, "has no line Source in its comment", "add 'Source: ' and a record's full name, or 'Source: none'")
-        for fact in facts:
-            name, words = fact.source
-            if name in seen or ("none" in (seen | {name}) and len(facts) > 1):
-                yield add(message, f"'{fact.value}' is a second line that excludes the first", "keep one of them", fact)
-            seen.add(name)
-            if name == "none":
-                continue
-            record = self.contracts.messages.get(name)
-            if words not in ("", "same data."):
-                yield add(message, f"'{words}' is not what a message's source can be", "write nothing, or 'same data.'", fact)
-            if record is None or record.file.is_upload:
-                yield add(message, f"{name} is not a stored record", "write the full name of a message of storage/", fact)
-            elif name not in self.kept:
-                yield add(message, f"{name} is kept in no table", "write the full name of a table, or of a message that one holds",
-                          fact)
-        records = self.records(message)
-        is_fed = any(words != "same data." for _, words in message.comment.sources)
-        for field in message.fields:
-            yield from self.lineage_of_field(field, records, is_fed, add)
-
-    def lineage_of_field(self, field, records, is_fed, add):
-        facts = field.comment.of("Source")
-        for fact in facts:
-            name, words = fact.source
-            if name == "none":
-                if len(facts) > 1:
-                    yield add(field, "has a source and none", "keep one of them", fact)
-            elif not records:
-                yield add(field, f"has the source {name}, which its message does not name", "name the record in the message's "
-                          "comment", fact)
-            elif self.source_field(records, name) is None:
-                yield add(field, f"{name} is in no source record", "write a field of one of them, or none", fact)
-            elif not CHANGES.fullmatch(words):
-                yield add(field, f"the source does not say how the field differs, but '{words}'",
-                          "begin with renamed, retyped, narrowed, computed or copied, or write 'same data.'", fact)
-            elif not is_fed and words != "same data.":
-                yield add(field, "comes from a record that only has the same data, as its message says", "write 'same data.'",
-                          fact)
-        # A part of an upload schema has a lineage of its own, or the finding is there.
-        part = self.contracts.messages.get(field.type_name)
-        if records and not facts and not self.origins(field) and not (part and part.file.is_upload):
-            yield add(field, "has no line Source, and no source record has such a field",
-                      "add 'Source: ' and the field that it comes from, or 'Source: none'")
+    def change_logs(self):
+        """The strings of a change log hold whole rows: they are as sensitive as the most sensitive column."""
+        tables = [message for message in self.contracts.messages.values() if message.table is not None]
+        needed = {}
+        for state in tables:
+            log = change_log(state, tables) if state.table.type == "State" else None
+            for part in self.contracts.parts(state) if log is not None else []:
+                for field in getattr(part, "fields", []):
+                    privacy = facts_of(field, self.words).privacy
+                    if self.words.rank(privacy) > self.words.rank(needed.get(log.full_name, (None, ""))[1]):
+                        needed[log.full_name] = field, privacy
+        for log, (column, privacy) in needed.items():
+            for name in ("previous_state", "current_state"):
+                field = self.contracts.messages[log].field(name)
+                if self.words.rank(facts_of(field, self.words).privacy) < self.words.rank(privacy):
+                    yield field.finding("privacy", f"is less sensitive than {column.full_name}, which is in the rows that it holds",
+                                        f"set Privacy: {privacy}", field.line_of_fact("Privacy"))
 
 
 def _file_finding(file, fact):
     line, text = file.place((12,))
     return Finding(file.name, line - text.count("\n") + fact.line, "comment",
                    f"'{fact.key}:' does not belong into a file's comment", "remove the line")
-
-
-@functools.cache
-def vocabulary(path):
-    with open(path, encoding="utf-8") as file:
-        return Vocabulary(file.read())

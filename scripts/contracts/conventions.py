@@ -15,6 +15,22 @@ STATE_EVENT = "ovix.telemetry.contract.storage.StateEventType"
 MARKERS = "ovix/telemetry/contract/storage/db.proto"
 
 
+def is_change_log(table):
+    fields = {field.name: "" if field.is_repeated else field.type for field in table.fields}
+    return table.table.type == "Historical" and all(fields.get(name) == (kind or STATE_EVENT) for _, name, kind in CHANGE)
+
+
+def change_log(state, tables):
+    """The table of the changes of a State table, found by its name; nothing if there is none."""
+    def long(name):
+        return re.sub("^Hw", "Hardware", re.sub("^Fw", "Firmware", name))
+
+    stems = {table.name.removesuffix("Events"): table for table in tables if table.name.endswith("Events") and is_change_log(table)
+             and (table.name == state.name + "Events" or table.file.package == state.file.package)}
+    found = [stem for stem in stems if state.name.startswith(stem) or long(state.name).startswith(stem)]
+    return stems[state.name if state.name in stems else max(found, key=len)] if found else None
+
+
 class Check:
     """Holds contracts against the conventions; of a release they may keep databases without a marker, and their guns."""
 

@@ -8,7 +8,7 @@ import shutil
 import tempfile
 
 from contracts import schemas as schemas_of
-from contracts.comments import facts_of
+from contracts.facts import facts_of
 from contracts.finding import Finding
 
 LIST = "library/contracts.cmake"

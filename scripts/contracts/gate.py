@@ -3,7 +3,7 @@
 import os
 import re
 
-from contracts.comments import Facts, KEYS, facts_of, read_fact
+from contracts.facts import Facts, KEYS, facts_of, read_fact
 from contracts.conventions import CDM, PERSISTANCE, VERSION
 from contracts.finding import Finding
 

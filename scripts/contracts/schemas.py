@@ -10,7 +10,7 @@ import tempfile
 from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
 from google.protobuf.message import DecodeError
 
-from contracts.comments import Comment, parse
+from contracts.facts import Comment, parse
 from contracts.finding import Finding
 
 FieldProto = descriptor_pb2.FieldDescriptorProto
@@ -49,6 +49,15 @@ class Element:
         """The first line of the comment; the declaration's own if there is none."""
         line, text = self.file.place(self.path)
         return line - text.count("\n")
+
+    def line_of_fact(self, key):
+        """The line of the first fact with this key; that of the comment if it has none."""
+        return self.comment_line + next((fact.line for fact in self.comment.of(key)), 0)
+
+    @property
+    def other_comments(self):
+        """The comments after it and, detached by empty lines, before it."""
+        return self.file.other_comments.get(tuple(self.path), [])
 
     @functools.cached_property
     def options(self):
@@ -159,9 +168,11 @@ class Message(Element):
 class File:
     def __init__(self, proto):
         self.proto, self.name, self.package = proto, proto.name, proto.package
-        self.places = {}
+        self.places, self.other_comments = {}, {}
         for location in proto.source_code_info.location:
-            self.places.setdefault(tuple(location.path), (location.span[0] + 1, location.leading_comments))
+            path = tuple(location.path)
+            self.places.setdefault(path, (location.span[0] + 1, location.leading_comments))
+            self.other_comments.setdefault(path, [location.trailing_comments, *location.leading_detached_comments])
         self.messages = [Message(self, message, (4, i), None, proto.package) for i, message in enumerate(proto.message_type)]
         self.enums = [Enumeration(self, enum, (5, i), None, proto.package) for i, enum in enumerate(proto.enum_type)]
         self.extensions = [Field(self, field, (7, i), None, proto.package) for i, field in enumerate(proto.extension)]

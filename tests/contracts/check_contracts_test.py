@@ -174,6 +174,7 @@ NEW = [
     ("a field from nowhere", [NEW_FIELD, TO_1_2, (PAYLOAD, r"  // Source: none\n(  optional string tenant)", r"\1")], (PAYLOAD, "lineage", "no source record has such a field")),
     ("a payload that says less of a person", [(PAYLOAD, r"  // Privacy: identifier\n", "")], (PAYLOAD, "privacy", "from identifier to nothing")),
     ("a payload that says less than its record", [(PAYLOAD, r"(repeated Phase phases = 4;)", r"\1\n  // Privacy: interaction\n  // Source: serial_number, renamed.\n  optional string who = 5;"), TO_1_2], (PAYLOAD, "privacy", "less sensitive than ovix.telemetry.contract.storage.device.BootLog.serial_number")),
+    ("a change log that says less than its rows", [(SYSTEM, r"(rowid = 7;)", r"\1\n  // Privacy: identifier\n  string asset_tag = 8;")], [(EVENTS, "privacy", f"{name}_state: is less sensitive than ovix.telemetry.contract.storage.device.System.asset_tag, which is in the rows that it holds; set Privacy: identifier") for name in ("previous", "current")]),
     ("camel case", [(BOOT, r"(reason = 9;)", r"\1\n  string bootTime = 10;")], (BOOT, "lint", "lower_snake_case")),
     ("another format", [(BOOT, r"  string time", "    string time")], (BOOT, "format", "check-contracts --fix")),
     ("an error of syntax", [(BOOT, r"string time", "sting time")], (BOOT, "protoc", '"sting" is not defined')),
@@ -222,8 +223,14 @@ COMMENTS = [
     ("  // Unit: unspecified\n", "uint32 waited", None),
     ("  // Unit: unspecified, as the collector\n  // reports it.\n", "uint32 waited", None),
     ("", "uint32 waited_ms", None),
-    ("  // Unit: s\n", "uint32 waited_ms", None),
-    ("  // Unit: Cel\n", "string heat", None),
+    ("  // Unit: s\n", "uint32 waited_ms", (6, "has the unit s, but its name gives ms")),
+    ("  // Unit: unspecified\n", "uint32 waited_ms", (6, "has the unit unspecified, but its name gives ms")),
+    ("  // Unit: unspecified, the driver decides.\n", "uint32 waited_ms", None),
+    ("  // Unit: /s\n", "uint32 items_per_seconds", None),
+    ("  // Unit: Cel\n", "string heat", (6, "is a string with the unit Cel, but")),
+    ("  // Unit: Cel\n  // Format: version\n", "string heat", (6, "is a string with the unit Cel, but")),
+    ("", "string size_mb", (5, "is a string with the unit MiBy, but")),
+    ("  // Unit: Cel\n  // Format: decimal number\n", "string heat", None),
     ('  // Values: "on" = it runs, "off"\n', "string state", None),
     ("  // Values: 0, 1 = one, -2, ...\n", "int32 mode", None),
     ("  // Values: unspecified\n  // Format: RFC 3339\n  // Privacy: content\n", "string t", None),
@@ -240,6 +247,18 @@ COMMENTS = [
     ("  // Privacy: content\n  // Unit: ms\n", "uint32 a", (7, "Unit comes after Privacy")),
     ("  // Unit: ms\n  //\n  // Late words.\n", "uint32 a", (8, "'Late words.' comes after the facts")),
     ("  // Values: on, off\n", "string a", (6, "'on, off' is not a value of Values")),
+    ("  // Values: 1, \"two\"\n", "uint32 a", (6, "'1, \"two\"' is not a value of Values")),
+    ("  // Values: 01\n", "uint32 a", (6, "'01' is not a value of Values")),
+    ("  // Values: -0\n", "int32 a", (6, "'-0' is not a value of Values")),
+    ("  // Values: 1, 2\n", "string a", (6, "is a string, but lists numbers; put each word in quotes")),
+    ("  // Values: \"1\"\n", "uint32 a", (6, "is a number, but lists words; write numbers without quotes")),
+    ("  // Values: \"on\", \"off\", \"on\"\n", "repeated string a", (6, "lists on twice")),
+    ("  // Values: 0, -1\n", "uint32 a", (6, "lists -1, which no uint32 can be")),
+    ("  // Values: 4294967295, 4294967296\n", "fixed32 a", (6, "lists 4294967296, which no fixed32 can be")),
+    ("  // Values: -2147483648, 2147483648\n", "sint32 a", (6, "lists 2147483648, which no sint32 can be")),
+    ("  // Values: -9223372036854775808, 9223372036854775807\n", "int64 a", None),
+    ("  // Values: 18446744073709551615, 18446744073709551616\n", "uint64 a", (6, "lists 18446744073709551616,")),
+    ("  // Values: 99999999999999999999\n", "double a", None),
     ('  // Values: "on",\n', "string a", (6, "'\"on\",' is not a value")),
     ("  // Values: ...\n", "string a", (6, "'...' is not a value of Values")),
     ("  // Format: rfc 3339\n", "string a", (6, "'rfc 3339' is not a value of Format")),
@@ -255,7 +274,37 @@ COMMENTS = [
     ("  // Privacy:identifier\n", "string serial_number", None),
     ("  // UNIT: ms\n", "string a", (6, "'UNIT:' is not a fact")),
     ("  // Source: none\n", "string a", (6, "Source does not belong here")),
+    # Lines that look like a fact, but are not read as one.
+    ("  // Privacy : identifier\n", "string a", (6, "'Privacy : identifier' is not read as a fact")),
+    ("  // - Privacy: identifier\n", "string a", (6, "'- Privacy: identifier' is not read as a fact")),
+    ("  //   Privacy: identifier\n", "string a", (6, "'Privacy: identifier' is not read as a fact")),
+    ("  // Privacy= identifier\n", "string a", (6, "'Privacy= identifier' is not read as a fact")),
+    ("  // Privacy identifier\n", "string a", (6, "'Privacy identifier' is not read as a fact")),
+    ("  // * privacy identifier.\n", "string a", (6, "'* privacy identifier.' is not read as a fact")),
+    ("  // @Privacy: identifier\n", "string a", (6, "'@Privacy: identifier' is not read as a fact")),
+    ("  // @privacy: identifier\n", "string a", (6, "'@privacy: identifier' is not read as a fact")),
+    ("  // Unit ms\n", "uint32 a_id", (6, "'Unit ms' is not read as a fact")),
+    ("  // Format RFC 3339\n", "string a", (6, "'Format RFC 3339' is not read as a fact")),
+    ('  // Values "on", "off"\n', "string a", (6, "is not read as a fact")),
+    ("  // Source none\n", "string a", (6, "'Source none' is not read as a fact")),
+    ("  // It names whom it shows. Privacy: identifier\n", "string a", (6, "is not read as a fact")),
+    ("  // Unit: unspecified, as the driver has it. Privacy: content.\n", "uint32 a", (6, "is not read as a fact")),
+    ("  // Privacy: identifier\n\n", "string a", (3, "R: 'Privacy: identifier' is not read as a fact")),
+    ("", "string a = 2;  // Privacy: identifier\n  bool b", (5, "'Privacy: identifier' is not read as a fact")),
+    ("", "string a = 2;\n  // Privacy: identifier\n\n  bool b", (5, "R.a: 'Privacy: identifier' is not read as a fact")),
+    ("", "string a = 2;\n\n  // Privacy: identifier\n\n  bool b", (10, "R.b: 'Privacy: identifier' is not read as a fact")),
+    # Words of prose.
+    ("  // Values of the last hour. Privacy and unit vary.\n  // Source of the sound; format unspecified by its maker.\n"
+     "  // Unit tests and format words: none of these.\n", "string a", None),
+    ('  // Values: "Format" = it is formatted, "Unit"\n', "string a", None),
     # Whole declarations.
+    ("// A record.\nmessage R {\n  // Privacy: identifier\n\n  string a = 1;\n}\n", None, (3, "R: 'Privacy: identifier' is not read as a fact")),
+    ("// An enumeration.\nenum E {\n  ZERO = 0;  // Privacy: content\n}\n", None, (5, "ZERO: 'Privacy: content' is not read")),
+    ("// A record.\nmessage R {\n  // Flags of it.\n  // Values: 1, 2, 9223372036854775808\n  uint64 a = 1;\n}\n", None, None),
+    ("// A record.\nmessage R {\n  // Flags of it.\n  // Values: 1, 2, 3\n  uint32 a = 1;\n}\n", None, (6, "lists 3, which is not one bit")),
+    ("// A record.\nmessage R {\n  // Flags of it.\n  // Values: 0, 1\n  uint32 a = 1;\n}\n", None, (6, "lists 0, which is not one bit")),
+    ("// A record.\nmessage R {\n  // Number of seconds of it.\n  uint32 a = 1;\n}\n", None, (5, "is a number without a unit")),
+    ("// A record.\nmessage R {\n  // Number of dayshifts.\n  uint32 a = 1;\n}\n", None, None),
     ("message R {}\n", None, (3, "R: has no comment")),
     ("// Word.\nmessage R {}\n", None, (3, "R: has no comment")),
     ("// A record.\n// Unit: ms\nmessage R {}\n", None, (4, "Unit does not belong here")),
@@ -263,6 +312,34 @@ COMMENTS = [
     ("// An enumeration.\nenum E {\n  // Privacy: content\n  ZERO = 0;\n}\n", None, (5, "ZERO: Privacy does not belong here")),
     ("// A record.\nmessage R {\n  // An inner one.\n  message I {\n    uint32 a = 1;\n  }\n}\n", None, (7, "R.I.a: is a number without a unit")),
 ]
+
+# A new field of the payload, with its lineage: what the finding says; nothing if it is right.
+LINEAGE = [
+    ("  // Unit: s\n  // Source: duration, renamed.\n", "uint32 length", ""),
+    ("  // Source: duration, renamed, in milliseconds.\n", "uint32 length_ms", ""),
+    ("  // Source: duration, computed: it is rounded.\n", "uint32 length_ms", ""),
+    ("  // Unit: s\n", "uint32 duration", ""),
+    ("  // Source: reason, retyped from string to repeated string.\n", "repeated string reason", ""),
+    ("  // Source: counter, renamed and narrowed from uint64\n  // to uint32. It fits.\n", "uint32 counter_number", ""),
+    ("  // Source: reason, same data.\n", "bool has_reason", ""),
+    ("  // Source: duration, renamed.\n", "uint32 length_ms", "has the unit ms, but ovix.telemetry.contract.storage.device.BootLog.duration, where it comes from, has s"),
+    ("  // Source: duration, same data.\n", "uint32 length_ms", "BootLog.duration, where it comes from, has s"),
+    ("  // Unit: min\n", "uint32 duration", "has the unit min, but"),
+    ("  // Values: unspecified\n", "uint32 duration", "has no unit, but"),
+    ("  // Unit: s\n  // Source: duration, renamed.\n", "uint64 length", "begin with 'renamed and retyped from uint32 to uint64' or computed"),
+    ("  // Source: counter, renamed and retyped from uint64 to uint32.\n", "uint32 counter_number", "begin with 'renamed and narrowed from uint64 to uint32'"),
+    ("  // Source: reason, copied.\n", "string cause", "begin with 'renamed'"),
+    ("  // Source: reason, renamed.\n", "string reason", "begin with 'copied'"),
+    ("  // Source: reason, changed.\n", "string cause", "does not say how the field differs, but 'changed.'"),
+    ("  // Source: reason, renamed.\n  // Source: reason, renamed.\n", "string cause", "has the source reason twice"),
+]
+
+
+def lineage_case(comment, field, expected):
+    label = "" if field.startswith("repeated") else "optional "
+    edits = [(BOOT, r"(reason = 9;)", r"\1\n  // Values: unspecified\n  uint64 counter = 10;"), TO_1_2,
+             (PAYLOAD, r"(repeated Phase phases = 4;)", rf"\1\n{comment}  {label}{field} = 5;")]
+    return "new" if expected else "allowed", f"lineage {comment.strip()!r} of {field}", edits, (PAYLOAD, "lineage", expected) if expected else []
 
 
 def change(root, path, pattern, replacement=...):
@@ -401,7 +478,7 @@ def main():
         base = os.path.join(folder, "base")
         failures = tree.make(base)
         cases = [("released", *case) for case in RELEASED] + [("new", *case) for case in NEW]
-        cases += [("allowed", *case, None) for case in ALLOWED]
+        cases += [("allowed", *case, None) for case in ALLOWED] + [lineage_case(*case) for case in LINEAGE]
         if not failures:
             with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
                 cases = [case for case in cases if re.search(PATTERN, case[1])]
@@ -409,8 +486,8 @@ def main():
             failures = [failure for failure in results if failure]
     for failure in failures:
         print(f"check_contracts_test: {failure}", file=sys.stderr)
-    print(f"check_contracts_test: {len(RELEASED) + len(NEW)} mistakes, {len(ALLOWED)} changes that are allowed and "
-          f"{len(COMMENTS)} comments, {len(failures)} failed")
+    print(f"check_contracts_test: {len(RELEASED) + len(NEW)} mistakes, {len(ALLOWED)} changes that are allowed, "
+          f"{len(LINEAGE)} sources and {len(COMMENTS)} comments, {len(failures)} failed")
     return 1 if failures else 0
 
 

@@ -118,6 +118,7 @@ TEST(ToolExport, JsonSchemaHasEveryKindOfField) {
           {"properties/closed_text",
            R"({"type": "string", "enum": ["on", "off"], "x-meanings": {"on": "it runs"}})"},
           {"properties/closed_number", R"({"type": "integer", "enum": [1, -7]})"},
+          {"properties/number_with_words/enum", "absent"},
           {"properties/closed_uint64",
            R"({"$ref": "#/$defs/uint64", "enum": ["1", "18446744073709551615"]})"},
           {"properties/open_number/examples", "[1, 2]"},

@@ -263,6 +263,9 @@ TEST(Facts, ThePageListsWhatTheToolKnows) {
   const std::string listed_words =
       units.substr(words, units.find("\nA number whose name", words) - words);
   EXPECT_EQ(InOrder(Codes(listed_words)), InOrder(tool::WordsOfNoQuantity()));
+  const size_t counted = units.find("What is counted is never one of");
+  const std::string units_in_words = units.substr(counted, units.find(':', counted) - counted);
+  EXPECT_EQ(InOrder(Codes(units_in_words)), InOrder(tool::UnitsInWords()));
   for (const auto& [name, shows] :
        std::vector<std::pair<std::string, bool>>{{"number_of_lit_lamps", true},
                                                  {"lamp_count", true},

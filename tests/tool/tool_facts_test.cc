@@ -12,7 +12,6 @@
 #include "contracts/contracts.h"
 #include "contracts/personal.h"
 #include "convert/redact.h"
-#include "ovix/telemetry/contract/tables.h"
 #include "ovix/telemetry/contract/upload/device_profile/identityAsCDM.pb.h"
 #include "ovix/telemetry/contract/upload/vorlan/BkcDeviceInfoAsCDM.pb.h"
 #include "support/contracts.h"
@@ -245,27 +244,6 @@ TEST(ToolPrivacy, IsWhatThePageSays) {
          "ovix-contracts privacy --payloads --format markdown";
   const std::string heading = "| Contract | Class | Fields |";
   EXPECT_EQ(page.find(heading), page.rfind(heading)) << "the table is there twice";
-}
-
-TEST(ToolPrivacy, AChangeLogHasTheHighestClassOfItsRows) {
-  const tool::PersonalData personal(tool::Contracts::Installed());
-  const telemetry::contract::tables::Catalogue catalogue;
-  std::map<const Descriptor*, tool::Privacy> highest;  // by change log
-  for (const auto& table : catalogue.tables()) {
-    const auto* log = catalogue.ChangeLog(table);
-    if (log == nullptr) continue;
-    tool::Privacy& privacy = highest[log->record];
-    for (const auto& field : personal.In(table.record)) {
-      privacy = std::max(privacy, field.privacy);
-    }
-  }
-  EXPECT_EQ(highest.size(), 18u);
-  for (const auto& [log, privacy] : highest) {
-    for (const char* field : {"previous_state", "current_state"}) {
-      EXPECT_STREQ(ClassOf(log->FindFieldByName(field)).c_str(), tool::PrivacyText(privacy))
-          << log->full_name() << "." << field;
-    }
-  }
 }
 
 // --- decode --redact

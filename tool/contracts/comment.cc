@@ -1,6 +1,10 @@
 #include "contracts/comment.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string>
+
+#include "terminal/file_names.h"
 
 namespace ovix::tool {
 namespace {
@@ -23,11 +27,9 @@ std::string_view WithoutSpace(std::string_view line) {
 
 // Whether a word is a key but for capital letters.
 bool IsLikeKey(std::string_view word) {
-  constexpr std::string_view kKeys[] = {"unit", "values", "format", "privacy", "source"};
-  return std::any_of(std::begin(kKeys), std::end(kKeys), [&](std::string_view key) {
-    return std::equal(word.begin(), word.end(), key.begin(), key.end(),
-                      [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
-  });
+  const std::string lower = WithoutCase(word);
+  return std::any_of(std::begin(kFactKeys), std::end(kFactKeys),
+                     [&](std::string_view key) { return WithoutCase(key) == lower; });
 }
 
 // The key of a line "KEY: value" or "KEY:"; empty for prose. A key is one capitalised word. A word
@@ -51,6 +53,15 @@ Source SourceOf(const std::string& value) {
 
 }  // namespace
 
+bool BeginsWith(std::string_view text, std::initializer_list<std::string_view> words) {
+  const auto is_word = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+  };
+  return std::any_of(words.begin(), words.end(), [&](std::string_view begin) {
+    return text.starts_with(begin) && (text.size() == begin.size() || !is_word(text[begin.size()]));
+  });
+}
+
 Comment ParseComment(std::string_view raw) {
   Comment comment;
   bool goes_on = false;
@@ -58,6 +69,7 @@ Comment ParseComment(std::string_view raw) {
   ForEachLine(raw, [&](std::string_view line) {
     ++number;
     const std::string_view words = WithoutSpace(line);
+    comment.lines.emplace_back(words);
     const bool is_indented = line.starts_with("  ");
     if (const std::string_view key = KeyOf(words); !key.empty() && !is_indented) {
       const std::string_view value = WithoutSpace(words.substr(key.size() + 1));

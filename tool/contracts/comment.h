@@ -3,6 +3,7 @@
 #ifndef OVIX_TOOL_CONTRACTS_COMMENT_H_
 #define OVIX_TOOL_CONTRACTS_COMMENT_H_
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,9 @@ struct Source {
   std::string words;  // what changes on the way; empty if there are none
 };
 
+// The keys of facts, in the order in which they are written.
+inline constexpr std::string_view kFactKeys[] = {"Unit", "Values", "Format", "Privacy", "Source"};
+
 // A line "KEY: value"; the value may go on over the lines below it, here joined by spaces.
 struct Fact {
   std::string key;  // any capitalised word: whether it is known is for facts.h to say
@@ -26,9 +30,13 @@ struct Comment {
   std::string text;             // the prose; lines end in \n but for the last, without indentation
   std::vector<Fact> facts;      // all, lineage included, as written
   std::vector<Source> sources;  // the lineage
-  std::string misplaced;        // the first line of prose after a fact and an empty line
-  int misplaced_line = 0;       // of the comment, from 0
+  std::vector<std::string> lines;  // all, without space around them
+  std::string misplaced;           // the first line of prose after a fact and an empty line
+  int misplaced_line = 0;          // of the comment, from 0
 };
+
+// Whether the text begins with one of these, as whole words.
+bool BeginsWith(std::string_view text, std::initializer_list<std::string_view> words);
 
 // Takes apart a comment as the descriptor set carries it.
 Comment ParseComment(std::string_view raw);

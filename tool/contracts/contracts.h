@@ -138,6 +138,11 @@ class Contracts {
   Comment CommentOf(const FieldDescriptor* field) const;  // an extension's too
   Comment CommentOf(const EnumDescriptor* enumeration) const;
   Comment CommentOf(const EnumValueDescriptor* value) const;
+  // The comments after a declaration and, detached by empty lines, before it. They state no fact.
+  const std::vector<std::string>& OtherCommentsOf(const Descriptor* message) const;
+  const std::vector<std::string>& OtherCommentsOf(const FieldDescriptor* field) const;
+  const std::vector<std::string>& OtherCommentsOf(const EnumDescriptor* enumeration) const;
+  const std::vector<std::string>& OtherCommentsOf(const EnumValueDescriptor* value) const;
   // The line of the schema, from 1, where the comment above a declaration begins; that of the
   // declaration without a comment, 0 where the set has no places.
   int LineOf(const FileDescriptor* file) const;
@@ -179,6 +184,7 @@ class Contracts {
     std::string comment;  // raw
     int line = 0;         // where the comment begins
     int declaration = 0;
+    std::vector<std::string> other_comments;  // raw
   };
   const std::map<Path, Place>& PlacesOf(const FileDescriptor* file) const;
   const Place& PlaceOf(const FileDescriptor* file, const Path& path) const;
@@ -204,6 +210,8 @@ class Contracts {
   mutable std::vector<Feed> feeds_;
   mutable bool has_feeds_ = false;
 };
+
+bool HaveSameType(const FieldDescriptor* a, const FieldDescriptor* b);
 
 // The field of one of the records that a lineage's name means: "field", "Record.field" or a
 // path below either; null where there is none.

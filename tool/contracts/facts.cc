@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <set>
 #include <utility>
 
 namespace ovix::tool {
@@ -50,6 +54,10 @@ constexpr std::string_view kNoQuantity[] = {
     "processors", "cores", "shaders", "connections", "commands", "entries", "events", "errors",
     "anomalies", "crashes", "shutdowns", "found"};
 
+constexpr std::string_view kUnitsInWords[] = {"milliseconds", "seconds",  "minutes", "hours",
+                                              "days",         "bits",     "bytes",   "kilobytes",
+                                              "megabytes",    "gigabytes"};
+
 constexpr std::string_view kPersonal[] = {
     // identifiers
     "serial_number", "serial_number_id", "ct_number", "c_t_number", "sn", "uuid", "uid",
@@ -71,10 +79,51 @@ bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
   return std::find(known.begin(), known.end(), word) != known.end();
 }
 
+// The end of an integer without leading zeros that begins there; where it begins without one.
+size_t EndOfNumber(std::string_view text, size_t at) {
+  const auto is_digit = [&](size_t place) {
+    return place < text.size() && text[place] >= '0' && text[place] <= '9';
+  };
+  if (is_digit(at) && text[at] == '0') return at + 1;
+  size_t end = at + (text[at] == '-' ? 1 : 0);
+  if (!is_digit(end) || text[end] == '0') return at;
+  while (is_digit(end)) ++end;
+  return end;
+}
+
+template <typename Integer>
+bool FitsIn(std::string_view number) {
+  Integer value;
+  return std::from_chars(number.data(), number.data() + number.size(), value).ec == std::errc();
+}
+
+// Whether an integer is a value of the field's type.
+bool IsInRange(const FieldDescriptor* field, std::string_view number) {
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return FitsIn<int32_t>(number);
+    case FieldDescriptor::CPPTYPE_INT64:
+      return FitsIn<int64_t>(number);
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return FitsIn<uint32_t>(number);
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return FitsIn<uint64_t>(number);
+    default:
+      return true;
+  }
+}
+
+bool IsOneBit(std::string_view number) {
+  uint64_t value = 0;
+  std::from_chars(number.data(), number.data() + number.size(), value);
+  return std::has_single_bit(value);
+}
+
 bool ReadValues(std::string_view text, FieldFacts& facts) {
   std::vector<std::string> listed;
   std::map<std::string, std::string> meanings;
   bool is_closed = true;
+  size_t words = 0;
   for (size_t at = 0; at < text.size();) {
     if (text.substr(at) == "...") {
       is_closed = false;
@@ -87,11 +136,11 @@ bool ReadValues(std::string_view text, FieldFacts& facts) {
       if (end == std::string_view::npos) return false;
       listed.emplace_back(text.substr(at + 1, end - at - 1));
       ++end;
+      ++words;
     } else {
-      if (text[end] == '-') ++end;
-      while (end < text.size() && text[end] >= '0' && text[end] <= '9') ++end;
+      end = EndOfNumber(text, at);
+      if (end == at) return false;
       listed.emplace_back(text.substr(at, end - at));
-      if (listed.back().empty() || listed.back() == "-") return false;
     }
     if (text.substr(end).starts_with(" = ")) {
       const size_t begin = end + 3;
@@ -103,8 +152,9 @@ bool ReadValues(std::string_view text, FieldFacts& facts) {
     if (!text.substr(end).starts_with(", ") || end + 2 == text.size()) return false;
     at = end + 2;
   }
-  if (listed.empty()) return false;
+  if (listed.empty() || (words != 0 && words != listed.size())) return false;
   facts.listed_values = std::move(listed);
+  facts.are_words = words != 0;
   facts.meanings = std::move(meanings);
   facts.is_closed = is_closed;
   return true;
@@ -147,6 +197,23 @@ std::span<const std::string_view> Formats() { return kFormats; }
 std::span<const std::string_view> WordsOfNoQuantity() { return kNoQuantity; }
 
 std::span<const std::string_view> PersonalNames() { return kPersonal; }
+
+std::span<const std::string_view> UnitsInWords() { return kUnitsInWords; }
+
+bool SaysNoQuantity(std::string_view prose) {
+  if (BeginsWith(prose, {"Number of"}) && prose.size() > 10) {
+    const std::string_view counted = prose.substr(10);
+    return std::none_of(std::begin(kUnitsInWords), std::end(kUnitsInWords),
+                        [&](std::string_view unit) { return BeginsWith(counted, {unit}); });
+  }
+  return BeginsWith(prose,
+                    {"Number of", "Code", "Identifier", "Index", "Flags", "Version", "Ratio"});
+}
+
+bool IsFormatOfNumber(std::string_view format) {
+  return format == "decimal number" || format == "integer" || format == "hexadecimal" ||
+         format == kUnspecified;
+}
 
 bool LooksPersonal(std::string_view field_name) {
   if (field_name.ends_with('s') && LooksPersonal(field_name.substr(0, field_name.size() - 1)))
@@ -195,6 +262,38 @@ bool ReadFact(const Fact& fact, FieldFacts& facts) {
   return true;
 }
 
+std::optional<WrongValues> FindWrongValues(const FieldDescriptor* field, std::string_view prose,
+                                           const FieldFacts& facts) {
+  if (facts.listed_values.empty()) return {};
+  const bool is_text = field->type() == FieldDescriptor::TYPE_STRING;
+  if (is_text && !facts.are_words) {
+    return WrongValues{"is a string, but lists numbers", "put each word in quotes"};
+  }
+  if (!is_text && facts.are_words) {
+    return WrongValues{"is a number, but lists words", "write numbers without quotes"};
+  }
+  std::set<std::string_view> seen;
+  for (const std::string& value : facts.listed_values) {
+    if (!seen.insert(value).second) {
+      return WrongValues{"lists " + value + " twice", "keep one of them"};
+    }
+  }
+  if (is_text) return {};
+  const auto& values = facts.listed_values;
+  const auto wide = std::find_if_not(values.begin(), values.end(), [&](const std::string& value) {
+    return IsInRange(field, value);
+  });
+  if (wide != values.end()) {
+    return WrongValues{"lists " + *wide + ", which no " + field->type_name() + " can be",
+                       "list values of its type"};
+  }
+  if (!BeginsWith(prose, {"Flags"})) return {};
+  const auto wrong = std::find_if_not(values.begin(), values.end(), IsOneBit);
+  if (wrong == values.end()) return {};
+  return WrongValues{"is a set of flags, but lists " + *wrong + ", which is not one bit",
+                     "list powers of two"};
+}
+
 bool IsNumber(const FieldDescriptor* field) {
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_INT32:
@@ -214,12 +313,19 @@ bool CanHaveUnit(const FieldDescriptor* field) {
 }
 
 bool AreFlags(const Contracts& contracts, const FieldDescriptor* field) {
-  return IsNumber(field) && contracts.CommentOf(field).text.starts_with("Flags");
+  return IsNumber(field) && BeginsWith(contracts.CommentOf(field).text, {"Flags"});
 }
 
 FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field) {
   FieldFacts facts;
-  for (const Fact& fact : contracts.CommentOf(field).facts) ReadFact(fact, facts);
+  const Comment comment = contracts.CommentOf(field);
+  for (const Fact& fact : comment.facts) ReadFact(fact, facts);
+  if (FindWrongValues(field, comment.text, facts)) {
+    facts.values.clear();
+    facts.listed_values.clear();
+    facts.meanings.clear();
+    facts.is_closed = false;
+  }
   if (facts.unit_from == UnitFrom::kNowhere && CanHaveUnit(field)) {
     facts.unit = UnitOfName(field->name());
     if (!facts.unit.empty()) facts.unit_from = UnitFrom::kName;

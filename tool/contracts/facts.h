@@ -32,6 +32,7 @@ struct FieldFacts {
   UnitFrom unit_from = UnitFrom::kNowhere;
   std::string values;                           // as written; empty without the fact
   std::vector<std::string> listed_values;       // without quotes and meanings; empty if unspecified
+  bool are_words = false;                       // whether the listed values are in quotes
   std::map<std::string, std::string> meanings;  // of the listed values that have one
   bool is_closed = false;  // whether no other values than the listed ones occur
   std::string format;      // as written, without a reason
@@ -43,6 +44,16 @@ struct FieldFacts {
 // A fact that is malformed reads as if it were not there; `ovix-contracts lint` and
 // scripts/check-contracts report it.
 FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field);
+
+// What is wrong with the values that a field lists, and the fix.
+struct WrongValues {
+  std::string what, fix;
+};
+
+// Nothing if the listed values fit the field's type, differ, and are single bits where `prose`, its
+// comment, says that they are flags.
+std::optional<WrongValues> FindWrongValues(const FieldDescriptor* field, std::string_view prose,
+                                           const FieldFacts& facts);
 
 // Reads one fact, Source excepted, into `facts`; false for a value that the grammar does not allow.
 bool ReadFact(const Fact& fact, FieldFacts& facts);
@@ -59,6 +70,15 @@ std::span<const std::string_view> Formats();
 
 // The last words of names that show an identifier, a code or a count, which has no unit.
 std::span<const std::string_view> WordsOfNoQuantity();
+
+// The units of which a number is a quantity, though its comment begins with "Number of".
+std::span<const std::string_view> UnitsInWords();
+
+// Whether the prose says that a number has no unit: "Number of rows", "Code of the error".
+bool SaysNoQuantity(std::string_view prose);
+
+// Whether a string of this format holds a number, which can have a unit.
+bool IsFormatOfNumber(std::string_view format);
 
 // The names, and last words of names, of fields that must have a privacy class.
 std::span<const std::string_view> PersonalNames();

@@ -7,15 +7,6 @@
 #include "contracts/contracts.h"
 
 namespace ovix::tool {
-namespace {
-
-bool SameType(const FieldDescriptor* a, const FieldDescriptor* b) {
-  return a->type() == b->type() && a->is_repeated() == b->is_repeated() &&
-         a->enum_type() == b->enum_type() && a->message_type() == b->message_type();
-}
-
-}  // namespace
-
 std::vector<const Descriptor*> Contracts::SourcesOf(const Descriptor* message) const {
   std::vector<const Descriptor*> records;
   for (const Source& source : CommentOf(message).sources) {
@@ -35,7 +26,8 @@ std::vector<Origin> Contracts::OriginsOf(const FieldDescriptor* field) const {
   }
   if (!origins.empty()) return origins;
   const FieldDescriptor* same = FindSourceField(records, field->name());
-  if (same != nullptr && SameType(same, field)) origins.push_back({same, same->name(), "", false});
+  if (same != nullptr && HaveSameType(same, field))
+    origins.push_back({same, same->name(), "", false});
   return origins;
 }
 
@@ -95,6 +87,11 @@ std::vector<Feed> Contracts::FindFeeds(const std::set<const FileDescriptor*>& fi
                           [&](const Feed& a, const Feed& b) { return place(a) == place(b); }),
               feeds.end());
   return feeds;
+}
+
+bool HaveSameType(const FieldDescriptor* a, const FieldDescriptor* b) {
+  return a->type() == b->type() && a->is_repeated() == b->is_repeated() &&
+         a->enum_type() == b->enum_type() && a->message_type() == b->message_type();
 }
 
 const FieldDescriptor* FindSourceField(const std::vector<const Descriptor*>& records,

@@ -83,9 +83,13 @@ const std::map<Contracts::Path, Contracts::Place>& Contracts::PlacesOf(
         schema.ParseFromArray(encoded->second.data(), static_cast<int>(encoded->second.size()))) {
       for (auto& location : *schema.mutable_source_code_info()->mutable_location()) {
         if (location.span_size() == 0) continue;
-        Place place{std::move(*location.mutable_leading_comments()), 0, location.span(0) + 1};
+        Place place{std::move(*location.mutable_leading_comments()), 0, location.span(0) + 1, {}};
         place.line = place.declaration -
                      static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
+        place.other_comments.push_back(std::move(*location.mutable_trailing_comments()));
+        for (auto& comment : *location.mutable_leading_detached_comments()) {
+          place.other_comments.push_back(std::move(comment));
+        }
         known->second.emplace(Path(location.path().begin(), location.path().end()),
                               std::move(place));
       }
@@ -115,6 +119,20 @@ Comment Contracts::CommentOf(const EnumDescriptor* enumeration) const {
 }
 Comment Contracts::CommentOf(const EnumValueDescriptor* value) const {
   return ParseComment(PlaceOf(value->type()->file(), PathOf(value)).comment);
+}
+
+const std::vector<std::string>& Contracts::OtherCommentsOf(const Descriptor* message) const {
+  return PlaceOf(message->file(), PathOf(message)).other_comments;
+}
+const std::vector<std::string>& Contracts::OtherCommentsOf(const FieldDescriptor* field) const {
+  return PlaceOf(field->file(), PathOf(field)).other_comments;
+}
+const std::vector<std::string>& Contracts::OtherCommentsOf(
+    const EnumDescriptor* enumeration) const {
+  return PlaceOf(enumeration->file(), PathOf(enumeration)).other_comments;
+}
+const std::vector<std::string>& Contracts::OtherCommentsOf(const EnumValueDescriptor* value) const {
+  return PlaceOf(value->type()->file(), PathOf(value)).other_comments;
 }
 
 int Contracts::LineOf(const FileDescriptor* file) const {

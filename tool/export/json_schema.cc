@@ -126,7 +126,7 @@ class SchemaWriter {
     add("x-unit", facts.unit);
     add("x-format", facts.format);
     add("x-privacy", PrivacyText(facts.privacy));
-    AddMeanings(MeaningsOf(field, facts));
+    AddMeanings(MeaningsOf(facts));
   }
 
   // The name of a map's entry, which is the text of its key.

@@ -3,7 +3,6 @@
 #define OVIX_TOOL_EXPORT_LISTED_H_
 
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,17 +12,13 @@
 
 namespace ovix::tool {
 
-// The digits of a number as they are printed: without leading zeros, zero without a sign.
-std::string PlainNumber(std::string_view digits);
-
 // Writes a listed value of the field: a string, or a number. `is_text` writes numbers as strings
 // too.
 void WriteListed(JsonWriter& json, const FieldDescriptor* field, const std::string& value,
                  bool is_text = false);
 
-// The listed values of the field that have a meaning, and it.
-std::vector<std::pair<std::string, std::string>> MeaningsOf(const FieldDescriptor* field,
-                                                            const FieldFacts& facts);
+// The listed values that have a meaning, and it.
+std::vector<std::pair<std::string, std::string>> MeaningsOf(const FieldFacts& facts);
 
 // All flags that the facts list together, as a number.
 std::string AllFlags(const FieldFacts& facts);

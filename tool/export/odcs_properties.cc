@@ -222,7 +222,7 @@ std::vector<CustomProperty> OdcsProperties::CustomOf(const FieldDescriptor* fiel
   if (facts.format == "unspecified") add("format", facts.format, facts.format_reason);
   if (facts.values == "unspecified") add("values", facts.values, facts.values_reason);
   std::vector<std::string> meanings;
-  for (const auto& [value, meaning] : MeaningsOf(field, facts)) {
+  for (const auto& [value, meaning] : MeaningsOf(facts)) {
     meanings.push_back(value + " = " + meaning);
   }
   if (!meanings.empty()) custom.push_back({"meanings", meanings, true, ""});

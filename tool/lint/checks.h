@@ -31,11 +31,13 @@ std::vector<const EnumDescriptor*> EnumsOf(const Contracts& contracts);
 void CheckNames(const Checked& checked, Findings& findings);
 // Gives whether the options of the schemas are those that this tool reads.
 bool CheckExtensions(const Contracts& contracts, Findings& findings);
-// These four need known options.
+// These five need known options.
 void CheckTables(const Checked& checked, Findings& findings);
 void CheckDatabases(const Checked& checked, Findings& findings);
 void CheckPayloads(const Checked& checked, Findings& findings);
 void CheckGuns(const Checked& checked, Findings& findings);
+// The strings of a change log hold whole rows: they are as sensitive as the most sensitive column.
+void CheckChangeLogs(const Checked& checked, Findings& findings);
 // These do not.
 void CheckComments(const Checked& checked, Findings& findings);
 void CheckFacts(const Checked& checked, Findings& findings);

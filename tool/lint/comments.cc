@@ -5,15 +5,13 @@
 
 #include "contracts/comment.h"
 #include "contracts/facts.h"
+#include "lint/almost_facts.h"
 #include "lint/checks.h"
 
 namespace ovix::tool::lint {
 namespace {
 
 using Keys = std::vector<std::string_view>;
-
-// In the order in which they are written.
-constexpr std::string_view kKeys[] = {"Unit", "Values", "Format", "Privacy", "Source"};
 
 class Comments {
  public:
@@ -30,16 +28,16 @@ class Comments {
 
   // A comment of a declaration that needs none.
   template <typename AnyDescriptor>
-  void CheckKeys(const AnyDescriptor* subject, const Keys& allowed) {
+  void CheckFactKeys(const AnyDescriptor* subject, const Keys& allowed) {
     const Comment comment = contracts_.CommentOf(subject);
-    const auto* last = std::begin(kKeys);
+    const auto* last = std::begin(kFactKeys);
     std::set<std::string> seen;
     for (const Fact& fact : comment.facts) {
       const auto add = [&](const std::string& what, const std::string& fix) {
         findings_.AddAt(contracts_.LineOf(subject) + fact.line, Rule::kComment, subject, what, fix);
       };
-      const auto* place = std::find(std::begin(kKeys), std::end(kKeys), fact.key);
-      if (place == std::end(kKeys)) {
+      const auto* place = std::find(std::begin(kFactKeys), std::end(kFactKeys), fact.key);
+      if (place == std::end(kFactKeys)) {
         add("'" + fact.key + ":' is not a fact",
             "use Unit, Values, Format, Privacy or Source, or write the sentence without a colon "
             "after its first word");
@@ -61,6 +59,34 @@ class Comments {
                       "'" + comment.misplaced + "' comes after the facts",
                       "write prose before them");
     }
+    CheckUnread(subject, comment);
+  }
+
+  // What looks like a fact, but is not read as one: its form is another, or its comment is not the
+  // one above the declaration.
+  template <typename AnyDescriptor>
+  void CheckUnread(const AnyDescriptor* subject, const Comment& comment) {
+    const auto add = [&](std::string_view words, int line) {
+      findings_.AddAt(line, Rule::kComment, subject,
+                      "'" + std::string(words) + "' is not read as a fact",
+                      "write it as 'KEY: value' on a line of its own, directly above the "
+                      "declaration");
+    };
+    for (int number = 0; number < static_cast<int>(comment.lines.size()); ++number) {
+      const std::string_view line = comment.lines[number];
+      const bool is_fact = std::any_of(comment.facts.begin(), comment.facts.end(),
+                                       [&](const Fact& fact) { return fact.line == number; });
+      if (is_fact ? HasKey(line.substr(line.find(':') + 1)) : LooksLikeFact(line)) {
+        add(line, contracts_.LineOf(subject) + number);
+      }
+    }
+    for (const std::string& other : contracts_.OtherCommentsOf(subject)) {
+      const auto lines = ParseComment(other).lines;
+      const auto found = std::find_if(lines.begin(), lines.end(), LooksLikeFact);
+      if (found == lines.end()) continue;
+      add(*found, contracts_.LineOf(subject));
+      return;
+    }
   }
 
   template <typename AnyDescriptor>
@@ -75,7 +101,7 @@ class Comments {
     if (CanHaveUnit(field)) allowed.insert(allowed.end(), {"Unit", "Values"});
     if (field->type() == FieldDescriptor::TYPE_STRING) allowed.push_back("Format");
     if (IsUpload(field->file())) allowed.push_back("Source");
-    CheckKeys(field, allowed);
+    CheckFactKeys(field, allowed);
   }
 
  private:
@@ -96,14 +122,14 @@ void CheckComments(const Checked& checked, Findings& findings) {
   }
   for (const Descriptor* message : MessagesOf(checked.contracts)) {
     comments.CheckProse(message);
-    comments.CheckKeys(message, IsUpload(message->file()) ? Keys{"Source"} : Keys{});
+    comments.CheckFactKeys(message, IsUpload(message->file()) ? Keys{"Source"} : Keys{});
     for (int i = 0; i < message->field_count(); ++i) comments.CheckField(message->field(i));
   }
   for (const EnumDescriptor* enumeration : EnumsOf(checked.contracts)) {
     comments.CheckProse(enumeration);
-    comments.CheckKeys(enumeration, {});
+    comments.CheckFactKeys(enumeration, {});
     for (int i = 0; i < enumeration->value_count(); ++i) {
-      comments.CheckKeys(enumeration->value(i), {});
+      comments.CheckFactKeys(enumeration->value(i), {});
     }
   }
 }

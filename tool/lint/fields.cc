@@ -1,7 +1,5 @@
 #include "lint/fields.h"
 
-#include <algorithm>
-
 namespace ovix::tool::lint {
 
 std::vector<const FieldDescriptor*> FieldsOf(const Contracts& contracts) {
@@ -30,15 +28,6 @@ std::vector<const FieldDescriptor*> SourceFieldsOf(const Contracts& contracts,
     if (origin.field != nullptr) fields.push_back(origin.field);
   }
   return fields;
-}
-
-bool BeginsWith(std::string_view text, std::initializer_list<std::string_view> words) {
-  const auto is_word = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-  };
-  return std::any_of(words.begin(), words.end(), [&](std::string_view begin) {
-    return text.starts_with(begin) && (text.size() == begin.size() || !is_word(text[begin.size()]));
-  });
 }
 
 }  // namespace ovix::tool::lint

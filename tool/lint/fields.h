@@ -2,7 +2,6 @@
 #ifndef OVIX_TOOL_LINT_FIELDS_H_
 #define OVIX_TOOL_LINT_FIELDS_H_
 
-#include <initializer_list>
 #include <string_view>
 #include <vector>
 
@@ -19,9 +18,6 @@ int LineOfFact(const Contracts& contracts, const FieldDescriptor* field, std::st
 // The fields of records that a field of an upload schema comes from, as far as they exist.
 std::vector<const FieldDescriptor*> SourceFieldsOf(const Contracts& contracts,
                                                    const FieldDescriptor* field);
-
-// Whether the text begins with one of these, as whole words.
-bool BeginsWith(std::string_view text, std::initializer_list<std::string_view> words);
 
 }  // namespace ovix::tool::lint
 

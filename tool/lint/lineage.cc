@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "contracts/comment.h"
+#include "contracts/facts.h"
 #include "lint/checks.h"
 #include "lint/fields.h"
 
@@ -13,10 +14,47 @@ namespace {
 constexpr char kNone[] = "none";
 constexpr char kSameData[] = "same data.";
 
-// Whether the words say how a field differs from its source.
-bool SaysChange(std::string_view words) {
-  if (words == kSameData) return true;
-  return BeginsWith(words, {"renamed", "retyped", "narrowed", "computed", "copied"});
+// The type as a line Source says it: "uint32", "repeated string", "StateEventType".
+std::string TypeWords(const FieldDescriptor* field) {
+  const std::string repeated = field->is_repeated() ? "repeated " : "";
+  if (field->enum_type() != nullptr) return repeated + field->enum_type()->name();
+  if (field->message_type() != nullptr) return repeated + field->message_type()->name();
+  return repeated + field->type_name();
+}
+
+// The bits of an integer; 0 for another type.
+int BitsOf(const FieldDescriptor* field) {
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return 32;
+    case FieldDescriptor::CPPTYPE_INT64:
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return 64;
+    default:
+      return 0;
+  }
+}
+
+bool IsNarrower(const FieldDescriptor* field, const FieldDescriptor* origin) {
+  if (field->is_repeated() != origin->is_repeated()) return false;
+  return (BitsOf(field) != 0 && BitsOf(field) < BitsOf(origin)) ||
+         (field->type() == FieldDescriptor::TYPE_FLOAT &&
+          origin->type() == FieldDescriptor::TYPE_DOUBLE);
+}
+
+// What a line Source says of how a field differs from the one that it comes from.
+std::string ChangeWords(const FieldDescriptor* origin, const FieldDescriptor* field) {
+  const std::string renamed = field->name() == origin->name() ? "" : "renamed";
+  if (HaveSameType(field, origin)) return renamed.empty() ? "copied" : renamed;
+  return renamed + (renamed.empty() ? "" : " and ") +
+         (IsNarrower(field, origin) ? "narrowed" : "retyped") + " from " + TypeWords(origin) +
+         " to " + TypeWords(field);
+}
+
+// Whether the words name another unit than that of the record: "renamed, in megabytes."
+bool SaysConversion(std::string_view words) {
+  return words.starts_with("computed") || words.find(", in ") != std::string_view::npos;
 }
 
 struct Line {
@@ -78,8 +116,14 @@ class Lineage {
   void CheckField(const FieldDescriptor* field, const std::vector<const Descriptor*>& records,
                   bool is_fed) {
     const std::vector<Line> lines = LinesOf(field);
+    std::set<std::string> seen;
     for (const Line& line : lines) {
       const auto& [name, words] = line.source;
+      const FieldDescriptor* origin = FindSourceField(records, name);
+      const std::string change = origin == nullptr ? "" : ChangeWords(origin, field);
+      if (!seen.insert(name).second && name != kNone) {
+        Add(field, line.fact, "has the source " + name + " twice", "keep one of them");
+      }
       if (name == kNone) {
         if (lines.size() > 1) {
           Add(field, line.fact, "has a source and none", "keep one of them");
@@ -87,18 +131,19 @@ class Lineage {
       } else if (records.empty()) {
         Add(field, line.fact, "has the source " + name + ", which its message does not name",
             "name the record in the message's comment");
-      } else if (FindSourceField(records, name) == nullptr) {
+      } else if (origin == nullptr) {
         Add(field, line.fact, name + " is in no source record",
             "write a field of one of them, or none");
-      } else if (!SaysChange(words)) {
+      } else if (words != kSameData && !BeginsWith(words, {change, "computed"})) {
         Add(field, line.fact, "the source does not say how the field differs, but '" + words + "'",
-            "begin with renamed, retyped, narrowed, computed or copied, or write 'same data.'");
+            "begin with '" + change + "' or computed, or write 'same data.'");
       } else if (!is_fed && words != kSameData) {
         Add(field, line.fact,
             "comes from a record that only has the same data, as its message says",
             "write 'same data.'");
       }
     }
+    CheckUnits(field, lines, records);
     // A part of an upload schema has a lineage of its own, or the finding is there.
     const auto part = field->message_type() == nullptr
                           ? messages_.end()
@@ -109,6 +154,32 @@ class Lineage {
       findings_.Add(Rule::kLineage, field,
                     "has no line Source, and no source record has such a field",
                     "add 'Source: ' and the field that it comes from, or 'Source: none'");
+    }
+  }
+
+  // A value that is not computed has the unit that it has in the record, unless its line names the
+  // other.
+  void CheckUnits(const FieldDescriptor* field, const std::vector<Line>& lines,
+                  const std::vector<const Descriptor*>& records) {
+    const std::string unit = FactsOf(contracts_, field).unit;
+    const auto check = [&](const FieldDescriptor* origin, int line) {
+      if (origin == nullptr) return;
+      const std::string other = FactsOf(contracts_, origin).unit;
+      if (unit == other) return;
+      findings_.AddAt(line, Rule::kLineage, field,
+                      "has " + (unit.empty() ? "no unit" : "the unit " + unit) + ", but " +
+                          origin->full_name() + ", where it comes from, has " +
+                          (other.empty() ? "none" : other),
+                      "give both the same unit, write computed, or name the new unit: "
+                      "', in megabytes.'");
+    };
+    for (const Line& line : lines) {
+      if (SaysConversion(line.source.words)) continue;
+      check(FindSourceField(records, line.source.name), contracts_.LineOf(field) + line.fact.line);
+    }
+    if (!lines.empty()) return;
+    for (const FieldDescriptor* origin : SourceFieldsOf(contracts_, field)) {
+      check(origin, contracts_.DeclarationOf(field));
     }
   }
 

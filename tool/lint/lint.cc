@@ -19,6 +19,7 @@ std::vector<Finding> Check(const Contracts& contracts, const Contracts* older) {
     CheckDatabases(checked, findings);
     CheckPayloads(checked, findings);
     CheckGuns(checked, findings);
+    CheckChangeLogs(checked, findings);
   }
   CheckComments(checked, findings);
   CheckFacts(checked, findings);

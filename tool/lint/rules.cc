@@ -53,11 +53,11 @@ constexpr RuleText kRules[] = {
      "records are kept, payloads are sent"},
     {Rule::kPayloadEnvelope, "payload-envelope", "a payload begins with string version = 1, without optional",
      "readers find the version before they know the contract"},
-    {Rule::kComment, "comment", "messages, enumerations and extensions have a comment; facts keep to the grammar of docs/contracts.md; every quantity has a unit",
+    {Rule::kComment, "comment", "messages, enumerations and extensions have a comment; facts keep to the grammar of docs/contracts.md and fit the field; every quantity has a unit",
      "people and programs read meaning, units and values there"},
-    {Rule::kPrivacy, "privacy", "a field whose name looks personal has a class; a payload's field has at least that of the record's field that it comes from",
+    {Rule::kPrivacy, "privacy", "a field whose name looks personal has a class; a payload's field has at least that of the record's field that it comes from, a change log that of its rows",
      "redaction and the list of personal data go by it"},
-    {Rule::kLineage, "lineage", "a message of an upload schema names the stored record that it comes from, or none, and so does each field that is not a field of that record",
+    {Rule::kLineage, "lineage", "a message of an upload schema names the stored record that it comes from, or none, and so does each field that is not a field of that record; the line says what changes on the way, the unit included",
      "readers of payloads, and who answers for personal data, follow it to the record"},
 };
 // clang-format on

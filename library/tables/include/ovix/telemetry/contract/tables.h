@@ -95,6 +95,13 @@ struct Table {
   bool has_time_index() const;
 };
 
+// The "Historical" table that records the inserts, updates and deletes of a "State" table; null
+// where there is none. It points into `tables`. The options do not say it, the names do: a record's
+// change log is the one named after it (DeviceLocationEvents), else the one of the same package
+// whose name, without "Events", is the longest beginning of the record's, where Hw and Fw mean
+// Hardware and Firmware (HardwareEvents for HwBattery, PeripheralEvents for PeripheralDisplays).
+const Table* FindChangeLog(const Table& state, const std::vector<Table>& tables);
+
 // Every table that a set of contracts declares, the limits of their databases, and which table
 // records the changes of which. Immutable once made; Tables that it gives live as long as it does.
 class Catalogue {
@@ -118,11 +125,7 @@ class Catalogue {
   // The table of this name, as SQLite compares names; null where there is none.
   const Table* Find(const std::string& database, const std::string& name) const;
 
-  // The "Historical" table that records the inserts, updates and deletes of a "State" table; null
-  // where there is none. The options do not say it, the names do: a record's change log is the one
-  // named after it (DeviceLocationEvents), else the one of the same package whose name, without
-  // "Events", is the longest beginning of the record's, where Hw and Fw mean Hardware and
-  // Firmware (HardwareEvents for HwBattery, PeripheralEvents for PeripheralDisplays).
+  // The change log of a "State" table of this catalogue (see FindChangeLog); null without one.
   const Table* ChangeLog(const Table& state) const;
 
   // In megabytes (2^20 bytes); 0: no limit.
