@@ -18,8 +18,8 @@ std::string FixOf(const std::string& key) {
          "write unspecified";
 }
 
-// Whether the suffix of a name can mislead: "per second" is no duration, and a reason can say why
-// the field has another unit.
+// Whether the suffix of a name can mislead: "per second" is not a duration, and a reason can say
+// why the field has another unit.
 bool CanMislead(std::string_view field_name, const FieldFacts& facts) {
   const std::string last(field_name.substr(field_name.rfind('_') + 1));
   return field_name.ends_with("_per_" + last) || !facts.unit_reason.empty();
