@@ -3,7 +3,7 @@
 import re
 
 from contracts.conventions import change_log
-from contracts.facts import Fact, Facts, INTEGERS, KEYS, facts_of, read_fact
+from contracts.facts import Fact, Facts, INTEGERS, KEYS, SPACE, facts_of, read_fact
 from contracts.finding import Finding
 from contracts.lineage import Lineage
 
@@ -11,7 +11,7 @@ from contracts.lineage import Lineage
 KEY_IN_LINE = re.compile(r"\b(Unit|Values|Format|Privacy|Source)\s*[:=]", re.ASCII)
 KEY_AND_VALUE = re.compile(r"([-@*]\s*)?(?P<key>unit|values|format|privacy|source)(\s*[:=]|\s)\s*(?P<value>.*)",
                            re.ASCII | re.IGNORECASE)
-NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b")
+NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b", re.ASCII)
 FLAGS = re.compile(r"Flags\b", re.ASCII)
 NUMERIC = ("decimal number", "integer", "hexadecimal", "unspecified")  # formats of a string that can have a unit
 
@@ -25,13 +25,13 @@ FIXES = {
 
 def says_no_quantity(prose, words):
     """Whether the prose says that a number has no unit: "Number of rows", "Code of the error"."""
-    counted = re.match(r"Number of (\w+)", prose, re.ASCII)
+    counted = re.match(r"Number of\s+(\w+)", prose, re.ASCII)
     return NO_QUANTITY.match(prose) and not (counted and counted[1] in words.units_in_words)
 
 
 def wrong_values(field, facts):
     """What is wrong with the listed values of a field, and the fix; nothing if they fit it."""
-    if not facts.listed:
+    if not facts.listed or not (field.is_number or field.is_text):
         return None
     if facts.are_words != field.is_text:
         return ("is a string, but lists numbers", "put each word in quotes") if field.is_text else (
@@ -39,7 +39,7 @@ def wrong_values(field, facts):
     twice = next((value for i, value in enumerate(facts.listed) if value in facts.listed[:i]), None)
     if twice is not None:
         return f"lists {twice} twice", "keep one of them"
-    if not field.is_number:
+    if field.is_text:
         return None
     numbers = [int(value) for value in facts.listed]
     if bits := INTEGERS.get(field.type):
@@ -48,7 +48,7 @@ def wrong_values(field, facts):
         if wrong is not None:
             return f"lists {wrong}, which no {field.type} can be", "list values of its type"
     if FLAGS.match(field.comment.text):
-        wrong = next((number for number in numbers if number <= 0 or number & (number - 1)), None)
+        wrong = next((number for number in numbers if number <= 0 or number & (number - 1) or number >> 64), None)
         if wrong is not None:
             return f"is a set of flags, but lists {wrong}, which is not one bit", "list powers of two"
     return None
@@ -132,10 +132,10 @@ class Check:
 
         facts = {fact.line for fact in element.comment.facts}
         for number, line in enumerate(element.file.place(element.path)[1].split("\n")):
-            words = line.strip(" \t\r\f\v")
+            words = line.strip(SPACE)
             if KEY_IN_LINE.search(words.partition(":")[2]) if number in facts else looks_like_fact(words, self.words):
                 yield add(words, element.comment_line + number)
-        others = (line.strip(" \t\r\f\v") for text in element.other_comments for line in text.split("\n"))
+        others = (line.strip(SPACE) for text in element.other_comments for line in text.split("\n"))
         if words := next((line for line in others if looks_like_fact(line, self.words)), None):
             yield add(words, element.comment_line)
 

@@ -201,13 +201,13 @@ std::span<const std::string_view> PersonalNames() { return kPersonal; }
 std::span<const std::string_view> UnitsInWords() { return kUnitsInWords; }
 
 bool SaysNoQuantity(std::string_view prose) {
-  if (BeginsWith(prose, {"Number of"}) && prose.size() > 10) {
-    const std::string_view counted = prose.substr(10);
+  if (BeginsWith(prose, {"Number of"})) {
+    std::string_view counted = prose.substr(9);
+    counted.remove_prefix(std::min(counted.find_first_not_of(" \t\r\n\f\v"), counted.size()));
     return std::none_of(std::begin(kUnitsInWords), std::end(kUnitsInWords),
                         [&](std::string_view unit) { return BeginsWith(counted, {unit}); });
   }
-  return BeginsWith(prose,
-                    {"Number of", "Code", "Identifier", "Index", "Flags", "Version", "Ratio"});
+  return BeginsWith(prose, {"Code", "Identifier", "Index", "Flags", "Version", "Ratio"});
 }
 
 bool IsFormatOfNumber(std::string_view format) {
@@ -264,7 +264,7 @@ bool ReadFact(const Fact& fact, FieldFacts& facts) {
 
 std::optional<WrongValues> FindWrongValues(const FieldDescriptor* field, std::string_view prose,
                                            const FieldFacts& facts) {
-  if (facts.listed_values.empty()) return {};
+  if (facts.listed_values.empty() || !CanHaveUnit(field)) return {};
   const bool is_text = field->type() == FieldDescriptor::TYPE_STRING;
   if (is_text && !facts.are_words) {
     return WrongValues{"is a string, but lists numbers", "put each word in quotes"};
@@ -320,7 +320,7 @@ FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field) {
   FieldFacts facts;
   const Comment comment = contracts.CommentOf(field);
   for (const Fact& fact : comment.facts) ReadFact(fact, facts);
-  if (FindWrongValues(field, comment.text, facts)) {
+  if (!CanHaveUnit(field) || FindWrongValues(field, comment.text, facts)) {
     facts.values.clear();
     facts.listed_values.clear();
     facts.meanings.clear();
