@@ -12,6 +12,7 @@ KEY_IN_LINE = re.compile(r"\b(Unit|Values|Format|Privacy|Source)\s*[:=]", re.ASC
 KEY_AND_VALUE = re.compile(r"([-@*]\s*)?(?P<key>unit|values|format|privacy|source)(\s*[:=]|\s)\s*(?P<value>.*)",
                            re.ASCII | re.IGNORECASE)
 NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b", re.ASCII)
+COUNT = re.compile(r"Number of\b", re.ASCII)
 FLAGS = re.compile(r"Flags\b", re.ASCII)
 NUMERIC = ("decimal number", "integer", "hexadecimal", "unspecified")  # formats of a string that can have a unit
 
@@ -173,7 +174,8 @@ class Check:
                                 "'Number of', 'Code', 'Identifier', 'Index', 'Flags', 'Version' or 'Ratio'",
                                 field.comment_line)
         holds_data = field.parent is not None and not field.file.extensions and field.type not in self.contracts.messages
-        if not facts.privacy and holds_data and field.type != "bool" and self.words.looks_personal(field.name):
+        counts = field.is_number and (field.name.startswith("number_of_") or COUNT.match(field.comment.text))
+        if not facts.privacy and holds_data and not (field.type == "bool" or counts) and self.words.looks_personal(field.name):
             yield field.finding("privacy", "its name looks personal", "add a line Privacy", field.comment_line)
             return
         for origin in self.lineage.origins(field):

@@ -96,8 +96,8 @@ class Vocabulary:
         return self.suffixes.get(last, "") if head else ""
 
     def looks_personal(self, name):
-        several = name[:-1] if name.endswith("s") else name
-        return any(f"_{one}".endswith(f"_{personal}") for one in (name, several) for personal in self.personal)
+        one = [name, *(name.removesuffix(end) + y for end, y in (("s", ""), ("es", ""), ("ies", "y")) if name.endswith(end))]
+        return any(f"_{each}".endswith(f"_{personal}") for each in one for personal in self.personal)
 
     def rank(self, privacy):
         return len(self.classes) - self.classes.index(privacy) if privacy else 0

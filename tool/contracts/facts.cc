@@ -79,6 +79,14 @@ bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
   return std::find(known.begin(), known.end(), word) != known.end();
 }
 
+bool EndsInPersonalName(std::string_view field_name) {
+  return std::any_of(std::begin(kPersonal), std::end(kPersonal), [&](std::string_view personal) {
+    return field_name.ends_with(personal) &&
+           (field_name.size() == personal.size() ||
+            field_name[field_name.size() - personal.size() - 1] == '_');
+  });
+}
+
 // The end of an integer without leading zeros that begins there; where it begins without one.
 size_t EndOfNumber(std::string_view text, size_t at) {
   const auto is_digit = [&](size_t place) {
@@ -216,13 +224,21 @@ bool IsFormatOfNumber(std::string_view format) {
 }
 
 bool LooksPersonal(std::string_view field_name) {
-  if (field_name.ends_with('s') && LooksPersonal(field_name.substr(0, field_name.size() - 1)))
-    return true;  // of several: serial_numbers
-  return std::any_of(std::begin(kPersonal), std::end(kPersonal), [&](std::string_view personal) {
-    return field_name.ends_with(personal) &&
-           (field_name.size() == personal.size() ||
-            field_name[field_name.size() - personal.size() - 1] == '_');
+  if (EndsInPersonalName(field_name)) return true;
+  // Of several: users, mac_addresses, countries.
+  constexpr std::pair<std::string_view, const char*> kEnds[] = {
+      {"s", ""}, {"es", ""}, {"ies", "y"}};
+  return std::any_of(std::begin(kEnds), std::end(kEnds), [&](const auto& end) {
+    const auto& [several, one] = end;
+    return field_name.ends_with(several) &&
+           EndsInPersonalName(
+               std::string(field_name.substr(0, field_name.size() - several.size())) + one);
   });
+}
+
+bool IsCount(const Contracts& contracts, const FieldDescriptor* field) {
+  return IsNumber(field) && (field->name().starts_with("number_of_") ||
+                             BeginsWith(contracts.CommentOf(field).text, {"Number of"}));
 }
 
 bool ShowsNoQuantity(std::string_view field_name) {
