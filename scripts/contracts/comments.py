@@ -1,6 +1,7 @@
 """What is wrong with the comments of the schemas: their form, their facts, and the privacy classes."""
 
 import re
+import struct
 
 from contracts.conventions import change_log
 from contracts.facts import Fact, Facts, INTEGERS, KEYS, SPACE, facts_of, read_fact
@@ -30,6 +31,18 @@ def says_no_quantity(prose, words):
     return NO_QUANTITY.match(prose) and not (counted and counted[1] in words.units_in_words)
 
 
+def can_be(number, kind):
+    """Whether an integer is a value of a type: of float and double only some are."""
+    if bits := INTEGERS.get(kind):
+        least = 0 if kind.startswith(("u", "fixed")) else -(1 << (bits - 1))
+        return least <= number < least + (1 << bits)
+    code = "f" if kind == "float" else "d"
+    try:
+        return struct.unpack(code, struct.pack(code, number))[0] == number
+    except (OverflowError, struct.error):
+        return False
+
+
 def wrong_values(field, facts):
     """What is wrong with the listed values of a field, and the fix; nothing if they fit it."""
     if not facts.listed or not (field.is_number or field.is_text):
@@ -43,11 +56,9 @@ def wrong_values(field, facts):
     if field.is_text:
         return None
     numbers = [int(value) for value in facts.listed]
-    if bits := INTEGERS.get(field.type):
-        least = 0 if field.type.startswith(("u", "fixed")) else -(1 << (bits - 1))
-        wrong = next((number for number in numbers if not least <= number < least + (1 << bits)), None)
-        if wrong is not None:
-            return f"lists {wrong}, which no {field.type} can be", "list values of its type"
+    wrong = next((number for number in numbers if not can_be(number, field.type)), None)
+    if wrong is not None:
+        return f"lists {wrong}, which no {field.type} can be", "list values of its type"
     if FLAGS.match(field.comment.text):
         wrong = next((number for number in numbers if number <= 0 or number & (number - 1) or number >> 64), None)
         if wrong is not None:

@@ -105,6 +105,19 @@ bool FitsIn(std::string_view number) {
   return std::from_chars(number.data(), number.data() + number.size(), value).ec == std::errc();
 }
 
+// Whether an integer is one of those that a floating-point type can be.
+template <typename Real>
+bool IsExactIn(std::string_view number) {
+  Real value;
+  if (std::from_chars(number.data(), number.data() + number.size(), value).ec != std::errc()) {
+    return false;
+  }
+  std::array<char, 400> digits;  // a double has at most 309 before the point
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                 std::chars_format::fixed, 0);
+  return number == std::string_view(digits.data(), end.ptr);
+}
+
 // Whether an integer is a value of the field's type.
 bool IsInRange(const FieldDescriptor* field, std::string_view number) {
   switch (field->cpp_type()) {
@@ -116,6 +129,10 @@ bool IsInRange(const FieldDescriptor* field, std::string_view number) {
       return FitsIn<uint32_t>(number);
     case FieldDescriptor::CPPTYPE_UINT64:
       return FitsIn<uint64_t>(number);
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return IsExactIn<float>(number);
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return IsExactIn<double>(number);
     default:
       return true;
   }
