@@ -21,7 +21,8 @@ FIXES = {
     "Unit": "use a code of docs/contracts.md, or unspecified",
     "Format": "use a format of docs/contracts.md, or unspecified",
     "Privacy": "use identifier, location, content or interaction",
-    "Values": 'list "words" or numbers, separated by commas, with ... at the end of an open list, or write unspecified',
+    "Values": 'list "words" or integers with ", " between them, and in no meaning, with ... at the end of an open list, or write '
+              'unspecified',
 }
 
 
