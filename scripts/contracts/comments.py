@@ -135,13 +135,14 @@ class Check:
             text, number = comment.misplaced
             yield element.finding("comment", f"'{text}' comes after the facts", "write prose before them",
                                   element.comment_line + number)
-        yield from self.unread(element)
+        yield from self.unread(element, allowed)
 
-    def unread(self, element):
+    def unread(self, element, allowed):
         """What looks like a fact, but is not read as one: its form is another, or its comment is not the one above."""
         def add(words, line):
+            place = "the declaration" if allowed else "the field that it is of, or remove it"
             return element.finding("comment", f"'{words}' is not read as a fact", "write it as 'KEY: value' on a line of its own, "
-                                   "directly above the declaration", line)
+                                   f"directly above {place}", line)
 
         facts = {fact.line for fact in element.comment.facts}
         for number, line in enumerate(element.file.place(element.path)[1].split("\n")):

@@ -315,8 +315,8 @@ COMMENTS = [
      "  // Unit tests and format words: none of these.\n", "string a", None),
     ('  // Values: "Format" = it is formatted, "Unit"\n', "string a", None),
     # Whole declarations.
-    ("// A record.\nmessage R {\n  // Privacy: identifier\n\n  string a = 1;\n}\n", None, (3, "R: 'Privacy: identifier' is not read as a fact")),
-    ("// An enumeration.\nenum E {\n  ZERO = 0;  // Privacy: content\n}\n", None, (5, "ZERO: 'Privacy: content' is not read")),
+    ("// A record.\nmessage R {\n  // Privacy: identifier\n\n  string a = 1;\n}\n", None, (3, "directly above the field that it is of, or remove it")),
+    ("// An enumeration.\nenum E {\n  ZERO = 0;  // Privacy: content\n}\n", None, (5, "ZERO: 'Privacy: content' is not read as a fact; write it as 'KEY: value' on a line of its own, directly above the field that")),
     ("// A record.\nmessage R {\n  // Flags of it.\n  // Values: 1, 2, 9223372036854775808\n  uint64 a = 1;\n}\n", None, None),
     ("// A record.\nmessage R {\n  // Flags of it.\n  // Values: 1, 2, 3\n  uint32 a = 1;\n}\n", None, (6, "lists 3, which is not one bit")),
     ("// A record.\nmessage R {\n  // Flags of it.\n  // Values: 0, 1\n  uint32 a = 1;\n}\n", None, (6, "lists 0, which is not one bit")),
