@@ -40,7 +40,7 @@ class Lineage:
             holder, field = record, None
             for step in name.removeprefix(record.name + ".").split("."):
                 field = holder.field(step) if holder else None
-                holder = self.contracts.messages.get(field.type_name) if field else None
+                holder = self.contracts.types.get(field.type_name) if field else None
             if field is not None:
                 return field
         return None

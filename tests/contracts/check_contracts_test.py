@@ -175,6 +175,8 @@ NEW = [
     ("a payload that says less of a person", [(PAYLOAD, r"  // Privacy: identifier\n", "")], (PAYLOAD, "privacy", "from identifier to nothing")),
     ("a payload that says less than its record", [(PAYLOAD, r"(repeated Phase phases = 4;)", r"\1\n  // Privacy: interaction\n  // Source: serial_number, renamed.\n  optional string who = 5;"), TO_1_2], (PAYLOAD, "privacy", "less sensitive than ovix.telemetry.contract.storage.device.BootLog.serial_number")),
     ("a change log that says less than its rows", [(SYSTEM, r"(rowid = 7;)", r"\1\n  // Privacy: identifier\n  string asset_tag = 8;")], [(EVENTS, "privacy", f"{name}_state: is less sensitive than ovix.telemetry.contract.storage.device.System.asset_tag, which is in the rows that it holds; set Privacy: identifier") for name in ("previous", "current")]),
+    ("a change log that says less than a map in its rows", [(SYSTEM, r"(rowid = 7;)", r"\1\n  map<string, Seat> seats = 8;"), (SYSTEM, r"\Z", "\n// A seat.\nmessage Seat {\n  // Privacy: identifier\n  string asset_tag = 1;\n}\n")], [(EVENTS, "privacy", f"{name}_state: is less sensitive than ovix.telemetry.contract.storage.device.Seat.asset_tag, which is in the rows that it holds") for name in ("previous", "current")]),
+    ("a map in a payload, keep the version", [(PAYLOAD, r"(repeated Phase phases = 4;)", r"\1\n  // Source: none\n  map<string, Phase> more = 5;")], (PAYLOAD, "payload-version", "PcBootAsCDM: PcBootAsCDM.more came in")),
     ("camel case", [(BOOT, r"(reason = 9;)", r"\1\n  string bootTime = 10;")], (BOOT, "lint", "lower_snake_case")),
     ("another format", [(BOOT, r"  string time", "    string time")], (BOOT, "format", "check-contracts --fix")),
     ("an error of syntax", [(BOOT, r"string time", "sting time")], (BOOT, "protoc", '"sting" is not defined')),
@@ -344,6 +346,7 @@ LINEAGE = [
     ("  // Source: reason, retyped from string to repeated string.\n", "repeated string reason", ""),
     ("  // Source: counter, renamed and narrowed from uint64\n  // to uint32. It fits.\n", "uint32 counter_number", ""),
     ("  // Source: reason, same data.\n", "bool has_reason", ""),
+    ("  // Source: names.value.phase_name, renamed.\n", "string first_name", ""),
     ("  // Source: duration, retyped from uint32 to bool.\n", "bool duration", ""),
     ("  // Source: duration, renamed.\n", "uint32 length_ms", "has the unit ms, but ovix.telemetry.contract.storage.device.BootLog.duration, where it comes from, has s"),
     ("  // Source: duration, same data.\n", "uint32 length_ms", "has s; give both the same unit, or name the new unit: 'same data, in megabytes.'"),
@@ -364,7 +367,7 @@ LINEAGE = [
 
 def lineage_case(comment, field, expected):
     label = "" if field.startswith("repeated") else "optional "
-    edits = [(BOOT, r"(reason = 9;)", r"\1\n  // Values: unspecified\n  uint64 counter = 10;"), TO_1_2,
+    edits = [(BOOT, r"(reason = 9;)", r"\1\n  // Values: unspecified\n  uint64 counter = 10;\n  map<string, BootPhase> names = 11;"), TO_1_2,
              (PAYLOAD, r"(repeated Phase phases = 4;)", rf"\1\n{comment}  {label}{field} = 5;")]
     return "new" if expected else "allowed", f"lineage {comment.strip()!r} of {field}", edits, (PAYLOAD, "lineage", expected) if expected else []
 
