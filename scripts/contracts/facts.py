@@ -10,7 +10,7 @@ import re
 KEYS = ("Unit", "Values", "Format", "Privacy", "Source")
 FACT = re.compile(r"([A-Z][a-z]*):(?: (.*))?|((?i:unit|values|format|privacy|source)):(.*)", re.ASCII)
 SPACE = " \t\r"  # around the words of a line: other characters that look like space are part of them
-VALUE = re.compile(r'("(?P<word>[^"]*)"|(?P<number>0|-?[1-9][0-9]*))( = (?P<meaning>(?!, ).+?))?(?=, |$)', re.ASCII)
+VALUE = re.compile(r'("(?P<word>[^"]*)"|(?P<number>0|-?[1-9][0-9]*))( = (?P<meaning>(?!, )(?:(?! = ).)+?))?(?=, |$)', re.ASCII)
 INTEGERS = {f"{sign}{kind}{bits}": bits for bits in (32, 64) for sign, kind in
             (("", "int"), ("u", "int"), ("s", "int"), ("", "fixed"), ("s", "fixed"))}  # with their bits
 

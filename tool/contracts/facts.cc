@@ -170,8 +170,10 @@ bool ReadValues(std::string_view text, FieldFacts& facts) {
     if (text.substr(end).starts_with(" = ")) {
       const size_t begin = end + 3;
       end = std::min(text.find(", ", begin), text.size());
-      if (end == begin) return false;
-      meanings[listed.back()] = text.substr(begin, end - begin);
+      const std::string_view meaning = text.substr(begin, end - begin);
+      // With a second " = " the comma before the next value is missing.
+      if (meaning.empty() || meaning.find(" = ") != std::string_view::npos) return false;
+      meanings[listed.back()] = meaning;
     }
     if (end == text.size()) break;
     if (!text.substr(end).starts_with(", ") || end + 2 == text.size()) return false;
