@@ -1,9 +1,10 @@
 """What is wrong with the comments of the schemas: their form, their facts, and the privacy classes."""
 
 import re
+import struct
 
 from contracts.conventions import change_log
-from contracts.facts import Fact, Facts, INTEGERS, KEYS, facts_of, read_fact
+from contracts.facts import Fact, Facts, INTEGERS, KEYS, SPACE, facts_of, read_fact
 from contracts.finding import Finding
 from contracts.lineage import Lineage
 
@@ -11,7 +12,8 @@ from contracts.lineage import Lineage
 KEY_IN_LINE = re.compile(r"\b(Unit|Values|Format|Privacy|Source)\s*[:=]", re.ASCII)
 KEY_AND_VALUE = re.compile(r"([-@*]\s*)?(?P<key>unit|values|format|privacy|source)(\s*[:=]|\s)\s*(?P<value>.*)",
                            re.ASCII | re.IGNORECASE)
-NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b")
+NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b", re.ASCII)
+COUNT = re.compile(r"Number of\b", re.ASCII)
 FLAGS = re.compile(r"Flags\b", re.ASCII)
 NUMERIC = ("decimal number", "integer", "hexadecimal", "unspecified")  # formats of a string that can have a unit
 
@@ -19,19 +21,32 @@ FIXES = {
     "Unit": "use a code of docs/contracts.md, or unspecified",
     "Format": "use a format of docs/contracts.md, or unspecified",
     "Privacy": "use identifier, location, content or interaction",
-    "Values": 'list "words" or numbers, separated by commas, with ... at the end of an open list, or write unspecified',
+    "Values": 'list "words" or integers with ", " between them, and in no meaning, with ... at the end of an open list, or write '
+              'unspecified',
 }
 
 
 def says_no_quantity(prose, words):
     """Whether the prose says that a number has no unit: "Number of rows", "Code of the error"."""
-    counted = re.match(r"Number of (\w+)", prose, re.ASCII)
+    counted = re.match(r"Number of\s+(\w+)", prose, re.ASCII)
     return NO_QUANTITY.match(prose) and not (counted and counted[1] in words.units_in_words)
+
+
+def can_be(number, kind):
+    """Whether an integer is a value of a type: of float and double only some are."""
+    if bits := INTEGERS.get(kind):
+        least = 0 if kind.startswith(("u", "fixed")) else -(1 << (bits - 1))
+        return least <= number < least + (1 << bits)
+    code = "f" if kind == "float" else "d"
+    try:
+        return struct.unpack(code, struct.pack(code, number))[0] == number
+    except (OverflowError, struct.error):
+        return False
 
 
 def wrong_values(field, facts):
     """What is wrong with the listed values of a field, and the fix; nothing if they fit it."""
-    if not facts.listed:
+    if not facts.listed or not (field.is_number or field.is_text):
         return None
     if facts.are_words != field.is_text:
         return ("is a string, but lists numbers", "put each word in quotes") if field.is_text else (
@@ -39,16 +54,14 @@ def wrong_values(field, facts):
     twice = next((value for i, value in enumerate(facts.listed) if value in facts.listed[:i]), None)
     if twice is not None:
         return f"lists {twice} twice", "keep one of them"
-    if not field.is_number:
+    if field.is_text:
         return None
     numbers = [int(value) for value in facts.listed]
-    if bits := INTEGERS.get(field.type):
-        least = 0 if field.type.startswith(("u", "fixed")) else -(1 << (bits - 1))
-        wrong = next((number for number in numbers if not least <= number < least + (1 << bits)), None)
-        if wrong is not None:
-            return f"lists {wrong}, which no {field.type} can be", "list values of its type"
+    wrong = next((number for number in numbers if not can_be(number, field.type)), None)
+    if wrong is not None:
+        return f"lists {wrong}, which no {field.type} can be", "list values of its type"
     if FLAGS.match(field.comment.text):
-        wrong = next((number for number in numbers if number <= 0 or number & (number - 1)), None)
+        wrong = next((number for number in numbers if number <= 0 or number & (number - 1) or number >> 64), None)
         if wrong is not None:
             return f"is a set of flags, but lists {wrong}, which is not one bit", "list powers of two"
     return None
@@ -122,20 +135,21 @@ class Check:
             text, number = comment.misplaced
             yield element.finding("comment", f"'{text}' comes after the facts", "write prose before them",
                                   element.comment_line + number)
-        yield from self.unread(element)
+        yield from self.unread(element, allowed)
 
-    def unread(self, element):
+    def unread(self, element, allowed):
         """What looks like a fact, but is not read as one: its form is another, or its comment is not the one above."""
         def add(words, line):
+            place = "the declaration" if allowed else "the field that it is of, or remove it"
             return element.finding("comment", f"'{words}' is not read as a fact", "write it as 'KEY: value' on a line of its own, "
-                                   "directly above the declaration", line)
+                                   f"directly above {place}", line)
 
         facts = {fact.line for fact in element.comment.facts}
         for number, line in enumerate(element.file.place(element.path)[1].split("\n")):
-            words = line.strip(" \t\r\f\v")
+            words = line.strip(SPACE)
             if KEY_IN_LINE.search(words.partition(":")[2]) if number in facts else looks_like_fact(words, self.words):
                 yield add(words, element.comment_line + number)
-        others = (line.strip(" \t\r\f\v") for text in element.other_comments for line in text.split("\n"))
+        others = (line.strip(SPACE) for text in element.other_comments for line in text.split("\n"))
         if words := next((line for line in others if looks_like_fact(line, self.words)), None):
             yield add(words, element.comment_line)
 
@@ -173,7 +187,8 @@ class Check:
                                 "'Number of', 'Code', 'Identifier', 'Index', 'Flags', 'Version' or 'Ratio'",
                                 field.comment_line)
         holds_data = field.parent is not None and not field.file.extensions and field.type not in self.contracts.messages
-        if not facts.privacy and holds_data and field.type != "bool" and self.words.looks_personal(field.name):
+        counts = field.is_number and (field.name.startswith("number_of_") or COUNT.match(field.comment.text))
+        if not facts.privacy and holds_data and not (field.type == "bool" or counts) and self.words.looks_personal(field.name):
             yield field.finding("privacy", "its name looks personal", "add a line Privacy", field.comment_line)
             return
         for origin in self.lineage.origins(field):

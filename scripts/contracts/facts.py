@@ -8,8 +8,9 @@ import functools
 import re
 
 KEYS = ("Unit", "Values", "Format", "Privacy", "Source")
-FACT = re.compile(r"([A-Z][a-z]*):(?: (.*))?|((?i:unit|values|format|privacy|source)):(.*)")
-VALUE = re.compile(r'("(?P<word>[^"]*)"|(?P<number>0|-?[1-9][0-9]*))( = (?P<meaning>.+?))?(?=, |$)', re.ASCII)
+FACT = re.compile(r"([A-Z][a-z]*):(?: (.*))?|((?i:unit|values|format|privacy|source)):(.*)", re.ASCII)
+SPACE = " \t\r"  # around the words of a line: other characters that look like space are part of them
+VALUE = re.compile(r'("(?P<word>[^"]*)"|(?P<number>0|-?[1-9][0-9]*))( = (?P<meaning>(?!, )(?:(?! = ).)+?))?(?=, |$)', re.ASCII)
 INTEGERS = {f"{sign}{kind}{bits}": bits for bits in (32, 64) for sign, kind in
             (("", "int"), ("u", "int"), ("s", "int"), ("", "fixed"), ("s", "fixed"))}  # with their bits
 
@@ -43,21 +44,21 @@ class Comment:
 
 def parse(raw):
     comment, prose, goes_on = Comment(), [], False
-    for number, line in enumerate(raw.splitlines()):
-        words = line.strip()
+    for number, line in enumerate(raw.removesuffix("\n").split("\n")):
+        words = line.strip(SPACE)
         fact = FACT.fullmatch(words)
         if fact and not line.startswith("  "):
-            comment.facts.append(Fact(fact[1] or fact[3], (fact[2] or fact[4] or "").strip(), number))
+            comment.facts.append(Fact(fact[1] or fact[3], (fact[2] or fact[4] or "").strip(SPACE), number))
             goes_on = True
         elif not words:
             goes_on = False
             prose.append("")
         elif goes_on:
-            comment.facts[-1].value = f"{comment.facts[-1].value} {words}".strip()
+            comment.facts[-1].value = f"{comment.facts[-1].value} {words}".strip(SPACE)
         elif comment.facts:
             comment.misplaced = comment.misplaced or (words, number)
         else:
-            prose.append(line.removeprefix(" ").rstrip())
+            prose.append(line.removeprefix(" ").rstrip(SPACE))
     comment.text = "\n".join(prose).strip("\n")
     return comment
 
@@ -95,8 +96,8 @@ class Vocabulary:
         return self.suffixes.get(last, "") if head else ""
 
     def looks_personal(self, name):
-        several = name[:-1] if name.endswith("s") else name
-        return any(f"_{one}".endswith(f"_{personal}") for one in (name, several) for personal in self.personal)
+        one = [name, *(name.removesuffix(end) + y for end, y in (("s", ""), ("es", ""), ("ies", "y")) if name.endswith(end))]
+        return any(f"_{each}".endswith(f"_{personal}") for each in one for personal in self.personal)
 
     def rank(self, privacy):
         return len(self.classes) - self.classes.index(privacy) if privacy else 0

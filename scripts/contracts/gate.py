@@ -205,6 +205,8 @@ class Gate:
     def content(self, contracts, payload):
         """What a payload can carry: the fields and values of all that is in it."""
         for part in contracts.parts(payload):
+            if part.full_name in contracts.types and part.full_name not in contracts.messages:
+                continue  # the entry of a map, or a message that is not a contract
             for field in getattr(part, "fields", []):
                 yield (part.full_name, field.name)
             for value in getattr(part, "values", []):

@@ -20,6 +20,11 @@ def change_words(origin, field):
     return " and ".join(words) or "copied"
 
 
+def is_same_data(words):
+    """Whether a field only has the same data, perhaps in another unit, which the words name."""
+    return words == "same data." or words.startswith("same data, in ") and words.endswith(".")
+
+
 class Lineage:
     def __init__(self, contracts, words):
         self.contracts, self.words = contracts, words
@@ -35,7 +40,7 @@ class Lineage:
             holder, field = record, None
             for step in name.removeprefix(record.name + ".").split("."):
                 field = holder.field(step) if holder else None
-                holder = self.contracts.messages.get(field.type_name) if field else None
+                holder = self.contracts.types.get(field.type_name) if field else None
             if field is not None:
                 return field
         return None
@@ -94,10 +99,13 @@ class Lineage:
                           "comment", fact)
             elif origin is None:
                 yield add(field, f"{name} is in no source record", "write a field of one of them, or none", fact)
-            elif words != "same data." and not re.match(rf"({change_words(origin, field)}|computed)\b", words, re.ASCII):
+            elif field.same_type(origin) and re.match(rf"{change_words(origin, field)} and (narrowed|retyped)\b", words, re.ASCII):
+                yield add(field, f"the source says that the type changes, but both are {type_words(field)}",
+                          f"write '{change_words(origin, field)}' without it", fact)
+            elif not is_same_data(words) and not re.match(rf"({change_words(origin, field)}|computed)\b", words, re.ASCII):
                 yield add(field, f"the source does not say how the field differs, but '{words}'",
                           f"begin with '{change_words(origin, field)}' or computed, or write 'same data.'", fact)
-            elif not is_fed and words != "same data.":
+            elif not is_fed and not is_same_data(words):
                 yield add(field, "comes from a record that only has the same data, as its message says", "write 'same data.'",
                           fact)
         yield from self.units(field, facts, add)
@@ -109,6 +117,8 @@ class Lineage:
 
     def units(self, field, facts, add):
         """A value that is not computed has the unit that it has in the record, unless its line names the other."""
+        if not (field.is_number or field.is_text):
+            return
         unit = facts_of(field, self.words).unit
         converted = {name for name, words in (fact.source for fact in facts) if words.startswith("computed") or ", in " in words}
         named = [(self.source_field(self.records(field.parent), fact.source[0]), fact) for fact in facts
@@ -116,6 +126,7 @@ class Lineage:
         for origin, fact in named if facts else [(origin, None) for origin in self.origins(field)]:
             other = facts_of(origin, self.words).unit if origin is not None else unit
             if unit != other:
+                same = fact is not None and is_same_data(fact.source[1])
+                fix = f"or name the new unit: '{'same data' if same else change_words(origin, field)}, in megabytes.'"
                 yield add(field, f"has {f'the unit {unit}' if unit else 'no unit'}, but {origin.full_name}, where it comes from, "
-                          f"has {other or 'none'}", "give both the same unit, write computed, or name the new unit: "
-                          "', in megabytes.'", fact)
+                          f"has {other or 'none'}", f"give both the same unit, {'' if same else 'write computed, '}{fix}", fact)

@@ -123,11 +123,11 @@ class Message(Element):
         self.fields = [
             Field(self.file, field, (*self.path, 2, i), self, self.full_name) for i, field in enumerate(self.proto.field)
         ]
-        self.messages = [
-            Message(self.file, inner, (*self.path, 3, i), self, self.full_name)
-            for i, inner in enumerate(self.proto.nested_type)
-            if not inner.options.map_entry
+        nested = [
+            Message(self.file, inner, (*self.path, 3, i), self, self.full_name) for i, inner in enumerate(self.proto.nested_type)
         ]
+        self.messages = [inner for inner in nested if not inner.proto.options.map_entry]
+        self.entries = [inner for inner in nested if inner.proto.options.map_entry]  # of maps: a key and a value
         self.enums = [
             Enumeration(self.file, inner, (*self.path, 4, i), self, self.full_name)
             for i, inner in enumerate(self.proto.enum_type)
@@ -210,9 +210,12 @@ class Contracts:
         factory = message_factory.MessageFactory(pool)
         factory.GetMessages([file.name for file in plain.file])
         known = factory.GetPrototype(pool.FindMessageTypeByName("google.protobuf.FileDescriptorSet"))
-        self.files = [File(file) for file in known.FromString(encoded).file if file.name.startswith("ovix/")]
+        files = [File(file) for file in known.FromString(encoded).file]
+        self.files = [file for file in files if file.name.startswith("ovix/")]
         self.by_name = {file.name: file for file in self.files}
         self.messages = {message.full_name: message for file in self.files for message in file.walk()}
+        # What a field can hold: also the entries of maps, and what is imported from elsewhere.
+        self.types = {message.full_name: message for file in files for outer in file.walk() for message in [outer, *outer.entries]}
         self.enums = {
             enum.full_name: enum
             for file in self.files
@@ -220,7 +223,7 @@ class Contracts:
         }
 
     def parts(self, message):
-        """A message and all that its fields hold, enumerations included."""
+        """A message and all that its fields hold, enumerations and the entries of maps included."""
         reached, queue = {}, [message]
         while queue:
             element = queue.pop(0)
@@ -228,7 +231,7 @@ class Contracts:
                 continue
             reached[element.full_name] = element
             for field in getattr(element, "fields", []):
-                inner = self.messages.get(field.type_name) or self.enums.get(field.type_name)
+                inner = self.types.get(field.type_name) or self.enums.get(field.type_name)
                 if inner is not None:
                     queue.append(inner)
         return list(reached.values())

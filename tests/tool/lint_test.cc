@@ -278,8 +278,9 @@ TEST(ToolLint, ReportsInEveryFormat) {
       "ovix.telemetry.contract.storage.device.BootLog.kind: '\"50%\", <a>' is not a value of "
       "Values";
   const std::string fix =
-      "list \"words\" or numbers, separated by commas, with ... at the end of an open list, or "
-      "write unspecified";
+      "list \"words\" or integers with \", \" between them, and in no meaning, with ... at the end "
+      "of "
+      "an open list, or write unspecified";
   EXPECT_EQ(Lint(folder, "--format github").output,
             "::error file=" + kBoot +
                 ",line=20,title=comment::ovix.telemetry.contract.storage.device.BootLog.kind: "

@@ -77,7 +77,7 @@ Comment ParseComment(std::string_view raw) {
       goes_on = true;
     } else if (words.empty()) {
       goes_on = false;
-      if (comment.facts.empty()) comment.text += '\n';
+      if (comment.facts.empty() && !comment.text.empty()) comment.text += '\n';
     } else if (goes_on) {
       std::string& value = comment.facts.back().value;
       value.append(value.empty() ? "" : " ").append(words);

@@ -79,6 +79,14 @@ bool IsOneOf(std::span<const std::string_view> known, std::string_view word) {
   return std::find(known.begin(), known.end(), word) != known.end();
 }
 
+bool EndsInPersonalName(std::string_view field_name) {
+  return std::any_of(std::begin(kPersonal), std::end(kPersonal), [&](std::string_view personal) {
+    return field_name.ends_with(personal) &&
+           (field_name.size() == personal.size() ||
+            field_name[field_name.size() - personal.size() - 1] == '_');
+  });
+}
+
 // The end of an integer without leading zeros that begins there; where it begins without one.
 size_t EndOfNumber(std::string_view text, size_t at) {
   const auto is_digit = [&](size_t place) {
@@ -97,6 +105,19 @@ bool FitsIn(std::string_view number) {
   return std::from_chars(number.data(), number.data() + number.size(), value).ec == std::errc();
 }
 
+// Whether an integer is one of those that a floating-point type can be.
+template <typename Real>
+bool IsExactIn(std::string_view number) {
+  Real value;
+  if (std::from_chars(number.data(), number.data() + number.size(), value).ec != std::errc()) {
+    return false;
+  }
+  std::array<char, 400> digits;  // a double has at most 309 before the point
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                 std::chars_format::fixed, 0);
+  return number == std::string_view(digits.data(), end.ptr);
+}
+
 // Whether an integer is a value of the field's type.
 bool IsInRange(const FieldDescriptor* field, std::string_view number) {
   switch (field->cpp_type()) {
@@ -108,6 +129,10 @@ bool IsInRange(const FieldDescriptor* field, std::string_view number) {
       return FitsIn<uint32_t>(number);
     case FieldDescriptor::CPPTYPE_UINT64:
       return FitsIn<uint64_t>(number);
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return IsExactIn<float>(number);
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return IsExactIn<double>(number);
     default:
       return true;
   }
@@ -145,8 +170,10 @@ bool ReadValues(std::string_view text, FieldFacts& facts) {
     if (text.substr(end).starts_with(" = ")) {
       const size_t begin = end + 3;
       end = std::min(text.find(", ", begin), text.size());
-      if (end == begin) return false;
-      meanings[listed.back()] = text.substr(begin, end - begin);
+      const std::string_view meaning = text.substr(begin, end - begin);
+      // With a second " = " the comma before the next value is missing.
+      if (meaning.empty() || meaning.find(" = ") != std::string_view::npos) return false;
+      meanings[listed.back()] = meaning;
     }
     if (end == text.size()) break;
     if (!text.substr(end).starts_with(", ") || end + 2 == text.size()) return false;
@@ -201,13 +228,13 @@ std::span<const std::string_view> PersonalNames() { return kPersonal; }
 std::span<const std::string_view> UnitsInWords() { return kUnitsInWords; }
 
 bool SaysNoQuantity(std::string_view prose) {
-  if (BeginsWith(prose, {"Number of"}) && prose.size() > 10) {
-    const std::string_view counted = prose.substr(10);
+  if (BeginsWith(prose, {"Number of"})) {
+    std::string_view counted = prose.substr(9);
+    counted.remove_prefix(std::min(counted.find_first_not_of(" \t\r\n\f\v"), counted.size()));
     return std::none_of(std::begin(kUnitsInWords), std::end(kUnitsInWords),
                         [&](std::string_view unit) { return BeginsWith(counted, {unit}); });
   }
-  return BeginsWith(prose,
-                    {"Number of", "Code", "Identifier", "Index", "Flags", "Version", "Ratio"});
+  return BeginsWith(prose, {"Code", "Identifier", "Index", "Flags", "Version", "Ratio"});
 }
 
 bool IsFormatOfNumber(std::string_view format) {
@@ -216,13 +243,21 @@ bool IsFormatOfNumber(std::string_view format) {
 }
 
 bool LooksPersonal(std::string_view field_name) {
-  if (field_name.ends_with('s') && LooksPersonal(field_name.substr(0, field_name.size() - 1)))
-    return true;  // of several: serial_numbers
-  return std::any_of(std::begin(kPersonal), std::end(kPersonal), [&](std::string_view personal) {
-    return field_name.ends_with(personal) &&
-           (field_name.size() == personal.size() ||
-            field_name[field_name.size() - personal.size() - 1] == '_');
+  if (EndsInPersonalName(field_name)) return true;
+  // Of several: users, mac_addresses, countries.
+  constexpr std::pair<std::string_view, const char*> kEnds[] = {
+      {"s", ""}, {"es", ""}, {"ies", "y"}};
+  return std::any_of(std::begin(kEnds), std::end(kEnds), [&](const auto& end) {
+    const auto& [several, one] = end;
+    return field_name.ends_with(several) &&
+           EndsInPersonalName(
+               std::string(field_name.substr(0, field_name.size() - several.size())) + one);
   });
+}
+
+bool IsCount(const Contracts& contracts, const FieldDescriptor* field) {
+  return IsNumber(field) && (field->name().starts_with("number_of_") ||
+                             BeginsWith(contracts.CommentOf(field).text, {"Number of"}));
 }
 
 bool ShowsNoQuantity(std::string_view field_name) {
@@ -264,7 +299,7 @@ bool ReadFact(const Fact& fact, FieldFacts& facts) {
 
 std::optional<WrongValues> FindWrongValues(const FieldDescriptor* field, std::string_view prose,
                                            const FieldFacts& facts) {
-  if (facts.listed_values.empty()) return {};
+  if (facts.listed_values.empty() || !CanHaveUnit(field)) return {};
   const bool is_text = field->type() == FieldDescriptor::TYPE_STRING;
   if (is_text && !facts.are_words) {
     return WrongValues{"is a string, but lists numbers", "put each word in quotes"};
@@ -320,7 +355,7 @@ FieldFacts FactsOf(const Contracts& contracts, const FieldDescriptor* field) {
   FieldFacts facts;
   const Comment comment = contracts.CommentOf(field);
   for (const Fact& fact : comment.facts) ReadFact(fact, facts);
-  if (FindWrongValues(field, comment.text, facts)) {
+  if (!CanHaveUnit(field) || FindWrongValues(field, comment.text, facts)) {
     facts.values.clear();
     facts.listed_values.clear();
     facts.meanings.clear();

@@ -83,8 +83,11 @@ bool IsFormatOfNumber(std::string_view format);
 // The names, and last words of names, of fields that must have a privacy class.
 std::span<const std::string_view> PersonalNames();
 
-// Whether a field has such a name.
+// Whether a field has such a name, perhaps as a plural.
 bool LooksPersonal(std::string_view field_name);
+
+// Whether a field is the number of something, by its name or its comment: not what is counted.
+bool IsCount(const Contracts& contracts, const FieldDescriptor* field);
 
 // Whether a number's name shows that it has no unit.
 bool ShowsNoQuantity(std::string_view field_name);

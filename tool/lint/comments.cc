@@ -59,18 +59,19 @@ class Comments {
                       "'" + comment.misplaced + "' comes after the facts",
                       "write prose before them");
     }
-    CheckUnread(subject, comment);
+    CheckUnread(subject, comment, !allowed.empty());
   }
 
   // What looks like a fact, but is not read as one: its form is another, or its comment is not the
   // one above the declaration.
   template <typename AnyDescriptor>
-  void CheckUnread(const AnyDescriptor* subject, const Comment& comment) {
+  void CheckUnread(const AnyDescriptor* subject, const Comment& comment, bool can_have_facts) {
+    const std::string place =
+        can_have_facts ? "the declaration" : "the field that it is of, or remove it";
     const auto add = [&](std::string_view words, int line) {
       findings_.AddAt(line, Rule::kComment, subject,
                       "'" + std::string(words) + "' is not read as a fact",
-                      "write it as 'KEY: value' on a line of its own, directly above the "
-                      "declaration");
+                      "write it as 'KEY: value' on a line of its own, directly above " + place);
     };
     for (int number = 0; number < static_cast<int>(comment.lines.size()); ++number) {
       const std::string_view line = comment.lines[number];

@@ -14,8 +14,8 @@ std::string FixOf(const std::string& key) {
   if (key == "Unit") return "use a code of docs/contracts.md, or unspecified";
   if (key == "Format") return "use a format of docs/contracts.md, or unspecified";
   if (key == "Privacy") return "use identifier, location, content or interaction";
-  return "list \"words\" or numbers, separated by commas, with ... at the end of an open list, or "
-         "write unspecified";
+  return "list \"words\" or integers with \", \" between them, and in no meaning, with ... at the "
+         "end of an open list, or write unspecified";
 }
 
 // Whether the suffix of a name can mislead: "per second" is not a duration, and a reason can say

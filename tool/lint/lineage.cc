@@ -52,6 +52,11 @@ std::string ChangeWords(const FieldDescriptor* origin, const FieldDescriptor* fi
          " to " + TypeWords(field);
 }
 
+// Whether the words say that a field only has the same data, perhaps in another unit.
+bool SaysSameData(std::string_view words) {
+  return words == kSameData || (words.starts_with("same data, in ") && words.ends_with('.'));
+}
+
 // Whether the words name another unit than that of the record: "renamed, in megabytes."
 bool SaysConversion(std::string_view words) {
   return words.starts_with("computed") || words.find(", in ") != std::string_view::npos;
@@ -134,10 +139,15 @@ class Lineage {
       } else if (origin == nullptr) {
         Add(field, line.fact, name + " is in no source record",
             "write a field of one of them, or none");
-      } else if (words != kSameData && !BeginsWith(words, {change, "computed"})) {
+      } else if (HaveSameType(field, origin) &&
+                 BeginsWith(words, {change + " and narrowed", change + " and retyped"})) {
+        Add(field, line.fact,
+            "the source says that the type changes, but both are " + TypeWords(field),
+            "write '" + change + "' without it");
+      } else if (!SaysSameData(words) && !BeginsWith(words, {change, "computed"})) {
         Add(field, line.fact, "the source does not say how the field differs, but '" + words + "'",
             "begin with '" + change + "' or computed, or write 'same data.'");
-      } else if (!is_fed && words != kSameData) {
+      } else if (!is_fed && !SaysSameData(words)) {
         Add(field, line.fact,
             "comes from a record that only has the same data, as its message says",
             "write 'same data.'");
@@ -161,25 +171,30 @@ class Lineage {
   // other.
   void CheckUnits(const FieldDescriptor* field, const std::vector<Line>& lines,
                   const std::vector<const Descriptor*>& records) {
+    if (!CanHaveUnit(field)) return;
     const std::string unit = FactsOf(contracts_, field).unit;
-    const auto check = [&](const FieldDescriptor* origin, int line) {
+    const auto check = [&](const FieldDescriptor* origin, std::string_view words, int line) {
       if (origin == nullptr) return;
       const std::string other = FactsOf(contracts_, origin).unit;
       if (unit == other) return;
+      const bool is_same = SaysSameData(words);
       findings_.AddAt(line, Rule::kLineage, field,
                       "has " + (unit.empty() ? "no unit" : "the unit " + unit) + ", but " +
                           origin->full_name() + ", where it comes from, has " +
                           (other.empty() ? "none" : other),
-                      "give both the same unit, write computed, or name the new unit: "
-                      "', in megabytes.'");
+                      std::string("give both the same unit, ") +
+                          (is_same ? "" : "write computed, ") + "or name the new unit: '" +
+                          (is_same ? "same data" : ChangeWords(origin, field)) +
+                          ", in megabytes.'");
     };
     for (const Line& line : lines) {
       if (SaysConversion(line.source.words)) continue;
-      check(FindSourceField(records, line.source.name), contracts_.LineOf(field) + line.fact.line);
+      check(FindSourceField(records, line.source.name), line.source.words,
+            contracts_.LineOf(field) + line.fact.line);
     }
     if (!lines.empty()) return;
     for (const FieldDescriptor* origin : SourceFieldsOf(contracts_, field)) {
-      check(origin, contracts_.DeclarationOf(field));
+      check(origin, "", contracts_.DeclarationOf(field));
     }
   }
 

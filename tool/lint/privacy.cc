@@ -90,7 +90,8 @@ void CheckPrivacy(const Checked& checked, Findings& findings) {
   const Contracts& contracts = checked.contracts;
   for (const FieldDescriptor* field : FieldsOf(contracts)) {
     const Privacy privacy = FactsOf(contracts, field).privacy;
-    if (privacy == Privacy::kNone && HoldsValue(field) && LooksPersonal(field->name())) {
+    if (privacy == Privacy::kNone && HoldsValue(field) && !IsCount(contracts, field) &&
+        LooksPersonal(field->name())) {
       findings.AddAt(contracts.LineOf(field), Rule::kPrivacy, field, "its name looks personal",
                      "add a line Privacy");
       continue;
