@@ -192,10 +192,20 @@ class Check:
             yield field.finding("privacy", "its name looks personal", "add a line Privacy", field.comment_line)
             return
         for origin in self.lineage.origins(field):
-            source = facts_of(origin, self.words).privacy
-            if self.words.rank(facts.privacy) < self.words.rank(source):
-                yield field.finding("privacy", f"is less sensitive than {origin.full_name}, where it comes from",
-                                    f"set Privacy: {source}", lines.get("Privacy", field.comment_line))
+            needed = [(origin, facts_of(origin, self.words).privacy)]
+            # A value of parts: of the text of a position as of its coordinates.
+            if origin.type_name in self.contracts.types and holds_data and not (field.type == "bool" or counts):
+                needed.append(self.highest(self.contracts.types[origin.type_name]))
+            source, privacy = max(needed, key=lambda each: self.words.rank(each[1]))
+            if self.words.rank(facts.privacy) < self.words.rank(privacy):
+                yield field.finding("privacy", f"is less sensitive than {source.full_name}, where it comes from",
+                                    f"set Privacy: {privacy}", lines.get("Privacy", field.comment_line))
+
+    def highest(self, record):
+        """The field with the highest class among those of a record and of what it holds, and the class."""
+        found = [(field, facts_of(field, self.words).privacy) for part in self.contracts.parts(record)
+                 for field in getattr(part, "fields", [])]
+        return max(found, key=lambda each: self.words.rank(each[1]), default=(None, ""))
 
     def change_logs(self):
         """The strings of a change log hold whole rows: they are as sensitive as the most sensitive column."""
@@ -203,11 +213,9 @@ class Check:
         needed = {}
         for state in tables:
             log = change_log(state, tables) if state.table.type == "State" else None
-            for part in self.contracts.parts(state) if log is not None else []:
-                for field in getattr(part, "fields", []):
-                    privacy = facts_of(field, self.words).privacy
-                    if self.words.rank(privacy) > self.words.rank(needed.get(log.full_name, (None, ""))[1]):
-                        needed[log.full_name] = field, privacy
+            if log is not None:
+                needed[log.full_name] = max(needed.get(log.full_name, (None, "")), self.highest(state),
+                                            key=lambda each: self.words.rank(each[1]))
         for log, (column, privacy) in needed.items():
             for name in ("previous_state", "current_state"):
                 field = self.contracts.messages[log].field(name)

@@ -97,11 +97,17 @@ void CheckPrivacy(const Checked& checked, Findings& findings) {
       continue;
     }
     for (const FieldDescriptor* source : SourceFieldsOf(contracts, field)) {
-      const Privacy needed = FactsOf(contracts, source).privacy;
-      if (privacy >= needed) continue;
-      findings.AddAt(LineOfFact(contracts, field, "Privacy"), Rule::kPrivacy, field,
-                     "is less sensitive than " + source->full_name() + ", where it comes from",
-                     std::string("set Privacy: ") + PrivacyText(needed));
+      Needed needed{FactsOf(contracts, source).privacy, source};
+      // A value of parts: of the text of a position as of its coordinates.
+      if (source->message_type() != nullptr && HoldsValue(field) && !IsCount(contracts, field)) {
+        const Needed highest = HighestOf(contracts, source->message_type());
+        if (highest.privacy > needed.privacy) needed = highest;
+      }
+      if (privacy >= needed.privacy) continue;
+      findings.AddAt(
+          LineOfFact(contracts, field, "Privacy"), Rule::kPrivacy, field,
+          "is less sensitive than " + needed.column->full_name() + ", where it comes from",
+          std::string("set Privacy: ") + PrivacyText(needed.privacy));
     }
   }
 }
