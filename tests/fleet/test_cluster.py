@@ -123,6 +123,8 @@ class Demo(unittest.TestCase):
         assert demo.stdout
         while stop_at and stop_at not in output:
             output += demo.stdout.readline()
+        while stop_at and not any(Path(folder.name).rglob("*.ndjson.gz")):
+            time.sleep(0.01)
         stopped = time.monotonic()
         if stop_at:
             demo.send_signal(signal.SIGINT)

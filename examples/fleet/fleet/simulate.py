@@ -29,12 +29,11 @@ def simulate(
     """
     folder.mkdir(parents=True, exist_ok=True)
     with ThreadPoolExecutor(at_once) as pool:
-        pending = [
-            pool.submit(_device, tool, packer, number, payloads, day, folder)
-            for number in range(1, devices + 1)
-        ]
         try:
-            for done in pending:
+            for done in [
+                pool.submit(_device, tool, packer, number, payloads, day, folder)
+                for number in range(1, devices + 1)
+            ]:
                 done.result()
         finally:  # after Ctrl-C, or where one failed, all others would still be made
             pool.shutdown(wait=False, cancel_futures=True)
