@@ -30,6 +30,11 @@ def children_of(pid: int) -> list[int]:
     return [int(line) for line in done.stdout.split()]
 
 
+def heed_ctrl_c() -> None:
+    """A shell ignores it for what it runs in the background."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
 class Killed(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
@@ -51,6 +56,7 @@ class Killed(unittest.TestCase):
                 "--batches", self.folder / "batches", "--tables", tables, "--master", running.master,
             ],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True,
+            preexec_fn=heed_ctrl_c,
         )  # fmt: skip
 
     def wait(self, job: subprocess.Popen[str], happened: Callable[[], bool]) -> None:
@@ -98,6 +104,17 @@ class Killed(unittest.TestCase):
                 os.killpg(job.pid, signal.SIGKILL)
                 job.communicate()
                 self.assertFalse(any((tables / "payloads").rglob("*.parquet")), "nothing is half there")
+            for end, wanted in (
+                (lambda job: job.send_signal(signal.SIGINT), "interrupted; run it again to land the rest"),
+                (lambda job: os.kill(children_of(job.pid)[0], signal.SIGKILL), "Spark stopped, as its master or"),
+            ):
+                before = set(tables.glob("_staging/*/made"))  # its executors may still write
+                job = self.start(running, tables)
+                self.wait(job, lambda before=before: set(tables.glob("_staging/*/made")) - before)  # type: ignore[misc]
+                end(job)
+                errors = job.communicate()[1]
+                self.assertEqual((job.returncode, errors.count("\n")), (1, 1), errors)
+                self.assertTrue(errors.startswith("land: " + wanted), errors)
             job = self.start(running, tables)
             output, errors = job.communicate(timeout=400)
             self.assertEqual(job.returncode, 2, errors)
@@ -116,8 +133,7 @@ class Demo(unittest.TestCase):
         demo = subprocess.Popen(
             [sys.executable, LAND.with_name("demo.py"), *options, "--folder", folder.name],
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-            # A shell ignores Ctrl-C for what it runs in the background.
-            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL),
+            preexec_fn=heed_ctrl_c,
         )  # fmt: skip
         output = ""
         assert demo.stdout

@@ -4,6 +4,7 @@ import contextlib
 import os
 import re
 import shutil
+import signal
 import socket
 import sys
 import tempfile
@@ -55,6 +56,7 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
         # What Java says when it begins, and nobody has asked for unless it does not begin.
         said = Path(folder) / "said"
         is_silent = "spark.log.level" not in (settings or {})
+        on_interrupt = signal.getsignal(signal.SIGINT)
         try:
             with _silence(said) if is_silent else contextlib.nullcontext():
                 spark = SparkContext(conf=conf)
@@ -63,6 +65,8 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
             cause = re.search(r"^Exception in .*?(?:Error|Exception): (.*)", text, re.MULTILINE)
             why = cause[1] if cause else text.splitlines()[-1] if text else str(error)
             raise Problem(f"Spark: does not begin ({why}); check --master, --conf and Java") from error
+        # Spark's own handler asks Java while Java is in the middle of an answer, which fails.
+        signal.signal(signal.SIGINT, on_interrupt)
         try:
             # The workers need this package too, and fetch it when their first task begins.
             packed = Path(folder) / "fleet.zip"
@@ -70,7 +74,10 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
                 for module in sorted(_HERE.glob("*.py")):
                     archive.write(module, f"fleet/{module.name}")
             spark.addPyFile(str(packed))
-            yield spark
+            # What its threads print when Java is gone is not the one line of what ended the run.
+            with open(os.devnull, "w") as nowhere:
+                with contextlib.redirect_stderr(nowhere if is_silent else sys.stderr):
+                    yield spark
         finally:
             spark.stop()
 
