@@ -35,8 +35,11 @@ def main() -> int:
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     folder = arguments.folder.resolve()
     try:
-        if arguments.devices < 1:
-            raise Problem(f"{arguments.devices}: is not a number of devices; name 1 or more")
+        for what in ("devices", "payloads", "workers"):
+            if getattr(arguments, what) < 1:
+                raise Problem(f"{getattr(arguments, what)}: is not a number of {what}; name 1 or more")
+        if not 0 <= arguments.port < 1 << 16:
+            raise Problem(f"{arguments.port}: is not a port; name 0 to 65535")
         batches = folder / f"batches-{arguments.devices}"
         started = time.monotonic()
         print(f"demo-fleet: simulating {arguments.devices} devices", flush=True)

@@ -5,6 +5,7 @@ land.py --contracts contracts.binpb --batches FOLDER --tables FOLDER [--master s
 
 import argparse
 import os
+import signal
 import sys
 import time
 from pathlib import Path
@@ -30,6 +31,14 @@ def main() -> int:
         "--conf", action="append", default=[], metavar="KEY=VALUE", help="a setting of Spark"
     )
     arguments = parser.parse_args()
+    errors = os.dup(2)
+
+    def interrupt(*_: object) -> None:
+        # At once, as if it was killed: Java answers nothing before the job has ended.
+        os.write(errors, b"land: interrupted; run it again to land the rest\n")
+        os._exit(1)
+
+    signal.signal(signal.SIGINT, interrupt)
     started = time.monotonic()
     try:
         settings = {}
@@ -48,9 +57,6 @@ def main() -> int:
         return 1
     except (PySparkException, Py4JError, OSError, RuntimeError) as error:
         print(f"land: {cause_of(error, arguments.tables)}", file=sys.stderr)
-        return 1
-    except KeyboardInterrupt:
-        print("land: interrupted; run it again to land the rest", file=sys.stderr)
         return 1
     print_report(report, time.monotonic() - started)
     return 2 if report.rejected else 0

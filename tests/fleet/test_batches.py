@@ -84,11 +84,12 @@ class Batches(unittest.TestCase):
             find_batches(folder)
         with self.assertRaisesRegex(Problem, "is not a folder"):
             find_batches(folder / "nowhere")
-        for name in ("b.ndjson.gz", "x/a.ndjson.gz", "notes.txt", "c.ndjson.gz.part"):
+        names = [*(f"{n}.ndjson.gz" for n in range(9, 1, -1)), "b.ndjson.gz", "x/a.ndjson.gz"]
+        for name in (*names, "notes.txt", "c.ndjson.gz.part"):
             (folder / name).parent.mkdir(exist_ok=True)
             (folder / name).touch()
         found = [str(path.relative_to(folder)) for path in find_batches(folder)]
-        self.assertEqual(found, ["b.ndjson.gz", "x/a.ndjson.gz"])
+        self.assertEqual(found, sorted(names))
 
 
 if __name__ == "__main__":

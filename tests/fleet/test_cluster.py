@@ -30,6 +30,11 @@ def children_of(pid: int) -> list[int]:
     return [int(line) for line in done.stdout.split()]
 
 
+def heed_ctrl_c() -> None:
+    """A shell ignores it for what it runs in the background."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
 class Killed(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
@@ -51,6 +56,7 @@ class Killed(unittest.TestCase):
                 "--batches", self.folder / "batches", "--tables", tables, "--master", running.master,
             ],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True,
+            preexec_fn=heed_ctrl_c,
         )  # fmt: skip
 
     def wait(self, job: subprocess.Popen[str], happened: Callable[[], bool]) -> None:
@@ -86,6 +92,7 @@ class Killed(unittest.TestCase):
             output, errors = job.communicate(timeout=400)
         self.assertEqual(job.returncode, 2, errors)  # as there are rejects
         self.assertIn(f"{BATCHES * LINES} payloads of {BATCHES} batches", output)
+        self.assertIn(f"{BATCHES} rejected, {BATCHES} of them new\n  label: {BATCHES}\n", output)
         self.check(tables)
 
     def test_the_driver(self) -> None:
@@ -97,6 +104,17 @@ class Killed(unittest.TestCase):
                 os.killpg(job.pid, signal.SIGKILL)
                 job.communicate()
                 self.assertFalse(any((tables / "payloads").rglob("*.parquet")), "nothing is half there")
+            for end, wanted in (
+                (lambda job: job.send_signal(signal.SIGINT), "interrupted; run it again to land the rest"),
+                (lambda job: os.kill(children_of(job.pid)[0], signal.SIGKILL), "Spark stopped, as its master or"),
+            ):
+                before = set(tables.glob("_staging/*/made"))  # its executors may still write
+                job = self.start(running, tables)
+                self.wait(job, lambda before=before: set(tables.glob("_staging/*/made")) - before)  # type: ignore[misc]
+                end(job)
+                errors = job.communicate()[1]
+                self.assertEqual((job.returncode, errors.count("\n")), (1, 1), errors)
+                self.assertTrue(errors.startswith("land: " + wanted), errors)
             job = self.start(running, tables)
             output, errors = job.communicate(timeout=400)
             self.assertEqual(job.returncode, 2, errors)
@@ -105,6 +123,50 @@ class Killed(unittest.TestCase):
         for pid in pids:
             self.assertEqual(children_of(pid), [])
             self.assertFalse(Path(f"/proc/{pid}").exists(), "nothing is left running")
+
+
+class Demo(unittest.TestCase):
+    def run_demo(self, *options: str, stop_at: str = "") -> tuple[int, str, float]:
+        """Exit code, output, and how long it took to end after Ctrl-C at a line that it has printed."""
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        demo = subprocess.Popen(
+            [sys.executable, LAND.with_name("demo.py"), *options, "--folder", folder.name],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+            preexec_fn=heed_ctrl_c,
+        )  # fmt: skip
+        output = ""
+        assert demo.stdout
+        while stop_at and stop_at not in output:
+            output += demo.stdout.readline()
+        while stop_at and not any(Path(folder.name).rglob("*.ndjson.gz")):
+            time.sleep(0.01)
+        stopped = time.monotonic()
+        if stop_at:
+            demo.send_signal(signal.SIGINT)
+        output += demo.communicate(timeout=300)[0]
+        done = subprocess.run(["pgrep", "-f", folder.name], capture_output=True, text=True)
+        self.assertEqual(done.stdout, "", "nothing is left running")
+        return demo.returncode, output, time.monotonic() - stopped
+
+    def test_devices_land(self) -> None:
+        code, output, _ = self.run_demo("2", "--payloads", "3", "--workers", "1")
+        self.assertEqual(code, 0, output)
+        self.assertRegex(output, r"pcIdentity\.version\.1 +1\.1\.0 +2 +6\n")
+        self.assertIn(f"{2 * 3 * 48} payloads of 2 batches, {2 * 3 * 48} of them new\n0 rejected", output)
+
+    def test_interrupted(self) -> None:
+        for moment in ("simulating", "landing"):
+            code, output, seconds = self.run_demo("1" if moment == "landing" else "2000", stop_at=moment)
+            self.assertEqual(code, 1, output)
+            self.assertTrue(output.endswith("demo-fleet: interrupted; what it started is stopped\n"), output)
+            self.assertLess(seconds, 30)
+
+    def test_numbers(self) -> None:
+        for options in (["0"], ["1", "--payloads", "0"], ["1", "--workers", "0"], ["1", "--port", "65536"]):
+            code, output, _ = self.run_demo(*options)
+            self.assertEqual(code, 1)
+            self.assertRegex(output, rf"\Ademo-fleet: {options[-1]}: is not a .*; name .*\n\Z")
 
 
 class Missing(unittest.TestCase):
@@ -134,12 +196,23 @@ class Missing(unittest.TestCase):
         self.assertIn("java: was not found; run scripts/setup fleet", said)
         self.assertFalse((self.folder / "t").exists())
 
-    def test_contracts_and_batches(self) -> None:
-        (self.folder / "empty").mkdir()
+        java = self.folder / "bin/java"
+        java.parent.mkdir()
+        java.write_text("#!/bin/sh\necho broken >&2; exit 1\n")
+        java.chmod(0o755)
+        said = self.land(self.folder / "t", JAVA_HOME=str(self.folder))
+        self.assertIn("Spark: does not begin (", said)
+
+    def test_options(self) -> None:
         for option, value, wanted in (
             ("--contracts", str(self.folder / "nowhere"), "nowhere: cannot be read"),
             ("--contracts", str(LAND), "land.py: is not a descriptor set"),
             ("--conf", "x", "x: is not a setting"),
+            ("--conf", "spark.executor.memory=x", "Spark: does not begin (Executor memory must be"),
+            ("--master", "nobody", "Spark: does not begin (Master must"),
+            ("--master", "local[0]", "Asked to run locally with 0 threads"),
+            ("--master", "spark://nobody", "spark://nobody: no master answers; check --master"),
+            ("--master", "spark://127.0.0.1:1", "spark://127.0.0.1:1: no master answers"),
         ):
             self.assertIn(wanted, self.land(self.folder / "t", option, value))
 

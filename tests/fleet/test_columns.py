@@ -7,7 +7,7 @@ from decimal import Decimal
 import pyarrow as pa
 from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
 
-from fleet.columns import builder, leaves, struct_type
+from fleet.columns import builder, paths, struct_type
 
 KINDS = (
     "double float int64 uint64 int32 fixed64 fixed32 bool string bytes uint32 sfixed32 sfixed64 "
@@ -127,12 +127,12 @@ class Columns(unittest.TestCase):
             with self.assertRaisesRegex(ValueError, why):
                 struct_type(pool.FindMessageTypeByName("t." + name))
 
-    def test_leaves_have_paths(self) -> None:
+    def test_paths(self) -> None:
         pool = schema("In: plain int32 a\nM: repeated In many,plain In one,map uint64 counts")
         self.assertEqual(
-            leaves(struct_type(pool.FindMessageTypeByName("t.M")), "p"),
-            {"p.many[].a": "int32", "p.one.a": "int32", "p.counts[key]": "string",
-             "p.counts[value]": "decimal128(20, 0)"},
+            paths(struct_type(pool.FindMessageTypeByName("t.M")), "p"),
+            {"p": "struct", "p.many": "list", "p.many[]": "struct", "p.many[].a": "int32", "p.one": "struct",
+             "p.one.a": "int32", "p.counts": "map", "p.counts[key]": "string", "p.counts[value]": "decimal128(20, 0)"},
         )  # fmt: skip
 
 

@@ -18,7 +18,8 @@ import pyarrow.parquet as pq
 from google.protobuf import descriptor_pb2
 from pyspark.sql import Row, SparkSession
 
-from fleet import landing, tables
+from fleet import landing, rows, tables, writer
+from fleet.batches import find_batches
 from fleet.contracts import Contracts
 from fleet.landing import Report, land
 from fleet.problem import Problem
@@ -146,6 +147,7 @@ class Landing(unittest.TestCase):
         whole = (self.batches / "x/a.ndjson.gz").read_bytes()
         (self.batches / "b.ndjson.gz").write_bytes(whole[:-30])
         (self.batches / "c.ndjson.gz").write_bytes(b"not gzip")
+        Path(os.fsdecode(bytes(self.batches) + b"/c\xff.ndjson.gz")).write_bytes(b"not gzip")
         write_batch(self.batches / "d.ndjson.gz", [good[0], good[2]])
         report = self.land()
         wanted = [("x/a.ndjson.gz", n, reason.value) for n, (_, reason) in enumerate(bad, 2)]
@@ -153,7 +155,7 @@ class Landing(unittest.TestCase):
         self.assertEqual(cut[-1][2], Reason.MALFORMED.value, "where it is cut off")
         self.assertEqual(
             [row for row in self.rejects() if row[0] != "b.ndjson.gz"],
-            [("c.ndjson.gz", 1, Reason.MALFORMED.value), *wanted],
+            [(name, 1, Reason.MALFORMED.value) for name in ("c.ndjson.gz", "c\\xff.ndjson.gz")] + wanted,
         )
         self.assertEqual([row.sequence for row in self.rows(IDENTITY)], [1, 2, 3])
         self.assertEqual(report.new, 3)
@@ -224,10 +226,24 @@ class Landing(unittest.TestCase):
         self.assertEqual(self.land(newer).rejected, {Reason.MALFORMED.value: 1})
         detail = self.spark.read.parquet(str(self.tables / "rejects")).where("reason = 'malformed'")
         self.assertIn("IdentityAsCDM.serial_number has another type", detail.first().detail)
+        def repeat(find: Any) -> None:
+            field = find("IdentityAsCDM").field[-1]  # the last: the indexes of the other oneofs stay
+            field.label = field.LABEL_REPEATED
+            field.ClearField("proto3_optional")
+            field.ClearField("oneof_index")
+            del find("IdentityAsCDM").oneof_decl[-1]
+
         before = self.files()
-        with self.assertRaisesRegex(Problem, "payload.serial_number is string, .* int64"):
-            self.land(changed(RELEASED, misversion))
+        for change, wanted in (
+            (misversion, "payload.serial_number is string, .* int64"),
+            (repeat, "payload.device_ref_info is struct, .* list"),
+        ):
+            with self.assertRaisesRegex(Problem, wanted):
+                self.land(changed(RELEASED, change))
         self.assertEqual(self.files(), before)
+        (self.tables / "payloads" / IDENTITY / "_columns.json").write_text("{")
+        with self.assertRaisesRegex(Problem, "_columns.json: is damaged"):
+            self.land(newer)
 
     def test_a_run_that_ends_while_files_are_moved_leaves_no_hole_and_no_double(self) -> None:
         hardware = CATEGORY + "pcHwComponentsInfo.version.1"
@@ -252,6 +268,38 @@ class Landing(unittest.TestCase):
             self.assertEqual([row.sequence for row in self.rows(gun)], [1, 2])
         self.assertEqual(self.rejects(), [("a.ndjson.gz", 5, "label")])
         self.assertFalse((self.tables / "_staging").exists())
+
+    def test_rows_that_take_many_pieces_are_all_there_in_their_order(self) -> None:
+        for batch, first in (("b", 31), ("a", 1)):
+            lines = [label(CONTRACTS, IDENTITY, SOUND, sequence=n) for n in range(first, first + 30)]
+            again = label(CONTRACTS, IDENTITY, SOUND, sequence=1, version="1.0.0")  # with the id of the first
+            write_batch(self.batches / f"{batch}.ndjson.gz", [*lines, again])
+        # Without Spark: its workers would not see these limits.
+        with (
+            tables.Tables(self.tables) as folder,
+            mock.patch.multiple(rows, _MOST_ROWS=7),
+            mock.patch.multiple(writer, _ROWS=10),
+        ):
+            part = rows.Part(0, [str(path) for path in find_batches(self.batches)])
+            pieces = list(rows.make_pieces(str(self.batches), RELEASED, 1)([part]))[::-1]
+            self.assertGreater(len(pieces), 8)
+            pieces.sort(key=lambda piece: tuple(piece[0]))
+            listed = list(writer.write_tables(folder, RELEASED, 1)(pieces))
+            landed = pq.ParquetFile(str(listed[0].file))
+            self.assertGreater(landed.num_row_groups, 3)
+            found = landed.read(columns=["sequence", "version"]).to_pylist()
+        self.assertEqual([row["sequence"] for row in found], list(range(1, 61)))
+        self.assertEqual({row["version"] for row in found}, {"1.1.0"}, "of one id the first stays")
+
+    def test_columns_that_contracts_no_longer_have_are_kept(self) -> None:
+        for name in ("a", "b"):
+            with tables.Tables(self.tables) as folder:
+                file = folder.made(folder.table(IDENTITY)) / (name + ".parquet")
+                file.parent.mkdir(parents=True)
+                file.touch()
+                folder.publish([str(file)], {IDENTITY: {name: "int64"}})
+        with tables.Tables(self.tables) as folder, self.assertRaisesRegex(Problem, "column a is int64"):
+            folder.check({IDENTITY: {"a": "string"}})
 
     def test_folders_that_are_not_tables(self) -> None:
         write_batch(self.batches / "a.ndjson.gz", [label(CONTRACTS, IDENTITY, SOUND)])

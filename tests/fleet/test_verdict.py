@@ -75,6 +75,7 @@ class Verdicts(unittest.TestCase):
             ("unknown gun", Reason.UNKNOWN_GUN, False, {"gun": CATEGORY + "pcNew.version.1"}),
             ("a gun of a newer major", Reason.UNKNOWN_GUN, False, {"gun": CATEGORY + "pcIdentity.version.2"}),
             ("newer", Reason.NEWER_VERSION, False, {"version": "1.10.0"}),
+            ("newer by thousands of digits", Reason.NEWER_VERSION, False, {"version": "9" * 5000 + ".0.0"}),
         ):
             with self.subTest(name):
                 line = label(CONTRACTS, IDENTITY, SOUND, **changes)
@@ -132,8 +133,9 @@ class Verdicts(unittest.TestCase):
         # The published order of semantic versions, and numbers that do not compare as strings.
         order = (
             "1.0.0-alpha 1.0.0-alpha.1 1.0.0-alpha.beta 1.0.0-beta 1.0.0-beta.2 1.0.0-beta.11 "
-            "1.0.0-rc.1 1.0.0 1.0.9 1.0.10 1.9.0 1.10.0 2.0.0"
+            "1.0.0-rc.1 1.0.0 1.0.9 1.0.10 1.9.0 1.10.0 2.0.0-0 2.0.0-9 2.0.0-010 2.0.0"
         ).split()
+        order.insert(-1, "2.0.0-1" + "0" * 5000)  # more digits than int() takes
         self.assertEqual(sorted(reversed(order), key=version_key), order)
         self.assertEqual(version_key("1.0.0+1"), version_key("1.0.0+2"))
         with self.assertRaises(ValueError):

@@ -29,6 +29,7 @@ class Contracts:
         self.pool = descriptor_pool.DescriptorPool()
         for file in files:
             self.pool.Add(file)
+        self.messages = [f"{file.package}.{message.name}" for file in files for message in file.message_type]
         if hasattr(message_factory, "GetMessageClass"):
             self._class = message_factory.GetMessageClass
         else:  # Debian's, of before 4.22

@@ -37,7 +37,10 @@ program cpp "$out/page/read_payload.cc"
 program sh "$out/generate.sh"
 program "java generated" "$out/page/ReadGenerated.java"
 program "python generated" "$out/page/read_generated.py"
+program "javascript generated" "$out/generated/read_generated.mjs"
 program "go generated" "$out/generated/read-generated/main.go"
+program "rust build" "$out/rust/build.rs"
+program "rust generated" "$out/rust/src/bin/read-generated.rs"
 
 cp -p "$here"/go/go.* "$out/go"
 mkdir -p "$out/go/read-cases" "$out/bin" "$out/classes"
@@ -46,6 +49,7 @@ export GOTOOLCHAIN=local GOFLAGS="-buildvcs=false -mod=readonly"
 (cd "$out/go" && go build -o "$out/bin/" ./read-cases ./read-payload google.golang.org/protobuf/cmd/protoc-gen-go)
 cp -p "$here"/rust/Cargo.* "$out/rust"
 cp -p "$here/rust/src/main.rs" "$out/rust/src"
+cmp -s "$contracts" "$out/rust/contracts.binpb" || cp "$contracts" "$out/rust"
 (cd "$out/rust" && cargo build -q --locked --offline --target-dir "$out/rust/target")
 javac -Xlint:all -Werror -cp "$out/jars/*" -d "$out/classes" "$here/java/ReadCases.java"
 g++ -std=c++17 -Wall -Wextra -Werror -I"$root/library/include" -isystem "$build/library/generated" \
@@ -58,7 +62,7 @@ rm -rf "$out/include" "$out/generated/ovix"
 mkdir "$out/include"
 cp -r "$root/ovix" "$out/include"
 (cd "$out/include" && jar -xf "$out"/jars/protobuf-java-[0-9]*.jar google/protobuf/descriptor.proto)
-(cd "$out" && PATH=$out/bin:$PATH bash -euo pipefail generate.sh 2>"$work/log") || { cat "$work/log" >&2; exit 1; }
+(cd "$out" && PATH=$out/bin:$root/node_modules/.bin:$PATH bash -euo pipefail generate.sh 2>"$work/log") || { cat "$work/log" >&2; exit 1; }
 javac -cp "$out/jars/*" -sourcepath "$out/generated" -d "$out/classes" "$out/page/ReadGenerated.java"
 sed 's/^module .*/module contracts/' "$here/go/go.mod" >"$out/generated/go.mod"
 cp "$here/go/go.sum" "$out/generated"
@@ -99,7 +103,9 @@ payload go "$out/bin/read-payload" "$contracts" "$message" "{payload}"
 payload rust "$out/rust/target/debug/read-payload" "$contracts" "$message" "{payload}"
 payload "generated java" java -cp "$out/classes:$out/jars/*" ReadGenerated "{payload}"
 payload "generated python" env PYTHONPATH="$out/generated" "$out/python/bin/python" "$out/page/read_generated.py" "{payload}"
+payload "generated javascript" node "$out/generated/read_generated.mjs" "{payload}"
 payload "generated go" "$out/bin/read-generated" "{payload}"
+payload "generated rust" "$out/rust/target/debug/read-generated" "{payload}"
 payload c++ "$out/bin/read-payload-cpp" "{payload}"
 
 [ "$failed" = 0 ] && echo "readers_test: passed"

@@ -1,7 +1,6 @@
 """A standalone Spark cluster on this machine's loopback: a master and workers, real processes."""
 
 import contextlib
-import ctypes
 import os
 import re
 import signal
@@ -75,24 +74,20 @@ def _process(
 ) -> Iterator[subprocess.Popen[bytes]]:
     with log.open("wb") as output:
         process = subprocess.Popen(
-            [_SPARK / "bin/spark-class", name, *options],
+            # It ends with this process, however that ends. A preexec_fn would do it too, but lose a
+            # Ctrl-C that comes meanwhile.
+            ["setpriv", "--pdeathsig", "TERM", _SPARK / "bin/spark-class", name, *options],
             stdin=subprocess.DEVNULL,
             stdout=output,
             stderr=subprocess.STDOUT,
             env=environment,
             # Ctrl-C is for this process, which stops the others.
             start_new_session=True,
-            preexec_fn=_end_with_parent,
         )
     try:
         yield process
     finally:
         kill(process, signal.SIGTERM)
-
-
-def _end_with_parent() -> None:
-    set_death_signal = 1
-    ctypes.CDLL(None).prctl(set_death_signal, signal.SIGTERM)
 
 
 def kill(process: subprocess.Popen[bytes], how: signal.Signals = signal.SIGKILL) -> None:

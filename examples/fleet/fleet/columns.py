@@ -63,19 +63,19 @@ def _type_of(field: FieldDescriptor, outer: tuple[str, ...] = ()) -> pa.DataType
     return pa.list_(one) if field.is_repeated else one
 
 
-def leaves(kind: pa.DataType, name: str) -> dict[str, str]:
-    """The columns of a type that hold values, by their paths, with their types."""
-    found: dict[str, str] = {}
+def paths(kind: pa.DataType, name: str) -> dict[str, str]:
+    """All columns of a type, by their paths, with their types."""
     if pa.types.is_struct(kind):
+        found = {name: "struct"}
         for part in kind:
-            found |= leaves(part.type, f"{name}.{part.name}")
-    elif pa.types.is_map(kind):
-        found = leaves(kind.key_type, f"{name}[key]") | leaves(kind.item_type, f"{name}[value]")
-    elif pa.types.is_list(kind):
-        found = leaves(kind.value_type, f"{name}[]")
-    else:
-        found[name] = str(kind)
-    return found
+            found |= paths(part.type, f"{name}.{part.name}")
+        return found
+    if pa.types.is_map(kind):
+        parts = paths(kind.key_type, f"{name}[key]") | paths(kind.item_type, f"{name}[value]")
+        return {name: "map"} | parts
+    if pa.types.is_list(kind):
+        return {name: "list"} | paths(kind.value_type, f"{name}[]")
+    return {name: str(kind)}
 
 
 Build = Callable[[Sequence[Any]], pa.Array]

@@ -23,14 +23,21 @@ def version_key(version: str) -> tuple[Any, ...]:
     parts = VERSION.fullmatch(version)
     if parts is None:
         raise ValueError(version)
-    numbers = tuple(int(part) for part in parts.groups()[:3])
+    numbers = tuple(_number_key(part) for part in parts.groups()[:3])
     if parts[4] is None:
         return (*numbers, 1)
     # A number is before a word; of two equal beginnings the shorter is first.
     words = tuple(
-        (0, int(word), "") if word.isdecimal() else (1, 0, word) for word in parts[4].split(".")
+        (0, *_number_key(word)) if word.isdecimal() else (1, 0, word)
+        for word in parts[4].split(".")
     )
     return (*numbers, 0, words)
+
+
+def _number_key(digits: str) -> tuple[int, str]:
+    """Orders numbers of any length; int() refuses thousands of digits."""
+    digits = digits.lstrip("0")
+    return len(digits), digits
 
 
 @dataclass(frozen=True)

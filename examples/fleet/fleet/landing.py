@@ -8,7 +8,7 @@ from pyspark import SparkContext
 
 from fleet import rows, writer
 from fleet.batches import find_batches
-from fleet.columns import leaves
+from fleet.columns import paths
 from fleet.contracts import contracts_of
 from fleet.problem import Problem
 from fleet.tables import Tables
@@ -93,7 +93,7 @@ def _columns(descriptor_set: bytes) -> dict[str, dict[str, str]]:
             gun: {
                 name: kind
                 for column in rows.table_schema(payload)
-                for name, kind in leaves(column.type, column.name).items()
+                for name, kind in paths(column.type, column.name).items()
             }
             for gun, payload in contracts_of(descriptor_set).payloads.items()
         }

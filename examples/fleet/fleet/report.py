@@ -42,10 +42,10 @@ def cause_of(error: BaseException, tables: Path) -> str:
             f"{tables}: the disk is full; free space and run again (the tables are as they were, "
             "but for rows that were added before the disk was full)"
         )
-    if "Connection refused" in text or "All masters are unresponsive" in text:
-        return "the Spark master does not answer; check --master and that it runs"
+    if "Connection refused" in text or "stopped SparkContext" in text:
+        return "Spark stopped, as its master or Java did; run it again to land the rest"
     if isinstance(error, OSError) and error.strerror:
         return f"{error.filename or tables}: {error.strerror}"
-    causes = re.findall(r"^(?:Caused by: )?([\w.]+(?:Error|Exception): .*)", text, re.MULTILINE)
+    causes = re.findall(r"^(?:Caused by: |: )?([\w.]+(?:Error|Exception): .*)", text, re.MULTILINE)
     lines = causes[-1:] or [line for line in text.splitlines() if line.strip()]
     return f"Spark failed: {lines[0].strip() if lines else type(error).__name__}"

@@ -6,6 +6,7 @@ Spark moves few large pieces, not each row: a piece is some rows of one table an
 import functools
 import gc
 import hashlib
+import os
 import zlib
 from collections.abc import Callable, Iterable, Iterator
 from dataclasses import dataclass
@@ -106,7 +107,9 @@ def make_pieces(
             rows = size = 0
             start = (part.first, 1)
             for number, path in enumerate(part.paths, part.first):
-                file = str(Path(path).relative_to(root))
+                # A name can be any bytes, a string of a table cannot.
+                name = os.fsencode(Path(path).relative_to(root))
+                file = name.decode(errors="backslashreplace")
                 for line in read_lines(Path(path)):
                     if rows == 0:
                         start = (number, line.number)

@@ -2,7 +2,10 @@
 
 import contextlib
 import os
+import re
 import shutil
+import signal
+import socket
 import sys
 import tempfile
 import zipfile
@@ -10,6 +13,7 @@ from collections.abc import Iterator
 from pathlib import Path
 
 from pyspark import SparkConf, SparkContext
+from pyspark.errors import PySparkRuntimeError
 
 from fleet.problem import Problem
 
@@ -33,6 +37,7 @@ def require_java() -> None:
 def session(master: str, settings: dict[str, str] | None = None) -> Iterator[SparkContext]:
     """Connects to a cluster: "spark://HOST:PORT", or "local[N]" for this process alone."""
     require_java()
+    _require_master(master)
     os.environ.setdefault("SPARK_CONF_DIR", str(_HERE.parent / "conf"))
     os.environ["PYSPARK_PYTHON"] = sys.executable
     conf = SparkConf().setMaster(master).setAppName("ovix-fleet")
@@ -48,9 +53,20 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
     }.items():
         conf = conf.set(key, value)
     with tempfile.TemporaryDirectory() as folder:
-        # What Java says when it begins, and nobody has asked for.
-        with contextlib.nullcontext() if "spark.log.level" in (settings or {}) else _silence():
-            spark = SparkContext(conf=conf)
+        # What Java says when it begins, and nobody has asked for unless it does not begin.
+        said = Path(folder) / "said"
+        is_silent = "spark.log.level" not in (settings or {})
+        on_interrupt = signal.getsignal(signal.SIGINT)
+        try:
+            with _silence(said) if is_silent else contextlib.nullcontext():
+                spark = SparkContext(conf=conf)
+        except PySparkRuntimeError as error:
+            text = said.read_text(errors="replace").strip() if is_silent else ""
+            cause = re.search(r"^Exception in .*?(?:Error|Exception): (.*)", text, re.MULTILINE)
+            why = cause[1] if cause else text.splitlines()[-1] if text else str(error)
+            raise Problem(f"Spark: does not begin ({why}); check --master, --conf and Java") from error
+        # Spark's own handler asks Java while Java is in the middle of an answer, which fails.
+        signal.signal(signal.SIGINT, on_interrupt)
         try:
             # The workers need this package too, and fetch it when their first task begins.
             packed = Path(folder) / "fleet.zip"
@@ -58,20 +74,35 @@ def session(master: str, settings: dict[str, str] | None = None) -> Iterator[Spa
                 for module in sorted(_HERE.glob("*.py")):
                     archive.write(module, f"fleet/{module.name}")
             spark.addPyFile(str(packed))
-            yield spark
+            # What its threads print when Java is gone is not the one line of what ended the run.
+            with open(os.devnull, "w") as nowhere:
+                with contextlib.redirect_stderr(nowhere if is_silent else sys.stderr):
+                    yield spark
         finally:
             spark.stop()
 
 
+def _require_master(master: str) -> None:
+    """Raises Problem where no master answers: Spark tries for a minute, and does not say so then."""
+    if not master.startswith("spark://"):
+        return
+    for address in master.removeprefix("spark://").split(","):
+        host, _, port = address.rpartition(":")
+        with contextlib.suppress(OSError, OverflowError, ValueError):
+            socket.create_connection((host.strip("[]"), int(port)), 10).close()
+            return
+    raise Problem(f"{master}: no master answers; check --master and that it runs")
+
+
 @contextlib.contextmanager
-def _silence() -> Iterator[None]:
-    """What is started meanwhile has no standard error."""
+def _silence(file: Path) -> Iterator[None]:
+    """What is started meanwhile has a file as its standard error."""
     kept = os.dup(2)
-    nowhere = os.open(os.devnull, os.O_WRONLY)
+    output = os.open(file, os.O_WRONLY | os.O_CREAT)
     try:
-        os.dup2(nowhere, 2)
+        os.dup2(output, 2)
         yield
     finally:
         os.dup2(kept, 2)
         os.close(kept)
-        os.close(nowhere)
+        os.close(output)

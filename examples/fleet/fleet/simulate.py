@@ -29,11 +29,14 @@ def simulate(
     """
     folder.mkdir(parents=True, exist_ok=True)
     with ThreadPoolExecutor(at_once) as pool:
-        for done in [
-            pool.submit(_device, tool, packer, number, payloads, day, folder)
-            for number in range(1, devices + 1)
-        ]:
-            done.result()
+        try:
+            for done in [
+                pool.submit(_device, tool, packer, number, payloads, day, folder)
+                for number in range(1, devices + 1)
+            ]:
+                done.result()
+        finally:  # after Ctrl-C, or where one failed, all others would still be made
+            pool.shutdown(wait=False, cancel_futures=True)
 
 
 def _device(
