@@ -21,7 +21,7 @@ fake() { # NAME SCRIPT
 }
 # shellcheck disable=SC2016 # for the fakes
 {
-  for tool in g++ cmake ninja pkg-config protoc abidw chromium clang++ clang-format fish zsh git shellcheck xz node npm readelf; do
+  for tool in g++ cmake ninja pkg-config protoc abidw chromium clang++ clang-format clang-tidy fish zsh git shellcheck xz node npm readelf; do
     fake $tool 'echo "version 99.1"'
   done
   fake df 'printf "Filesystem\n/dev/x 1 1 ${FREE:-90000} 1%% /\n"'
@@ -80,6 +80,11 @@ for skip in "" skip; do
   check "an old CMake, $skip" 1 "bin/cmake is version 3.18.4, but 3.25 or newer is needed (configures the build); install" "" OVIX_SETUP=$skip
 done
 fake cmake 'echo "cmake version 3.25.0"'
+# Its name has numbers, and is in the line that has its version.
+fake qemu-aarch64 'echo "version 99.1"'
+# shellcheck disable=SC2016 # for the fake
+fake aarch64-linux-gnu-g++ '[ "$1" = -dumpversion ] && echo 11 || echo "aarch64-linux-gnu-g++ (Debian 11.2.0) 11.2.0"'
+check "an old cross compiler" 1 "bin/aarch64-linux-gnu-g++ is version 11, but 12 or newer is needed (compiles for arm64); install" "" arm64
 
 # Pinned packages.
 python=build/test/python

@@ -6,7 +6,7 @@ add_test(NAME catalogue-tests COMMAND catalogue-tests --gtest_brief=1)
 
 if(WIN32)
   set_tests_properties(catalogue-tests PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 300)
-elseif(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+elseif(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   add_test(NAME catalogue-in-a-browser COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tool/catalogue_test.sh"
     $<TARGET_FILE:ovix-contracts>)
   set_tests_properties(catalogue-in-a-browser PROPERTIES TIMEOUT 600)

@@ -12,7 +12,7 @@ add_custom_command(
 target_sources(tool-tests PRIVATE tool/export_test.cc "${export_set}")
 target_compile_definitions(tool-tests PRIVATE OVIX_TESTS_EXPORT_SET="${export_set}")
 
-if(NOT WIN32 AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND TARGET ovix-agent)
+if(NOT WIN32 AND NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND TARGET ovix-agent)
   add_test(NAME export-by-validators COMMAND node "${CMAKE_CURRENT_SOURCE_DIR}/tool/export_test.mjs"
     $<TARGET_FILE:ovix-contracts> $<TARGET_FILE:ovix-agent> "${export_set}"
     "${PROJECT_SOURCE_DIR}/compat/1.0.0/corpus.binpb")

@@ -63,12 +63,22 @@ run() { # WHAT MESSAGE
   echo "$1: as it should be"
 }
 
+# What the other script takes: entries for any architecture.
+of_any_architecture() { # WHAT OPTIONS: those that are left of an entry
+  rm -rf "$work/deb"
+  # shellcheck source=scripts/debian-sources
+  (. "$(dirname "$script")/debian-sources" && debian_sources "$work/deb" deb) >"$work/log" 2>&1 || fail "$1: no entry for packages"
+  cat "$work"/deb/* >"$work/log"
+  grep -qF "$work/debian" "$work/log" && grep -qiF "$2" "$work/log" && ! grep -qE "$work/vendor|amd64" "$work/log" || fail "$1: another entry for packages"
+}
+
 run "no source" "windows-libraries: apt knows no source of Debian's own (Origin: Debian); run apt-get update"
 # Two entries in each file, of which the second is Debian's; once in each of apt's two formats.
 { echo "# a comment"; entry "$work/vendor"; entry "$work/debian"; } >"$work/parts/both.sources"
 apt-get -qq update
 mv "$work/vendor" "$work/away"
 run "entries in stanzas" "Debian's protobuf is not 3.21.12"
+of_any_architecture "entries in stanzas" "Types: deb"
 mv "$work/away" "$work/vendor"
 rm -rf "$work"/parts/* "$work"/lists/*
 printf '# a comment\ndeb [trusted=yes arch=amd64] file:%s stable main\ndeb [trusted=yes arch=amd64] file:%s stable main\n' \
@@ -76,4 +86,5 @@ printf '# a comment\ndeb [trusted=yes arch=amd64] file:%s stable main\ndeb [trus
 apt-get -qq update
 mv "$work/vendor" "$work/away"
 run "entries in lines" "Debian's protobuf is not 3.21.12"
+of_any_architecture "entries in lines" "deb [trusted=yes ] file:"
 echo "windows_libraries_test: passed"

@@ -32,7 +32,6 @@ using Names = std::unordered_map<std::string_view, const FieldDescriptor*>;
 // Memory for RapidJSON, whose own allocator hands on a null pointer that it then writes to.
 class ThrowingAllocator {
  public:
-  static constexpr bool kNeedFree = true;
   void* Malloc(size_t size) { return size == 0 ? nullptr : Checked(std::malloc(size)); }
   void* Realloc(void* memory, size_t, size_t size) {
     if (size != 0) return Checked(std::realloc(memory, size));

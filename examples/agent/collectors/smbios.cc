@@ -51,7 +51,7 @@ SmbiosTable ParseSmbios(const std::string& table) {
     // The strings follow, each ended by a zero byte, the last by one more.
     const size_t end = table.find(std::string("\0\0", 2), begin + length);
     if (length < 4 || end == std::string::npos) break;
-    const std::vector<std::string> strings =
+    std::vector<std::string> strings =
         Split(table.substr(begin + length, end - begin - length), std::string(1, '\0'));
     result.structures.emplace_back(std::string_view(table).substr(begin, length),
                                    std::move(strings));

@@ -77,7 +77,7 @@ Store::Store(std::filesystem::path folder, const Catalogue& catalogue, Options o
                      folder_);
   }
   // Without the right to look into the folder every database would seem to be missing.
-  std::filesystem::directory_iterator(folder_, error);
+  const std::filesystem::directory_iterator first(folder_, error);
   if (error) FailToReach(folder_, error);
 }
 
@@ -307,7 +307,7 @@ const Table& Store::GetState(const Descriptor* record) const {
 Changes Store::Write(const std::string& name, const std::function<void(Writer&)>& write) {
   for (int attempts_left = 8;; --attempts_left) {
     try {
-      const Changes changes = Patiently(name, [&] { return WriteOnce(OpenToWrite(name), write); });
+      Changes changes = Patiently(name, [&] { return WriteOnce(OpenToWrite(name), write); });
       ReportEmptied(*written_.at(name));
       KeepCreated(name);
       return changes;
