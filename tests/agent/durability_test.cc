@@ -167,6 +167,13 @@ TEST(StoreDurability, LeavesTheDatabasesAsTheyWereWhenTheDiskIsFull) {
   EXPECT_EQ(Store(folder.path(), catalogue).Put(Application(1)).inserted, 1);
 }
 
+bool WriteTo(const char* path, const std::string& text) {
+  const int file = open(path, O_WRONLY);
+  const bool is_written = file >= 0 && write(file, text.data(), text.size()) > 0;
+  if (file >= 0) close(file);
+  return is_written;
+}
+
 // The same with a real file system that has no space left, and space again afterwards.
 TEST(StoreDurability, GoesOnWhenAFullDiskHasSpaceAgain) {
   const Folder folder;
@@ -177,9 +184,14 @@ TEST(StoreDurability, GoesOnWhenAFullDiskHasSpaceAgain) {
     const auto answer = [&](const std::string& text) {
       if (write(answers[1], text.data(), text.size()) < 0) _exit(1);
     };
-    // A mount that only this process sees.
+    // A mount that only this process sees. Files on it need an owner whom its user namespace knows.
     const bool as_root = geteuid() == 0;
+    const std::string user = "0 " + std::to_string(geteuid()) + " 1";
+    const std::string group = "0 " + std::to_string(getegid()) + " 1";
     if (unshare(CLONE_NEWNS | (as_root ? 0 : CLONE_NEWUSER)) != 0 ||
+        (!as_root &&
+         !(WriteTo("/proc/self/setgroups", "deny") && WriteTo("/proc/self/uid_map", user) &&
+           WriteTo("/proc/self/gid_map", group))) ||
         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("tmpfs", folder.path().c_str(), "tmpfs", 0, "size=1m") != 0) {
       return answer(std::string("skipped: ") + std::strerror(errno));
@@ -339,6 +351,7 @@ TEST(StorePermissions, ThatAreMissingAreAnErrorAndNotAnEmptyStore) {
   fs::permissions(folder / "store", fs::perms(0755));
   fs::permissions(folder / "store/DeviceProfile.db", fs::perms(0));
   EXPECT_TRUE(denied(count)) << "the file cannot be read";
+  fs::permissions(folder / "store/DeviceProfile.db", fs::perms(0600));  // for this test to read
   EXPECT_EQ(folder.Contents(), before);
 }
 
