@@ -55,8 +55,13 @@ hold() { # RELEASED.XML BUILT.XML MAY_CHANGE
   [ -s "$work/changed" ] || echo "abi_test: none: $released would do"
 }
 
-xz -dc "$release" >"$work/released.xml"
-"$root/scripts/describe-abi" "$library" >"$work/built.xml"
+# Leaves out the hidden flag of destructors, which GCC 12 describes as a parameter and GCC 14 does not.
+without_flags() {
+  awk '/<function-decl name=.~/ { hidden = 0; within = 1 } /<\/function-decl>/ { within = 0 }
+    within && /<parameter .*is-artificial=.yes./ && ++hidden > 1 { next } { print }'
+}
+xz -dc "$release" | without_flags >"$work/released.xml"
+"$root/scripts/describe-abi" "$library" | without_flags >"$work/built.xml"
 [ "$(grep -c '<class-decl' "$work/built.xml")" -gt 300 ] || {
   complain "$library describes hardly a class; build it with debug information (preset dev)"
   exit 1
