@@ -4,6 +4,7 @@ import os
 import re
 
 from contracts.conventions import GUN, GUN_BEGIN, unmarked_databases
+from contracts.lineage import type_words
 from contracts.near import nearest
 
 ROOT = "ovix/telemetry/contract"
@@ -131,14 +132,16 @@ def copied_fields(contracts, holder, number, taken):
             continue
         name, kind = field.name, field.type
         facts = [f"{fact.key}: {fact.value}" for fact in field.comment.facts]
+        is_enum, changes = field.type_name in contracts.enums, []
         if name in taken:  # the envelope's
             name = f"{snake(holder.name)}_{name}"
-            facts.append(f"Source: {field.name}, renamed.")
-        elif field.type_name in contracts.enums:
-            facts.append(f"Source: {field.name}, retyped: the name of its value.")
-        if field.type_name in contracts.enums:
+            changes.append("renamed")
+        if is_enum:
             kind = "string"
-        elif part := contracts.messages.get(field.type_name):
+            changes.append(f"retyped from {type_words(field)} to {'repeated ' if field.is_repeated else ''}string")
+        if changes:
+            facts.append(f"Source: {field.name}, {' and '.join(changes)}{': the name of its value' if is_enum else ''}.")
+        if part := contracts.messages.get(field.type_name):
             kind = part.name
             if kind not in taken:
                 taken = {*taken, kind}

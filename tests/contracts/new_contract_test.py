@@ -48,7 +48,8 @@ WRITTEN = [
         "// Source: none, set by the uploader.", "// Privacy: identifier", "  message BootPhase {",
         "  // Source: ovix.telemetry.contract.storage.device.BootPhase", "  repeated BootPhase phases = 6;"]),
     (other(PAYLOAD, "NAME", "PcWidthAsCDM", "--record", "System"), "upload/device/pc_width_as_cdm.proto", [
-        "// Source: version, renamed.", "system_version = 4;", "// Source: architecture, retyped: the name of its value."]),
+        "// Source: version, renamed.", "system_version = 4;",
+        "// Source: architecture, retyped from Architecture to string: the name of its value."]),
     (other(PAYLOAD, "NAME", "PcNothingAsCDM"), "upload/device/pc_nothing_as_cdm.proto", ["// Source: none"]),
     (other(PAYLOAD, "NAME", "PcTwoAsCDM", "--gun", "com.ovix.cdm.domain.telemetry.type.eventDetail.category.two.version.2"),
      "upload/device/pc_two_as_cdm.proto", ['version = "2.0.0"']),
