@@ -293,7 +293,7 @@ TEST(Facts, ThePageListsWhatTheToolKnows) {
   // scripts/check-contracts reads the names from the page.
   const size_t names = classes.find("or ends in one after an underscore:\n\n");
   ASSERT_NE(names, std::string::npos);
-  const std::string personal = classes.substr(names, classes.find("\n\nA `bool`", names) - names);
+  const std::string personal = classes.substr(names, classes.find("\n\nA plural", names) - names);
   EXPECT_EQ(InOrder(Codes(personal)), InOrder(tool::PersonalNames()));
 }
 
