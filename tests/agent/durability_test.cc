@@ -1,4 +1,5 @@
 // What was acknowledged survives a kill in the middle of a write and a disk without space.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
