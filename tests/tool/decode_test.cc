@@ -475,7 +475,7 @@ TEST(ToolDecode, WritesWhatItHasWhenTheInputPauses) {
   for (const auto& [command, feed] : cases) {
     SCOPED_TRACE(command);
     const ProgramRun run =
-        RunShell(folder, wait + "rm -f pipe seen; mkfifo pipe; : >seen\n$tool " + command +
+        RunShell(folder, wait + "rm -f pipe seen; mkfifo pipe; : >seen\n\"$tool\" " + command +
                              " <pipe >seen 2>said &\nexec 3>pipe\n" + feed + "exec 3>&-\nwait");
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.errors, "");
@@ -486,12 +486,14 @@ TEST(ToolDecode, EndsWithoutAWordWhereNobodyReads) {
   const Folder folder;
   const std::string feed = "yes '{\"age\":1}' | head -n 200000 | ";
   const std::pair<std::string, std::string> cases[] = {
-      {feed + "{ $tool encode BatteryHealthLog --delimited; echo $? >code; } | head -c 1 | wc -c",
+      {feed +
+           "{ \"$tool\" encode BatteryHealthLog --delimited; echo $? >code; } | head -c 1 | wc -c",
        "1\n141\n"},
-      {"{ $tool sample BatteryHealthLog -n 1000000; echo $? >code; } | head -n 1 | wc -l",
+      {"{ \"$tool\" sample BatteryHealthLog -n 1000000; echo $? >code; } | head -n 1 | wc -l",
        "1\n141\n"},
       // It did not start with a signal that ends it.
-      {"trap '' PIPE; { $tool sample BatteryHealthLog -n 1000000; echo $? >code; } | head -n 1 | "
+      {"trap '' PIPE; { \"$tool\" sample BatteryHealthLog -n 1000000; echo $? >code; } | head -n 1 "
+       "| "
        "wc -l",
        "1\n2\n"},
   };

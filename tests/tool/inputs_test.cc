@@ -173,14 +173,14 @@ TEST(ToolInputs, AreNotTestedByGuessesWhereTheyAreRedacted) {
 TEST(ToolInputs, AreNotWrittenThroughDescriptors) {
   const Folder folder;
   const std::string cases[] = {
-      "$tool encode BatteryHealthLog text -o three 3<>text",
-      "$tool encode BatteryHealthLog -o three <text 3>>text",
-      "$tool decode BatteryHealthLog --delimited stream -o one >>stream",
-      "$tool decode BatteryHealthLog --delimited stream >>stream",
-      "$tool decode BatteryHealthLog --delimited <stream >>stream",
-      "$tool check BatteryHealthLog --delimited stream >>stream",
-      "$tool decode label.json label.json >>label.json",
-      "$tool decode label.json label.json -o three 3>>label.json",
+      "\"$tool\" encode BatteryHealthLog text -o three 3<>text",
+      "\"$tool\" encode BatteryHealthLog -o three <text 3>>text",
+      "\"$tool\" decode BatteryHealthLog --delimited stream -o one >>stream",
+      "\"$tool\" decode BatteryHealthLog --delimited stream >>stream",
+      "\"$tool\" decode BatteryHealthLog --delimited <stream >>stream",
+      "\"$tool\" check BatteryHealthLog --delimited stream >>stream",
+      "\"$tool\" decode label.json label.json >>label.json",
+      "\"$tool\" decode label.json label.json -o three 3>>label.json",
   };
   for (const std::string& arguments : cases) {
     SCOPED_TRACE(arguments);
@@ -219,7 +219,7 @@ TEST(ToolInputs, AreNamedWhereTheyNeedTooMuchMemory) {
   for (int megabytes = 130; megabytes <= 270; megabytes += 10) {
     const ProgramRun run =
         RunShell(folder, "ulimit -c 0; ulimit -v " + std::to_string(megabytes * 1024) +
-                             "; $tool encode BatteryHealthLog big.json -o made; said=$?; ls -A "
+                             "; \"$tool\" encode BatteryHealthLog big.json -o made; said=$?; ls -A "
                              "| grep tmp; exit $said");
     SCOPED_TRACE(std::to_string(megabytes) + " MB: " + run.errors);
     EXPECT_EQ(run.output, "");

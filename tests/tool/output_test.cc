@@ -87,7 +87,7 @@ TEST(ToolOutput, RefusesToDestroyWhatItReads) {
 constexpr char kStart[] = R"(
 start() {
   mkfifo input
-  env --default-signal=INT,QUIT $tool encode BatteryHealthLog --delimited -o made <input &
+  env --default-signal=INT,QUIT "$tool" encode BatteryHealthLog --delimited -o made <input &
   exec 3>input
   rm input
   for try in $(seq 200); do
@@ -107,7 +107,7 @@ mode_t ModeOf(const std::filesystem::path& file) {
 TEST(ToolOutput, KeepsModeAndOwner) {
   const Folder folder;
   const std::string encode =
-      "umask 027; echo '{\"age\":1}' | $tool encode BatteryHealthLog -o made";
+      "umask 027; echo '{\"age\":1}' | \"$tool\" encode BatteryHealthLog -o made";
   EXPECT_EQ(RunShell(folder, encode).exit_code, 0);
   EXPECT_EQ(ModeOf(folder / "made"), 0640u) << "a new file has what the umask leaves";
   for (const mode_t mode : {0600u, 0644u, 0666u, 0751u}) {
@@ -143,13 +143,13 @@ TEST(ToolOutput, RefusesAFileThatItsUserMayNotWrite) {
   if (geteuid() == 0) {
     other_user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
     ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
-    if (RunShell(folder, other_user + "$tool list").exit_code != 0) {
+    if (RunShell(folder, other_user + "\"$tool\" list").exit_code != 0) {
       GTEST_SKIP() << "no other user can run the tool here";
     }
     ASSERT_EQ(chown((folder / "made").c_str(), 65534, 65534), 0);
   }
   const std::string encode =
-      "echo '{\"age\":1}' | " + other_user + "$tool encode BatteryHealthLog -o made";
+      "echo '{\"age\":1}' | " + other_user + "\"$tool\" encode BatteryHealthLog -o made";
   ASSERT_EQ(chmod((folder / "made").c_str(), 0444), 0);
   ProgramRun run = RunShell(folder, encode);
   EXPECT_EQ(run.exit_code, 2);
@@ -201,7 +201,7 @@ TEST(ToolOutput, IsWholeWhereTwoRunsWriteIt) {
   const ProgramRun run = RunShell(folder, std::string(kStart) + R"(
 start
 echo '{"age":1}' >&3
-echo '{"age":2}' | $tool encode BatteryHealthLog -o made 3>&-; echo $?
+echo '{"age":2}' | "$tool" encode BatteryHealthLog -o made 3>&-; echo $?
 od -An -tx1 made
 echo '{"age":1}' >&3
 exec 3>&-
@@ -243,7 +243,7 @@ TEST(ToolOutput, IsRemovedWhereTheDiskTakesNoMore) {
   for (const char* lines : {"1000", "100000"}) {
     const ProgramRun run =
         RunShell(folder, "ulimit -f 1; yes '{\"age\":1}' | head -n " + std::string(lines) +
-                             " | $tool encode BatteryHealthLog --delimited -o made");
+                             " | \"$tool\" encode BatteryHealthLog --delimited -o made");
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_NE(run.errors.find("made: cannot be written (File too large); no part of it was left"),
               std::string::npos)
@@ -268,7 +268,7 @@ TEST(ToolOutput, WritesPipesAndOpenFilesAsTheyAre) {
     const ProgramRun run =
         RunShell(folder,
                  "rm -f pipe stdout; mkfifo pipe; ln -s /proc/self/fd/1 stdout\n"
-                 "echo '{\"age\":1}' | $tool encode BatteryHealthLog " +
+                 "echo '{\"age\":1}' | \"$tool\" encode BatteryHealthLog " +
                      std::string(end) + "\ntest -p pipe && test -L stdout && echo kept");
     EXPECT_EQ(run.output, std::string(output) + "kept\n") << run.errors;
     EXPECT_EQ(run.errors, "");
