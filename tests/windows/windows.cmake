@@ -23,10 +23,23 @@ foreach(test IN ITEMS library-tests agent-tests tool-tests)
   endif()
 endforeach()
 
+# The longest, first.
+if(TEST tool-tests)
+  set_tests_properties(tool-tests PROPERTIES COST 1000)
+endif()
+
 # The same for scripts that call Wine themselves.
 string(REPLACE "\\;" ";" plain_wine_path "${wine_path}")
 file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT
   "export WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=\nexport WINEPREFIX='${CMAKE_BINARY_DIR}/wine'\nexport WINEPATH='${plain_wine_path}'\n")
+
+# Wine's services are started once, with no test's output: a test that starts them lasts as long as they do.
+set(quietly "</dev/null >/dev/null 2>&1")
+add_test(NAME wine-starts COMMAND sh -c "wineserver --kill ${quietly}; wineserver --persistent ${quietly} && wine wineboot ${quietly}")
+add_test(NAME wine-ends COMMAND wineserver --kill)
+set_tests_properties(wine-starts wine-ends PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 120)
+set_tests_properties(wine-starts PROPERTIES FIXTURES_SETUP wine)
+set_tests_properties(wine-ends PROPERTIES FIXTURES_CLEANUP wine)
 
 # The agent on what Wine says of the machine.
 add_test(NAME agent-on-windows COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/windows/agent_on_windows_test.sh"
