@@ -1,7 +1,7 @@
 # ovix-debug-info: the debug information of everything that is shipped, as OVIX_DEBUG_INFO asks for it. Part of
-# ovix-hardening, which all of that is linked with.
+# ovix-hardening, which all of that is linked with. ovix-debug-types: what the libraries have in addition.
 set(OVIX_DEBUG_INFO OFF CACHE STRING
-  "Debug information: OFF; LINES, functions and source lines, by which a crash is read; FULL, types and variables too")
+  "Debug information: OFF; LINES, functions and source lines, by which a crash is read; FULL, types and variables of the libraries too")
 set_property(CACHE OVIX_DEBUG_INFO PROPERTY STRINGS OFF LINES FULL)
 if(NOT OVIX_DEBUG_INFO MATCHES "^(OFF|LINES|FULL)$")
   message(FATAL_ERROR "OVIX_DEBUG_INFO is '${OVIX_DEBUG_INFO}'; set it to OFF, LINES or FULL")
@@ -9,8 +9,11 @@ endif()
 
 add_library(ovix-debug-info INTERFACE)
 target_link_libraries(ovix-hardening INTERFACE ovix-debug-info)
+add_library(ovix-debug-types INTERFACE)
 if(OVIX_DEBUG_INFO STREQUAL "FULL")
-  target_compile_options(ovix-debug-info INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
+  # The tool's types would take a third of the time of compiling it, and nothing reads them.
+  target_compile_options(ovix-debug-info INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g1>)
+  target_compile_options(ovix-debug-types INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
 elseif(OVIX_DEBUG_INFO STREQUAL "LINES")
   # For packages: paths from the root of the source or of the build, without the folders of the machine that builds.
   set(maps "${PROJECT_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=.")
