@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What shellcheck finds wrong with the shell scripts; .shellcheckrc and the scripts say what is meant as it is. And whether the scripts
-# that test say which of their steps failed.
+# What shellcheck finds wrong with the shell scripts; .shellcheckrc and the scripts say what is meant as it is. Whether the scripts
+# that test say which of their steps failed, and what scripts refuse: in one line, before anything else is done.
 # Usage: scripts_test.sh SOURCE_DIR
 set -euo pipefail
 cd "$1"
@@ -22,4 +22,31 @@ kill -TERM $$|143 FAILED after 0 s (the last)
 END
 mapfile -t unsaid < <(grep -lE "^trap '.*end_steps" "${scripts[@]}" | xargs -d '\n' grep -L '^passed=')
 [ ${#unsaid[@]} = 0 ] || { echo "scripts_test: ${unsaid[*]} never says that all passed; set passed in the last line" >&2; exit 1; }
+
+while IFS='|' read -r command expected; do
+  ended=0
+  # shellcheck disable=SC2086 # words
+  said=$(OVIX_SETUP=refused timeout 20 scripts/$command 2>&1 </dev/null) || ended=$?
+  [ "$ended $said" = "$expected" ] || { echo "scripts_test: scripts/$command ended with and said '$ended $said', not '$expected'" >&2; exit 1; }
+done <<'END'
+test devv|2 test: 'devv' is none of dev, clang, asan and tsan
+test dev release|2 test: 'release' is none of dev, clang, asan and tsan
+test-windows --help|2 test-windows: '--help' is not known; write scripts/test-windows alone
+test-arm64 tool|2 test-arm64: 'tool' is not known; write scripts/test-arm64 alone
+test-packages a.deb|2 test-packages: 'a.deb' is not known; write scripts/test-packages alone
+test-fresh 11|2 test-fresh: '11' is none of --only, --keep, --ccache, 12 and 13
+test-fresh --only|2 test-fresh: --only needs some of demo, test, windows and packages, as in --only demo,test
+test-fresh --only demo,tests|2 test-fresh: 'tests' is none of demo, test, windows and packages
+test-fresh --ccache README.md|2 test-fresh: --ccache needs a folder that everyone may write (chmod 777)
+test-installed bookworm|2 test-installed: write a suite of Debian, like bookworm, and packages
+test-installed ../bookworm a.deb|2 test-installed: '../bookworm' is not a suite of Debian; write one like bookworm
+test-installed bookworm absent.deb|2 test-installed: 'absent.deb' is not a Debian package; name files that scripts/test-packages made, build/release/*.deb
+test-installed bookworm README.md|2 test-installed: 'README.md' is not a Debian package; name files that scripts/test-packages made, build/release/*.deb
+test-fleet many|2 test-fleet: 'many' is not a number of payloads; name one like 100000
+bare-system make bookworm|1 bare-system: write make SUITE FOLDER, run FOLDER USER COMMAND..., put FOLDER TARGET FILE... or remove FOLDER
+demo --help|2 demo: '--help' is an option, and there are none; name a folder, or ./--help
+demo-windows --help|2 demo-windows: '--help' is an option, and there are none; name a folder, or ./--help
+bench --help|2 bench: '--help' is an option, and there are none; name a folder, or ./--help
+fuzz long|2 fuzz: 'long' is not a number of seconds
+END
 echo "scripts_test: ${#scripts[@]} scripts"
