@@ -49,4 +49,18 @@ demo-windows --help|2 demo-windows: '--help' is an option, and there are none; n
 bench --help|2 bench: '--help' is an option, and there are none; name a folder, or ./--help
 fuzz long|2 fuzz: 'long' is not a number of seconds
 END
+
+# All that scripts/tidy looks at, where the folder has characters that mean something to a pattern.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+tree="$work/c++ [1]/ä"
+mkdir -p "$tree"/{scripts,build/tidy,tests/configuration} "$work/bin"
+cp scripts/tidy "$tree/scripts/"
+printf '#!/bin/sh\n' | tee "$tree/scripts/setup" >"$work/bin/cmake"
+# shellcheck disable=SC2016 # for the script
+printf '#!/bin/sh\nshift 2\necho "$*"\n' >"$tree/tests/configuration/tidy_test.sh"
+chmod +x "$tree"/*/setup "$tree"/tests/*/* "$work/bin/cmake"
+printf '  "file": "%s/%s"\n' "$tree" library/a.cc "$tree" build/tidy/library/b.cc "$tree" examples/c.cc >"$tree/build/tidy/compile_commands.json"
+said=$(PATH="$work/bin:$PATH" "$tree/scripts/tidy")
+[ "$said" = "library/a.cc examples/c.cc" ] || { echo "scripts_test: of library/a.cc and examples/c.cc scripts/tidy looks at '$said'" >&2; exit 1; }
 echo "scripts_test: ${#scripts[@]} scripts"
