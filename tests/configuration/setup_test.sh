@@ -11,7 +11,7 @@ cd "$work/tree"
 failed=0
 
 # On the PATH is only what is put there.
-for tool in bash basename cat chmod cmp cp cut dirname du echo env grep head ln mkdir realpath rm sed sort tail xargs awk; do
+for tool in bash basename cat chmod cmp cp cut dirname du echo env flock grep head ln mkdir realpath rm sed sort tail xargs awk; do
   ln -s "$(type -P "$tool")" "$work/bin/$tool"
 done
 fake() { # NAME SCRIPT
@@ -24,11 +24,13 @@ fake() { # NAME SCRIPT
   for tool in g++ cmake ninja pkg-config protoc abidw chromium clang++ clang-format clang-tidy fish zsh git shellcheck xz node npm readelf; do
     fake $tool 'echo "version 99.1"'
   done
+  fake sleep 'echo "sleep $*" >>"$CALLS"; rm -f "$LOCKED"'
   fake df 'printf "Filesystem\n/dev/x 1 1 ${FREE:-90000} 1%% /\n"'
   fake id 'echo "${USER_ID:-0}"'
   fake dpkg-query 'for name in "${@:4}"; do [[ " ${ABSENT:-} " = *" $name "* ]] || echo "$name installed"; done'
   fake apt-cache '[[ $2 != cargo-web ]]'
   fake apt-get 'echo "apt-get $* ($DEBIAN_FRONTEND $https_proxy)" >>"$CALLS"
+    if [ $1 = update ] && [ -e "$LOCKED" ]; then echo "E: Could not get lock /var/lib/apt/lists/lock."; exit 100; fi
     [ $1 = update ] || [ -z "$FAILS" ] || { printf "Reading lists\n%s\nE: and more\n" "$FAILS"; exit 100; }
     [ $1 = update ] || printf "#!%s\n" "$BASH" >"'"$work"'/bin/ninja"; [ $1 = update ] || chmod +x "'"$work"'/bin/ninja"'
   fake sudo 'kept=(PATH="$PATH" CALLS="$CALLS" FAILS="$FAILS"); names=${1#--preserve-env=}; shift
@@ -43,7 +45,7 @@ check() { # NAME CODE SAYS CALLS [VARIABLE=VALUE]... PURPOSE...
   local variables=()
   while [[ ${1:-} = *=* ]]; do variables+=("$1") && shift; done
   : >"$work/calls"
-  env -i PATH="$work/bin" CALLS="$work/calls" FAILS= https_proxy=http://proxy:1 "${variables[@]}" scripts/setup "$@" >"$work/out" 2>"$work/errors" || actual=$?
+  env -i PATH="$work/bin" CALLS="$work/calls" LOCKED="$work/locked" FAILS= https_proxy=http://proxy:1 "${variables[@]}" scripts/setup "$@" >"$work/out" 2>"$work/errors" || actual=$?
   local problem=
   [ $actual = "$code" ] || problem="ended with $actual, not $code"
   if [ -n "$says" ]; then grep -qF -- "$says" "$work/out" "$work/errors"; else [ ! -s "$work/out" ]; fi || problem="did not say '$says'"
@@ -73,6 +75,8 @@ without ninja "skipped, but missing" 1 "ninja was not found (runs the build); in
   OVIX_SETUP=skip ABSENT=ninja-build
 check "no network" 1 "apt-get failed: E: Unable to fetch some archives; check the network, its proxy and the disk" "apt-get install" \
   ABSENT=zlib1g-dev FAILS="E: Unable to fetch some archives"
+touch "$work/locked"
+check "another apt-get" 0 "setup: waiting for another apt-get" "^apt-get update [^;]*;sleep 5;apt-get update [^;]*;apt-get install " ABSENT=zlib1g-dev
 check "no space" 1 "MiB, but build needs 400 at least; free some" "" FREE=90
 check "the name in this release" 1 "E: stop; check the network" "install .* cargo \(non" ABSENT="cargo cargo-web" FAILS="E: stop" readers
 fake cmake 'echo "cmake version 3.18.4"'
@@ -88,15 +92,38 @@ check "an old cross compiler" 1 "bin/aarch64-linux-gnu-g++ is version 11, but 12
 
 # Pinned packages.
 python=build/test/python
-mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")"
+mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")/site-packages"
 cp requirements.txt $python/.installed
 fake npm "$npm"
 check "skipped without npm's packages" 1 "node_modules was not found, and OVIX_SETUP=skip; run npm ci --ignore-scripts" "" OVIX_SETUP=skip test
 check "npm fails" 1 "npm ci failed: npm error code ENOTFOUND; check the network" "^npm ci" FAILS="npm error code ENOTFOUND" test
 check "after a failure" 0 "installing the packages of package-lock.json" "^npm ci --ignore-scripts" test
 check "again" 0 "" "" test
+# Two at once: the second waits, and then has nothing to do.
+rm -rf node_modules
+fake npm "[ ! -e busy ] || exit 1; touch busy; $(type -P sleep) 1; rm busy; $npm"
+: >"$work/calls"
+env -i PATH="$work/bin" CALLS="$work/calls" FAILS= scripts/setup test >"$work/first" 2>&1 &
+env -i PATH="$work/bin" CALLS="$work/calls" FAILS= scripts/setup test >"$work/second" 2>&1 && wait $! ||
+  { cat "$work/first" "$work/second"; echo "setup_test: two at once: one failed"; failed=1; }
+[ "$(cat "$work/calls")" = "npm ci --ignore-scripts --no-progress --loglevel=error" ] || { echo "setup_test: two at once: called '$(cat "$work/calls")'"; failed=1; }
+fake npm "$npm"
 echo >>package-lock.json
 check "other packages" 0 "installing the packages of package-lock.json" "^npm ci" test
 check "skipped, with other packages" 0 "" "" OVIX_SETUP=skip test
+# A folder made by hand, as the list says.
+check "the list" 0 "  python3 -m venv $python && $python/bin/pip install --no-deps --require-hashes --no-build-isolation -r requirements.txt" "" --list test
+rm -r $python
+check "skipped without Python's packages" 1 "$python was not found, and OVIX_SETUP=skip; run python3 -m venv $python && $python/bin/pip install --no-deps" "" \
+  OVIX_SETUP=skip test
+mkdir -p $python/lib/python3.99/site-packages
+check "skipped, made by hand" 0 "" "" OVIX_SETUP=skip test
+[ -d $python/packages ] || { echo "setup_test: skipped, made by hand: $python/packages is missing"; failed=1; }
+while read -r purpose command; do check "the list, $purpose" 0 "  $command" "" --list "$purpose"; done <<'END'
+readers mvn -f tests/runtimes/java/pom.xml dependency:copy-dependencies
+readers env -C tests/runtimes/go GOTOOLCHAIN=local go mod download
+readers cargo fetch --locked --manifest-path tests/runtimes/rust/Cargo.toml
+fleet python3 -m venv build/fleet/venv && build/fleet/venv/bin/pip install --no-deps
+END
 [ $failed = 0 ] && echo "setup_test: passed"
 exit $failed
