@@ -35,7 +35,7 @@ file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT
 
 # Wine's services are started once, with no test's output: a test that starts them lasts as long as they do.
 set(quietly "</dev/null >/dev/null 2>&1")
-add_test(NAME wine-starts COMMAND sh -c "wineserver --kill ${quietly}; wineserver --persistent ${quietly} && wine wineboot ${quietly}")
+add_test(NAME wine-starts COMMAND sh -c "mkdir -p \"$WINEPREFIX\" && wineserver --kill ${quietly}; wineserver --persistent ${quietly} && wine wineboot ${quietly}")
 add_test(NAME wine-ends COMMAND wineserver --kill)
 set_tests_properties(wine-starts wine-ends PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 120)
 set_tests_properties(wine-starts PROPERTIES FIXTURES_SETUP wine)
