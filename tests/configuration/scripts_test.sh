@@ -63,4 +63,34 @@ chmod +x "$tree"/*/setup "$tree"/tests/*/* "$work/bin/cmake"
 printf '  "file": "%s/%s"\n' "$tree" library/a.cc "$tree" build/tidy/library/b.cc "$tree" examples/c.cc >"$tree/build/tidy/compile_commands.json"
 said=$(PATH="$work/bin:$PATH" "$tree/scripts/tidy")
 [ "$said" = "library/a.cc examples/c.cc" ] || { echo "scripts_test: of library/a.cc and examples/c.cc scripts/tidy looks at '$said'" >&2; exit 1; }
+
+# How scripts/test-windows starts the tests, and that no server of Wine's stays, with tools that only note how they are called.
+tree="$work/windows ä"
+mkdir -p "$tree"/{scripts,build/windows}
+cp scripts/{test-windows,steps,compiler-cache} "$tree/scripts/"
+touch "$tree/build/windows/ovix.zip"
+for tool in cmake cpack wineserver ctest setarch; do
+  # shellcheck disable=SC2016 # for the script
+  printf '#!/bin/sh\necho "%s $*" >>"$CALLS"\n' $tool >"$work/bin/$tool"
+  chmod +x "$work/bin/$tool"
+done
+cp "$work/bin/cmake" "$tree/scripts/setup"
+cp "$work/bin/cmake" "$tree/scripts/windows-libraries"
+# shellcheck disable=SC2016 # for the scripts
+{
+  echo '[ "$WINEPREFIX" = "$PWD/build/windows/wine" ] || echo elsewhere >>"$CALLS"' >>"$work/bin/wineserver"
+  echo 'exit $TESTS' >>"$work/bin/ctest"
+  echo '[ $REFUSED = 0 ] || exit 1; shift; exec "$@"' >>"$work/bin/setarch"
+}
+while IFS='|' read -r refused tests calls says; do
+  said=$(CALLS="$work/calls" REFUSED=$refused TESTS=$tests PATH="$work/bin:$PATH" "$tree/scripts/test-windows" 2>&1) || true
+  called=$(grep -A 9 -x 'setarch .* true' "$work/calls" | tr '\n' ';')
+  [[ $called = "setarch --addr-no-randomize true;$calls;wineserver --kill;" && $said = *"test-windows: $says"* ]] ||
+    { echo "scripts_test: with setarch's $refused and ctest's $tests test-windows calls '$called' and says '$said'" >&2; exit 1; }
+  rm "$work/calls"
+done <<'END'
+0|0|setarch --addr-no-randomize ctest --preset windows;ctest --preset windows|all passed
+1|0|ctest --preset windows|Wine's addresses stay random, as setarch is refused here: about one program of 2,000 fails to start
+0|8|setarch --addr-no-randomize ctest --preset windows;ctest --preset windows|FAILED after
+END
 echo "scripts_test: ${#scripts[@]} scripts"
