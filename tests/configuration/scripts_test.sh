@@ -93,4 +93,18 @@ done <<'END'
 1|0|ctest --preset windows|Wine's addresses stay random, as setarch is refused here: about one program of 2,000 fails to start
 0|8|setarch --addr-no-randomize ctest --preset windows;ctest --preset windows|FAILED after
 END
+
+# What gets packages of Debian's says so where there is no Debian.
+mkdir "$work/other"
+for tool in bash basename cat cut dirname env flock find id mkdir mktemp realpath rm; do ln -s "$(type -P $tool)" "$work/other/$tool"; done
+mkdir -p "$work/tree"
+cp -r scripts "$work/tree/"
+while IFS='|' read -r command expected; do
+  # shellcheck disable=SC2086 # words
+  said=$(PATH="$work/other" OVIX_CACHE="$work/cache" "$work/tree/scripts/"$command 2>&1) && said="passed: $said"
+  [ "$said" = "$expected" ] || { echo "scripts_test: without apt-get scripts/$command says '$said'" >&2; exit 1; }
+done <<'END'
+windows-libraries|windows-libraries: apt-get was not found; what is linked is Debian's, so run this on Debian 12 or 13
+arm64-libraries|arm64-libraries: apt-get was not found; what is linked is Debian's, so run this on Debian 12 or 13
+END
 echo "scripts_test: ${#scripts[@]} scripts"
