@@ -107,4 +107,10 @@ done <<'END'
 windows-libraries|windows-libraries: apt-get was not found; what is linked is Debian's, so run this on Debian 12 or 13
 arm64-libraries|arm64-libraries: apt-get was not found; what is linked is Debian's, so run this on Debian 12 or 13
 END
+
+# A second run would remove the system that the first one works in.
+mkdir -p "$work/tree/build/fresh"
+said=$(exec 8>"$work/tree/build/fresh/lock" && flock 8 && OVIX_SETUP=refused "$work/tree/scripts/test-fresh" 2>&1 8>&-) && said="passed: $said"
+[ "$said" = "test-fresh: another run is at work in build/fresh; wait until it ends" ] ||
+  { echo "scripts_test: next to another run test-fresh says '$said'" >&2; exit 1; }
 echo "scripts_test: ${#scripts[@]} scripts"
