@@ -79,6 +79,11 @@ touch "$work/locked"
 check "another apt-get" 0 "setup: waiting for another apt-get" "^apt-get update [^;]*;sleep 5;apt-get update [^;]*;apt-get install " ABSENT=zlib1g-dev
 check "no space" 1 "MiB, but build needs 400 at least; free some" "" FREE=90
 check "the name in this release" 1 "E: stop; check the network" "install .* cargo \(non" ABSENT="cargo cargo-web" FAILS="E: stop" readers
+mv build "$work/build"
+touch build
+check "no folder to build in" 1 "tree/build is not a folder that you may write to; change its owner or remove it, or build a copy of this tree" "" OVIX_SETUP=skip
+rm build
+mv "$work/build" build
 fake cmake 'echo "cmake version 3.18.4"'
 for skip in "" skip; do
   check "an old CMake, $skip" 1 "bin/cmake is version 3.18.4, but 3.25 or newer is needed (configures the build); install" "" OVIX_SETUP=$skip
