@@ -157,6 +157,17 @@ expect_refusal fuzzers-alone "the fuzzers need the example agent and the tool; s
   -S "$source" "${part[@]}" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link -DOVIX_BUILD_FUZZERS=ON
 expect_refusal benchmarks-alone "the measurements need the example agent; set OVIX_BUILD_EXAMPLES=ON" \
   -S "$source" "${part[@]}" -DOVIX_BUILD_BENCHMARKS=ON
+expect_refusal no-protobuf-for-another-system "protobuf 3.21 for Linux on riscv64 was not found; set Protobuf_DIR, or CMAKE_SYSROOT to the system that has it" \
+  -S "$source" "${part[@]}" -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=riscv64 -DCMAKE_DISABLE_FIND_PACKAGE_Protobuf=ON
+# In a toolchain file: CMake adds an error of its own.
+for folder in "" "$work/absent"; do
+  if OVIX_ARM64_LIBRARIES=$folder configure arm64 -S "$source" -UCMAKE_CXX_COMPILER -DCMAKE_TOOLCHAIN_FILE="$source/cmake/aarch64-linux-gnu.cmake" ||
+    ! said "OVIX_ARM64_LIBRARIES is '$folder', which has no usr/include; set it in the environment to the folder that scripts/arm64-libraries prints"; then
+    tail -20 "$work/log" >&2
+    fail "arm64: the folder '$folder' was not refused"
+  fi
+  rm -rf "$work/arm64"
+done
 # The linker's options are separated by commas.
 for character in '#' '$' '&' "'" ','; do
   expect_refusal "build$character" "has one of the characters # \$ &" -S "$source" "${part[@]}"
