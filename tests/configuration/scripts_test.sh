@@ -48,6 +48,8 @@ demo --help|2 demo: '--help' is an option, and there are none; name a folder, or
 demo-windows --help|2 demo-windows: '--help' is an option, and there are none; name a folder, or ./--help
 bench --help|2 bench: '--help' is an option, and there are none; name a folder, or ./--help
 fuzz long|2 fuzz: 'long' is not a number of seconds
+fuzz 0|2 fuzz: '0' is not a number of seconds
+fuzz 5 json jsn|2 fuzz: there is no fuzzer jsn; there are json, message, store, tool
 END
 
 # All that scripts/tidy looks at, where the folder has characters that mean something to a pattern.
