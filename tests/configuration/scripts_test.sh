@@ -70,7 +70,7 @@ said=$(PATH="$work/bin:$PATH" "$tree/scripts/tidy")
 tree="$work/windows ä"
 mkdir -p "$tree"/{scripts,build/windows}
 cp scripts/{test-windows,steps,compiler-cache} "$tree/scripts/"
-touch "$tree/build/windows/ovix.zip"
+touch "$tree"/build/windows/ovix{,-debug}.zip
 for tool in cmake cpack wineserver ctest setarch; do
   # shellcheck disable=SC2016 # for the script
   printf '#!/bin/sh\necho "%s $*" >>"$CALLS"\n' $tool >"$work/bin/$tool"
@@ -87,7 +87,7 @@ cp "$work/bin/cmake" "$tree/scripts/windows-libraries"
 while IFS='|' read -r refused tests calls says; do
   said=$(CALLS="$work/calls" REFUSED=$refused TESTS=$tests PATH="$work/bin:$PATH" "$tree/scripts/test-windows" 2>&1) || true
   called=$(grep -A 9 -x 'setarch .* true' "$work/calls" | tr '\n' ';')
-  [[ $called = "setarch --addr-no-randomize true;$calls;wineserver --kill;" && $said = *"test-windows: $says"* ]] ||
+  [[ $called = "setarch --addr-no-randomize true;$calls;wineserver --kill;" && $said = *"test-windows: $says"* && ${said##*$'\n'} = "test-windows: "* ]] ||
     { echo "scripts_test: with setarch's $refused and ctest's $tests test-windows calls '$called' and says '$said'" >&2; exit 1; }
   rm "$work/calls"
 done <<'END'
