@@ -28,14 +28,21 @@ constexpr size_t kBefore = alignof(std::max_align_t);
 
 }  // namespace
 
-void* operator new(size_t size) {
+// All forms that are called: a sanitizer has its own of each that is not replaced.
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
   void* block = std::malloc(size + kBefore);
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) return nullptr;
   *static_cast<size_t*>(block) = size;
   const size_t now = held += size;
   for (size_t before = most; before < now && !most.compare_exchange_weak(before, now);) {
   }
   return static_cast<char*>(block) + kBefore;
+}
+
+void* operator new(size_t size) {
+  void* block = operator new(size, std::nothrow);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
 }
 
 void operator delete(void* block) noexcept {
