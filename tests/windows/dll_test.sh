@@ -14,7 +14,8 @@ fail() {
 }
 
 "$objdump" -p "$dll" >"$work/headers"
-awk '/\[Ordinal\/Name Pointer\]/ { names = 1; next } /^$/ { names = 0 } names { print $NF }' \
+# Newer versions print the names of the columns first.
+awk '/\[Ordinal\/Name Pointer\]/ { names = 1; next } /^$/ { names = 0 } names && /\[ *[0-9]+\]/ { print $NF }' \
   "$work/headers" >"$work/exports"
 /usr/bin/python3 "$here/../interface/exports_test.py" "$contracts" "$work/exports" "$abi" --inline \
   --documented "$here/../../docs/windows.md" "$here/../../compat/1.0.0/contracts.binpb"
