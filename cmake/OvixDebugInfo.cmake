@@ -11,7 +11,7 @@ add_library(ovix-debug-info INTERFACE)
 target_link_libraries(ovix-hardening INTERFACE ovix-debug-info)
 add_library(ovix-debug-types INTERFACE)
 if(OVIX_DEBUG_INFO STREQUAL "FULL")
-  # The tool's types would take a third of the time of compiling it, and nothing reads them.
+  # The tool's types would take up to a third of the time of compiling a file of it, and nothing reads them.
   target_compile_options(ovix-debug-info INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g1>)
   target_compile_options(ovix-debug-types INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
 elseif(OVIX_DEBUG_INFO STREQUAL "LINES")
