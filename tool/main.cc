@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "commands/commands.h"
 #include "commands/completion.h"
@@ -84,22 +85,36 @@ int Main(int argc, char** argv) {
   return exit_code;
 }
 
+int MainOrReport(int argc, char** argv) {
+  try {
+    return Main(argc, argv);
+  } catch (const ClosedPipe&) {
+    EndByClosedPipe();
+    return kFailed;
+  } catch (const std::bad_alloc&) {
+    const std::string& input = LastRead();
+    Report((input.empty() ? "" : input + ": ") +
+           "there is not enough memory to go on; free some, or give it less at once");
+    return kFailed;
+  } catch (const std::exception& error) {
+    Report(error.what());
+    return kFailed;
+  }
+}
+
 }  // namespace
 }  // namespace ovix::tool
 
-int main(int argc, char** argv) {
-  try {
-    return ovix::tool::Main(argc, argv);
-  } catch (const ovix::tool::ClosedPipe&) {
-    ovix::tool::EndByClosedPipe();
-    return ovix::tool::kFailed;
-  } catch (const std::bad_alloc&) {
-    const std::string& input = ovix::tool::LastRead();
-    ovix::tool::Report((input.empty() ? "" : input + ": ") +
-                       "there is not enough memory to go on; free some, or give it less at once");
-    return ovix::tool::kFailed;
-  } catch (const std::exception& error) {
-    ovix::tool::Report(error.what());
-    return ovix::tool::kFailed;
-  }
+#ifdef _WIN32
+// Windows gives the arguments in UTF-16; inside, and on the way out, all text is UTF-8.
+int wmain(int argc, wchar_t** argv) {
+  std::vector<std::string> arguments;
+  for (int i = 0; i < argc; ++i) arguments.push_back(ovix::tool::ToUtf8(argv[i]));
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  return ovix::tool::MainOrReport(argc, pointers.data());
 }
+#else
+int main(int argc, char** argv) { return ovix::tool::MainOrReport(argc, argv); }
+#endif

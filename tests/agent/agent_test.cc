@@ -28,7 +28,7 @@ TEST(Agent, CollectsStoresAndTellsWhatChanged) {
       "machine/var/lib/dpkg/status",
       "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: install ok installed\n");
   const std::string collect =
-      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+      "collect " + Utf8(folder / "store") + " --root " + Utf8(folder / "machine");
   const std::string summary = "Since the last run: ";
   const auto expect = [&](const std::string& expected) {
     const Outcome outcome = RunAgent(collect);
@@ -41,7 +41,7 @@ TEST(Agent, CollectsStoresAndTellsWhatChanged) {
   folder.Write("machine/var/lib/dpkg/status", "Package: a\nStatus: install ok installed\n");
   expect("0 new, 1 changed, 1 gone, 2 as before");
 
-  const Outcome shown = RunAgent("show " + (folder / "store").string());
+  const Outcome shown = RunAgent("show " + Utf8(folder / "store"));
   EXPECT_EQ(shown.exit_code, 0);
   for (const char* part :
        {"DeviceProfile ", "Application ", "name, vendor", "OperatingSystemEvents",
@@ -54,10 +54,10 @@ TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
   const Folder folder;
   folder.Write("machine/etc/os-release", "NAME=Some\n");
   folder.Write("machine/etc/machine-id", "0123\n");
-  const std::string store = (folder / "store").string();
-  RunAgent("collect " + store + " --root " + (folder / "machine").string());
-  const std::string upload = "upload " + store + " " + (folder / "outbox").string() + " --root " +
-                             (folder / "machine").string();
+  const std::string store = Utf8(folder / "store");
+  RunAgent("collect " + store + " --root " + Utf8(folder / "machine"));
+  const std::string upload =
+      "upload " + store + " " + Utf8(folder / "outbox") + " --root " + Utf8(folder / "machine");
 
   const Outcome sound = RunAgent(upload + " --show OperatingSystemAsCDM");
   EXPECT_EQ(sound.exit_code, 0) << sound.output;
@@ -79,7 +79,7 @@ TEST(Agent, UploadsWhatItCanAndFailsForTheRest) {
   }
 
   folder.Write("file", "");
-  const Outcome refused = RunAgent("upload " + store + " " + (folder / "file").string());
+  const Outcome refused = RunAgent("upload " + store + " " + Utf8(folder / "file"));
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_NE(refused.output.find("file: the folder cannot be created"), std::string::npos)
       << refused.output;
@@ -90,8 +90,8 @@ TEST(Agent, KeepsTheOutboxForItsUserAlone) {
   using std::filesystem::perms;
   const Folder folder;
   folder.Write("machine/etc/os-release", "NAME=Some\n");
-  const std::string store = (folder / "store").string();
-  const std::string machine = " --root " + (folder / "machine").string();
+  const std::string store = Utf8(folder / "store");
+  const std::string machine = " --root " + Utf8(folder / "machine");
   std::filesystem::create_directory(folder / "found");
   folder.Write("shared/notes.txt", "");
   // A folder that holds nothing but what only looks like a payload.
@@ -104,8 +104,7 @@ TEST(Agent, KeepsTheOutboxForItsUserAlone) {
     RunAgent("collect " + store + machine);
     for (const char* outbox : {"made/outbox", "found", "shared", "taken"}) {
       std::filesystem::remove(folder / "store/Upload.db");  // so that all goes out again
-      const Outcome outcome =
-          RunAgent("upload " + store + " " + (folder / outbox).string() + machine);
+      const Outcome outcome = RunAgent("upload " + store + " " + Utf8(folder / outbox) + machine);
       EXPECT_EQ(outcome.exit_code, outbox == std::string("taken") ? 1 : 0) << outcome.output;
     }
     umask(before);
@@ -135,15 +134,15 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   const Folder folder;
   folder.Write("machine/etc/os-release", "NAME=Some\n");
   folder.Write("machine/etc/machine-id", "0123\n");
-  const std::string store = (folder / "store").string();
-  const std::string outbox = (folder / "outbox").string();
-  const std::string machine = " --root " + (folder / "machine").string();
+  const std::string store = Utf8(folder / "store");
+  const std::string outbox = Utf8(folder / "outbox");
+  const std::string machine = " --root " + Utf8(folder / "machine");
   RunAgent("collect " + store + machine);
   ASSERT_EQ(RunAgent("upload " + store + " " + outbox + machine).exit_code, 0);
   std::vector<std::string> ids;
-  for (const auto& entry : std::filesystem::directory_iterator(outbox)) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder / "outbox")) {
     if (entry.path().extension() != ".json") continue;
-    const std::string label = folder.Read("outbox/" + entry.path().filename().string());
+    const std::string label = folder.Read("outbox/" + Utf8(entry.path().filename()));
     EXPECT_NE(label.find("\"device\": \"5c91a2bf-2873-8c8c-9f56-07345e9936b3\""), std::string::npos)
         << label;
     ids.push_back(label.substr(label.find("\"id\": \"") + 7, 36));
@@ -163,17 +162,17 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   };
   expect(outbox, 1, "no ids", 0);
   expect(outbox + " " + ids[0] + " nonsense", 1, "\"nonsense\" is not the id", 0);
-  expect(outbox + " --file " + (folder / "bad-ids").string(), 1, "bad-ids:2: \"x", 0);
-  expect(outbox + " --file " + (folder / "long").string(), 1, "xxx...\" is not the id", 0);
-  expect(outbox + " --file " + (folder / "none").string(), 1, "none: cannot be read", 0);
+  expect(outbox + " --file " + Utf8(folder / "bad-ids"), 1, "bad-ids:2: \"x", 0);
+  expect(outbox + " --file " + Utf8(folder / "long"), 1, "xxx...\" is not the id", 0);
+  expect(outbox + " --file " + Utf8(folder / "none"), 1, "none: cannot be read", 0);
   expect(store + " " + ids[0], 1, "is not an outbox", 0);
-  expect((folder / "nowhere").string() + " " + ids[0], 1, "nowhere", 0);
+  expect(Utf8(folder / "nowhere") + " " + ids[0], 1, "nowhere", 0);
   expect(outbox + " " + ids[0], 0, "1 payload acknowledged", 1);
   expect(outbox + " " + ids[0] + " " + ids[0], 2, ids[0] + ": is not in the outbox", 1);
-  expect(outbox + " " + unknown + " --file " + (folder / "ids").string(), 2,
+  expect(outbox + " " + unknown + " --file " + Utf8(folder / "ids"), 2,
          unknown + ": is not in the outbox", 3);
 
-  expect(outbox + " --file " + folder.path().string(), 1, ": cannot be read", 3);
+  expect(outbox + " --file " + Utf8(folder.path()), 1, ": cannot be read", 3);
 #ifndef _WIN32  // whose shell has no such input
   expect(outbox + " --file - <" + outbox, 1, "standard input: cannot be read (Is a directory", 3);
   expect(outbox + " --file - <&-", 1, "standard input: cannot be read (Bad file descriptor", 3);
@@ -193,7 +192,8 @@ TEST(Agent, AcknowledgesWhatTheCloudHas) {
   std::filesystem::remove(folder / ("outbox/" + stem + ".binpb"));
 
   // The second one is refused, whichever command it is.
-  const agent::Outbox held(outbox, agent::UploadLock::IfMissing::kMake, agent::Files::System());
+  const agent::Outbox held(folder / "outbox", agent::UploadLock::IfMissing::kMake,
+                           agent::Files::System());
   expect(outbox + " " + ids[3], 1, "outbox: another ovix-agent works on this outbox", 3);
   const Outcome second = RunAgent("upload " + store + " " + outbox + machine);
   EXPECT_EQ(second.exit_code, 1);
@@ -205,7 +205,7 @@ TEST(Agent, GoesOnAroundWhatFailsAndHealsIt) {
   folder.Write("machine/etc/os-release", "NAME=x\n");
   folder.Write("machine/var/lib/dpkg/status", "Package: a\nStatus: install ok installed\n");
   const std::string collect =
-      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+      "collect " + Utf8(folder / "store") + " --root " + Utf8(folder / "machine");
   ASSERT_EQ(RunAgent(collect).exit_code, 0);
   const auto run = [&](int exit_code, std::initializer_list<const char*> parts) {
     const Outcome outcome = RunAgent(collect);
@@ -259,25 +259,23 @@ TEST(Agent, SaysBadInputInOneLineAndFails) {
   folder.Write("file", "");
   folder.Write("damaged/DeviceProfile.db", "no database, but long enough to be read as one");
   folder.Write("machine/etc/os-release", "NAME=x\n");
-  const std::string machine = " --root " + (folder / "machine").string();
+  const std::string machine = " --root " + Utf8(folder / "machine");
   const std::pair<std::string, const char*> cases[] = {
-      {"collect " + (folder / "file").string() + machine, "folder"},
-      {"show " + (folder / "damaged").string(), "DeviceProfile.db: the database is damaged"},
-      {"show " + (folder / "nowhere").string(), "nowhere"},
+      {"collect " + Utf8(folder / "file") + machine, "folder"},
+      {"show " + Utf8(folder / "damaged"), "DeviceProfile.db: the database is damaged"},
+      {"show " + Utf8(folder / "nowhere"), "nowhere"},
       {"show", "store is required; see `ovix-agent show --help`"},
       {"", "A subcommand is required; see `ovix-agent --help`"},
-      {"collect x --root " + (folder / "nowhere").string(), "nowhere"},
-      {"upload " + (folder / "machine").string() + " " + (folder / "outbox").string(),
-       "holds no databases"},
-      {"upload " + (folder / "machine").string() + " x --max-bytes -1", "--max-bytes: Value -1 "},
-      {"upload " + (folder / "machine").string() + " x --max-bytes 0kb", "--max-bytes: Value 0 is"},
-      {"upload " + (folder / "machine").string() + " x --max-bytes 99999999999999999999999",
+      {"collect x --root " + Utf8(folder / "nowhere"), "nowhere"},
+      {"upload " + Utf8(folder / "machine") + " " + Utf8(folder / "outbox"), "holds no databases"},
+      {"upload " + Utf8(folder / "machine") + " x --max-bytes -1", "--max-bytes: Value -1 "},
+      {"upload " + Utf8(folder / "machine") + " x --max-bytes 0kb", "--max-bytes: Value 0 is"},
+      {"upload " + Utf8(folder / "machine") + " x --max-bytes 99999999999999999999999",
        "--max-bytes: Value 99999999999999999999999 "},
-      {"upload " + (folder / "machine").string() + " x --show Nope",
-       "--show: Nope is not a payload"},
-      {"upload " + (folder / "machine").string() + " \"\"", "outbox: Name of the folder is empty"},
+      {"upload " + Utf8(folder / "machine") + " x --show Nope", "--show: Nope is not a payload"},
+      {"upload " + Utf8(folder / "machine") + " \"\"", "outbox: Name of the folder is empty"},
       {"collect \"\"", "store: Name of the folder is empty"},
-      {"upload " + (folder / "machine").string() + " x --max-age-days 1", "--max-age-days"},
+      {"upload " + Utf8(folder / "machine") + " x --max-age-days 1", "--max-age-days"},
 #ifndef _WIN32  // whose shell has no such text
       {"show \"$(printf 'a\\nb\\033[31m\\377')\"", "a\\nb\\x1b[31m\\xff; see"},
       {"show / \"$(printf -- '--c\\nd')\"", "--c\\nd; see"},
@@ -301,9 +299,8 @@ TEST(Agent, SaysOfDatabasesThatAreLinksWhatTheyAre) {
   folder.Write("machine/etc/machine-id", "0123\n");
   std::filesystem::create_directory(folder / "st\nore");
   std::filesystem::create_symlink("Cache.db", folder / "st\nore/Cache.db");
-  const Outcome outcome =
-      RunAgent("upload '" + (folder / "st\nore").string() + "' " + (folder / "outbox").string() +
-               " --root " + (folder / "machine").string());
+  const Outcome outcome = RunAgent("upload '" + Utf8(folder / "st\nore") + "' " +
+                                   Utf8(folder / "outbox") + " --root " + Utf8(folder / "machine"));
   EXPECT_EQ(outcome.exit_code, 1);
   EXPECT_NE(outcome.output.find("st\\nore/Cache.db: is a symbolic link"), std::string::npos)
       << outcome.output;
@@ -325,10 +322,10 @@ TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
   const Folder folder;
   folder.Write("machine/etc/os-release", "NAME=x\n");
   const std::string collect =
-      "collect " + (folder / "store").string() + " --root " + (folder / "machine").string();
+      "collect " + Utf8(folder / "store") + " --root " + Utf8(folder / "machine");
   for (const std::string& arguments :
        {collect + " 2>&1 >/dev/full", collect + " 2>&1 >&-",
-        "show " + (folder / "store").string() + " 2>&1 >/dev/full",
+        "show " + Utf8(folder / "store") + " 2>&1 >/dev/full",
         std::string("--help 2>&1 >/dev/full"), std::string("--version 2>&1 >&-")}) {
     const Outcome outcome = RunProgram("{ " OVIX_TESTS_AGENT, arguments + "; }");
     EXPECT_EQ(outcome.exit_code, 1) << arguments;
@@ -338,8 +335,8 @@ TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
         << outcome.output;
   }
   // A reader that is gone ends no run in the middle.
-  RunProgram("{ sleep 0.2; { " OVIX_TESTS_AGENT, collect + " 2>" + (folder / "said").string() +
-                                                     "; echo $? >" + (folder / "code").string() +
+  RunProgram("{ sleep 0.2; { " OVIX_TESTS_AGENT, collect + " 2>" + Utf8(folder / "said") +
+                                                     "; echo $? >" + Utf8(folder / "code") +
                                                      "; }; } | true");
   EXPECT_EQ(folder.Read("code"), "1\n");
   EXPECT_NE(folder.Read("said").find("standard output: cannot be written"), std::string::npos);

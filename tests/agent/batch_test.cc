@@ -133,9 +133,9 @@ TEST(Batch, HasWhatWaitsInTheOutboxByItsNumber) {
     outbox.Write(LabelOf("longer", 5), "longer");
   }
   const auto pack = [&](const std::string& file) {
-    return RunIn(folder, OVIX_TESTS_AGENT, "pack \"" + (folder / "outbox").string() + "\" " + file);
+    return RunIn(folder, OVIX_TESTS_AGENT, "pack \"" + Utf8(folder / "outbox") + "\" " + file);
   };
-  const std::string file = "\"" + (folder / kName).string() + "\"";
+  const std::string file = "\"" + Utf8(folder / kName) + "\"";
   ProgramRun run = pack(file);
   EXPECT_EQ(run.exit_code, 0) << run.errors;
   EXPECT_EQ(run.output.substr(0, 17), "5 payloads packed") << run.output;
@@ -156,10 +156,10 @@ TEST(Batch, HasWhatWaitsInTheOutboxByItsNumber) {
 
   // What cannot be written leaves the batch of before.
   const std::string before = folder.Read(kName);
-  run = pack("\"" + (folder / "nowhere" / kName).string() + "\"");
+  run = pack("\"" + Utf8(folder / "nowhere" / kName) + "\"");
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_NE(run.errors.find("the batch cannot be written"), std::string::npos) << run.errors;
-  run = pack("\"" + folder.path().string() + "\"");
+  run = pack("\"" + Utf8(folder.path()) + "\"");
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_NE(run.errors.find("Is a folder, not a file"), std::string::npos) << run.errors;
   EXPECT_EQ(folder.Read(kName), before);

@@ -14,6 +14,7 @@
 #include "ovix/telemetry/contract/storage/device_profile/hw_components.pb.h"
 #include "ovix/telemetry/contract/storage/device_profile/operating_system.pb.h"
 #include "support/machine.h"
+#include "support/names.h"
 
 namespace ovix::tests {
 namespace {
@@ -53,8 +54,7 @@ std::map<std::string, std::string> Sections(const std::string& expected) {
 class Machines : public testing::TestWithParam<const char*> {};
 
 TEST_P(Machines, AreCollectedFieldByField) {
-  std::ifstream file(std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "tests/agent/machines" /
-                     (std::string(GetParam()) + ".txt"));
+  std::ifstream file(SourceFile("tests/agent/machines") / (std::string(GetParam()) + ".txt"));
   const std::string text{std::istreambuf_iterator<char>(file), {}};
 #ifdef _WIN32
   if (text.find(" -> ") != std::string::npos) GTEST_SKIP() << "symbolic links are not Windows' way";

@@ -313,7 +313,7 @@ TEST(StorePermissions, AreTakenFromOthersWhereTheStoreIsOlder) {
     Store(folder / "store", catalogue).Put(Application(1));
     EXPECT_EQ(ModeOf(folder / "store"), is_shared ? 0755 : 0700);
     for (const auto& entry : fs::directory_iterator(folder / "store")) {
-      const std::string name = entry.path().filename().string();
+      const std::string name = Utf8(entry.path().filename());
       EXPECT_EQ(ModeOf(entry.path()), own.contains(name) ? 0600 : 0755) << name;
     }
     if (is_shared) fs::remove(folder / (std::string("store/") + strange));

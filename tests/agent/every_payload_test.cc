@@ -216,7 +216,7 @@ TEST(EveryPayload, CarriesWhatItsLineageSaysWhateverTheValues) {
 
 TEST(EveryPayload, IsListedInThePage) {
   const std::set<std::string> built = NamesOf(agent::BuiltPayloads());
-  std::ifstream page(OVIX_TESTS_SOURCE_ROOT "/docs/payloads.md");
+  std::ifstream page(SourceFile("docs/payloads.md"));
   std::map<std::string, std::string> told;
   const std::regex line(R"(\| `(\w+)` \| (yes|no) \|.*)");
   for (std::string text; std::getline(page, text);) {

@@ -218,7 +218,7 @@ TEST(OutboxFolder, TouchesOnlyTheAgentsOwnFiles) {
   EXPECT_TRUE(problems.empty());
   std::set<std::string> left;
   for (const auto& entry : std::filesystem::directory_iterator(folder / "outbox")) {
-    left.insert(entry.path().filename().string());
+    left.insert(Utf8(entry.path().filename()));
   }
   std::set<std::string> expected = strangers;
   expected.insert({".ovix-agent.lock", LabelOf("a", 2).FileStem() + ".binpb",

@@ -173,7 +173,7 @@ TEST(StoreErrors, SetADatabaseAsideOnceHoweverManyMeetIt) {
     for (std::thread& thread : threads) thread.join();
     int aside = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-      aside += entry.path().filename().string().find(".damaged-") != std::string::npos;
+      aside += Utf8(entry.path().filename()).find(".damaged-") != std::string::npos;
     }
     EXPECT_EQ(aside, 1);
     EXPECT_EQ(Execute(folder / "DeviceProfile.db", "SELECT count(*) FROM Application"), 6);

@@ -125,7 +125,7 @@ Files ReadFiles(const path& folder) {
   Files files;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     std::ifstream file(entry.path(), std::ios::binary);
-    files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(file), {}};
+    files[Utf8(entry.path().filename())] = {std::istreambuf_iterator<char>(file), {}};
   }
   return files;
 }

@@ -51,7 +51,7 @@ class UploadLogs : public testing::Test {
   std::string Named(const std::string& beginning) const {
     std::string found;
     for (const auto& entry : std::filesystem::directory_iterator(folder_ / "store")) {
-      const std::string name = entry.path().filename().string();
+      const std::string name = Utf8(entry.path().filename());
       if (!name.starts_with(beginning)) continue;
       EXPECT_EQ(found, "") << name;
       found = name;
@@ -80,7 +80,7 @@ TEST_F(UploadLogs, OfOthersAreRefusedAndNotTouched) {
   for (const auto& [sql, said] : cases) {
     SCOPED_TRACE(sql);
     for (const char* suffix : {"", "-wal", "-shm"}) {
-      std::filesystem::remove(file_.string() + suffix);
+      std::filesystem::remove(FromUtf8(Utf8(file_) + suffix));
     }
     {
       agent::Connection connection = Open();

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "support/contracts.h"
+#include "support/names.h"
 
 namespace ovix::tests {
 namespace {
@@ -47,7 +48,7 @@ void AddClasses(const Descriptor* message, const std::string& outer,
 
 std::vector<std::string> SchemasOnDisk() {
   std::vector<std::string> schemas;
-  const std::filesystem::path root = OVIX_TESTS_SOURCE_ROOT;
+  const std::filesystem::path root = SourceFile("");
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root / "ovix")) {
     if (entry.path().extension() == ".proto") {
       schemas.push_back(std::filesystem::relative(entry.path(), root).generic_string());

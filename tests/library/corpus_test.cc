@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "support/contracts.h"
+#include "support/names.h"
 
 namespace ovix::tests {
 namespace {
@@ -19,7 +20,7 @@ TEST(Corpus, ComesBackByteForByte) {
   std::map<std::string, const google::protobuf::Message*> prototypes;
   for (const auto* prototype : AllPrototypes()) prototypes[prototype->GetTypeName()] = prototype;
   const RuntimeLog warnings;  // of numbers that no enumeration has, which the corpus has
-  const std::filesystem::path releases = std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "compat";
+  const std::filesystem::path releases = SourceFile("compat");
   int read = 0;
   for (const auto& release : std::filesystem::directory_iterator(releases)) {
     if (!release.is_directory()) continue;

@@ -47,6 +47,6 @@ while read -r file symbol function source; do
     "$symbol" "$function" "$source" x86_64-w64-mingw32- || fail "a crash in $file could not be read"
 done <<'END'
 ovix-telemetry-data-contracts.dll _ZN4ovix9telemetry8contract19ContractsCollection4NextEv ovix::telemetry::contract::ContractsCollection::Next library/src/contracts_collection.cc
-ovix-contracts.exe main main tool/main.cc
+ovix-contracts.exe wmain wmain tool/main.cc
 END
 echo "zip_test: $output"

@@ -11,6 +11,7 @@
 #include <limits>
 
 #include "ovix/telemetry/contract/contracts_collection.h"
+#include "support/names.h"
 
 namespace ovix::tests {
 
@@ -169,7 +170,7 @@ std::string Tag(int number, int wire_type) {
 
 google::protobuf::FileDescriptorSet DescriptorSet() {
   google::protobuf::FileDescriptorSet set;
-  std::ifstream file(OVIX_TESTS_DESCRIPTOR_SET, std::ios::binary);
+  std::ifstream file(FromUtf8(OVIX_TESTS_DESCRIPTOR_SET), std::ios::binary);
   EXPECT_TRUE(set.ParseFromIstream(&file))
       << OVIX_TESTS_DESCRIPTOR_SET << " is not a descriptor set";
   return set;

@@ -10,6 +10,8 @@
 #include <map>
 #include <string>
 
+#include "support/names.h"
+
 namespace ovix::tests {
 
 class Folder {
@@ -18,7 +20,7 @@ class Folder {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(test->test_suite_name()) + "." + test->name();
     for (char& c : name) c = c == '/' ? '_' : c;
-    path_ = std::filesystem::temp_directory_path() / "ovix-tests" / name;
+    path_ = std::filesystem::temp_directory_path() / u8"ovix-tests-Łódź-😀" / name;
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
   }
@@ -48,9 +50,8 @@ class Folder {
       if (!entry.is_regular_file(ignored)) continue;
       std::ifstream file(entry.path(), std::ios::binary);
       const std::string content = {std::istreambuf_iterator<char>(file), {}};
-      contents[entry.path().filename().string()] =
-          std::to_string(content.size()) + " bytes, hash " +
-          std::to_string(std::hash<std::string>()(content));
+      contents[Utf8(entry.path().filename())] = std::to_string(content.size()) + " bytes, hash " +
+                                                std::to_string(std::hash<std::string>()(content));
     }
     return contents;
   }
@@ -63,7 +64,7 @@ class Folder {
 inline std::map<std::string, std::string> FilesIn(const std::filesystem::path& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-    const std::string name = entry.path().lexically_relative(folder).generic_string();
+    const std::string name = Utf8(entry.path().lexically_relative(folder).generic_u8string());
     if (!entry.is_directory()) {
       std::ifstream file(entry.path(), std::ios::binary);
       files[name] = std::string(std::istreambuf_iterator<char>(file), {});
@@ -76,7 +77,7 @@ inline std::map<std::string, std::string> FilesIn(const std::filesystem::path& f
 
 // The path of a file in the folder as one word of a command line.
 inline std::string Quoted(const Folder& folder, const std::string& name) {
-  return "\"" + (folder / name).string() + "\"";
+  return "\"" + Utf8(folder / name) + "\"";
 }
 
 }  // namespace ovix::tests

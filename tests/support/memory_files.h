@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "support/names.h"
 #include "system/files.h"
 
 namespace ovix::tests {
@@ -70,10 +71,10 @@ class MemoryFiles : public agent::Files {
   }
   std::error_code Create(const std::filesystem::path& path, Handle& opened) override {
     return Call([&] {
-      if (names_.contains(path.filename().string())) return false;
+      if (names_.contains(Utf8(path.filename()))) return false;
       open_.push_back(std::make_shared<File>());
       opened = static_cast<Handle>(open_.size()) - 1;
-      Change({"", path.filename().string(), open_.back()});
+      Change({"", Utf8(path.filename()), open_.back()});
       return true;
     });
   }
@@ -101,15 +102,15 @@ class MemoryFiles : public agent::Files {
   std::error_code Rename(const std::filesystem::path& from,
                          const std::filesystem::path& to) override {
     return Call([&] {
-      const auto at = names_.find(from.filename().string());
+      const auto at = names_.find(Utf8(from.filename()));
       if (at == names_.end()) return false;
-      Change({at->first, to.filename().string(), at->second});
+      Change({at->first, Utf8(to.filename()), at->second});
       return true;
     });
   }
   std::error_code Remove(const std::filesystem::path& path) override {
     return Call([&] {
-      const std::string name = path.filename().string();
+      const std::string name = Utf8(path.filename());
       if (!names_.contains(name)) return false;
       Change({name, "", nullptr});
       return true;
@@ -123,7 +124,7 @@ class MemoryFiles : public agent::Files {
   }
   std::error_code Read(const std::filesystem::path& path, size_t, std::string& content) override {
     return Call([&] {
-      const auto at = names_.find(path.filename().string());
+      const auto at = names_.find(Utf8(path.filename()));
       if (at == names_.end()) return false;
       content = at->second->content;
       return true;

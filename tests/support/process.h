@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <string>
 
+#include "support/names.h"
+
 #ifndef _WIN32
 #include <sys/wait.h>
 #endif
@@ -19,7 +21,7 @@ struct Outcome {
 
 // Runs `program` with arguments as a shell takes them.
 inline Outcome RunProgram(const std::string& program, const std::string& arguments) {
-  FILE* pipe = popen((program + " " + arguments + " 2>&1").c_str(), "r");
+  FILE* pipe = OpenCommand(program + " " + arguments + " 2>&1");
   Outcome outcome{-1, ""};
   std::array<char, 4096> part;
   while (size_t read = fread(part.data(), 1, part.size(), pipe)) {

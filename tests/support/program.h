@@ -3,7 +3,6 @@
 #ifndef OVIX_TESTS_SUPPORT_PROGRAM_H_
 #define OVIX_TESTS_SUPPORT_PROGRAM_H_
 
-#include <cstdlib>
 #include <string>
 
 #include "support/folder.h"
@@ -24,10 +23,10 @@ struct ProgramRun {
 inline ProgramRun RunIn(const Folder& folder, const std::string& program,
                         const std::string& arguments, const std::string& input = "") {
   folder.Write("in", input);
-  const auto quoted = [&](const char* name) { return "\"" + (folder / name).string() + "\""; };
+  const auto quoted = [&](const char* name) { return "\"" + Utf8(folder / name) + "\""; };
   const std::string command = program + " " + arguments + " <" + quoted("in") + " >" +
                               quoted("out") + " 2>" + quoted("err");
-  const int status = std::system(command.c_str());
+  const int status = RunCommand(command);
   std::string errors = folder.Read("err");
 #ifdef _WIN32
   const int exit_code = status;

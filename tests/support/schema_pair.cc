@@ -65,7 +65,7 @@ FileDescriptorSet Compiled(const Folder& folder, const std::vector<std::string>&
     }
   }
   folder.Write("files", files + kStorage + "\n" + kUpload + "\n");
-  const auto path = [&](const char* name) { return "'" + (folder / name).string() + "'"; };
+  const auto path = [&](const char* name) { return "'" + Utf8(folder / name) + "'"; };
   const ProgramRun run =
       RunIn(folder, OVIX_TESTS_PROTOC,
             "-I " + path("schemas") +

@@ -20,7 +20,7 @@ inline ProgramRun RunTool(const Folder& folder, const std::string& arguments,
 // Runs a script of sh in the folder, where $tool is the executable.
 inline ProgramRun RunShell(const Folder& folder, const std::string& script) {
   folder.Write("script",
-               "tool=" OVIX_TESTS_TOOL "\ncd '" + folder.path().string() + "'\n" + script + "\n");
+               "tool=" OVIX_TESTS_TOOL "\ncd '" + Utf8(folder.path()) + "'\n" + script + "\n");
   return RunIn(folder, "sh", Quoted(folder, "script"));
 }
 

@@ -172,7 +172,7 @@ TEST(Catalogue, CallsAMessageOfOthersASubMessage) {
 // The classes are defined once, in docs/contracts.md, and shown elsewhere.
 TEST(Catalogue, SaysOfTheClassesWhatTheDocsSay) {
   const auto read = [](const char* page) {
-    std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/" + page);
+    std::ifstream file(SourceFile("docs") / page);
     return std::string(std::istreambuf_iterator<char>(file), {});
   };
   const std::string defined = read("contracts.md"), carried = read("privacy.md");
@@ -260,7 +260,7 @@ TEST(Catalogue, IsAFolderOfItsOwn) {
   const Folder folder;
   const Contracts& contracts = Contracts::Installed();
   for (int round = 0; round < 2; ++round) {  // the second replaces what the first has written
-    tool::WriteCatalogue(contracts, folder / "site");
+    tool::WriteCatalogue(contracts, Utf8(folder / "site"));
     auto files = FilesIn(folder / "site");
     EXPECT_TRUE(files["files.txt"].starts_with("The files of this catalogue, written by "));
     files.erase("files.txt");
@@ -268,7 +268,7 @@ TEST(Catalogue, IsAFolderOfItsOwn) {
     folder.Write("site/index.html", "older");
   }
   folder.Write("site/assets/mine.css", "mine");
-  EXPECT_THROW(tool::WriteCatalogue(contracts, folder / "site"), tool::Error);
+  EXPECT_THROW(tool::WriteCatalogue(contracts, Utf8(folder / "site")), tool::Error);
 }
 
 }  // namespace

@@ -259,10 +259,10 @@ TEST(ToolCheck, FindsDamagedStreams) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.bytes);
     folder.Write("whole", "02 3801");
-    const ProgramRun run = RunTool(folder,
-                                   "check BatteryStatus --delimited --input-encoding hex - \"" +
-                                       (folder / "whole").string() + "\"",
-                                   c.bytes);
+    const ProgramRun run = RunTool(
+        folder,
+        "check BatteryStatus --delimited --input-encoding hex - \"" + Utf8(folder / "whole") + "\"",
+        c.bytes);
     if (*c.said == '\0') {
       EXPECT_EQ(run.exit_code, 2);
       continue;
@@ -285,19 +285,19 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
                          "5c91a2bf-2873-8c8c-9f56-07345e9936b3", kGoodTime, sequence);
     folder.Write("outbox/" + label.FileStem() + ".binpb", bytes);
     folder.Write("outbox/" + label.FileStem() + ".json", label.ToJson());
-    return (folder / ("outbox/" + label.FileStem())).make_preferred().string();
+    return Utf8((folder / ("outbox/" + label.FileStem())).make_preferred());
   };
   const auto quoted = [](const std::string& text) { return "\"" + text + "\""; };
   const std::string good = write(1, Text(1, "1.0.0"));
-  EXPECT_EQ(RunTool(folder, "check " + quoted((folder / "outbox").string())).errors,
+  EXPECT_EQ(RunTool(folder, "check " + quoted(Utf8(folder / "outbox"))).errors,
             "ovix-contracts: 1 message checked, 0 findings\n");
-  const std::string as_json = "check --format json " + quoted((folder / "outbox").string());
+  const std::string as_json = "check --format json " + quoted(Utf8(folder / "outbox"));
   EXPECT_EQ(RunTool(folder, as_json).output, "{\n  \"findings\": [],\n  \"messages\": 1\n}\n");
   const std::string old = write(2, Text(1, "0.9.0"));
   const std::string damaged = write(3, Text(1, "1.0.0"));
-  std::filesystem::resize_file(damaged + ".binpb", 3);
+  std::filesystem::resize_file(FromUtf8(damaged + ".binpb"), 3);
 
-  const ProgramRun run = RunTool(folder, "check " + quoted((folder / "outbox").string()));
+  const ProgramRun run = RunTool(folder, "check " + quoted(Utf8(folder / "outbox")));
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.output,
             old +
@@ -323,7 +323,7 @@ TEST(ToolCheck, TakesOutboxesLabelsAndStreams) {
 
   // What cannot be read does not keep the others from being checked.
   const ProgramRun some = RunTool(
-      folder, "check " + quoted((folder / "nowhere.json").string()) + " " + quoted(old + ".json"));
+      folder, "check " + quoted(Utf8(folder / "nowhere.json")) + " " + quoted(old + ".json"));
   EXPECT_EQ(some.exit_code, 2);
   EXPECT_EQ(Lines(some.output), 1u) << some.output;
   EXPECT_NE(some.errors.find("nowhere.json: cannot be read"), std::string::npos) << some.errors;

@@ -104,7 +104,7 @@ TEST(ToolDdl, RefusesNamesThatAreOneForSqlite) {
     SCOPED_TRACE(c.said);
     folder.Write("new.binpb", WithRecords(c.records, "", "proto2").SerializeAsString());
     const ProgramRun run =
-        RunTool(folder, "ddl --contracts \"" + (folder / "new.binpb").string() + "\"");
+        RunTool(folder, "ddl --contracts \"" + Utf8(folder / "new.binpb") + "\"");
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_EQ(run.output, "");
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
@@ -113,8 +113,7 @@ TEST(ToolDdl, RefusesNamesThatAreOneForSqlite) {
                WithRecords({RecordText("T", "D", a + FieldText("ab", 2)),
                             RecordText("sqlite", "D", a), RecordText("T2", "E", a, "T")})
                    .SerializeAsString());
-  EXPECT_EQ(
-      RunTool(folder, "ddl --contracts \"" + (folder / "new.binpb").string() + "\"").exit_code, 0);
+  EXPECT_EQ(RunTool(folder, "ddl --contracts \"" + Utf8(folder / "new.binpb") + "\"").exit_code, 0);
 }
 
 // Two releases of a record.
@@ -179,8 +178,8 @@ TEST(ToolDdl, SaysWhatValuesOfAColumnBecome) {
   folder.Write("old.binpb", WithRecords({RecordText("T", "d", text)}).SerializeAsString());
   folder.Write("new.binpb", WithRecords({RecordText("T", "D", text)}).SerializeAsString());
   const ProgramRun run =
-      RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\" --contracts \"" +
-                          (folder / "new.binpb").string() + "\"");
+      RunTool(folder, "ddl --from \"" + Utf8(folder / "old.binpb") + "\" --contracts \"" +
+                          Utf8(folder / "new.binpb") + "\"");
   EXPECT_EQ(run.exit_code, 2);
   EXPECT_NE(run.errors.find("database d is D now, which is the same file on Windows"),
             std::string::npos)
@@ -311,7 +310,7 @@ TEST(ToolDdl, SaysWhatStaysAndIsNoLongerRead) {
     c.older(older);
     folder.Write("old.binpb", older.SerializeAsString());
     const ProgramRun run =
-        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\"" + c.arguments);
+        RunTool(folder, "ddl --from \"" + Utf8(folder / "old.binpb") + "\"" + c.arguments);
     EXPECT_EQ(run.exit_code, 0) << run.errors;
     EXPECT_EQ(run.output.substr(0, c.said.size()), c.said);
     EXPECT_TRUE(run.output.size() == c.said.size() || c.said.ends_with("BEGIN;\n")) << run.output;
@@ -320,7 +319,7 @@ TEST(ToolDdl, SaysWhatStaysAndIsNoLongerRead) {
 
 TEST(ToolDdl, WritesAScriptForEachDatabase) {
   const Folder folder;
-  const std::string out = " --out \"" + (folder / "sql").string() + "\"";
+  const std::string out = " --out \"" + Utf8(folder / "sql") + "\"";
   ProgramRun run = RunTool(folder, "ddl" + out);
   EXPECT_EQ(run.exit_code, 0) << run.errors;
   EXPECT_EQ(run.output, "");
@@ -340,7 +339,7 @@ TEST(ToolDdl, WritesAScriptForEachDatabase) {
   folder.Write("old.binpb", older.SerializeAsString());
   for (const auto& [from, names] :
        {std::pair("old.binpb", "HealthLog.sql"), std::pair("same.binpb", "")}) {
-    run = RunTool(folder, "ddl --from \"" + (folder / from).string() + "\"" + out);
+    run = RunTool(folder, "ddl --from \"" + Utf8(folder / from) + "\"" + out);
     EXPECT_EQ(run.exit_code, 0) << run.errors;
     files = FilesIn(folder / "sql");
     EXPECT_EQ(files.size(), *names == '\0' ? 1u : 2u);
@@ -360,8 +359,8 @@ TEST(ToolDdl, LeavesAFolderThatIsNotItsOwn) {
     std::filesystem::create_directory(folder / name);
   }
   folder.Write("foreign/HealthLog.sql", "mine");
-  RunTool(folder, "catalogue --out \"" + (folder / "site").string() + "\"");
-  RunTool(folder, "ddl --out \"" + (folder / "changed").string() + "\"");
+  RunTool(folder, "catalogue --out \"" + Utf8(folder / "site") + "\"");
+  RunTool(folder, "ddl --out \"" + Utf8(folder / "changed") + "\"");
   folder.Write("changed/notes.txt", "mine");
   const struct {
     const char* out;
@@ -374,14 +373,14 @@ TEST(ToolDdl, LeavesAFolderThatIsNotItsOwn) {
       {"file", "", "is a file; name a folder"},
       {"", "", "--out: names no folder"},
       {"new", " --database HealtLog", "is it HealthLog?"},
-      {"new", " --contracts \"" + (folder / "evil.binpb").string() + "\"",
+      {"new", " --contracts \"" + Utf8(folder / "evil.binpb") + "\"",
        "database \"../evil\": its name cannot be that of a file"},
-      {"new", " --contracts \"" + (folder / "device.binpb").string() + "\"",
+      {"new", " --contracts \"" + Utf8(folder / "device.binpb") + "\"",
        "database \"con\": its name cannot be that of a file"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.said);
-    const std::string out = *c.out == '\0' ? "" : (folder / c.out).string();
+    const std::string out = *c.out == '\0' ? "" : Utf8(folder / c.out);
     auto before = FilesIn(folder.path());
     const ProgramRun run = RunTool(folder, "ddl --out \"" + out + "\"" + c.arguments);
     EXPECT_EQ(run.exit_code, 2);

@@ -198,7 +198,7 @@ TEST(ToolDecode, NamesTheBadOfAnOutboxAndGoesOn) {
     // One line for the payload, with its label, then how many there were.
     EXPECT_EQ(Lines(run.errors), c.is_decoded ? 1u : 2u) << run.errors;
     EXPECT_TRUE(run.errors.starts_with("ovix-contracts: " +
-                                       (folder / (bad + ".json")).make_preferred().string()))
+                                       Utf8((folder / (bad + ".json")).make_preferred())))
         << run.errors;
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     if (!c.is_decoded) {
@@ -353,13 +353,13 @@ TEST(ToolDecode, RefusesTextThatIsNotTheEncoding) {
 TEST(ToolDecode, MissesNothingThatASenderTakesMeanwhile) {
   const Folder folder;
   const std::string stem = WriteBattery(folder, 1, 1);
-  const auto label = folder / (stem + ".json");
+  const std::string label = Utf8(folder / (stem + ".json"));
   const auto& contracts = tool::Contracts::Installed();
   EXPECT_TRUE(tool::ReadLabelled(contracts, {label, true}).has_value());
   std::filesystem::remove(folder / (stem + ".binpb"));
   EXPECT_TRUE(tool::ReadLabelled(contracts, {label, true}).has_value())
       << "the label is still there";
-  std::filesystem::remove(label);
+  std::filesystem::remove(folder / (stem + ".json"));
   EXPECT_FALSE(tool::ReadLabelled(contracts, {label, true}).has_value());
   EXPECT_THROW(tool::ReadLabelled(contracts, {label, false}), std::runtime_error);
 }

@@ -26,7 +26,7 @@ void WriteReleases(const Folder& folder) {
 }
 
 std::string Path(const Folder& folder, const char* name) {
-  return " \"" + (folder / name).string() + "\"";
+  return " \"" + Utf8(folder / name) + "\"";
 }
 
 TEST(ToolDiff, ReportsToContinuousIntegration) {
@@ -118,7 +118,7 @@ TEST(ToolDiff, LeavesOutTheChangesThatAFileNames) {
   EXPECT_EQ(run.output,
             "safe: pair0.M.c\n  added, number 2, string\n"
             "1 change: 0 wire-breaking, 0 source-breaking, 0 store-breaking, 1 safe\n");
-  const std::string file = (folder / "ignored").string();
+  const std::string file = Utf8(folder / "ignored");
   EXPECT_EQ(run.errors, "ovix-contracts: " + file +
                             ": 4 changes are ignored\novix-contracts: " + file +
                             ":7: field-removed pair0.M.b: matches no change; remove the line\n" +
@@ -182,8 +182,7 @@ class ToolDiffOfRevisions : public testing::Test {
     for (const char* options : {"storage/storage_options", "upload/upload_options"}) {
       const std::string path = "ovix/telemetry/contract/" + std::string(options) + ".proto";
       std::filesystem::create_directories((folder_ / ("repository/" + path)).parent_path());
-      std::filesystem::copy_file(OVIX_TESTS_SOURCE_ROOT "/" + path,
-                                 folder_ / ("repository/" + path));
+      std::filesystem::copy_file(SourceFile(path), folder_ / ("repository/" + path));
     }
     Git("init -q");
     Commit("message M {\n  // A length.\n  // Unit: mm\n  uint32 a = 1;\n}\n", "v1.0.0");

@@ -87,12 +87,11 @@ TEST(DiffRules, SayWhomEachChangeBreaks) {
 
 // The pairs of which buf says that they break something, by the rules of one of its categories.
 std::set<size_t> BrokenForBuf(const Folder& folder, const std::string& category) {
-  const ProgramRun run =
-      RunIn(folder, "'" OVIX_TESTS_SOURCE_ROOT "/node_modules/.bin/buf'",
-            "breaking '" + (folder / "new.binpb").string() + "' --against '" +
-                (folder / "old.binpb").string() +
-                "' --error-format json --config '{\"version\":\"v2\",\"breaking\":{\"use\":[\"" +
-                category + "\"]}}'");
+  const ProgramRun run = RunIn(
+      folder, "'" OVIX_TESTS_SOURCE_ROOT "/node_modules/.bin/buf'",
+      "breaking '" + Utf8(folder / "new.binpb") + "' --against '" + Utf8(folder / "old.binpb") +
+          "' --error-format json --config '{\"version\":\"v2\",\"breaking\":{\"use\":[\"" +
+          category + "\"]}}'");
   EXPECT_TRUE(run.exit_code == 0 || run.exit_code == 100) << run.errors;
   std::set<size_t> broken;
   std::istringstream lines(run.output);
@@ -127,7 +126,7 @@ TEST(DiffRules, AreThoseOfBufButForWhatIsDocumented) {
   folder.Write("new.binpb", Compiled(folder, newer).SerializeAsString());
   const auto differences = ComparedPairs(folder);
   const std::set<size_t> wire = BrokenForBuf(folder, "WIRE"), any = BrokenForBuf(folder, "FILE");
-  std::ifstream file(OVIX_TESTS_SOURCE_ROOT "/docs/compatibility.md");
+  std::ifstream file(SourceFile("docs/compatibility.md"));
   const std::string page = OneLine({std::istreambuf_iterator<char>(file), {}});
   for (size_t i = 0; i < pairs.size(); ++i) {
     SCOPED_TRACE(pairs[i].name);
@@ -275,8 +274,8 @@ TEST(ToolDiff, SaysThatASetIsWithoutComments) {
   write("new", "Unit: cm", true);
   write("bare", "Unit: cm", false);
   const auto diff = [&](const char* older, const char* newer) {
-    return RunTool(
-        folder, "diff \"" + (folder / older).string() + "\" \"" + (folder / newer).string() + "\"");
+    return RunTool(folder,
+                   "diff \"" + Utf8(folder / older) + "\" \"" + Utf8(folder / newer) + "\"");
   };
   ProgramRun run = diff("old", "new");
   EXPECT_EQ(run.exit_code, 1) << run.output;
@@ -297,8 +296,7 @@ TEST(ToolDiff, WritesEachChangeAsJson) {
   const Folder folder;
   folder.Write("old", Compiled(folder, {"message M { reserved 2; }\n"}).SerializeAsString());
   folder.Write("new", Compiled(folder, {"message M { string b = 3; }\n"}).SerializeAsString());
-  const std::string sets =
-      "\"" + (folder / "old").string() + "\" \"" + (folder / "new").string() + "\"";
+  const std::string sets = "\"" + Utf8(folder / "old") + "\" \"" + Utf8(folder / "new") + "\"";
   const ProgramRun run = RunTool(folder, "diff --format json " + sets);
   EXPECT_EQ(run.exit_code, 1);
   const Struct json = Json(run.output);
@@ -326,10 +324,10 @@ TEST(ToolDiff, WritesEachChangeAsJson) {
             "safe: pair0.M.b\n"
             "  added, number 3, string\n"
             "2 changes: 1 wire-breaking, 0 source-breaking, 0 store-breaking, 1 safe\n");
-  EXPECT_EQ(RunTool(folder, "diff \"" + (folder / "old").string() + "\" \"" +
-                                (folder / "old").string() + "\"")
-                .output,
-            "no change\n");
+  EXPECT_EQ(
+      RunTool(folder, "diff \"" + Utf8(folder / "old") + "\" \"" + Utf8(folder / "old") + "\"")
+          .output,
+      "no change\n");
 }
 
 }  // namespace

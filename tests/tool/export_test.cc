@@ -302,7 +302,7 @@ TEST(ToolExport, OdcsSaysWhetherAContractIsInUse) {
 
 TEST(ToolExport, WritesOneOrAFolderOfAll) {
   const Folder folder;
-  const auto quoted = [&](const char* name) { return " \"" + (folder / name).string() + "\""; };
+  const auto quoted = [&](const char* name) { return " \"" + Utf8(folder / name) + "\""; };
   const ProgramRun one = RunTool(folder, "export HwBatteryHealthLogAsCDM --as jsonschema");
   EXPECT_EQ(one.exit_code, 0) << one.errors;
   EXPECT_EQ(one.errors, "");
@@ -355,7 +355,7 @@ TEST(ToolExport, RefusesWhatItCannotExport) {
   const Folder folder;
   const std::string set = " --contracts \"" OVIX_TESTS_EXPORT_SET "\"";
   folder.Write("set.binpb", [] {
-    std::ifstream file(OVIX_TESTS_EXPORT_SET, std::ios::binary);
+    std::ifstream file(FromUtf8(OVIX_TESTS_EXPORT_SET), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
   }());
   for (const auto& [name, database, type] : std::vector<std::array<std::string, 3>>{
@@ -373,10 +373,10 @@ TEST(ToolExport, RefusesWhatItCannotExport) {
     folder.Write(name, changed.SerializeAsString());
   }
   const auto from = [&](const char* file) {
-    return " --contracts \"" + (folder / file).string() + "\"";
+    return " --contracts \"" + Utf8(folder / file) + "\"";
   };
-  const std::string made = "\"" + (folder / "made").string() + "\"";
-  const std::string own = "\"" + (folder / "set.binpb").string() + "\"";
+  const std::string made = "\"" + Utf8(folder / "made") + "\"";
+  const std::string own = "\"" + Utf8(folder / "set.binpb") + "\"";
   const struct {
     std::string arguments;
     const char* said;
@@ -413,7 +413,8 @@ TEST(ToolExport, RefusesWhatItCannotExport) {
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
-    EXPECT_EQ(folder.Read("set.binpb").size(), std::filesystem::file_size(OVIX_TESTS_EXPORT_SET));
+    EXPECT_EQ(folder.Read("set.binpb").size(),
+              std::filesystem::file_size(FromUtf8(OVIX_TESTS_EXPORT_SET)));
     EXPECT_FALSE(std::filesystem::exists(folder / "made"));
   }
 }

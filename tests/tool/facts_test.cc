@@ -14,6 +14,7 @@
 
 #include "contracts/contracts.h"
 #include "diff/compare.h"
+#include "support/names.h"
 
 namespace ovix::tests {
 namespace {
@@ -214,7 +215,7 @@ TEST(Facts, AUnitByItsNameIsPromisedByAReleaseThatStatesFacts) {
 
 // docs/contracts.md between two of its headings.
 std::string Section(const std::string& begin, const std::string& end) {
-  std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/contracts.md");
+  std::ifstream file(SourceFile("docs/contracts.md"));
   const std::string page{std::istreambuf_iterator<char>(file), {}};
   const size_t from = page.find("\n" + begin + "\n"), to = page.find("\n" + end + "\n");
   EXPECT_LT(from, to) << begin;

@@ -39,7 +39,7 @@ constexpr char kTitle[] = "The files of this test, written by ovix-contracts:\n"
 // What the writing said; "" where it was done.
 std::string Write(const Files& files, const fs::path& out) {
   try {
-    tool::WriteFolder(files, out, kKind);
+    tool::WriteFolder(files, Utf8(out), kKind);
   } catch (const tool::Error& error) {
     return error.what();
   }
@@ -149,7 +149,9 @@ TEST(ToolFolder, HasAnyName) {
       EXPECT_EQ(FilesIn(out.lexically_normal()), WithList({{"one", "1"}}, "one\n"));
       EXPECT_EQ(FilesIn(folder.path()).size(), 3u) << "something was left next to it";
     } else {
-      EXPECT_NE(fs::path(said).generic_string().find(c.said), std::string::npos) << said;
+      EXPECT_NE(FromUtf8(said).generic_u8string().find(FromUtf8(c.said).u8string()),
+                std::string::npos)
+          << said;
       EXPECT_EQ(FilesIn(folder.path()), (Files{{"file", "mine"}}));
     }
   }
@@ -312,7 +314,7 @@ TEST(ToolFolder, SaysWhatItHoldsWhereOnlyARenameFails) {
     return folder.Read("said");
   };
   ASSERT_EQ(chmod((out / "a").c_str(), 0555), 0);
-  EXPECT_EQ(said(out), out.string() +
+  EXPECT_EQ(said(out), Utf8(out) +
                            ": cannot be written: Permission denied; it holds files of this run and "
                            "of the one before, run it again");
   EXPECT_EQ(FilesIn(out), WithList({{"a/one", "1"}, {"two", "1"}}, "a/one\ntwo\n"));
@@ -326,7 +328,7 @@ TEST(ToolFolder, SaysWhatItHoldsWhereOnlyARenameFails) {
   ASSERT_EQ(chmod((folder / "closed").c_str(), 0755), 0);
   ASSERT_EQ(chmod((folder / "closed/a/one").c_str(), 0444), 0);
   EXPECT_EQ(said(folder / "closed"),
-            (folder / "closed").string() +
+            Utf8(folder / "closed") +
                 ": a/one may not be written (Permission denied); make it writable or name another "
                 "folder, nothing was changed");
   EXPECT_EQ(FilesIn(folder / "closed"), closed);

@@ -23,7 +23,7 @@ std::string LabelOf(const std::string& payload, const std::string& bytes) {
 }
 
 void CopyRelease(const Folder& folder, const std::string& name) {
-  std::filesystem::copy_file(OVIX_TESTS_SOURCE_ROOT "/compat/1.0.0/contracts.binpb", folder / name);
+  std::filesystem::copy_file(SourceFile("compat/1.0.0/contracts.binpb"), folder / name);
 }
 
 TEST(ToolInputs, AreNotWritten) {
@@ -125,7 +125,7 @@ TEST(ToolInputs, AreNamedWholeInErrors) {
        "zero.json: \"a\\u0000b\" does not name a file next to the metadata file"},
       {"sample " + Quoted(folder, "gun.json"), "gun.json: a b: no payload has this gun"},
       {"privacy --contracts " + Quoted(folder, "below/set"),
-       "ovix-contracts: " + (folder / "below/set").string() + ": its comments state no"},
+       "ovix-contracts: " + Utf8(folder / "below/set") + ": its comments state no"},
       {"--bogus", "ovix-contracts: --bogus: is not an option; see ovix-contracts --help"},
       {"--versio", "--versio: is not an option; is it --version?"},
       {"list --forma json", "--forma: is not an option of list; is it --format?"},

@@ -23,6 +23,7 @@
 #include "json_test.pb.h"
 #include "ovix/telemetry/contract/storage/device_health/battery.pb.h"
 #include "support/contracts.h"
+#include "support/names.h"
 #include "terminal/error.h"
 
 namespace ovix::tests {
@@ -423,7 +424,7 @@ TEST(JsonPrinter, PrintsTheFrozenCorpusAsProtobufDoes) {
   const RuntimeLog warnings;
   std::map<std::string, const Message*> prototypes;
   for (const auto* prototype : AllPrototypes()) prototypes[prototype->GetTypeName()] = prototype;
-  const std::filesystem::path releases = std::filesystem::path(OVIX_TESTS_SOURCE_ROOT) / "compat";
+  const std::filesystem::path releases = SourceFile("compat");
   int read = 0;
   for (const auto& release : std::filesystem::directory_iterator(releases)) {
     if (!release.is_directory()) continue;

@@ -61,7 +61,7 @@ void Apply(const Folder& folder, const std::vector<Edit>& edits) {
 }
 
 ProgramRun Lint(const Folder& folder, const std::string& arguments = "") {
-  return RunTool(folder, "lint \"" + folder.path().string() + "\" " + arguments);
+  return RunTool(folder, "lint \"" + Utf8(folder.path()) + "\" " + arguments);
 }
 
 struct Case {
@@ -209,11 +209,11 @@ TEST(ToolLint, FindsWhatOtherCommandsRefuse) {
     }
     folder.Write(kFan, record);
     EXPECT_EQ(Lint(folder).exit_code, 1);
-    const tool::lint::CompiledFolder compiled = tool::lint::CompileFolder(folder.path());
+    const tool::lint::CompiledFolder compiled = tool::lint::CompileFolder(Utf8(folder.path()));
     ASSERT_TRUE(compiled.findings.empty()) << compiled.findings.front().what;
     folder.Write("set", compiled.set);
-    const std::string ddl = "ddl --contracts \"" + (folder / "set").string() + "\" --out \"" +
-                            (folder / "sql").string() + "\"";
+    const std::string ddl =
+        "ddl --contracts \"" + Utf8(folder / "set") + "\" --out \"" + Utf8(folder / "sql") + "\"";
     EXPECT_EQ(RunTool(folder, ddl).exit_code, 2);
   }
 }
@@ -223,9 +223,9 @@ TEST(ToolLint, HoldsAgainstARelease) {
   WriteTree(folder);
   const std::string service = "service Boots {\n  rpc Get(BootLog) returns (BootLog);\n}\n";
   folder.Write(kBoot, folder.Read(kBoot) + service);
-  const tool::lint::CompiledFolder released = tool::lint::CompileFolder(folder.path());
+  const tool::lint::CompiledFolder released = tool::lint::CompileFolder(Utf8(folder.path()));
   folder.Write("old.binpb", released.set);
-  const std::string against = "--against \"" + (folder / "old.binpb").string() + "\"";
+  const std::string against = "--against \"" + Utf8(folder / "old.binpb") + "\"";
   EXPECT_EQ(Lint(folder, against).exit_code, 0);
 
   fs::remove(folder / (kContracts + "upload/device/pc_system_as_cdm.proto"));
@@ -308,18 +308,18 @@ TEST(ToolLint, ReportsInEveryFormat) {
 TEST(ToolLint, SaysWhatItCannotCheck) {
   const Folder folder;
   folder.Write("bad.binpb", "no set");
-  const std::string path = folder.path().string();
+  const std::string path = Utf8(folder.path());
   const struct {
     std::string arguments;
     std::string error;
   } cases[] = {
       {"\"" + path + "\"",
        path + ": has no schema under ovix/; name the folder that has ovix/, the import root"},
-      {"\"" + (folder / "absent").string() + "\"", "absent: has no schema under ovix/"},
-      {"\"" + (folder / "bad.binpb").string() + "\"",
+      {"\"" + Utf8(folder / "absent") + "\"", "absent: has no schema under ovix/"},
+      {"\"" + Utf8(folder / "bad.binpb") + "\"",
        "bad.binpb: is a file; name the folder that has ovix/, the import root"},
       {"\"\"", "names no folder"},
-      {"--against \"" + (folder / "bad.binpb").string() + "\" \"" + path + "\"",
+      {"--against \"" + Utf8(folder / "bad.binpb") + "\" \"" + path + "\"",
        "bad.binpb: is not a descriptor set"},
       {"--against \"\" .", "names no file"},
       {"--format xml", "'xml' is none of text, json, github or junit"},
@@ -340,7 +340,7 @@ TEST(ToolLint, FindsNothingInTheContracts) {
   const Folder folder;
   std::string newest;
   for (const auto& entry : fs::directory_iterator(kRoot + "/compat")) {
-    const std::string name = entry.path().filename().string();
+    const std::string name = Utf8(entry.path().filename());
     if (entry.is_directory() && name > newest) newest = name;
   }
   ASSERT_FALSE(newest.empty());

@@ -29,7 +29,7 @@ TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
     std::string said;
   } cases[] = {
       {kGun, kPayload, ""},
-      {(folder / "label.json").string(), kPayload, ""},
+      {Utf8(folder / "label.json"), kPayload, ""},
       {kPayload, kPayload, ""},
       {"hardware.HwBatteryHealthLogAsCDM", kPayload, ""},
       {"BatteryHealthLog", kStorage + std::string("device_health.BatteryHealthLog"), ""},
@@ -58,8 +58,8 @@ TEST(ToolLookup, FindsAMessageByWhatItsUserHas) {
   }
   // Every command that takes a message.
   for (const std::string arguments : {"privacy ", "decode ", "encode --format text "}) {
-    for (const std::string& name : {std::string(kGun), std::string("HwBattery"),
-                                    "\"" + (folder / "label.json").string() + "\""}) {
+    for (const std::string& name :
+         {std::string(kGun), std::string("HwBattery"), "\"" + Utf8(folder / "label.json") + "\""}) {
       // Of a label decode reads the payload.
       if (arguments == "decode " && name.ends_with("json\"")) continue;
       SCOPED_TRACE(arguments + name);
@@ -90,8 +90,8 @@ TEST(ToolLookup, TakesAFullNameThatIsTheEndOfAnother) {
   file->set_syntax("proto3");
   file->add_message_type()->set_name("BatteryHealthLog");
   folder.Write("other.binpb", set.SerializeAsString());
-  const ProgramRun run = RunTool(
-      folder, "show BatteryHealthLog --contracts \"" + (folder / "other.binpb").string() + "\"");
+  const ProgramRun run =
+      RunTool(folder, "show BatteryHealthLog --contracts \"" + Utf8(folder / "other.binpb") + "\"");
   EXPECT_EQ(run.errors, "");
   EXPECT_TRUE(run.output.starts_with("BatteryHealthLog (sub-message)\n")) << run.output;
 }
@@ -141,7 +141,7 @@ TEST(ToolLookup, SaysInOneLineWhatComesNear) {
   const Folder folder;
   const auto write = [&](const char* name, const std::string& text) {
     folder.Write(name, text);
-    return (folder / name).string();
+    return Utf8(folder / name);
   };
   const struct {
     std::string name;
@@ -153,7 +153,7 @@ TEST(ToolLookup, SaysInOneLineWhatComesNear) {
       {"ovix.telemetry.contract.storage.device_helth.BatteryHealthLog",
        "is it ovix.telemetry.contract.storage.device_health.BatteryHealthLog?"},
       {"nowhere.json", "nowhere.json: cannot be read (No such file or directory)"},
-      {folder.path().string(), "is a folder; name a file"},
+      {Utf8(folder.path()), "is a folder; name a file"},
       {write("other.json", "{\"gun\": \"com.ovix.other.version.1\"}"),
        "other.json: com.ovix.other.version.1: no payload has this gun; "
        "`ovix-contracts list --payloads` shows them all"},

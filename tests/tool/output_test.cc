@@ -23,7 +23,7 @@ constexpr char kAge1[] = "\x38\x01";
 std::vector<std::string> Names(const Folder& folder) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-    const std::string name = entry.path().filename().string();
+    const std::string name = Utf8(entry.path().filename());
     if (name != "in" && name != "out" && name != "err") names.push_back(name);
   }
   std::sort(names.begin(), names.end());

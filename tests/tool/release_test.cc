@@ -33,7 +33,7 @@ FileDescriptorSet OtherRelease() {
 TEST(ToolRelease, IsReadByEveryCommandThatReadsContracts) {
   const Folder folder;
   folder.Write("other.binpb", OtherRelease().SerializeAsString());
-  const std::string site = (folder / "site").string();
+  const std::string site = Utf8(folder / "site");
   const struct {
     std::string arguments;
     const char* other;      // in the other release only
@@ -49,7 +49,7 @@ TEST(ToolRelease, IsReadByEveryCommandThatReadsContracts) {
     for (const bool is_other : {true, false}) {
       SCOPED_TRACE(c.arguments);
       const std::string option =
-          is_other ? " --contracts \"" + (folder / "other.binpb").string() + "\"" : "";
+          is_other ? " --contracts \"" + Utf8(folder / "other.binpb") + "\"" : "";
       const ProgramRun run = RunTool(folder, c.arguments + option);
       EXPECT_EQ(run.exit_code, 0) << run.errors;
       const std::string text = run.output.empty() ? folder.Read("site/index.html") : run.output;
@@ -64,7 +64,7 @@ TEST(ToolRelease, IsRefusedInOneLineWhereItIsNone) {
   FileDescriptorSet set = DescriptorSet();
   const auto write = [&](const char* name, const std::string& bytes) {
     folder.Write(name, bytes);
-    return (folder / name).string();
+    return Utf8(folder / name);
   };
   FileDescriptorSet foreign;
   google::protobuf::DescriptorProto::descriptor()->file()->CopyTo(foreign.add_file());
@@ -80,8 +80,8 @@ TEST(ToolRelease, IsRefusedInOneLineWhereItIsNone) {
        ", which is not in the set; make it with protoc --include_imports"},
       {write("foreign", foreign.SerializeAsString()),
        "holds no telemetry contracts: no message is a table or a payload"},
-      {(folder / "nowhere").string(), "nowhere: cannot be read (No such file"},
-      {folder.path().string(), "is a folder; name a file"},
+      {Utf8(folder / "nowhere"), "nowhere: cannot be read (No such file"},
+      {Utf8(folder.path()), "is a folder; name a file"},
       {"", "--contracts: names no file"},
   };
   for (const auto& c : cases) {
@@ -126,8 +126,7 @@ TEST(ToolRelease, HandlesPersonalDataOnlyWhereItIsStated) {
   folder.Write("partly.binpb", WithoutComments("/identityAsCDM.proto"));
   folder.Write("nested.binpb", WithoutComments("/hwBatteryHealthLogAsCDM.proto"));
   folder.Write("other.binpb", WithoutComments("/fwComponentsInfoAsCDM.proto"));
-  std::filesystem::copy_file(OVIX_TESTS_SOURCE_ROOT "/compat/1.0.0/contracts.binpb",
-                             folder / "first.binpb");
+  std::filesystem::copy_file(SourceFile("compat/1.0.0/contracts.binpb"), folder / "first.binpb");
   const std::string none = ": its comments state no privacy class";
   const std::string some = ": it has no comments of ovix/telemetry/contract/upload/";
   const struct {

@@ -131,7 +131,7 @@ TEST(ToolSample, WritesLinesOfJsonOrDelimitedBytes) {
   EXPECT_NE(RunTool(folder, "sample BatteryHealthLog --seed 2").output,
             RunTool(folder, "sample BatteryHealthLog").output);
   EXPECT_EQ(RunTool(folder, "sample BatteryHealthLog -n 0").output, "");
-  const std::string out = "\"" + (folder / "made").string() + "\"";
+  const std::string out = "\"" + Utf8(folder / "made") + "\"";
   EXPECT_EQ(RunTool(folder, sample + " -n 20 -o " + out).exit_code, 0);
   EXPECT_EQ(folder.Read("made"), lines.output);
   for (const char* wrong :
@@ -148,7 +148,7 @@ TEST(ToolSample, WritesLinesOfJsonOrDelimitedBytes) {
 
 TEST(ToolSample, WritesEveryPayloadToAFolder) {
   const Folder folder;
-  const std::string out = " --out \"" + (folder / "made").string() + "\" --seed 9 -n 3";
+  const std::string out = " --out \"" + Utf8(folder / "made") + "\" --seed 9 -n 3";
   for (const std::string form : {"", " --delimited"}) {
     const std::string ending = form.empty() ? ".jsonl" : ".binpb";
     ASSERT_EQ(RunTool(folder, "sample" + out + form).exit_code, 0);
@@ -156,7 +156,7 @@ TEST(ToolSample, WritesEveryPayloadToAFolder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder / "made")) {
       if (entry.path().extension() != ending) continue;  // what is listed there
       ++payloads;
-      const std::string name = entry.path().stem().string();
+      const std::string name = Utf8(entry.path().stem());
       const std::string one = RunTool(folder, "sample " + name + " --seed 9 -n 3" + form).output;
       EXPECT_EQ(folder.Read("made/" + name + ending), one) << name;
     }
@@ -177,13 +177,12 @@ TEST(ToolSample, WritesEveryPayloadToAFolder) {
         ->set_gun("other");
   }
   folder.Write("two.binpb", set.SerializeAsString());
-  ASSERT_EQ(
-      RunTool(folder, "sample" + out + " --contracts \"" + (folder / "two.binpb").string() + "\"")
-          .exit_code,
-      0);
+  ASSERT_EQ(RunTool(folder, "sample" + out + " --contracts \"" + Utf8(folder / "two.binpb") + "\"")
+                .exit_code,
+            0);
   EXPECT_TRUE(std::filesystem::exists(folder / "made/other.IdentityAsCDM.jsonl"));
   folder.Write("mine/notes.txt", "");
-  const ProgramRun refused = RunTool(folder, "sample --out \"" + (folder / "mine").string() + "\"");
+  const ProgramRun refused = RunTool(folder, "sample --out \"" + Utf8(folder / "mine") + "\"");
   EXPECT_NE(refused.exit_code, 0);
   EXPECT_FALSE(std::filesystem::exists(folder / "mine/files.txt"));
 }
@@ -206,8 +205,8 @@ TEST(ToolSample, TakesAnotherReleaseAsItsNeighboursDo) {
     }
   }
   folder.Write("other.binpb", set.SerializeAsString());
-  const std::string with = " HwBatteryHealthLogAsCDM --delimited --contracts \"" +
-                           (folder / "other.binpb").string() + "\"";
+  const std::string with =
+      " HwBatteryHealthLogAsCDM --delimited --contracts \"" + Utf8(folder / "other.binpb") + "\"";
   const std::string bytes = RunTool(folder, "sample -n 3" + with).output;
   EXPECT_EQ(RunTool(folder, "check" + with, bytes).exit_code, 0);
   const ProgramRun installed = RunTool(folder, "check HwBatteryHealthLogAsCDM --delimited", bytes);

@@ -155,8 +155,8 @@ TEST(ToolDiff, ComparesTheFactsOfComments) {
     FileDescriptorSet changed = DescriptorSet();
     ChangeComment(changed, c.package, c.before, c.after);
     folder.Write("new.binpb", changed.SerializeAsString());
-    const std::string sets = "diff \"" + (folder / "old.binpb").string() + "\" \"" +
-                             (folder / "new.binpb").string() + "\"";
+    const std::string sets =
+        "diff \"" + Utf8(folder / "old.binpb") + "\" \"" + Utf8(folder / "new.binpb") + "\"";
     const ProgramRun run = RunTool(folder, sets + " --format json");
     EXPECT_EQ(run.exit_code, c.exit_code) << run.errors;
     std::set<std::string> rules;
@@ -167,9 +167,8 @@ TEST(ToolDiff, ComparesTheFactsOfComments) {
     EXPECT_EQ(rules, c.rules);
   }
   // The first release stated no facts: they are additions, and shown as one.
-  std::filesystem::copy_file(OVIX_TESTS_SOURCE_ROOT "/compat/1.0.0/contracts.binpb",
-                             folder / "first.binpb");
-  const std::string first = "diff \"" + (folder / "first.binpb").string() + "\"";
+  std::filesystem::copy_file(SourceFile("compat/1.0.0/contracts.binpb"), folder / "first.binpb");
+  const std::string first = "diff \"" + Utf8(folder / "first.binpb") + "\"";
   for (const char* format : {"", " --format markdown"}) {
     const ProgramRun run = RunTool(folder, first + format);
     EXPECT_EQ(run.exit_code, 0) << run.output;
@@ -235,7 +234,7 @@ TEST(ToolPrivacy, ListsTheFieldsOfEachClassAndWhereTheyTravel) {
 
 TEST(ToolPrivacy, IsWhatThePageSays) {
   const Folder folder;
-  std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/privacy.md");
+  std::ifstream file(SourceFile("docs/privacy.md"));
   const std::string page{std::istreambuf_iterator<char>(file), {}};
   const std::string table = RunTool(folder, "privacy --payloads --format markdown").output;
   const size_t at = page.find("\n\n" + table), end = at + 2 + table.size();
@@ -280,7 +279,7 @@ TEST(ToolRedact, ReplacesTextsByAKeyedHashAndDropsTheRest) {
   const std::string unknown = Tag(1000, 2) + Varint(6) + "secret";
   const std::string with_unknown =
       Tag(3, 2) + Varint(8) + "serial-1" + unknown + Tag(11, 2) + Varint(unknown.size()) + unknown;
-  const std::string key = " --key \"" + (folder / "key").string() + "\"";
+  const std::string key = " --key \"" + Utf8(folder / "key") + "\"";
   const std::string hash = kHashOfSerial1;
   const struct {
     std::string arguments;
@@ -327,7 +326,7 @@ TEST(ToolRedact, RefusesWhatWouldNotProtect) {
   const Folder folder;
   folder.Write("key", kKey);
   folder.Write("short", "fifteen bytes..");
-  const auto path = [&](const char* name) { return " --key \"" + (folder / name).string() + "\""; };
+  const auto path = [&](const char* name) { return " --key \"" + Utf8(folder / name) + "\""; };
   const std::string secret = "secret-value-secret-value";
   const std::string damaged = Tag(3, 2) + Varint(secret.size()) + secret + Tag(4, 2) + "\x7f";
   const struct {
@@ -342,15 +341,14 @@ TEST(ToolRedact, RefusesWhatWouldNotProtect) {
       {"--redact all --key \"\"", "--key: names no file"},
       {"--redact all" + path("nowhere"), "nowhere: cannot be read; name a file with the key"},
       {"--redact all" + path("short"), "short: a key has at least 16 bytes, this one has 15"},
-      {"--redact all --key \"" + folder.path().string() + "\"", "is a folder; name a file"},
+      {"--redact all --key \"" + Utf8(folder.path()) + "\"", "is a folder; name a file"},
       {"--redact all" + path("key"), "bios_uuid needs 127 bytes"},
       {"--redact all --delimited", "; it is not of type ovix."},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.arguments);
     const ProgramRun run = RunTool(
-        folder,
-        "decode IdentityAsCDM " + c.arguments + " -o \"" + (folder / "made").string() + "\"",
+        folder, "decode IdentityAsCDM " + c.arguments + " -o \"" + Utf8(folder / "made") + "\"",
         damaged);
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_EQ(run.output, "");
@@ -413,7 +411,7 @@ TEST(ToolRedact, LeavesNothingPersonalInAnyContract) {
       for (const bool with_key : {false, true}) {
         tool::Redactor redactor(
             tool::Contracts::Installed(), {redacted},
-            with_key ? std::optional<std::filesystem::path>(folder / "key") : std::nullopt);
+            with_key ? std::optional<std::string>(Utf8(folder / "key")) : std::nullopt);
         const std::unique_ptr<Message> message(prototype->New());
         message->CopyFrom(*original);
         redactor.Redact(*message);

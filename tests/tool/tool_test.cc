@@ -258,7 +258,7 @@ std::string ColumnsOf(const std::filesystem::path& file) {
 void Execute(const std::filesystem::path& file, const std::string& sql) {
   // Not by the store's connection: what makes a new database what it is must be in the SQL.
   sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(file.string().c_str(), &database), SQLITE_OK);
+  ASSERT_EQ(sqlite3_open(Utf8(file).c_str(), &database), SQLITE_OK);
   char* error = nullptr;
   EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK)
       << (error == nullptr ? "" : error);
@@ -360,7 +360,7 @@ TEST(ToolDdl, MigratesAnOlderDatabaseToWhatANewOneIs) {
     const std::filesystem::path file = folder / (std::string(database) + ".db");
     const std::string arguments = " --database " + std::string(database);
     const ProgramRun migration =
-        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\"" + arguments);
+        RunTool(folder, "ddl --from \"" + Utf8(folder / "old.binpb") + "\"" + arguments);
     ASSERT_EQ(migration.exit_code, 0) << migration.errors;
     Execute(file, migration.output);
     Execute(folder / "new.db", RunTool(folder, "ddl" + arguments).output);
@@ -368,7 +368,7 @@ TEST(ToolDdl, MigratesAnOlderDatabaseToWhatANewOneIs) {
     std::filesystem::remove(folder / "new.db");
   }
   folder.Write("same.binpb", DescriptorSet().SerializeAsString());
-  EXPECT_EQ(RunTool(folder, "ddl --from \"" + (folder / "same.binpb").string() + "\"").output, "");
+  EXPECT_EQ(RunTool(folder, "ddl --from \"" + Utf8(folder / "same.binpb") + "\"").output, "");
 }
 
 TEST(ToolDdl, RefusesWhatCannotBeMigrated) {
@@ -387,8 +387,7 @@ TEST(ToolDdl, RefusesWhatCannotBeMigrated) {
     FileDescriptorSet older = DescriptorSet();
     change(older);
     folder.Write("old.binpb", older.SerializeAsString());
-    const ProgramRun run =
-        RunTool(folder, "ddl --from \"" + (folder / "old.binpb").string() + "\"");
+    const ProgramRun run = RunTool(folder, "ddl --from \"" + Utf8(folder / "old.binpb") + "\"");
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_EQ(run.output, "");
     EXPECT_NE(run.errors.find(reason), std::string::npos) << run.errors;
@@ -528,7 +527,7 @@ TEST(ToolConvert, LeavesTextAndPartsAsTheyAre) {
 
 TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
   const Folder folder;
-  const auto path = [&](const char* name) { return "\"" + (folder / name).string() + "\""; };
+  const auto path = [&](const char* name) { return "\"" + Utf8(folder / name) + "\""; };
   folder.Write("text", "no descriptor set at all, but long enough");
   folder.Write("empty", "");
   const std::string out = " -o " + path("made");
@@ -548,7 +547,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
       {"ddl --from " + path("text"), "", "is not a descriptor set"},
       {"ddl --from " + path("empty"), "", "is not a descriptor set"},
       {"diff " + path("nowhere"), "", "cannot be read"},
-      {"diff \"" + folder.path().string() + "\"", "", "is a folder"},
+      {"diff \"" + Utf8(folder.path()) + "\"", "", "is a folder"},
       {"encode StateEventType" + out, "{}", "is an enumeration"},
       {"encode BatteryHealthLog" + out, "{\n \"age\": \"x\"}",
        "standard input:2:9: ovix.telemetry.contract.storage.device_health.BatteryHealthLog.age: "
@@ -595,7 +594,7 @@ TEST(ToolErrors, AreOneLineThatNamesThePlaceAndLeaveNothingBehind) {
     EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-      const std::string name = entry.path().filename().string();
+      const std::string name = Utf8(entry.path().filename());
       EXPECT_TRUE(name == "text" || name == "empty" || name == "in" || name == "out" ||
                   name == "err")
           << name << " was left";
@@ -614,7 +613,7 @@ TEST(ToolErrors, TellAFullDisk) {
       {tool + " decode BootHealthLog -o /dev/full </dev/null", "/dev/full: cannot be written"},
   };
   for (const auto& [command, said] : cases) {
-    const int status = std::system((command + " 2>" + (folder / "err").string()).c_str());
+    const int status = RunCommand(command + " 2>" + Utf8(folder / "err"));
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 2);
     EXPECT_NE(folder.Read("err").find(said), std::string::npos) << folder.Read("err");
@@ -625,7 +624,7 @@ TEST(ToolErrors, TellAFullDisk) {
 TEST(ToolErrors, KeepTheFileThatWasThere) {
   const Folder folder;
   folder.Write("made", "as it was");
-  const std::string out = " -o \"" + (folder / "made").string() + "\"";
+  const std::string out = " -o \"" + Utf8(folder / "made") + "\"";
   EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog" + out, "{").exit_code, 2);
   EXPECT_EQ(folder.Read("made"), "as it was");
   EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog" + out, "{\"age\":1}").exit_code, 0);
@@ -639,7 +638,7 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
   const std::string man = RunTool(folder, "describe --as man").output;
   const std::string commands_completed = RunTool(folder, "complete \"\"").output;
   const std::string page = [] {
-    std::ifstream file(std::string(OVIX_TESTS_SOURCE_ROOT) + "/docs/tool.md");
+    std::ifstream file(SourceFile("docs/tool.md"));
     return std::string{std::istreambuf_iterator<char>(file), {}};
   }();
   const auto without_escapes = [](std::string text) {

@@ -5,7 +5,6 @@
 set -euo pipefail
 agent=$1 wine=$2
 here=$(cd "$(dirname "$0")" && pwd)
-export LC_ALL=C.UTF-8
 work=$(mktemp -d)
 folder="$work/Zürich 😀"
 uninstall='Software\Microsoft\Windows\CurrentVersion\Uninstall'

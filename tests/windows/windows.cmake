@@ -15,8 +15,9 @@ set(wine_path "")
 foreach(folder IN LISTS dll_folders)
   string(APPEND wine_path "Z:${folder}\\;")
 endforeach()
+# Wine takes names of files and the words of a command line as the locale says.
 set(wine_environment
-  "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
+  "LC_ALL=C.UTF-8" "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
 foreach(test IN ITEMS library-tests agent-tests tool-tests)
   if(TEST ${test})
     set_tests_properties(${test} PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 900)
@@ -31,7 +32,7 @@ endif()
 # The same for scripts that call Wine themselves.
 string(REPLACE "\\;" ";" plain_wine_path "${wine_path}")
 file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wine-environment" CONTENT
-  "export WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=\nexport WINEPREFIX='${CMAKE_BINARY_DIR}/wine'\nexport WINEPATH='${plain_wine_path}'\n")
+  "export LC_ALL=C.UTF-8 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=\nexport WINEPREFIX='${CMAKE_BINARY_DIR}/wine'\nexport WINEPATH='${plain_wine_path}'\n")
 
 # Wine's services are started once, with no test's output: a test that starts them lasts as long as they do.
 set(quietly "</dev/null >/dev/null 2>&1")

@@ -5,8 +5,7 @@
 
 namespace ovix::tool {
 
-void WriteCatalogue(const Contracts& contracts, const std::filesystem::path& out,
-                    const std::string& docs) {
+void WriteCatalogue(const Contracts& contracts, const std::string& out, const std::string& docs) {
   WriteFolder(CataloguePages(contracts, docs), out, "catalogue");
 }
 

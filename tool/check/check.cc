@@ -48,11 +48,10 @@ class Run {
     const LabelledPayload& payload = *read;
     ++messages_;
     for (const LabelProblem& problem : payload.problems) {
-      Say(file.path.string(), {{problem.rule, "", problem.WithValues()}});
+      Say(file.name, {{problem.rule, "", problem.WithValues()}});
     }
     if (payload.Fatal() != nullptr) return;
-    Say((file.path.parent_path() / payload.label.payload).string(),
-        checker_.Check(payload.bytes, payload.type));
+    Say(payload.file, checker_.Check(payload.bytes, payload.type));
   }
 
   // An input that cannot be read does not stop the others.
@@ -118,7 +117,7 @@ Checked Check(const Contracts& contracts, const Checking& options) {
     }
     return run.Finish();
   }
-  for (const std::filesystem::path& named : options.labelled) {
+  for (const std::string& named : options.labelled) {
     run.Try([&] {
       for (const LabelFile& label : LabelsOf({named})) {
         run.Try([&] { run.CheckLabelled(label); });

@@ -2,7 +2,6 @@
 #ifndef OVIX_TOOL_CHECK_CHECK_H_
 #define OVIX_TOOL_CHECK_CHECK_H_
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,9 +11,9 @@
 namespace ovix::tool {
 
 struct Checking {
-  const Descriptor* type = nullptr;             // of the messages; null where labels say it
-  std::vector<std::string> inputs;              // of messages of this type
-  std::vector<std::filesystem::path> labelled;  // labels and outboxes, without a type
+  const Descriptor* type = nullptr;   // of the messages; null where labels say it
+  std::vector<std::string> inputs;    // of messages of this type
+  std::vector<std::string> labelled;  // labels and outboxes, without a type
   Encoding encoding = Encoding::kBinary;
   bool as_json = false;
   bool delimited = false;  // each input is many messages, each after its length

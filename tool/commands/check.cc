@@ -22,7 +22,7 @@ ExitCode Run(Options& options) {
   options.labelled = std::move(subject.labelled);
   if (options.type == nullptr && (options.delimited || options.encoding != Encoding::kBinary)) {
     throw Error(
-        options.labelled.front().string() +
+        options.labelled.front() +
         ": is the metadata file of a payload or an outbox; --delimited and --input-encoding are "
         "for messages of a type that is named");
   }

@@ -1,7 +1,10 @@
 #include "commands/conversion.h"
 
+#include <filesystem>
+
 #include "contracts/names.h"
 #include "terminal/error.h"
+#include "terminal/path.h"
 
 namespace ovix::tool {
 namespace {
@@ -19,7 +22,7 @@ bool IsNameOfMessage(const Contracts& contracts, const std::string& word) {
 // Whether a word is the name of a label or an outbox. One that does not exist is, if it cannot be
 // anything else.
 bool IsPath(const std::string& word) {
-  const fs::path path = word;
+  const fs::path path = PathOf(word);
   std::error_code ignored;
   return fs::exists(path, ignored) || path.extension() == ".json" || path.has_parent_path();
 }

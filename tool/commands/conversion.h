@@ -2,7 +2,6 @@
 #ifndef OVIX_TOOL_COMMANDS_CONVERSION_H_
 #define OVIX_TOOL_COMMANDS_CONVERSION_H_
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -27,9 +26,9 @@ struct SubjectWords {
 void AddSubject(CLI::App& command, SubjectWords& words);
 
 struct Subject {
-  const Descriptor* type = nullptr;  // of the messages; null where labels say it
-  std::vector<std::string> inputs;   // of messages of this type; empty for standard input
-  std::vector<std::filesystem::path> labelled;  // labels and outboxes, without a type
+  const Descriptor* type = nullptr;   // of the messages; null where labels say it
+  std::vector<std::string> inputs;    // of messages of this type; empty for standard input
+  std::vector<std::string> labelled;  // labels and outboxes, without a type
 };
 // The first word is a message, where there is one of this name; otherwise all words are labels or
 // outboxes. With a gun all are inputs. Throws Error.

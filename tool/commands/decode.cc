@@ -43,7 +43,7 @@ bool Run(Options& options) {
   }
   if (options.delimited || options.encoding != Encoding::kBinary) {
     throw Error(
-        subject.labelled.front().string() +
+        subject.labelled.front() +
         ": is the metadata file of a payload or an outbox; --delimited and --input-encoding are "
         "for messages of a type that is named");
   }

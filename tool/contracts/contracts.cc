@@ -12,6 +12,7 @@
 #include "ovix/telemetry/contract/upload/upload_options.pb.h"
 #include "ovix/telemetry/contract/version.h"
 #include "terminal/error.h"
+#include "terminal/path.h"
 
 namespace ovix::tool {
 namespace {
@@ -127,9 +128,7 @@ Contracts::Contracts(std::string_view installed)
 }
 
 Contracts::Contracts(std::string bytes, const std::string& name)
-    : release_(std::filesystem::path(name).filename().string()),
-      source_(name),
-      bytes_(std::move(bytes)) {
+    : release_(NameOf(PathOf(name).filename())), source_(name), bytes_(std::move(bytes)) {
   google::protobuf::FileDescriptorSet set;
   if (!set.ParseFromString(bytes_) || set.file_size() == 0 || set.file(0).name().empty()) {
     throw Error(name +

@@ -24,7 +24,7 @@ std::string TextOf(const rapidjson::Document& label, const char* key) {
 
 }  // namespace
 
-Label ReadLabel(const std::filesystem::path& file) {
+Label ReadLabel(const std::string& file) {
   Input input(file);
   const std::string_view text = input.Peek(kLargest + 1);
   const auto fail = [&](const std::string& why) {

@@ -3,7 +3,6 @@
 #define OVIX_TOOL_CONTRACTS_LABEL_H_
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -25,7 +24,7 @@ struct Label {
 
 // Throws Error where the file cannot be read, or is not a JSON object with a gun, each key
 // once.
-Label ReadLabel(const std::filesystem::path& file);
+Label ReadLabel(const std::string& file);
 
 }  // namespace ovix::tool
 

@@ -6,6 +6,7 @@
 #include "contracts/label.h"
 #include "contracts/names.h"
 #include "terminal/error.h"
+#include "terminal/path.h"
 
 namespace ovix::tool {
 namespace {
@@ -148,11 +149,11 @@ Named FindNamed(const Contracts& contracts, const std::string& name) {
   std::string problem;
   if (found.empty()) found = FieldCandidates(contracts, name, problem);
   if (!found.empty()) return Choose(found, name);
-  const std::filesystem::path file = name;
+  const std::filesystem::path file = PathOf(name);
   std::error_code ignored;
   if (file.extension() == ".json" || file.has_parent_path() ||
       std::filesystem::exists(file, ignored)) {
-    const std::string gun = ReadLabel(file).gun;
+    const std::string gun = ReadLabel(name).gun;
     try {
       return {.message = FindByGun(contracts, gun)};
     } catch (const Error& error) {

@@ -2,7 +2,6 @@
 #ifndef OVIX_TOOL_CONVERT_DECODE_H_
 #define OVIX_TOOL_CONVERT_DECODE_H_
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,7 +14,7 @@ struct Decoding : Conversion {
   std::vector<std::string> redact;      // privacy classes, or "all"
   std::optional<std::string> key_file;  // strings of these classes are hashed under this key
   // Labels of payloads and outboxes to read instead of the input.
-  std::vector<std::filesystem::path> labelled;
+  std::vector<std::string> labelled;
 };
 
 // Whether something is missing from the output: fields that the contracts do not know and JSON left

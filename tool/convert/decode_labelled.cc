@@ -8,6 +8,7 @@
 #include "terminal/error.h"
 #include "terminal/format.h"
 #include "terminal/output.h"
+#include "terminal/path.h"
 #include "terminal/report.h"
 #include "wire/messages.h"
 
@@ -60,14 +61,14 @@ class Decoder {
     const auto read = ReadLabelled(contracts_, file);
     if (!read) return "";
     const LabelledPayload& payload = *read;
-    const std::string name = file.path.string();
+    const std::string& name = file.name;
     const bool is_redacted = !options_.redact.empty();
     const auto said = [&](const LabelProblem& problem) {
       return name + ": " + (is_redacted ? problem.what : problem.WithValues());
     };
     if (const LabelProblem* problem = payload.Fatal()) throw Error(said(*problem));
     auto& message = messages_.Empty(payload.type);
-    Parse(payload.bytes, 0, (file.path.parent_path() / payload.label.payload).string(), message);
+    Parse(payload.bytes, 0, payload.file, message);
     for (const LabelProblem& problem : payload.problems) {
       has_remarks_ = true;
       Report(said(problem));
@@ -104,7 +105,7 @@ class Decoder {
 bool DecodeLabelled(const Contracts& contracts, const Decoding& options) {
   std::error_code ignored;
   const bool is_one =
-      options.labelled.size() == 1 && !fs::is_directory(options.labelled.front(), ignored);
+      options.labelled.size() == 1 && !fs::is_directory(PathOf(options.labelled.front()), ignored);
   Decoder decoder(contracts, options, is_one);
   const std::vector<LabelFile> labels = LabelsOf(options.labelled);
   Output output(options.output);
@@ -121,7 +122,7 @@ bool DecodeLabelled(const Contracts& contracts, const Decoding& options) {
     output.Write(text);
   }
   output.Finish();
-  const std::string input = options.labelled.front().string();
+  const std::string input = options.labelled.front();
   decoder.Say(input);
   if (labels.size() > 1 && left_out != 0) {
     Report(input + ": " + std::to_string(left_out) + " of " + std::to_string(labels.size()) +

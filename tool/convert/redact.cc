@@ -1,11 +1,13 @@
 #include "convert/redact.h"
 
+#include <filesystem>
 #include <fstream>
 
 #include "contracts/personal.h"
 #include "payload/hash.h"
 #include "terminal/error.h"
 #include "terminal/files_read.h"
+#include "terminal/path.h"
 #include "terminal/report.h"
 
 namespace ovix::tool {
@@ -18,26 +20,27 @@ constexpr size_t kLeastKey = 16;
 // More is another file named by mistake, or one that never ends.
 constexpr size_t kMostKey = 65536;
 
-std::string ReadKey(const std::filesystem::path& file) {
+std::string ReadKey(const std::string& file) {
   if (file.empty()) throw Error("--key: names no file; name a file with the key");
+  const std::filesystem::path path = PathOf(file);
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) {
-    throw Error(file.string() + ": is a folder; name a file with the key");
+  if (std::filesystem::is_directory(path, ignored)) {
+    throw Error(file + ": is a folder; name a file with the key");
   }
-  NoteRead(IdOf(file), file.string());
-  std::ifstream input(file, std::ios::binary);
+  NoteRead(IdOf(path), file);
+  std::ifstream input(path, std::ios::binary);
   std::string key(kMostKey + 1, '\0');
   input.read(key.data(), static_cast<std::streamsize>(key.size()));
   key.resize(static_cast<size_t>(input.gcount()));
   if (!input.is_open() || input.bad()) {
-    throw Error(file.string() + ": cannot be read; name a file with the key");
+    throw Error(file + ": cannot be read; name a file with the key");
   }
   if (key.size() > kMostKey) {
-    throw Error(file.string() + ": is longer than a key can be (" + std::to_string(kMostKey) +
+    throw Error(file + ": is longer than a key can be (" + std::to_string(kMostKey) +
                 " bytes); name a file with the key");
   }
   if (key.size() < kLeastKey) {
-    throw Error(file.string() + ": a key has at least " + std::to_string(kLeastKey) +
+    throw Error(file + ": a key has at least " + std::to_string(kLeastKey) +
                 " bytes, this one has " + std::to_string(key.size()) +
                 "; make one with: openssl rand -out FILE 32");
   }
@@ -47,7 +50,7 @@ std::string ReadKey(const std::filesystem::path& file) {
 }  // namespace
 
 Redactor::Redactor(const Contracts& contracts, const std::vector<std::string>& classes,
-                   const std::optional<std::filesystem::path>& key_file)
+                   const std::optional<std::string>& key_file)
     : contracts_(contracts) {
   for (const std::string& word : classes) {
     if (word == "all") {

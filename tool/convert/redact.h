@@ -4,7 +4,6 @@
 
 #include <google/protobuf/message.h>
 
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
@@ -24,7 +23,7 @@ class Redactor {
   // dropped. Throws Error: a word that is not a class, a key file that cannot be read or is too
   // short, and with classes, contracts that state none.
   Redactor(const Contracts& contracts, const std::vector<std::string>& classes,
-           const std::optional<std::filesystem::path>& key_file);
+           const std::optional<std::string>& key_file);
 
   // Numbers, flags and nested messages of the classes are dropped with or without a key: they
   // cannot hold a hash. So are unknown fields, however deep: what they hold nobody knows. Throws

@@ -34,11 +34,11 @@ std::vector<Finding> Check(const Contracts& contracts, const Contracts* older) {
 
 }  // namespace
 
-Linted Lint(const std::filesystem::path& root, const Contracts* older) {
+Linted Lint(const std::string& root, const Contracts* older) {
   CompiledFolder compiled = CompileFolder(root);
   Linted linted{compiled.schemas, std::move(compiled.findings)};
   if (linted.findings.empty()) {
-    const Contracts contracts(std::move(compiled.set), root.string());
+    const Contracts contracts(std::move(compiled.set), root);
     linted.findings = Check(contracts, older);
   }
   std::sort(linted.findings.begin(), linted.findings.end());

@@ -3,7 +3,6 @@
 #define OVIX_TOOL_LINT_LINT_H_
 
 #include <cstddef>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -20,7 +19,7 @@ struct Linted {
 // Checks the schemas in ovix/ of the import root. `older` is the release that they are held
 // against, null for none; without one the library's excuses databases that have no marker, and no
 // change of a release is reported. Throws Error.
-Linted Lint(const std::filesystem::path& root, const Contracts* older);
+Linted Lint(const std::string& root, const Contracts* older);
 
 }  // namespace ovix::tool::lint
 

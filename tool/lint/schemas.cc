@@ -3,6 +3,7 @@
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <regex>
@@ -12,6 +13,7 @@
 #include "contracts/compile.h"
 #include "terminal/error.h"
 #include "terminal/input.h"
+#include "terminal/path.h"
 #include "wire/utf8.h"
 
 namespace ovix::tool::lint {
@@ -21,47 +23,45 @@ namespace fs = std::filesystem;
 
 constexpr char kFix[] = "correct the schema";
 
-std::string Utf8(const std::u8string& text) { return {text.begin(), text.end()}; }
+bool IsHidden(const fs::path& path) { return NameOf(path.filename()).starts_with('.'); }
 
-bool IsHidden(const fs::path& path) { return Utf8(path.filename().u8string()).starts_with('.'); }
-
-std::string TextOf(const fs::path& file) { return std::string(Input(file).PeekAll()); }
+std::string TextOf(const fs::path& file) { return std::string(Input(NameOf(file)).PeekAll()); }
 
 // The schemas of the folder, and what they import from elsewhere in it.
 class Folder : public google::protobuf::compiler::SourceTree {
  public:
-  explicit Folder(const fs::path& root) : root_(root) {
+  explicit Folder(const std::string& name) : root_(PathOf(name)) {
     std::error_code error;
-    if (fs::is_regular_file(root, error)) {
-      throw Error(root.string() + ": is a file; name the folder that has ovix/, the import root");
+    if (fs::is_regular_file(root_, error)) {
+      throw Error(name + ": is a file; name the folder that has ovix/, the import root");
     }
     constexpr auto kFollow = fs::directory_options::follow_directory_symlink;
-    fs::recursive_directory_iterator entry(root / "ovix", kFollow, error);
+    fs::recursive_directory_iterator entry(root_ / "ovix", kFollow, error);
     for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
       if (IsHidden(entry->path())) {
         entry.disable_recursion_pending();
       } else if (entry->path().extension() == ".proto" && fs::is_regular_file(entry->path())) {
-        const std::string name = Utf8(entry->path().lexically_relative(root).generic_u8string());
-        texts_.emplace(name, TextOf(entry->path()));
+        texts_.emplace(GenericNameOf(entry->path().lexically_relative(root_)),
+                       TextOf(entry->path()));
       }
     }
     if (error && error != std::errc::no_such_file_or_directory) {
-      throw Error(root.string() + ": its schemas cannot be listed: " + error.message());
+      throw Error(name + ": its schemas cannot be listed: " + error.message());
     }
     if (texts_.empty()) {
-      throw Error(root.string() +
+      throw Error(name +
                   ": has no schema under ovix/; name the folder that has ovix/, the import root");
     }
   }
 
   const std::map<std::string, std::string>& texts() const { return texts_; }
 
-  bool Has(const std::string& name) const { return texts_.contains(name) || PathOf(name); }
+  bool Has(const std::string& name) const { return texts_.contains(name) || FileOf(name); }
 
   google::protobuf::io::ZeroCopyInputStream* Open(const std::string& name) override {
     auto text = texts_.find(name);
     if (text == texts_.end()) {
-      const std::optional<fs::path> path = PathOf(name);
+      const std::optional<fs::path> path = FileOf(name);
       if (!path) return nullptr;
       text = imported_.emplace(name, TextOf(*path)).first;
     }
@@ -71,8 +71,8 @@ class Folder : public google::protobuf::compiler::SourceTree {
 
  private:
   // The file of an import that is not under ovix/; it leads to none out of the folder.
-  std::optional<fs::path> PathOf(const std::string& name) const {
-    const fs::path path(std::u8string(name.begin(), name.end()));
+  std::optional<fs::path> FileOf(const std::string& name) const {
+    const fs::path path = PathOf(name);
     const bool leads_out = path.is_absolute() || path.has_root_name() ||
                            std::find(path.begin(), path.end(), fs::path("..")) != path.end();
     std::error_code ignored;
@@ -80,7 +80,7 @@ class Folder : public google::protobuf::compiler::SourceTree {
     return root_ / path;
   }
 
-  const fs::path& root_;
+  const fs::path root_;
   std::map<std::string, std::string> texts_;
   std::map<std::string, std::string> imported_;
 };
@@ -137,7 +137,7 @@ std::vector<Finding> FindingsOf(const std::vector<SchemaError>& errors, const Fo
 
 }  // namespace
 
-CompiledFolder CompileFolder(const fs::path& root) {
+CompiledFolder CompileFolder(const std::string& root) {
   Folder folder(root);
   CompiledFolder compiled{folder.texts().size(), NotUtf8(folder), ""};
   if (!compiled.findings.empty()) return compiled;

@@ -3,7 +3,6 @@
 #define OVIX_TOOL_LINT_SCHEMAS_H_
 
 #include <cstddef>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -19,7 +18,7 @@ struct CompiledFolder {
 
 // Reads every schema under ovix/ in the folder, which is the import root; hidden files and folders
 // are left out. Throws Error where there is none, or one cannot be read.
-CompiledFolder CompileFolder(const std::filesystem::path& root);
+CompiledFolder CompileFolder(const std::string& root);
 
 }  // namespace ovix::tool::lint
 

@@ -1,6 +1,7 @@
 #include "payload/labelled.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "terminal/files_read.h"
 #include "terminal/format.h"
 #include "terminal/input.h"
+#include "terminal/path.h"
 #include "terminal/report.h"
 
 namespace ovix::tool {
@@ -40,7 +42,7 @@ void CheckNames(const Contracts& contracts, LabelledPayload& payload) {
   }
 }
 
-void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
+void ReadPayload(const std::string& label_file, LabelledPayload& payload) {
   const Label& label = payload.label;
   const auto add = [&](const char* rule, const std::string& what, const std::string& values = "") {
     payload.problems.push_back({rule, what, values});
@@ -52,21 +54,22 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
     return add("payload",
                JsonText(label.payload) + " does not name a file next to the metadata file");
   }
-  const fs::path file = label_file.parent_path() / name;
+  const fs::path file = PathOf(label_file).parent_path() / PathOf(name);
+  payload.file = NameOf(file);
   std::error_code ignored;
   if (!fs::is_regular_file(file, ignored)) {
-    return add("payload", file.string() + " is missing or not a file");
+    return add("payload", payload.file + " is missing or not a file");
   }
   const auto size = fs::file_size(file, ignored);
   if (!label.bytes) return add("bytes", "the metadata file does not state the size of the payload");
   if (size != *label.bytes) {
-    NoteRead(IdOf(file), file.string());
+    NoteRead(IdOf(file), payload.file);
     return add("bytes", "the payload does not have the size that its metadata file states",
                ": it has " + std::to_string(size) + " bytes, the metadata file states " +
                    std::to_string(*label.bytes));
   }
   try {
-    Input input(file);
+    Input input(payload.file);
     payload.bytes = input.PeekAll();
   } catch (const Error& error) {
     return add("payload", error.what());
@@ -82,34 +85,35 @@ void ReadPayload(const fs::path& label_file, LabelledPayload& payload) {
 }
 
 // By their sequence numbers.
-std::vector<LabelFile> LabelsIn(const fs::path& outbox) {
+std::vector<LabelFile> LabelsIn(const std::string& outbox) {
   static const std::regex form(R"(\d{8}T\d{9}Z-(\d{4,15})-\w+\.json)");
-  std::vector<std::pair<int64_t, fs::path>> found;
+  std::vector<std::pair<int64_t, std::string>> found;
   std::error_code error;
-  for (fs::directory_iterator entry(outbox, error), end; !error && entry != end;
+  for (fs::directory_iterator entry(PathOf(outbox), error), end; !error && entry != end;
        entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
+    const std::string name = NameOf(entry->path().filename());
     std::smatch parts;
     std::error_code ignored;
     if (!std::regex_match(name, parts, form) || !entry->is_regular_file(ignored)) continue;
-    found.emplace_back(std::stoll(parts[1]), entry->path());
+    found.emplace_back(std::stoll(parts[1]), NameOf(entry->path()));
   }
-  if (error) throw Error(outbox.string() + ": cannot be read (" + error.message() + ")");
+  if (error) throw Error(outbox + ": cannot be read (" + error.message() + ")");
   std::sort(found.begin(), found.end());
   std::vector<LabelFile> labels;
   for (auto& [sequence, label] : found) labels.push_back({std::move(label), true});
   return labels;
 }
 
-LabelledPayload Read(const Contracts& contracts, const fs::path& file) {
+LabelledPayload Read(const Contracts& contracts, const std::string& name) {
+  const fs::path file = PathOf(name);
   std::error_code ignored;
   // What is not a file may never end.
   if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) {
-    throw Error(file.string() + ": is not a file; name a metadata file or an outbox");
+    throw Error(name + ": is not a file; name a metadata file or an outbox");
   }
   LabelledPayload payload;
-  payload.label = ReadLabel(file);
-  ReadPayload(file, payload);
+  payload.label = ReadLabel(name);
+  ReadPayload(name, payload);
   CheckNames(contracts, payload);
   return payload;
 }
@@ -127,10 +131,10 @@ std::optional<LabelledPayload> ReadLabelled(const Contracts& contracts, const La
   // A sender removes the label before the payload.
   const auto is_taken = [&] {
     std::error_code ignored;
-    return file.is_listed && !fs::exists(fs::symlink_status(file.path, ignored));
+    return file.is_listed && !fs::exists(fs::symlink_status(PathOf(file.name), ignored));
   };
   try {
-    LabelledPayload payload = Read(contracts, file.path);
+    LabelledPayload payload = Read(contracts, file.name);
     if (payload.Fatal() != nullptr && is_taken()) return std::nullopt;
     return payload;
   } catch (const Error&) {
@@ -139,16 +143,16 @@ std::optional<LabelledPayload> ReadLabelled(const Contracts& contracts, const La
   }
 }
 
-std::vector<LabelFile> LabelsOf(const std::vector<fs::path>& named) {
+std::vector<LabelFile> LabelsOf(const std::vector<std::string>& named) {
   std::vector<LabelFile> labels;
-  for (const fs::path& path : named) {
+  for (const std::string& name : named) {
     std::error_code ignored;
-    if (!fs::is_directory(path, ignored)) {
-      labels.push_back({path, false});
+    if (!fs::is_directory(PathOf(name), ignored)) {
+      labels.push_back({name, false});
       continue;
     }
-    const auto found = LabelsIn(path);
-    if (found.empty()) Report(path.string() + ": holds no metadata files of payloads");
+    const auto found = LabelsIn(name);
+    if (found.empty()) Report(name + ": holds no metadata files of payloads");
     labels.insert(labels.end(), found.begin(), found.end());
   }
   return labels;

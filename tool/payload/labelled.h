@@ -2,7 +2,6 @@
 #ifndef OVIX_TOOL_PAYLOAD_LABELLED_H_
 #define OVIX_TOOL_PAYLOAD_LABELLED_H_
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,6 +24,7 @@ struct LabelProblem {
 
 struct LabelledPayload {
   Label label;
+  std::string file;                  // of the payload; empty where the label names none
   std::string bytes;                 // of the payload; empty where it could not be read
   const Descriptor* type = nullptr;  // by the gun; null where no payload has it
   std::vector<LabelProblem> problems;
@@ -34,14 +34,14 @@ struct LabelledPayload {
 };
 
 struct LabelFile {
-  std::filesystem::path path;
+  std::string name;
   bool is_listed = false;  // found in an outbox, not named by the user
 };
 
 // The labels that a user names: each alone, or all in an outbox, by the sequence numbers in
 // their names; files of other names are not the agent's. Says on standard error which outboxes are
 // empty. Throws Error where a folder cannot be read.
-std::vector<LabelFile> LabelsOf(const std::vector<std::filesystem::path>& named);
+std::vector<LabelFile> LabelsOf(const std::vector<std::string>& named);
 
 // Reads a label, and next to it the payload that it names. Nothing where it was listed and a sender
 // has taken it since. Throws Error where the file is not a label.

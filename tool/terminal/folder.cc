@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <system_error>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "terminal/error.h"
+#include "terminal/path.h"
 #include "terminal/platform.h"
 #include "terminal/unfinished.h"
 
@@ -30,8 +32,8 @@ std::string ListTitle(const std::string& kind) {
 std::set<std::string> ParentsOf(const std::set<std::string>& files) {
   std::set<std::string> parents;
   for (const std::string& file : files) {
-    for (fs::path path = fs::path(file).parent_path(); !path.empty(); path = path.parent_path()) {
-      parents.insert(path.generic_string());
+    for (fs::path path = PathOf(file).parent_path(); !path.empty(); path = path.parent_path()) {
+      parents.insert(GenericNameOf(path));
     }
   }
   return parents;
@@ -68,7 +70,7 @@ class Folder {
     for (const auto& [file, path] : written) {
       if (earlier.contains(path)) TakeRights(file, path);
     }
-    for (const std::string& parent : ParentsOf(names)) Make(folder_ / parent);
+    for (const std::string& parent : ParentsOf(names)) Make(In(parent));
     Rename(list_of_both, kList, earlier);
     is_changed_ = true;
     SyncFolder(folder_);  // on the disk before anything that only it names
@@ -84,7 +86,7 @@ class Folder {
       List(placed);
       throw;
     }
-    for (const std::string& parent : ParentsOf(both)) SyncFolder(folder_ / parent);
+    for (const std::string& parent : ParentsOf(both)) SyncFolder(In(parent));
     SyncFolder(folder_);
     Rename(written.back().first, kList, {kList});
   }
@@ -92,6 +94,9 @@ class Folder {
   bool is_changed() const { return is_changed_; }
 
  private:
+  // A file or folder in it.
+  fs::path In(const std::string& path) const { return folder_ / PathOf(path); }
+
   // The files that are there of an earlier folder of its kind, and its list. Throws Error where the
   // folder holds anything else.
   std::set<std::string> Earlier() const {
@@ -112,7 +117,7 @@ class Folder {
     }
     const std::set<std::string> parents = ParentsOf(listed);
     for (fs::recursive_directory_iterator entry(folder_), end; entry != end; ++entry) {
-      const std::string path = entry->path().lexically_relative(folder_).generic_string();
+      const std::string path = GenericNameOf(entry->path().lexically_relative(folder_));
       if (IsTemporary(path)) {
         entry.disable_recursion_pending();
         continue;
@@ -184,7 +189,7 @@ class Folder {
 
   // A file that may not be written is neither replaced nor removed.
   void CheckMayWrite(const std::string& path) const {
-    if (MayWrite(folder_ / path)) return;
+    if (MayWrite(In(path))) return;
     throw Error(name_ + ": " + path + " may not be written (" +
                 std::generic_category().message(errno) +
                 "); make it writable or name another folder, nothing was changed");
@@ -192,7 +197,7 @@ class Folder {
 
   // The mode and owner of the file that it will replace.
   void TakeRights(const fs::path& file, const std::string& path) const {
-    if (!tool::TakeRights(file, folder_ / path)) Fail(errno);
+    if (!tool::TakeRights(file, In(path))) Fail(errno);
   }
 
   // To its place in the folder: over a file that is the folder's, or to a new name, never over
@@ -200,8 +205,8 @@ class Folder {
   void Rename(const fs::path& file, const std::string& path,
               const std::set<std::string>& ours) const {
     if (ours.contains(path)) {
-      RenameOver(file, folder_ / path);
-    } else if (!RenameToNew(file, folder_ / path)) {
+      RenameOver(file, In(path));
+    } else if (!RenameToNew(file, In(path))) {
       Fail(errno);
     }
   }
@@ -214,13 +219,13 @@ class Folder {
       if (!names.contains(path)) old.insert(path);
     }
     for (const std::string& path : old) {
-      fs::remove(folder_ / path);
+      fs::remove(In(path));
       placed.erase(path);
     }
     const std::set<std::string> parents = ParentsOf(old);
     std::error_code is_not_empty;
     for (auto parent = parents.rbegin(); parent != parents.rend(); ++parent) {
-      fs::remove(folder_ / *parent, is_not_empty);
+      fs::remove(In(*parent), is_not_empty);
     }
   }
 
@@ -238,21 +243,20 @@ class Folder {
 
 }  // namespace
 
-void WriteFolder(const std::map<std::string, std::string>& files, const fs::path& out,
+void WriteFolder(const std::map<std::string, std::string>& files, const std::string& out,
                  const std::string& kind) {
-  const std::string name = out.string();
-  if (name.empty()) throw Error("the folder of the " + kind + " has no name; name one");
+  if (out.empty()) throw Error("the folder of the " + kind + " has no name; name one");
   const auto fail = [&](const std::system_error& error, bool is_changed) {
-    throw Error(name + ": cannot be written: " + error.code().message() +
+    throw Error(out + ": cannot be written: " + error.code().message() +
                 (is_changed ? "; it holds files of this run and of the one before, run it again"
                             : "; name a folder that can be, nothing was changed"));
   };
   try {
     // As it is named, without "." at its end, and after a link.
-    fs::path target = fs::weakly_canonical(fs::absolute(out)).lexically_normal();
+    fs::path target = fs::weakly_canonical(fs::absolute(PathOf(out))).lexically_normal();
     if (!target.has_filename()) target = target.parent_path();
-    if (!target.has_filename()) throw Error(name + ": is the root of a file system; name a folder");
-    Folder folder(std::move(target), name, kind);
+    if (!target.has_filename()) throw Error(out + ": is the root of a file system; name a folder");
+    Folder folder(std::move(target), out, kind);
     try {
       folder.Replace(files);
     } catch (const std::system_error& error) {

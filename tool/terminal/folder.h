@@ -2,7 +2,6 @@
 #ifndef OVIX_TOOL_TERMINAL_FOLDER_H_
 #define OVIX_TOOL_TERMINAL_FOLDER_H_
 
-#include <filesystem>
 #include <map>
 #include <string>
 
@@ -18,7 +17,7 @@ namespace ovix::tool {
 // Throws Error, with `out` as it was; only where a rename fails after others, the error says that
 // the folder holds files of both. The list names these and nothing else, and the next run replaces
 // them. After a kill or a loss of power the list can name more than is there.
-void WriteFolder(const std::map<std::string, std::string>& files, const std::filesystem::path& out,
+void WriteFolder(const std::map<std::string, std::string>& files, const std::string& out,
                  const std::string& kind);
 
 }  // namespace ovix::tool

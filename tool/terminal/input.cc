@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 
 #include "terminal/error.h"
 #include "terminal/files_read.h"
+#include "terminal/path.h"
 #include "terminal/platform.h"
 
 namespace ovix::tool {
@@ -17,9 +19,9 @@ constexpr size_t kLargestMessage = std::numeric_limits<int32_t>::max();
 
 }  // namespace
 
-Input::Input(const std::filesystem::path& file, Encoding encoding) : buffer_(kPiece) {
+Input::Input(const std::string& file, Encoding encoding) : buffer_(kPiece) {
   const bool is_standard = file.empty() || file == "-";
-  name_ = is_standard ? "standard input" : file.string();
+  name_ = is_standard ? "standard input" : file;
   if (encoding != Encoding::kBinary) decoder_.emplace(encoding, name_);
   if (is_standard) {
     static bool is_taken = false;
@@ -31,11 +33,12 @@ Input::Input(const std::filesystem::path& file, Encoding encoding) : buffer_(kPi
     stream_.reset(stdin);
     return;
   }
+  const std::filesystem::path path = PathOf(file);
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) {
+  if (std::filesystem::is_directory(path, ignored)) {
     throw Error(name_ + ": is a folder; name a file");
   }
-  stream_.reset(OpenFile(file, "rb"));
+  stream_.reset(OpenFile(path, "rb"));
   if (stream_ == nullptr) {
     throw Error(name_ + ": cannot be read (" + std::strerror(errno) + ")");
   }

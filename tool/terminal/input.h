@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -22,7 +21,7 @@ class Input {
  public:
   // Standard input for an empty path and for "-". What is written as text is read as the bytes that
   // it encodes; offsets are theirs. Throws Error, also for standard input a second time.
-  explicit Input(const std::filesystem::path& file = {}, Encoding encoding = Encoding::kBinary);
+  explicit Input(const std::string& file = {}, Encoding encoding = Encoding::kBinary);
 
   // What errors call it: the path, or "standard input".
   const std::string& name() const { return name_; }

@@ -5,11 +5,12 @@
 
 #include "terminal/error.h"
 #include "terminal/files_read.h"
+#include "terminal/path.h"
 #include "terminal/platform.h"
 
 namespace ovix::tool {
-Output::Output(const std::filesystem::path& file)
-    : file_(file == "-" ? "" : file), stream_(stdout) {
+Output::Output(const std::string& file)
+    : name_(file == "-" ? "" : file), file_(PathOf(name_)), stream_(stdout) {
   if (is_standard()) {
     NoteWritten(IdOf(stdout), "standard output");
     return;
@@ -17,16 +18,16 @@ Output::Output(const std::filesystem::path& file)
   std::error_code ignored;
   const auto status = std::filesystem::status(file_, ignored);
   if (std::filesystem::is_directory(status)) {
-    throw Error(file.string() + ": is a folder; name a file");
+    throw Error(name_ + ": is a folder; name a file");
   }
-  CheckNotRead(IdOf(file_), file_.string());
+  CheckNotRead(IdOf(file_), name_);
   // What is not a file, a device or a pipe, cannot be replaced by one, nor can the file that a
   // descriptor of this process has open ("/dev/stdout").
   if ((std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) ||
       IsOwnDescriptor(file_)) {
     stream_ = OpenFile(file_, "ab");
     if (stream_ == nullptr) Fail(std::strerror(errno));
-    NoteWritten(IdOf(file_), file_.string());
+    NoteWritten(IdOf(file_), name_);
     return;
   }
   try {
@@ -44,7 +45,7 @@ Output::~Output() {
 
 void Output::Fail(const std::string& why) const {
   if (is_standard()) throw Error("standard output: cannot be written (" + why + ")");
-  throw Error(file_.string() + ": cannot be written (" + why + "); no part of it was left");
+  throw Error(name_ + ": cannot be written (" + why + "); no part of it was left");
 }
 
 void Output::FailWrite() const {
@@ -63,7 +64,7 @@ void Output::Flush() {
 
 void Output::Finish() {
   if (replacement_) {
-    CheckNotRead(IdOf(file_), file_.string());
+    CheckNotRead(IdOf(file_), name_);
     try {
       replacement_->Finish();
     } catch (const std::system_error& error) {
@@ -78,7 +79,7 @@ void Output::Finish() {
   if (std::fclose(finished) != 0) FailWrite();
 }
 
-void WriteAll(std::string_view text, const std::filesystem::path& file) {
+void WriteAll(std::string_view text, const std::string& file) {
   Output output(file);
   output.Write(text);
   output.Finish();

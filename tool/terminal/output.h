@@ -17,7 +17,7 @@ class Output {
   // Standard output for an empty path and for "-". A regular file is replaced by Finish(), in one
   // step; a device or a pipe is written as it is. Throws Error, also where it is a file that this
   // run reads; what is read later is refused by Finish().
-  explicit Output(const std::filesystem::path& file = {});
+  explicit Output(const std::string& file = {});
   // Removes what was not finished.
   ~Output();
   Output(const Output&) = delete;
@@ -37,13 +37,14 @@ class Output {
   [[noreturn]] void Fail(const std::string& why) const;
   [[noreturn]] void FailWrite() const;
 
+  std::string name_;  // as it was given; empty for standard output
   std::filesystem::path file_;
   std::optional<Replacement> replacement_;
   FILE* stream_;
 };
 
 // Writes a whole text; the one call that most commands need.
-void WriteAll(std::string_view text, const std::filesystem::path& file = {});
+void WriteAll(std::string_view text, const std::string& file = {});
 
 }  // namespace ovix::tool
 

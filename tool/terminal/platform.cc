@@ -58,6 +58,26 @@ int TerminalWidth() {
              : 0;
 }
 
+std::string ToUtf8(std::wstring_view text) {
+  const int length = static_cast<int>(text.size());
+  const auto convert = [&](char* utf8, int size) {
+    return WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8, size, nullptr, nullptr);
+  };
+  std::string utf8(convert(nullptr, 0), '\0');
+  convert(utf8.data(), static_cast<int>(utf8.size()));
+  return utf8;
+}
+
+std::wstring ToUtf16(std::string_view text) {
+  const int length = static_cast<int>(text.size());
+  const auto convert = [&](wchar_t* utf16, int size) {
+    return MultiByteToWideChar(CP_UTF8, 0, text.data(), length, utf16, size);
+  };
+  std::wstring utf16(convert(nullptr, 0), L'\0');
+  convert(utf16.data(), static_cast<int>(utf16.size()));
+  return utf16;
+}
+
 FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
   const std::wstring wide(mode, mode + std::char_traits<char>::length(mode));
   return _wfopen(path.c_str(), wide.c_str());

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace ovix::tool {
 
@@ -24,6 +26,12 @@ bool IsTerminal(FILE* stream);
 int TerminalWidth();
 // Whether to colour what is written to standard output: on a terminal, without NO_COLOR.
 bool WantsColour();
+
+#ifdef _WIN32
+// Windows' text in UTF-8, and the other way round; what is not Unicode becomes U+FFFD.
+std::string ToUtf8(std::wstring_view text);
+std::wstring ToUtf16(std::string_view text);
+#endif
 
 // As std::fopen, for any path.
 FILE* OpenFile(const std::filesystem::path& path, const char* mode);
