@@ -33,6 +33,8 @@ test devv|2 test: 'devv' is none of dev, clang, asan and tsan
 test dev release|2 test: 'release' is none of dev, clang, asan and tsan
 test-windows --help|2 test-windows: '--help' is not known; write scripts/test-windows alone
 test-arm64 tool|2 test-arm64: 'tool' is not known; write scripts/test-arm64 alone
+bench-windows all|2 bench-windows: 'all' is not known; write scripts/bench-windows alone
+describe-abi|2 describe-abi: '' is not the name of a file; name one library that has debug information
 test-packages a.deb|2 test-packages: 'a.deb' is not known; write scripts/test-packages alone
 test-fresh 11|2 test-fresh: '11' is none of --only, --keep, --ccache, 12 and 13
 test-fresh --only|2 test-fresh: --only needs some of demo, test, windows and packages, as in --only demo,test
@@ -69,7 +71,7 @@ said=$(PATH="$work/bin:$PATH" "$tree/scripts/tidy")
 # How scripts/test-windows starts the tests, and that no server of Wine's stays, with tools that only note how they are called.
 tree="$work/windows ä"
 mkdir -p "$tree"/{scripts,build/windows}
-cp scripts/{test-windows,steps,compiler-cache} "$tree/scripts/"
+cp scripts/{test-windows,steps,compiler-cache,wine} "$tree/scripts/"
 touch "$tree"/build/windows/ovix{,-debug}.zip
 for tool in cmake cpack wineserver ctest setarch; do
   # shellcheck disable=SC2016 # for the script
@@ -86,7 +88,7 @@ cp "$work/bin/cmake" "$tree/scripts/windows-libraries"
 }
 while IFS='|' read -r refused tests calls says; do
   said=$(CALLS="$work/calls" REFUSED=$refused TESTS=$tests PATH="$work/bin:$PATH" "$tree/scripts/test-windows" 2>&1) || true
-  called=$(grep -A 9 -x 'setarch .* true' "$work/calls" | tr '\n' ';')
+  called=$({ grep -A 9 -x 'setarch .* true' "$work/calls" || true; } | tr '\n' ';')
   [[ $called = "setarch --addr-no-randomize true;$calls;wineserver --kill;" && $said = *"test-windows: $says"* && ${said##*$'\n'} = "test-windows: "* ]] ||
     { echo "scripts_test: with setarch's $refused and ctest's $tests test-windows calls '$called' and says '$said'" >&2; exit 1; }
   rm "$work/calls"
