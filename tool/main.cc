@@ -109,7 +109,14 @@ int MainOrReport(int argc, char** argv) {
 // Windows gives the arguments in UTF-16; inside, and on the way out, all text is UTF-8.
 int wmain(int argc, wchar_t** argv) {
   std::vector<std::string> arguments;
-  for (int i = 0; i < argc; ++i) arguments.push_back(ovix::tool::ToUtf8(argv[i]));
+  for (int i = 0; i < argc; ++i) {
+    arguments.push_back(ovix::tool::ToUtf8(argv[i]));
+    // Its UTF-8 is that of another name.
+    if (ovix::tool::ToUtf16(arguments.back()) != argv[i]) {
+      ovix::tool::Report(arguments.back() + ": is not Unicode; give the file another name");
+      return ovix::tool::kFailed;
+    }
+  }
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);

@@ -118,12 +118,33 @@ TEST(ToolFolder, ReplacesWhatIsItsOwnAndRefusesTheRest) {
 TEST(ToolFolder, RemovesNothingThatAListNamesElsewhere) {
   const Folder folder;
   folder.Write("mine", "m");
-  folder.Write("out/files.txt", kTitle + std::string("../mine\nold\n"));
+  folder.Write("out/files.txt", kTitle + std::string("../mine\nold\n/x\n//x/y\n/\nC:x\n"));
   folder.Write("out/old", "");
   EXPECT_EQ(Write({{"two", "2"}}, folder / "out"), "");
   EXPECT_EQ(FilesIn(folder / "out"), WithList({{"two", "2"}}, "two\n"));
   EXPECT_EQ(folder.Read("mine"), "m");
 }
+
+#ifdef _WIN32
+// The C++ library would list and write other folders.
+TEST(ToolFolder, IsRefusedWhereItWouldBeAnother) {
+  const Folder folder;
+  const struct {
+    fs::path out;
+    const char* said;
+  } cases[] = {
+      {R"(\\server\share\x)", "give the share a drive letter"},
+      {"//server/share/x", "give the share a drive letter"},
+      {folder / std::string(120, 'x') / std::string(80, 'x'), "more than 200 characters"},
+      {R"(Q:\x\y)", "cannot be written"},
+  };
+  for (const auto& c : cases) {
+    const std::string said = Write({{"one", "1"}}, c.out);
+    EXPECT_NE(said.find(c.said), std::string::npos) << c.said << " in: " << said;
+    EXPECT_EQ(FilesIn(folder.path()), Files());
+  }
+}
+#endif
 
 TEST(ToolFolder, HasAnyName) {
   const struct {

@@ -46,6 +46,22 @@ TEST(ToolOutput, LeavesItsNeighboursAlone) {
   for (const std::string& name : names) EXPECT_EQ(folder.Read(name), "{\"age\":1}") << name;
 }
 
+#ifdef _WIN32
+// In UTF-8 it would be the name of another file.
+TEST(ToolOutput, RefusesNamesThatAreNotUnicode) {
+  const Folder folder;
+  folder.Write("made", "mine");
+  std::filesystem::rename(folder / "made", folder.path() / u8"made\uFFFD");
+  const std::wstring command = FromUtf8(OVIX_TESTS_TOOL " sample BatteryHealthLog -o ").native() +
+                               (folder.path() / L"made\xD800").native() + L" 2>" +
+                               (folder / "err").native();
+  EXPECT_EQ(_wsystem(command.c_str()), 2);
+  EXPECT_NE(folder.Read("err").find("is not Unicode"), std::string::npos) << folder.Read("err");
+  EXPECT_EQ(folder.Contents().size(), 2u);
+  EXPECT_EQ(std::filesystem::file_size(folder.path() / u8"made\uFFFD"), 4u);
+}
+#endif
+
 TEST(ToolOutput, RefusesToDestroyWhatItReads) {
   const Folder folder;
   const std::string key = "a key of at least 16 bytes";

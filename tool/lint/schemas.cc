@@ -14,6 +14,7 @@
 #include "terminal/error.h"
 #include "terminal/input.h"
 #include "terminal/path.h"
+#include "terminal/platform.h"
 #include "wire/utf8.h"
 
 namespace ovix::tool::lint {
@@ -31,6 +32,7 @@ std::string TextOf(const fs::path& file) { return std::string(Input(NameOf(file)
 class Folder : public google::protobuf::compiler::SourceTree {
  public:
   explicit Folder(const std::string& name) : root_(PathOf(name)) {
+    CheckFolderName(name);
     std::error_code error;
     if (fs::is_regular_file(root_, error)) {
       throw Error(name + ": is a file; name the folder that has ovix/, the import root");
@@ -46,7 +48,7 @@ class Folder : public google::protobuf::compiler::SourceTree {
       }
     }
     if (error && error != std::errc::no_such_file_or_directory) {
-      throw Error(name + ": its schemas cannot be listed: " + error.message());
+      throw Error(name + ": its schemas cannot be listed: " + MessageOf(error));
     }
     if (texts_.empty()) {
       throw Error(name +

@@ -12,6 +12,7 @@
 #include "terminal/format.h"
 #include "terminal/input.h"
 #include "terminal/path.h"
+#include "terminal/platform.h"
 #include "terminal/report.h"
 
 namespace ovix::tool {
@@ -97,7 +98,7 @@ std::vector<LabelFile> LabelsIn(const std::string& outbox) {
     if (!std::regex_match(name, parts, form) || !entry->is_regular_file(ignored)) continue;
     found.emplace_back(std::stoll(parts[1]), NameOf(entry->path()));
   }
-  if (error) throw Error(outbox + ": cannot be read (" + error.message() + ")");
+  if (error) throw Error(outbox + ": cannot be read (" + MessageOf(error) + ")");
   std::sort(found.begin(), found.end());
   std::vector<LabelFile> labels;
   for (auto& [sequence, label] : found) labels.push_back({std::move(label), true});
@@ -151,6 +152,7 @@ std::vector<LabelFile> LabelsOf(const std::vector<std::string>& named) {
       labels.push_back({name, false});
       continue;
     }
+    CheckFolderName(name);
     const auto found = LabelsIn(name);
     if (found.empty()) Report(name + ": holds no metadata files of payloads");
     labels.insert(labels.end(), found.begin(), found.end());

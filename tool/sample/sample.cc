@@ -50,7 +50,7 @@ void SamplePayloads(const Contracts& contracts, Sampling options) {
     options.type = payload;
     Run(contracts, options, [&](const std::string& piece) { file += piece; });
   }
-  WriteFolder(files, options.output, "samples");
+  WriteFolder(files, options.output, "folder of samples");
 }
 
 }  // namespace ovix::tool

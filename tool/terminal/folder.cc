@@ -32,7 +32,9 @@ std::string ListTitle(const std::string& kind) {
 std::set<std::string> ParentsOf(const std::set<std::string>& files) {
   std::set<std::string> parents;
   for (const std::string& file : files) {
-    for (fs::path path = PathOf(file).parent_path(); !path.empty(); path = path.parent_path()) {
+    // The parent of a root is the root.
+    for (fs::path path = PathOf(file).parent_path(); path.has_relative_path();
+         path = path.parent_path()) {
       parents.insert(GenericNameOf(path));
     }
   }
@@ -155,7 +157,7 @@ class Folder {
   // A folder and those that it is in, where they do not exist.
   void Make(const fs::path& folder) {
     if (fs::exists(folder)) return;
-    Make(folder.parent_path());
+    if (folder.has_relative_path()) Make(folder.parent_path());  // the parent of a root is the root
     const SignalsHeld signals;
     if (fs::create_directory(folder)) made_.Add(folder);
   }
@@ -246,8 +248,9 @@ class Folder {
 void WriteFolder(const std::map<std::string, std::string>& files, const std::string& out,
                  const std::string& kind) {
   if (out.empty()) throw Error("the folder of the " + kind + " has no name; name one");
+  CheckFolderName(out);
   const auto fail = [&](const std::system_error& error, bool is_changed) {
-    throw Error(out + ": cannot be written: " + error.code().message() +
+    throw Error(out + ": cannot be written: " + MessageOf(error.code()) +
                 (is_changed ? "; it holds files of this run and of the one before, run it again"
                             : "; name a folder that can be, nothing was changed"));
   };

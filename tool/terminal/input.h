@@ -19,11 +19,11 @@ namespace ovix::tool {
 
 class Input {
  public:
-  // Standard input for an empty path and for "-". What is written as text is read as the bytes that
+  // Standard input for no name and for "-". What is written as text is read as the bytes that
   // it encodes; offsets are theirs. Throws Error, also for standard input a second time.
   explicit Input(const std::string& file = {}, Encoding encoding = Encoding::kBinary);
 
-  // What errors call it: the path, or "standard input".
+  // What errors call it: its name, or "standard input".
   const std::string& name() const { return name_; }
   // Bytes taken so far.
   uint64_t offset() const { return offset_; }

@@ -33,7 +33,7 @@ Output::Output(const std::string& file)
   try {
     replacement_.emplace(file_);
   } catch (const std::system_error& error) {
-    Fail(error.code().message());
+    Fail(MessageOf(error.code()));
   }
   stream_ = replacement_->stream();
 }
@@ -68,7 +68,7 @@ void Output::Finish() {
     try {
       replacement_->Finish();
     } catch (const std::system_error& error) {
-      Fail(error.code().message());
+      Fail(MessageOf(error.code()));
     }
     return;
   }

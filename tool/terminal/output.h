@@ -14,7 +14,7 @@ namespace ovix::tool {
 
 class Output {
  public:
-  // Standard output for an empty path and for "-". A regular file is replaced by Finish(), in one
+  // Standard output for no name and for "-". A regular file is replaced by Finish(), in one
   // step; a device or a pipe is written as it is. Throws Error, also where it is a file that this
   // run reads; what is read later is refused by Finish().
   explicit Output(const std::string& file = {});

@@ -13,11 +13,15 @@ namespace ovix::tool {
 std::filesystem::path PathOf(std::string_view name);
 
 // The name of a path, as the system writes it. What is not Unicode in a name on Windows becomes
-// U+FFFD, so that such a file can be reported but not opened by its name.
+// U+FFFD, by which a file can be reported, but not opened.
 std::string NameOf(const std::filesystem::path& path);
 
 // The same with / between its parts on every system.
 std::string GenericNameOf(const std::filesystem::path& path);
+
+// Throws Error for the name of a folder that the library of MinGW takes for another one where it
+// lists or makes folders: of a share, or too long. Accepts every name on other systems.
+void CheckFolderName(const std::string& name);
 
 }  // namespace ovix::tool
 

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -66,6 +68,17 @@ std::string ToUtf8(std::wstring_view text) {
   std::string utf8(convert(nullptr, 0), '\0');
   convert(utf8.data(), static_cast<int>(utf8.size()));
   return utf8;
+}
+
+std::string MessageOf(const std::error_code& error) {
+  if (error.category() != std::system_category()) return error.message();
+  wchar_t words[512] = {};
+  FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                 static_cast<DWORD>(error.value()), 0, words, static_cast<DWORD>(std::size(words)),
+                 nullptr);
+  std::string message = ToUtf8(words);
+  while (!message.empty() && std::strchr("\r\n. ", message.back()) != nullptr) message.pop_back();
+  return message.empty() ? "error " + std::to_string(error.value()) : message;
 }
 
 std::wstring ToUtf16(std::string_view text) {
@@ -173,6 +186,8 @@ std::optional<size_t> ReadSome(FILE* stream, char* buffer, size_t size) {
   if (read < 0) return std::nullopt;
   return static_cast<size_t>(read);
 }
+
+std::string MessageOf(const std::error_code& error) { return error.message(); }
 
 bool IsTerminal(FILE* stream) { return isatty(fileno(stream)) != 0; }
 

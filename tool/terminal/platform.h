@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace ovix::tool {
 
@@ -26,6 +27,10 @@ bool IsTerminal(FILE* stream);
 int TerminalWidth();
 // Whether to colour what is written to standard output: on a terminal, without NO_COLOR.
 bool WantsColour();
+
+// What an error of the system is called. On Windows the library's own words are in another
+// encoding.
+std::string MessageOf(const std::error_code& error);
 
 #ifdef _WIN32
 // Windows' text in UTF-8, and the other way round; what is not Unicode becomes U+FFFD.
