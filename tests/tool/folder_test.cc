@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "support/folder.h"
+#include "support/tool.h"
 #include "terminal/error.h"
 #include "terminal/platform.h"
 
@@ -125,6 +126,13 @@ TEST(ToolFolder, RemovesNothingThatAListNamesElsewhere) {
   EXPECT_EQ(folder.Read("mine"), "m");
 }
 
+TEST(ToolFolder, KnowsItsFoldersHoweverTheListSpellsThem) {
+  const Folder folder;
+  folder.Write("out/files.txt", kTitle + std::string("a//b/c\n"));
+  fs::create_directories(folder / "out/a/b");
+  EXPECT_EQ(Write({{"two", "2"}}, folder / "out"), "");
+}
+
 #ifdef _WIN32
 // The C++ library would list and write other folders.
 TEST(ToolFolder, IsRefusedWhereItWouldBeAnother) {
@@ -142,6 +150,12 @@ TEST(ToolFolder, IsRefusedWhereItWouldBeAnother) {
     const std::string said = Write({{"one", "1"}}, c.out);
     EXPECT_NE(said.find(c.said), std::string::npos) << c.said << " in: " << said;
     EXPECT_EQ(FilesIn(folder.path()), Files());
+  }
+  const fs::path there = folder / std::string(140, 'y');
+  fs::create_directories(there);
+  for (const std::string command : {"check", "lint"}) {
+    const ProgramRun run = RunTool(folder, command + " \"" + Utf8(there) + "\"");
+    EXPECT_NE(run.errors.find("more than 200 characters"), std::string::npos) << run.errors;
   }
 }
 #endif

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "terminal/error.h"
 #include "terminal/files_read.h"
@@ -9,29 +10,29 @@
 #include "terminal/platform.h"
 
 namespace ovix::tool {
-Output::Output(const std::string& file)
-    : name_(file == "-" ? "" : file), file_(PathOf(name_)), stream_(stdout) {
+Output::Output(const std::string& file) : name_(file == "-" ? "" : file), stream_(stdout) {
   if (is_standard()) {
     NoteWritten(IdOf(stdout), "standard output");
     return;
   }
+  const std::filesystem::path path = PathOf(name_);
   std::error_code ignored;
-  const auto status = std::filesystem::status(file_, ignored);
+  const auto status = std::filesystem::status(path, ignored);
   if (std::filesystem::is_directory(status)) {
     throw Error(name_ + ": is a folder; name a file");
   }
-  CheckNotRead(IdOf(file_), name_);
+  CheckNotRead(IdOf(path), name_);
   // What is not a file, a device or a pipe, cannot be replaced by one, nor can the file that a
   // descriptor of this process has open ("/dev/stdout").
   if ((std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) ||
-      IsOwnDescriptor(file_)) {
-    stream_ = OpenFile(file_, "ab");
+      IsOwnDescriptor(path)) {
+    stream_ = OpenFile(path, "ab");
     if (stream_ == nullptr) Fail(std::strerror(errno));
-    NoteWritten(IdOf(file_), name_);
+    NoteWritten(IdOf(path), name_);
     return;
   }
   try {
-    replacement_.emplace(file_);
+    replacement_.emplace(path);
   } catch (const std::system_error& error) {
     Fail(MessageOf(error.code()));
   }
@@ -64,7 +65,7 @@ void Output::Flush() {
 
 void Output::Finish() {
   if (replacement_) {
-    CheckNotRead(IdOf(file_), name_);
+    CheckNotRead(IdOf(PathOf(name_)), name_);
     try {
       replacement_->Finish();
     } catch (const std::system_error& error) {

@@ -3,7 +3,6 @@
 #define OVIX_TOOL_TERMINAL_OUTPUT_H_
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,14 +30,13 @@ class Output {
   // Everything is out, and the file in its place. Throws Error; the file is then as it was.
   void Finish();
 
-  bool is_standard() const { return file_.empty(); }
+  bool is_standard() const { return name_.empty(); }
 
  private:
   [[noreturn]] void Fail(const std::string& why) const;
   [[noreturn]] void FailWrite() const;
 
   std::string name_;  // as it was given; empty for standard output
-  std::filesystem::path file_;
   std::optional<Replacement> replacement_;
   FILE* stream_;
 };

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -70,17 +69,6 @@ std::string ToUtf8(std::wstring_view text) {
   return utf8;
 }
 
-std::string MessageOf(const std::error_code& error) {
-  if (error.category() != std::system_category()) return error.message();
-  wchar_t words[512] = {};
-  FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                 static_cast<DWORD>(error.value()), 0, words, static_cast<DWORD>(std::size(words)),
-                 nullptr);
-  std::string message = ToUtf8(words);
-  while (!message.empty() && std::strchr("\r\n. ", message.back()) != nullptr) message.pop_back();
-  return message.empty() ? "error " + std::to_string(error.value()) : message;
-}
-
 std::wstring ToUtf16(std::string_view text) {
   const int length = static_cast<int>(text.size());
   const auto convert = [&](wchar_t* utf16, int size) {
@@ -89,6 +77,17 @@ std::wstring ToUtf16(std::string_view text) {
   std::wstring utf16(convert(nullptr, 0), L'\0');
   convert(utf16.data(), static_cast<int>(utf16.size()));
   return utf16;
+}
+
+std::string MessageOf(const std::error_code& error) {
+  if (error.category() != std::system_category()) return error.message();
+  wchar_t words[512] = {};
+  FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                 static_cast<DWORD>(error.value()), 0, words, static_cast<DWORD>(std::size(words)),
+                 nullptr);
+  std::string message = ToUtf8(words);
+  message.erase(message.find_last_not_of("\r\n. ") + 1);
+  return message.empty() ? "error " + std::to_string(error.value()) : message;
 }
 
 FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
