@@ -54,8 +54,8 @@ std::map<std::string, std::string> Sections(const std::string& expected) {
 class Machines : public testing::TestWithParam<const char*> {};
 
 TEST_P(Machines, AreCollectedFieldByField) {
-  std::ifstream file(SourceFile("tests/agent/machines") / (std::string(GetParam()) + ".txt"));
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const std::string text =
+      ReadFile(SourceFile("tests/agent/machines") / (std::string(GetParam()) + ".txt"));
 #ifdef _WIN32
   if (text.find(" -> ") != std::string::npos) GTEST_SKIP() << "symbolic links are not Windows' way";
 #endif

@@ -124,8 +124,7 @@ using Files = std::map<std::string, std::string>;
 Files ReadFiles(const path& folder) {
   Files files;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    std::ifstream file(entry.path(), std::ios::binary);
-    files[Utf8(entry.path().filename())] = {std::istreambuf_iterator<char>(file), {}};
+    files[Utf8(entry.path().filename())] = ReadFile(entry.path());
   }
   return files;
 }
@@ -333,9 +332,9 @@ class StoreFaults : public testing::TestWithParam<Scenario> {
     } else if (!(may_be_done && found == after_) && !between_.contains(found)) {
       EXPECT_EQ(found, before_) << "refused, but there: " << last_error_;
     }
-    const Files files = ReadFiles(folder_.path());
     for (const auto& [name, bytes] : template_) {
       if (bytes != kRubbish) continue;
+      const Files files = ReadFiles(folder_.path());
       EXPECT_TRUE(std::any_of(files.begin(), files.end(), [](const auto& file) {
         return file.second == kRubbish;
       })) << "what was damaged is gone";

@@ -4,10 +4,11 @@
 
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <set>
 #include <utility>
+
+#include "support/folder.h"
 
 namespace ovix::tests {
 namespace {
@@ -199,10 +200,9 @@ void FaultVfs::Arm(const Fault& fault) {
   live_.clear();
   if (fault.kind != Fault::Kind::kPowerLoss) return;
   for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-    std::ifstream file(entry.path(), std::ios::binary);
     auto content = std::make_shared<Content>();
     content->inode = InodeOf(entry.path());
-    content->synced = {std::istreambuf_iterator<char>(file), {}};
+    content->synced = ReadFile(entry.path());
     live_[entry.path()] = content;
   }
   synced_ = live_;

@@ -6,13 +6,21 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include "support/names.h"
 
 namespace ovix::tests {
+
+// All that is in a file. (Byte by byte it would take most of the time of some tests.)
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return std::move(content).str();
+}
 
 class Folder {
  public:
@@ -38,18 +46,14 @@ class Folder {
     std::filesystem::create_directories((path_ / name).parent_path());
     std::ofstream(path_ / name, std::ios::binary) << content;
   }
-  std::string Read(const std::string& name) const {
-    std::ifstream file(path_ / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  std::string Read(const std::string& name) const { return ReadFile(path_ / name); }
   // Every file with the size and a hash of its content, to see that a failure left all as it was.
   std::map<std::string, std::string> Contents() const {
     std::map<std::string, std::string> contents;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) {
       std::error_code ignored;  // of links that lead nowhere
       if (!entry.is_regular_file(ignored)) continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      const std::string content = {std::istreambuf_iterator<char>(file), {}};
+      const std::string content = ReadFile(entry.path());
       contents[Utf8(entry.path().filename())] = std::to_string(content.size()) + " bytes, hash " +
                                                 std::to_string(std::hash<std::string>()(content));
     }
@@ -66,8 +70,7 @@ inline std::map<std::string, std::string> FilesIn(const std::filesystem::path& f
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string name = Utf8(entry.path().lexically_relative(folder).generic_u8string());
     if (!entry.is_directory()) {
-      std::ifstream file(entry.path(), std::ios::binary);
-      files[name] = std::string(std::istreambuf_iterator<char>(file), {});
+      files[name] = ReadFile(entry.path());
     } else if (std::filesystem::is_empty(entry.path())) {
       files[name + "/"] = "";
     }

@@ -171,11 +171,8 @@ TEST(Catalogue, CallsAMessageOfOthersASubMessage) {
 
 // The classes are defined once, in docs/contracts.md, and shown elsewhere.
 TEST(Catalogue, SaysOfTheClassesWhatTheDocsSay) {
-  const auto read = [](const char* page) {
-    std::ifstream file(SourceFile("docs") / page);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
-  const std::string defined = read("contracts.md"), carried = read("privacy.md");
+  const std::string defined = ReadFile(SourceFile("docs/contracts.md"));
+  const std::string carried = ReadFile(SourceFile("docs/privacy.md"));
   const std::string list = tool::CataloguePages(Contracts::Installed()).at("privacy.html");
   for (const tool::Privacy privacy : tool::PrivacyClasses()) {
     const std::string begin = std::string("\n| `") + tool::PrivacyText(privacy) + "` | ";

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <regex>
@@ -126,8 +125,7 @@ TEST(DiffRules, AreThoseOfBufButForWhatIsDocumented) {
   folder.Write("new.binpb", Compiled(folder, newer).SerializeAsString());
   const auto differences = ComparedPairs(folder);
   const std::set<size_t> wire = BrokenForBuf(folder, "WIRE"), any = BrokenForBuf(folder, "FILE");
-  std::ifstream file(SourceFile("docs/compatibility.md"));
-  const std::string page = OneLine({std::istreambuf_iterator<char>(file), {}});
+  const std::string page = OneLine(ReadFile(SourceFile("docs/compatibility.md")));
   for (size_t i = 0; i < pairs.size(); ++i) {
     SCOPED_TRACE(pairs[i].name);
     unsigned breaks = tool::kSafe;

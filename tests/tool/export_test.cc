@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -354,10 +353,7 @@ TEST(ToolExport, WritesOneOrAFolderOfAll) {
 TEST(ToolExport, RefusesWhatItCannotExport) {
   const Folder folder;
   const std::string set = " --contracts \"" OVIX_TESTS_EXPORT_SET "\"";
-  folder.Write("set.binpb", [] {
-    std::ifstream file(FromUtf8(OVIX_TESTS_EXPORT_SET), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }());
+  folder.Write("set.binpb", ReadFile(FromUtf8(OVIX_TESTS_EXPORT_SET)));
   for (const auto& [name, database, type] : std::vector<std::array<std::string, 3>>{
            {"outside.binpb", "../outside", "Historical"}, {"type.binpb", "Events", "Sometimes"}}) {
     auto changed = DescriptorSet();

@@ -6,15 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
 
 #include "contracts/contracts.h"
 #include "diff/compare.h"
-#include "support/names.h"
+#include "support/folder.h"
 
 namespace ovix::tests {
 namespace {
@@ -215,8 +213,7 @@ TEST(Facts, AUnitByItsNameIsPromisedByAReleaseThatStatesFacts) {
 
 // docs/contracts.md between two of its headings.
 std::string Section(const std::string& begin, const std::string& end) {
-  std::ifstream file(SourceFile("docs/contracts.md"));
-  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const std::string page = ReadFile(SourceFile("docs/contracts.md"));
   const size_t from = page.find("\n" + begin + "\n"), to = page.find("\n" + end + "\n");
   EXPECT_LT(from, to) << begin;
   EXPECT_NE(to, std::string::npos) << end;

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -356,8 +354,7 @@ TEST(ToolLint, FindsNothingInTheContracts) {
 
 TEST(ToolLint, ThePageListsTheRules) {
   const Folder folder;
-  std::ifstream file(kRoot + "/docs/tool.md");
-  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const std::string page = ReadFile(SourceFile("docs/tool.md"));
   size_t at = page.find("\n## lint\n");
   ASSERT_NE(at, std::string::npos);
   const std::string printed = RunTool(folder, "lint --rules").output;

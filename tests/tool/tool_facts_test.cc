@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 
@@ -234,8 +232,7 @@ TEST(ToolPrivacy, ListsTheFieldsOfEachClassAndWhereTheyTravel) {
 
 TEST(ToolPrivacy, IsWhatThePageSays) {
   const Folder folder;
-  std::ifstream file(SourceFile("docs/privacy.md"));
-  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const std::string page = ReadFile(SourceFile("docs/privacy.md"));
   const std::string table = RunTool(folder, "privacy --payloads --format markdown").output;
   const size_t at = page.find("\n\n" + table), end = at + 2 + table.size();
   EXPECT_TRUE(at != std::string::npos && (end == page.size() || page[end] == '\n'))

@@ -637,10 +637,7 @@ TEST(ToolHelp, IsInTheManPageAndInTheCompletionAndTheDocs) {
   const Folder folder;
   const std::string man = RunTool(folder, "describe --as man").output;
   const std::string commands_completed = RunTool(folder, "complete \"\"").output;
-  const std::string page = [] {
-    std::ifstream file(SourceFile("docs/tool.md"));
-    return std::string{std::istreambuf_iterator<char>(file), {}};
-  }();
+  const std::string page = ReadFile(SourceFile("docs/tool.md"));
   const auto without_escapes = [](std::string text) {
     std::erase(text, '\\');
     return text;
