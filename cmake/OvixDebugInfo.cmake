@@ -10,12 +10,9 @@ endif()
 add_library(ovix-debug-info INTERFACE)
 target_link_libraries(ovix-hardening INTERFACE ovix-debug-info)
 add_library(ovix-debug-types INTERFACE)
-if(OVIX_DEBUG_INFO STREQUAL "FULL")
-  # The tool's types would take up to a third of the time of compiling a file of it, and nothing reads them.
-  target_compile_options(ovix-debug-info INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g1>)
-  target_compile_options(ovix-debug-types INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
-elseif(OVIX_DEBUG_INFO STREQUAL "LINES")
-  # For packages: paths from the root of the source or of the build, without the folders of the machine that builds.
+if(NOT OVIX_DEBUG_INFO STREQUAL "OFF")
+  # Paths from the root of the source or of the build: packages do not have the folders of the machine that builds, and a compiler
+  # cache serves every build folder.
   set(maps "${PROJECT_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=.")
   foreach(target IN ITEMS protobuf::libprotobuf CLI11::CLI11)
     if(TARGET ${target})
@@ -30,4 +27,8 @@ elseif(OVIX_DEBUG_INFO STREQUAL "LINES")
   list(TRANSFORM maps PREPEND "-ffile-prefix-map=")
   target_compile_options(ovix-debug-info INTERFACE
     "$<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g1;${maps}>")
+endif()
+if(OVIX_DEBUG_INFO STREQUAL "FULL")
+  # The tool's types would take up to a third of the time of compiling a file of it, and nothing reads them.
+  target_compile_options(ovix-debug-types INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-g>)
 endif()

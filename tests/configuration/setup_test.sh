@@ -21,7 +21,7 @@ fake() { # NAME SCRIPT
 }
 # shellcheck disable=SC2016 # for the fakes
 {
-  for tool in g++ cmake ninja pkg-config protoc abidw chromium clang++ clang-format clang-tidy fish zsh git shellcheck xz node npm readelf; do
+  for tool in g++ cmake ninja pkg-config protoc abidw ccache chromium clang++ clang-format clang-tidy fish zsh git shellcheck xz node npm readelf; do
     fake $tool 'echo "version 99.1"'
   done
   fake sleep 'echo "sleep $*" >>"$CALLS"; rm -f "$LOCKED"'
