@@ -18,16 +18,11 @@ endforeach()
 # Wine takes names of files and the words of a command line as the locale says.
 set(wine_environment
   "LC_ALL=C.UTF-8" "WINEDEBUG=-all" "WINEDLLOVERRIDES=mscoree,mshtml=" "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=${wine_path}")
-foreach(test IN ITEMS library-tests agent-tests tool-tests)
+foreach(test IN ITEMS library-tests agent-tests tool-tests-1 tool-tests-2)
   if(TEST ${test})
     set_tests_properties(${test} PROPERTIES ENVIRONMENT "${wine_environment}" TIMEOUT 900)
   endif()
 endforeach()
-
-# The longest, first.
-if(TEST tool-tests)
-  set_tests_properties(tool-tests PROPERTIES COST 1000)
-endif()
 
 # The same for scripts that call Wine themselves.
 string(REPLACE "\\;" ";" plain_wine_path "${wine_path}")
