@@ -30,6 +30,13 @@ std::vector<std::string> Names(const Folder& folder) {
   return names;
 }
 
+TEST(ToolOutput, IsStandardOutputByTheNameOfMinus) {
+  const Folder folder;
+  folder.Write("age", "{\"age\":1}");
+  EXPECT_EQ(RunTool(folder, "encode BatteryHealthLog " + Quoted(folder, "age") + " -o -").output,
+            kAge1);
+}
+
 TEST(ToolOutput, LeavesItsNeighboursAlone) {
   const Folder folder;
   const std::vector<std::string> names = {".made.part", ".made.tmp", "made.part", "made.tmp"};
