@@ -1,8 +1,10 @@
-// A folder of a test's own, gone when the test is.
+// A folder of a test's own, gone when the test is. Each process has others, so that two runs do not
+// disturb each other.
 #ifndef OVIX_TESTS_SUPPORT_FOLDER_H_
 #define OVIX_TESTS_SUPPORT_FOLDER_H_
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -28,13 +30,15 @@ class Folder {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(test->test_suite_name()) + "." + test->name();
     for (char& c : name) c = c == '/' ? '_' : c;
-    path_ = std::filesystem::temp_directory_path() / u8"ovix-tests-Łódź-😀" / name;
+    path_ = std::filesystem::temp_directory_path() /
+            FromUtf8("ovix-tests-Łódź-😀-" + std::to_string(getpid())) / name;
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
   }
   ~Folder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove(path_.parent_path(), ignored);
   }
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
