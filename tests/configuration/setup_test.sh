@@ -73,6 +73,7 @@ without apt-get "no apt" 1 "  g++                            compiles the librar
 check "skipped" 0 "" "" OVIX_SETUP=skip ABSENT="ninja-build zlib1g-dev"
 without ninja "skipped, but missing" 1 "ninja was not found (runs the build); install what is missing (Debian: apt-get install ninja-build)" "" \
   OVIX_SETUP=skip ABSENT=ninja-build
+without ccache "skipped, without what is not missed" 0 "" "" OVIX_SETUP=skip
 check "no network" 1 "apt-get failed: E: Unable to fetch some archives; check the network, its proxy and the disk" "apt-get install" \
   ABSENT=zlib1g-dev FAILS="E: Unable to fetch some archives"
 touch "$work/locked"
