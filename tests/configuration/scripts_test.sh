@@ -23,15 +23,30 @@ END
 mapfile -t unsaid < <(grep -lE "^trap '.*end_steps" "${scripts[@]}" | xargs -d '\n' grep -L '^passed=')
 [ ${#unsaid[@]} = 0 ] || { echo "scripts_test: ${unsaid[*]} never says that all passed; set passed in the last line" >&2; exit 1; }
 
+# An exported CDPATH leads a `cd` of a relative folder elsewhere.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$work/elsewhere"/{scripts,.ci}
+# shellcheck disable=SC2016 # the text of a script
+mapfile -t led < <(grep -lF 'cd "$(dirname "$0")/..' "${scripts[@]}" | grep -v '^tests/' | xargs -d '\n' grep -L '^unset CDPATH$')
+[ ${#led[@]} = 0 ] || { echo "scripts_test: ${led[*]} can be led elsewhere; write unset CDPATH before cd" >&2; exit 1; }
 while IFS='|' read -r command expected; do
   ended=0
   # shellcheck disable=SC2086 # words
-  said=$(OVIX_SETUP=refused timeout 20 scripts/$command 2>&1 </dev/null) || ended=$?
+  said=$(CDPATH="$work/elsewhere" OVIX_SETUP=refused timeout 20 scripts/$command 2>&1 </dev/null) || ended=$?
   [ "$ended $said" = "$expected" ] || { echo "scripts_test: scripts/$command ended with and said '$ended $said', not '$expected'" >&2; exit 1; }
 done <<'END'
 test devv|2 test: 'devv' is none of dev, clang, asan and tsan
 test dev release|2 test: 'release' is none of dev, clang, asan and tsan
 test-windows --help|2 test-windows: '--help' is not known; write scripts/test-windows alone
+../.ci/run --help|2 ci: '--help' is not known; write scripts/../.ci/run alone
+windows-libraries all|2 windows-libraries: 'all' is not known; write scripts/windows-libraries alone
+arm64-libraries --help|2 arm64-libraries: '--help' is not known; write scripts/arm64-libraries alone
+build-fleet --help|2 build-fleet: '--help' is an option, and there are none; name a command, or nothing
+bench-fleet --payloads|2 bench-fleet: '--payloads' is not --payloads N or --workers N, each with a number
+tidy library/src/utf8.cc absent.cc|2 tidy: 'absent.cc' is not a file; name one as from the root of this tree
+check-contracts --all|2 check-contracts: unrecognized arguments: --all; see check-contracts --help
+planted-faults --all|2 planted-faults: unrecognized arguments: --all; see planted-faults --help
 test-arm64 tool|2 test-arm64: 'tool' is not known; write scripts/test-arm64 alone
 bench-windows all|2 bench-windows: 'all' is not known; write scripts/bench-windows alone
 describe-abi|2 describe-abi: '' is not the name of a file; name one library that has debug information
@@ -45,6 +60,7 @@ test-installed ../bookworm a.deb|2 test-installed: '../bookworm' is not a suite 
 test-installed bookworm absent.deb|2 test-installed: 'absent.deb' is not a Debian package; name files that scripts/test-packages made, build/release/*.deb
 test-installed bookworm README.md|2 test-installed: 'README.md' is not a Debian package; name files that scripts/test-packages made, build/release/*.deb
 test-fleet many|2 test-fleet: 'many' is not a number of payloads; name one like 100000
+test-fleet 5 6|2 test-fleet: '5 6' is not a number of payloads; name one like 100000
 bare-system make bookworm|1 bare-system: write make SUITE FOLDER, run FOLDER USER COMMAND..., put FOLDER TARGET FILE... or remove FOLDER
 demo --help|2 demo: '--help' is an option, and there are none; name a folder, or ./--help
 demo-windows --help|2 demo-windows: '--help' is an option, and there are none; name a folder, or ./--help
@@ -55,8 +71,6 @@ fuzz 5 json jsn|2 fuzz: there is no fuzzer jsn; there are json, message, store, 
 END
 
 # All that scripts/tidy looks at, where the folder has characters that mean something to a pattern.
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 tree="$work/c++ [1]/ä"
 mkdir -p "$tree"/{scripts,build/tidy,tests/configuration} "$work/bin"
 cp scripts/tidy "$tree/scripts/"
@@ -98,9 +112,28 @@ done <<'END'
 0|8|setarch --addr-no-randomize ctest --preset windows;ctest --preset windows|FAILED after
 END
 
-# What gets packages of Debian's says so where there is no Debian.
+# A compiler cache that is missing or does not work is not used, also where a build folder was configured with it.
 mkdir "$work/other"
-for tool in bash basename cat cut dirname env flock find id mkdir mktemp realpath rm; do ln -s "$(type -P $tool)" "$work/other/$tool"; done
+for tool in true bash basename cat cut dirname env flock find id mkdir mktemp realpath rm; do ln -s "$(type -P $tool)" "$work/other/$tool"; done
+# shellcheck disable=SC2016 # the text of a script
+mapfile -t kept < <(grep -l '^\. scripts/compiler-cache$' scripts/* 2>/dev/null | xargs grep -nE '\bcmake (--preset|-G|-S)' | grep -vF ' "${launcher[@]}"')
+[ ${#kept[@]} = 0 ] || { echo "scripts_test: ${kept[*]}: keeps a launcher that may be gone; write \"\${launcher[@]}\"" >&2; exit 1; }
+while IFS='|' read -r ccache variable expected; do
+  printf '#!/bin/sh\n%s\n' "$ccache" >"$work/bin/ccache"
+  chmod +x "$work/bin/ccache"
+  [ -n "$ccache" ] || rm "$work/bin/ccache"
+  # shellcheck disable=SC2016 # for the shell in there
+  said=$(env -u CMAKE_CXX_COMPILER_LAUNCHER "$variable" PATH="$work/bin:$work/other" CXX=true bash -euc '. scripts/compiler-cache; echo "${launcher[@]}"' 2>&1 | xargs)
+  [ "$said" = "$expected" ] || { echo "scripts_test: with the cache '$ccache' and $variable scripts/compiler-cache says '$said'" >&2; exit 1; }
+done <<'END'
+exec "$@"|A=1|-D CMAKE_CXX_COMPILER_LAUNCHER=ccache
+exec "$@"|CMAKE_CXX_COMPILER_LAUNCHER=other|-D CMAKE_CXX_COMPILER_LAUNCHER=other
+|A=1|-D CMAKE_CXX_COMPILER_LAUNCHER=
+echo no folder; echo more; exit 1|A=1|ccache does not work and is not used: no folder -D CMAKE_CXX_COMPILER_LAUNCHER=
+exit 1|A=1|ccache does not work and is not used: exit code 1 -D CMAKE_CXX_COMPILER_LAUNCHER=
+END
+
+# What gets packages of Debian's says so where there is no Debian.
 mkdir -p "$work/tree"
 cp -r scripts "$work/tree/"
 while IFS='|' read -r command expected; do
