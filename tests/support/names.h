@@ -25,17 +25,18 @@ inline std::filesystem::path SourceFile(std::string_view path) {
   return FromUtf8(OVIX_TESTS_SOURCE_ROOT) / path;
 }
 
-// As std::system() and popen() for reading.
+// As std::system() and popen() for reading. The shell of Windows removes the first and the last
+// quote of a command, so that it gets two more.
 inline int RunCommand(const std::string& command) {
 #ifdef _WIN32
-  return _wsystem(FromUtf8(command).c_str());
+  return _wsystem(FromUtf8("\"" + command + "\"").c_str());
 #else
   return std::system(command.c_str());
 #endif
 }
 inline FILE* OpenCommand(const std::string& command) {
 #ifdef _WIN32
-  return _wpopen(FromUtf8(command).c_str(), L"r");
+  return _wpopen(FromUtf8("\"" + command + "\"").c_str(), L"r");
 #else
   return popen(command.c_str(), "r");
 #endif

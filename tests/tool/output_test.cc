@@ -59,9 +59,9 @@ TEST(ToolOutput, RefusesNamesThatAreNotUnicode) {
   const Folder folder;
   folder.Write("made", "mine");
   std::filesystem::rename(folder / "made", folder.path() / u8"made\uFFFD");
-  const std::wstring command = FromUtf8(OVIX_TESTS_TOOL " sample BatteryHealthLog -o ").native() +
-                               (folder.path() / L"made\xD800").native() + L" 2>" +
-                               (folder / "err").native();
+  const std::wstring command =
+      FromUtf8("\"" OVIX_TESTS_TOOL " sample BatteryHealthLog -o ").native() +
+      (folder.path() / L"made\xD800").native() + L" 2>" + (folder / "err").native() + L"\"";
   EXPECT_EQ(_wsystem(command.c_str()), 2);
   EXPECT_NE(folder.Read("err").find("is not Unicode"), std::string::npos) << folder.Read("err");
   EXPECT_EQ(folder.Contents().size(), 2u);
