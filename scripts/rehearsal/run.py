@@ -1,6 +1,7 @@
 """Runs commands, with what they say in a file for each step."""
 
 import contextlib
+import functools
 import os
 import re
 import signal
@@ -25,10 +26,18 @@ class Runner:
             log.write(f"$ {' '.join(command)}\n")
             log.flush()
             start = log.seek(0, os.SEEK_END)
-            # In a group of its own: what a command has started ends with it.
-            with subprocess.Popen(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
-                                  stdout=log, stderr=subprocess.STDOUT, start_new_session=True) as process:
+            # In a group of its own: what a command has started ends with it. Signals that end this wait until its process is known.
+            unblocked = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGHUP, signal.SIGINT, signal.SIGTERM})
+            unblock = functools.partial(signal.pthread_sigmask, signal.SIG_SETMASK, unblocked)
+            try:
+                process = subprocess.Popen(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
+                                           stdout=log, stderr=subprocess.STDOUT, start_new_session=True, preexec_fn=unblock)
+            except BaseException:
+                unblock()
+                raise
+            with process:
                 try:
+                    unblock()
                     ended = process.wait()
                 except BaseException:
                     with contextlib.suppress(ProcessLookupError):

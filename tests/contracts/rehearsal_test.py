@@ -90,10 +90,23 @@ def run(folder, command):
     Runner(folder, os.path.join(folder, "log"))(["bash", "-c", command])
 
 
-def ended_from_outside(folder):
+# Ends the rehearsal before it has the command's process, which runs by then.
+END_WHILE_STARTING = """
+start = subprocess.Popen.__init__
+def start_and_end(*words, **options):
+    start(*words, **options)
+    while not os.path.exists("started"):
+        time.sleep(0.01)
+    os.kill(os.getpid(), signal.SIGTERM)
+subprocess.Popen.__init__ = start_and_end
+"""
+
+
+def ended_from_outside(folder, first=""):
     """What a command has started is gone when the rehearsal is ended."""
-    code = (f"import signal, sys\nsys.path.insert(0, {os.path.join(ROOT, 'scripts')!r})\nfrom rehearsal.run import Runner\n"
-            "signal.signal(signal.SIGTERM, signal.default_int_handler)\n"
+    code = ("import os, signal, subprocess, sys, time\n"
+            f"sys.path.insert(0, {os.path.join(ROOT, 'scripts')!r})\nfrom rehearsal.run import Runner\n"
+            f"signal.signal(signal.SIGTERM, signal.default_int_handler)\n{first}"
             "Runner('.', 'log')(['bash', '-c', 'sleep 60 & echo $! >pid; mv pid started; wait'])\n")
     rehearsal = subprocess.Popen([sys.executable, "-B", "-c", code], cwd=folder, stderr=subprocess.DEVNULL)
     started = os.path.join(folder, "started")
@@ -123,6 +136,7 @@ CASES = [
     ("a test that fails", lambda folder: run(folder, "printf 'FAILED:\\n\\t  3 - dll (Failed)\\n\\t 12 - zip (Timeout)\\nErrors\\n'; exit 8"),
      "ended with 8, not 0; of the tests failed: dll, zip"),
     ("ended from outside", ended_from_outside, None),
+    ("ended while it starts a command", lambda folder: ended_from_outside(folder, END_WHILE_STARTING), None),
 ]
 
 
