@@ -10,6 +10,7 @@
 #include "lint/rules.h"
 #include "lint/schemas.h"
 #include "support/folder.h"
+#include "support/names.h"
 #include "support/tool.h"
 
 namespace ovix::tests {
@@ -26,10 +27,10 @@ const std::string kFan = kContracts + "storage/device/fan.proto";
 
 // Puts a small tree of contracts, which has no finding, into the folder.
 void WriteTree(const Folder& folder) {
-  fs::copy(kRoot + "/tests/contracts/ovix", folder / "ovix", fs::copy_options::recursive);
+  fs::copy(SourceFile("tests/contracts/ovix"), folder / "ovix", fs::copy_options::recursive);
   for (const char* name : {"storage/storage_options.proto", "storage/state_change_utils.proto",
                            "upload/upload_options.proto"}) {
-    fs::copy_file(kRoot + "/" + kContracts + name, folder / (kContracts + name));
+    fs::copy_file(SourceFile(kContracts + name), folder / (kContracts + name));
   }
 }
 
@@ -337,7 +338,7 @@ TEST(ToolLint, SaysWhatItCannotCheck) {
 TEST(ToolLint, FindsNothingInTheContracts) {
   const Folder folder;
   std::string newest;
-  for (const auto& entry : fs::directory_iterator(kRoot + "/compat")) {
+  for (const auto& entry : fs::directory_iterator(SourceFile("compat"))) {
     const std::string name = Utf8(entry.path().filename());
     if (entry.is_directory() && name > newest) newest = name;
   }
