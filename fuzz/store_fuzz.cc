@@ -2,9 +2,9 @@
 // gives it back, or refuses with its own error; a damaged file is an error too, never a crash.
 #include <filesystem>
 #include <fstream>
-#include <random>
 
 #include "contracts.h"
+#include "folder.h"
 #include "store/store.h"
 
 namespace {
@@ -34,17 +34,13 @@ const std::vector<const Message*>& Tables() {
   return *prototypes;
 }
 
-// An empty folder for this run, in memory where the system has such.
+// Empty at each call.
 fs::path EmptyFolder() {
-  static const fs::path folder = [] {
-    const fs::path memory = "/dev/shm";
-    const fs::path base = fs::exists(memory) ? memory : fs::temp_directory_path();
-    return base / ("ovix-store-fuzz-" + std::to_string(std::random_device()()));
-  }();
+  static const Folder folder("store");
   std::error_code ignored;
-  fs::remove_all(folder, ignored);
-  fs::create_directories(folder);
-  return folder;
+  fs::remove_all(folder.path(), ignored);
+  fs::create_directories(folder.path());
+  return folder.path();
 }
 
 void KeepRecord(const Input& input) {

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <random>
 
 #include "commands/commands.h"
 #include "contracts.h"
+#include "folder.h"
 #include "terminal/error.h"
 
 namespace {
@@ -16,18 +16,13 @@ namespace {
 using namespace ovix::fuzz;
 namespace fs = std::filesystem;
 
-// Where this run's files lie, in memory where the system has such.
-const fs::path& Folder() {
-  static const fs::path folder = [] {
-    const fs::path memory = "/dev/shm";
-    const fs::path base = fs::exists(memory) ? memory : fs::temp_directory_path();
-    const fs::path made = base / ("ovix-tool-fuzz-" + std::to_string(std::random_device()()));
-    fs::create_directories(made);
-    // What the commands print is not looked at.
-    if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
-    return made;
-  }();
-  return folder;
+// Where this run's files lie.
+const fs::path& Base() {
+  static const Folder folder("tool");
+  // What the commands print is not looked at.
+  static const bool is_silent = std::freopen("/dev/null", "w", stdout) != nullptr;
+  if (!is_silent) std::abort();
+  return folder.path();
 }
 
 // As a shell gives it, but in this process.
@@ -55,8 +50,8 @@ void Run(std::vector<std::string> words) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 3) return 0;
   const Input input = Choose(Prototypes(), data + 1, size - 1);
-  const std::string file = (Folder() / "input").string();
-  const std::string output = (Folder() / "output").string();
+  const std::string file = (Base() / "input").string();
+  const std::string output = (Base() / "output").string();
   std::ofstream(file, std::ios::binary) << input.content;
   const std::string name = input.prototype->GetTypeName();
   switch (data[0] % 15) {
