@@ -7,6 +7,7 @@ from contracts.conventions import change_log
 from contracts.facts import Fact, Facts, INTEGERS, KEYS, SPACE, facts_of, read_fact
 from contracts.finding import Finding
 from contracts.lineage import Lineage
+from contracts.schemas import SYNTAX
 
 # What looks like a fact: a key in a line, or a line of a key and one of its values.
 KEY_IN_LINE = re.compile(r"\b(Unit|Values|Format|Privacy|Source)\s*[:=]", re.ASCII)
@@ -15,6 +16,7 @@ KEY_AND_VALUE = re.compile(r"([-@*]\s*)?(?P<key>unit|values|format|privacy|sourc
 NO_QUANTITY = re.compile(r"(Number of|Code|Identifier|Index|Flags|Version|Ratio)\b", re.ASCII)
 COUNT = re.compile(r"Number of\b", re.ASCII)
 FLAGS = re.compile(r"Flags\b", re.ASCII)
+ONE_OF_FIELD = "the field that it is of, or remove it"
 NUMERIC = ("decimal number", "integer", "hexadecimal", "unspecified")  # formats of a string that can have a unit
 
 FIXES = {
@@ -85,8 +87,7 @@ class Check:
 
     def run(self):
         for file in self.contracts.files:
-            for fact in file.comment.facts:
-                yield _file_finding(file, fact)
+            yield from self.file(file)
             for message in file.walk():
                 yield from self.message(message)
             for extension in file.extensions:
@@ -98,6 +99,19 @@ class Check:
             yield from self.keys(enum, ())
             for value in enum.values:
                 yield from self.keys(value, ())
+
+    def file(self, file):
+        """The comment of a file, and those of what can have no facts."""
+        line, text = file.place(SYNTAX)
+        line -= text.count("\n")
+        for fact in file.comment.facts:
+            yield Finding(file.name, line + fact.line, "comment",
+                          f"'{fact.key}:' does not belong into a file's comment", "remove the line")
+        unread = list(self.unread(line, text, file.comment.facts, []))
+        for line, above, others in file.comments_elsewhere:
+            unread += self.unread(line, above, [], others)
+        for words, line in unread:
+            yield Finding(file.name, line, "comment", *_is_unread(words, ONE_OF_FIELD))
 
     def message(self, message):
         yield from self.prose(message)
@@ -135,23 +149,22 @@ class Check:
             text, number = comment.misplaced
             yield element.finding("comment", f"'{text}' comes after the facts", "write prose before them",
                                   element.comment_line + number)
-        yield from self.unread(element, allowed)
+        place = "the declaration" if allowed else ONE_OF_FIELD
+        text = element.file.place(element.path)[1]
+        for words, line in self.unread(element.comment_line, text, comment.facts, element.other_comments):
+            yield element.finding("comment", *_is_unread(words, place), line)
 
-    def unread(self, element, allowed):
-        """What looks like a fact, but is not read as one: its form is another, or its comment is not the one above."""
-        def add(words, line):
-            place = "the declaration" if allowed else "the field that it is of, or remove it"
-            return element.finding("comment", f"'{words}' is not read as a fact", "write it as 'KEY: value' on a line of its own, "
-                                   f"directly above {place}", line)
-
-        facts = {fact.line for fact in element.comment.facts}
-        for number, line in enumerate(element.file.place(element.path)[1].split("\n")):
-            words = line.strip(SPACE)
-            if KEY_IN_LINE.search(words.partition(":")[2]) if number in facts else looks_like_fact(words, self.words):
-                yield add(words, element.comment_line + number)
-        others = (line.strip(SPACE) for text in element.other_comments for line in text.split("\n"))
-        if words := next((line for line in others if looks_like_fact(line, self.words)), None):
-            yield add(words, element.comment_line)
+    def unread(self, line, above, facts, others):
+        """The lines that look like a fact, but are not read as one: their form is another, or their comment is not the
+        one above. With the number of each; of the other comments only the first, at the line given."""
+        read = {fact.line for fact in facts}
+        for number, text in enumerate(above.split("\n")):
+            words = text.strip(SPACE)
+            if KEY_IN_LINE.search(words.partition(":")[2]) if number in read else looks_like_fact(words, self.words):
+                yield words, line + number
+        lines = (text.strip(SPACE) for other in others for text in other.split("\n"))
+        if words := next((text for text in lines if looks_like_fact(text, self.words)), None):
+            yield words, line
 
     def field(self, field):
         can_have_unit = field.is_number or field.is_text
@@ -224,7 +237,5 @@ class Check:
                                         f"set Privacy: {privacy}", field.line_of_fact("Privacy"))
 
 
-def _file_finding(file, fact):
-    line, text = file.place((12,))
-    return Finding(file.name, line - text.count("\n") + fact.line, "comment",
-                   f"'{fact.key}:' does not belong into a file's comment", "remove the line")
+def _is_unread(words, place):
+    return f"'{words}' is not read as a fact", f"write it as 'KEY: value' on a line of its own, directly above {place}"

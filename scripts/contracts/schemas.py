@@ -14,6 +14,7 @@ from contracts.facts import Comment, parse
 from contracts.finding import Finding
 
 FieldProto = descriptor_pb2.FieldDescriptorProto
+SYNTAX = (12,)  # the path of a file's line `syntax`
 NUMBERS = {
     getattr(FieldProto, "TYPE_" + name)
     for name in "INT32 INT64 UINT32 UINT64 SINT32 SINT64 FIXED32 FIXED64 SFIXED32 SFIXED64 FLOAT DOUBLE".split()
@@ -177,13 +178,27 @@ class File:
         self.enums = [Enumeration(self, enum, (5, i), None, proto.package) for i, enum in enumerate(proto.enum_type)]
         self.extensions = [Field(self, field, (7, i), None, proto.package) for i, field in enumerate(proto.extension)]
 
+    @property
+    def comments_elsewhere(self):
+        """The comments of what cannot have facts, such as an import or a oneof; of the file itself those
+        around its own: the line, the comment above and the other ones."""
+        enums = [*self.enums, *(enum for message in self.walk() for enum in message.enums)]
+        declared = [*self.walk(), *(field for message in self.walk() for field in message.fields), *enums,
+                    *(value for enum in enums for value in enum.values), *self.extensions]
+        paths = {tuple(element.path) for element in declared}
+        for location in self.proto.source_code_info.location:
+            if tuple(location.path) not in paths:
+                above = "" if tuple(location.path) == SYNTAX else location.leading_comments
+                others = [location.trailing_comments, *location.leading_detached_comments]
+                yield location.span[0] + 1 - above.count("\n"), above, others
+
     def place(self, path):
         """Line and comment of what is declared at a path; no line in a set without source information."""
         return self.places.get(tuple(path), (0, ""))
 
     @property
     def comment(self):
-        return parse(self.place((12,))[1])
+        return parse(self.place(SYNTAX)[1])
 
     @property
     def is_upload(self):

@@ -143,6 +143,16 @@ class Contracts {
   const std::vector<std::string>& OtherCommentsOf(const FieldDescriptor* field) const;
   const std::vector<std::string>& OtherCommentsOf(const EnumDescriptor* enumeration) const;
   const std::vector<std::string>& OtherCommentsOf(const EnumValueDescriptor* value) const;
+  // A comment above a declaration or a statement, and where it is.
+  struct Place {
+    std::string comment;  // raw
+    int line = 0;         // where the comment begins
+    int declaration = 0;
+    std::vector<std::string> other_comments;  // raw
+  };
+  // Those of what has no comment above: an import, an option, a oneof; and of the file itself the
+  // other comments only. In their order.
+  std::vector<Place> OtherPlacesOf(const FileDescriptor* file) const;
   // The line of the schema, from 1, where the comment above a declaration begins; that of the
   // declaration without a comment, 0 where the set has no places.
   int LineOf(const FileDescriptor* file) const;
@@ -180,12 +190,9 @@ class Contracts {
   using Path = std::vector<int>;
   Contracts(std::string_view installed);
   void Index(std::string_view bytes);
-  struct Place {
-    std::string comment;  // raw
-    int line = 0;         // where the comment begins
-    int declaration = 0;
-    std::vector<std::string> other_comments;  // raw
-  };
+  // Calls `use(path, place)` for each place of a schema in turn.
+  template <typename Function>
+  void ForPlacesOf(const FileDescriptor* file, Function use) const;
   const std::map<Path, Place>& PlacesOf(const FileDescriptor* file) const;
   const Place& PlaceOf(const FileDescriptor* file, const Path& path) const;
   void Collect() const;

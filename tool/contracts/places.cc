@@ -2,6 +2,7 @@
 #include <google/protobuf/descriptor.pb.h>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "contracts/contracts.h"
@@ -72,30 +73,62 @@ std::vector<int> PathOf(const google::protobuf::MethodDescriptor* method) {
 
 }  // namespace
 
+template <typename Function>
+void Contracts::ForPlacesOf(const FileDescriptor* file, Function use) const {
+  const auto encoded = encoded_.find(file->name());
+  FileDescriptorProto schema;
+  if (encoded == encoded_.end() ||
+      !schema.ParseFromArray(encoded->second.data(), static_cast<int>(encoded->second.size()))) {
+    return;
+  }
+  for (auto& location : *schema.mutable_source_code_info()->mutable_location()) {
+    if (location.span_size() == 0) continue;
+    Place place{std::move(*location.mutable_leading_comments()), 0, location.span(0) + 1, {}};
+    place.line = place.declaration -
+                 static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
+    place.other_comments.push_back(std::move(*location.mutable_trailing_comments()));
+    for (auto& comment : *location.mutable_leading_detached_comments()) {
+      place.other_comments.push_back(std::move(comment));
+    }
+    use(Path(location.path().begin(), location.path().end()), std::move(place));
+  }
+}
+
 const std::map<Contracts::Path, Contracts::Place>& Contracts::PlacesOf(
     const FileDescriptor* file) const {
   auto known = places_.find(file);
   if (known == places_.end()) {
     known = places_.try_emplace(file).first;
-    const auto encoded = encoded_.find(file->name());
-    FileDescriptorProto schema;
-    if (encoded != encoded_.end() &&
-        schema.ParseFromArray(encoded->second.data(), static_cast<int>(encoded->second.size()))) {
-      for (auto& location : *schema.mutable_source_code_info()->mutable_location()) {
-        if (location.span_size() == 0) continue;
-        Place place{std::move(*location.mutable_leading_comments()), 0, location.span(0) + 1, {}};
-        place.line = place.declaration -
-                     static_cast<int>(std::count(place.comment.begin(), place.comment.end(), '\n'));
-        place.other_comments.push_back(std::move(*location.mutable_trailing_comments()));
-        for (auto& comment : *location.mutable_leading_detached_comments()) {
-          place.other_comments.push_back(std::move(comment));
-        }
-        known->second.emplace(Path(location.path().begin(), location.path().end()),
-                              std::move(place));
-      }
-    }
+    ForPlacesOf(file, [&](Path path, Place place) {
+      known->second.emplace(std::move(path), std::move(place));
+    });
   }
   return known->second;
+}
+
+std::vector<Contracts::Place> Contracts::OtherPlacesOf(const FileDescriptor* file) const {
+  std::set<Path> declared;
+  for (const Descriptor* message : messages()) {
+    if (message->file() != file) continue;
+    declared.insert(PathOf(message));
+    for (int i = 0; i < message->field_count(); ++i) declared.insert(PathOf(message->field(i)));
+  }
+  for (const EnumDescriptor* enumeration : enums()) {
+    if (enumeration->file() != file) continue;
+    declared.insert(PathOf(enumeration));
+    for (int i = 0; i < enumeration->value_count(); ++i) {
+      declared.insert(PathOf(enumeration->value(i)));
+    }
+  }
+  for (int i = 0; i < file->extension_count(); ++i) declared.insert(PathOf(file->extension(i)));
+
+  std::vector<Place> others;
+  ForPlacesOf(file, [&](const Path& path, Place place) {
+    if (declared.contains(path)) return;
+    if (path == Path{FileDescriptorProto::kSyntaxFieldNumber}) place.comment.clear();
+    others.push_back(std::move(place));
+  });
+  return others;
 }
 
 const Contracts::Place& Contracts::PlaceOf(const FileDescriptor* file, const Path& path) const {

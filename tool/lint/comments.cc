@@ -13,6 +13,43 @@ namespace {
 
 using Keys = std::vector<std::string_view>;
 
+// A line that looks like a fact, but is not read as one: its form is another, or its comment is not
+// the one above a declaration.
+struct Unread {
+  std::string words;
+  int line;  // of the schema
+};
+
+// Of the comment that begins at a line every one, of the others the first, at that line too.
+std::vector<Unread> FindUnread(const Comment& comment, const std::vector<std::string>& others,
+                               int begin) {
+  std::vector<Unread> found;
+  for (int number = 0; number < static_cast<int>(comment.lines.size()); ++number) {
+    const std::string_view line = comment.lines[number];
+    const bool is_fact = std::any_of(comment.facts.begin(), comment.facts.end(),
+                                     [&](const Fact& fact) { return fact.line == number; });
+    if (is_fact ? HasKey(line.substr(line.find(':') + 1)) : LooksLikeFact(line)) {
+      found.push_back({std::string(line), begin + number});
+    }
+  }
+  for (const std::string& other : others) {
+    const auto lines = ParseComment(other).lines;
+    const auto unread = std::find_if(lines.begin(), lines.end(), LooksLikeFact);
+    if (unread == lines.end()) continue;
+    found.push_back({*unread, begin});
+    break;
+  }
+  return found;
+}
+
+std::string WhatIs(const Unread& unread) { return "'" + unread.words + "' is not read as a fact"; }
+
+constexpr char kOneOfField[] = "the field that it is of, or remove it";
+
+std::string FixAbove(const std::string& place) {
+  return "write it as 'KEY: value' on a line of its own, directly above " + place;
+}
+
 class Comments {
  public:
   Comments(const Contracts& contracts, Findings& findings)
@@ -23,6 +60,21 @@ class Comments {
       findings_.AddIn(file->name(), contracts_.LineOf(file) + fact.line, Rule::kComment,
                       "'" + fact.key + ":' does not belong into a file's comment",
                       "remove the line");
+    }
+    const auto add = [&](const Unread& unread) {
+      findings_.AddIn(file->name(), unread.line, Rule::kComment, WhatIs(unread),
+                      FixAbove(kOneOfField));
+    };
+    for (const Unread& unread :
+         FindUnread(contracts_.CommentOf(file), {}, contracts_.LineOf(file))) {
+      add(unread);
+    }
+    for (const Contracts::Place& place : contracts_.OtherPlacesOf(file)) {
+      Comment comment = ParseComment(place.comment);
+      comment.facts.clear();  // it can have none
+      for (const Unread& unread : FindUnread(comment, place.other_comments, place.line)) {
+        add(unread);
+      }
     }
   }
 
@@ -59,34 +111,10 @@ class Comments {
                       "'" + comment.misplaced + "' comes after the facts",
                       "write prose before them");
     }
-    CheckUnread(subject, comment, !allowed.empty());
-  }
-
-  // What looks like a fact, but is not read as one: its form is another, or its comment is not the
-  // one above the declaration.
-  template <typename AnyDescriptor>
-  void CheckUnread(const AnyDescriptor* subject, const Comment& comment, bool can_have_facts) {
-    const std::string place =
-        can_have_facts ? "the declaration" : "the field that it is of, or remove it";
-    const auto add = [&](std::string_view words, int line) {
-      findings_.AddAt(line, Rule::kComment, subject,
-                      "'" + std::string(words) + "' is not read as a fact",
-                      "write it as 'KEY: value' on a line of its own, directly above " + place);
-    };
-    for (int number = 0; number < static_cast<int>(comment.lines.size()); ++number) {
-      const std::string_view line = comment.lines[number];
-      const bool is_fact = std::any_of(comment.facts.begin(), comment.facts.end(),
-                                       [&](const Fact& fact) { return fact.line == number; });
-      if (is_fact ? HasKey(line.substr(line.find(':') + 1)) : LooksLikeFact(line)) {
-        add(line, contracts_.LineOf(subject) + number);
-      }
-    }
-    for (const std::string& other : contracts_.OtherCommentsOf(subject)) {
-      const auto lines = ParseComment(other).lines;
-      const auto found = std::find_if(lines.begin(), lines.end(), LooksLikeFact);
-      if (found == lines.end()) continue;
-      add(*found, contracts_.LineOf(subject));
-      return;
+    for (const Unread& unread :
+         FindUnread(comment, contracts_.OtherCommentsOf(subject), contracts_.LineOf(subject))) {
+      findings_.AddAt(unread.line, Rule::kComment, subject, WhatIs(unread),
+                      FixAbove(allowed.empty() ? kOneOfField : "the declaration"));
     }
   }
 
