@@ -7,6 +7,7 @@ import re
 import shutil
 import tempfile
 
+from contracts import interrupt
 from contracts import schemas as schemas_of
 from contracts.facts import facts_of
 from contracts.finding import Finding
@@ -187,8 +188,9 @@ def write(root, texts):
                 file.write(text)
             if os.path.exists(path):
                 shutil.copymode(path, temporary)
-        for path in list(temporaries):
-            os.replace(temporaries.pop(path), path)
+        with interrupt.held_off():
+            for path in list(temporaries):
+                os.replace(temporaries.pop(path), path)
     finally:
         for temporary in temporaries.values():
             with contextlib.suppress(FileNotFoundError):

@@ -1,11 +1,12 @@
 """Runs commands, with what they say in a file for each step."""
 
-import contextlib
 import functools
 import os
 import re
 import signal
 import subprocess
+
+from contracts import interrupt
 
 
 class Failed(Exception):
@@ -26,23 +27,18 @@ class Runner:
             log.write(f"$ {' '.join(command)}\n")
             log.flush()
             start = log.seek(0, os.SEEK_END)
-            # In a group of its own: what a command has started ends with it. Signals that end this wait until its process is known.
-            unblocked = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGHUP, signal.SIGINT, signal.SIGTERM})
-            unblock = functools.partial(signal.pthread_sigmask, signal.SIG_SETMASK, unblocked)
+            process = None
             try:
-                process = subprocess.Popen(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
-                                           stdout=log, stderr=subprocess.STDOUT, start_new_session=True, preexec_fn=unblock)
+                # Signals wait until its process is known. It leads a group: what it has started ends with it.
+                with interrupt.held_off() as usual:
+                    process = subprocess.Popen(command, cwd=cwd or self.folder, env=environment, stdin=subprocess.DEVNULL,
+                                               stdout=log, stderr=subprocess.STDOUT, start_new_session=True,
+                                               preexec_fn=functools.partial(signal.pthread_sigmask, signal.SIG_SETMASK, usual))
+                ended = process.wait()
             except BaseException:
-                unblock()
+                if process:
+                    interrupt.end_group(process)
                 raise
-            with process:
-                try:
-                    unblock()
-                    ended = process.wait()
-                except BaseException:
-                    with contextlib.suppress(ProcessLookupError):
-                        os.killpg(process.pid, signal.SIGTERM)
-                    raise
             log.seek(start)
             said = log.read()
         if ended != status:
