@@ -63,6 +63,8 @@ test-fleet many|2 test-fleet: 'many' is not a number of payloads; name one like 
 test-fleet 5 6|2 test-fleet: '5 6' is not a number of payloads; name one like 100000
 bare-system make bookworm|1 bare-system: write make SUITE FOLDER, run FOLDER USER COMMAND..., put FOLDER TARGET FILE... or remove FOLDER
 demo --help|2 demo: '--help' is an option, and there are none; name a folder, or ./--help
+demo folder another|2 demo: 'another' is too much; name one folder, or none
+demo-fleet --help|2 demo-fleet: '--help' is not a number of devices, then --payloads N, --workers N or --port PORT, each with a number
 demo-windows --help|2 demo-windows: '--help' is an option, and there are none; name a folder, or ./--help
 bench --help|2 bench: '--help' is an option, and there are none; name a folder, or ./--help
 fuzz long|2 fuzz: 'long' is not a number of seconds
