@@ -224,10 +224,17 @@ int Main(int argc, char** argv) {
 // Windows gives the arguments in UTF-16; inside, and on the way out, all text is UTF-8.
 int wmain(int argc, wchar_t** argv) {
   std::vector<std::string> arguments;
-  for (int i = 0; i < argc; ++i) arguments.push_back(ovix::agent::ToUtf8(argv[i]));
+  SetConsoleOutputCP(CP_UTF8);
+  for (int i = 0; i < argc; ++i) {
+    arguments.push_back(ovix::agent::ToUtf8(argv[i]));
+    // Its UTF-8 is that of another name.
+    if (ovix::agent::ToWide(arguments.back()) != argv[i]) {
+      ovix::agent::PrintProblem(arguments.back() + ": is not Unicode; give it another name");
+      return 1;
+    }
+  }
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
-  SetConsoleOutputCP(CP_UTF8);
   return ovix::agent::Main(argc, pointers.data());
 }
 #else

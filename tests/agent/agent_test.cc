@@ -317,6 +317,20 @@ TEST(Agent, TakesTheMachineIdThatALinkLeadsTo) {
 }
 #endif
 
+#ifdef _WIN32
+// In UTF-8 it would be the name of another folder.
+TEST(Agent, RefusesNamesThatAreNotUnicode) {
+  const Folder folder;
+  const std::wstring command = FromUtf8("\"" OVIX_TESTS_AGENT " collect ").native() +
+                               (folder.path() / L"made\xD800").native() + L" 2>" +
+                               (folder / "err").native() + L"\"";
+  EXPECT_EQ(_wsystem(command.c_str()), 1);
+  EXPECT_NE(folder.Read("err").find("is not Unicode; give it another name"), std::string::npos)
+      << folder.Read("err");
+  EXPECT_EQ(folder.Contents().size(), 1u);
+}
+#endif
+
 #ifndef _WIN32  // whose shell closes no stream and has no full device
 TEST(Agent, FailsWhereItsOutputCannotBeWritten) {
   const Folder folder;

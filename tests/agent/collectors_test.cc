@@ -230,15 +230,19 @@ TEST(Collectors, ReplaceWhatIsNotUtf8AndNothingElse) {
       {"any", [](Collection& any) { any.Add<profile::HwBattery>().set_device_name("\xFF\xFE"); }},
       kTime);
   EXPECT_EQ(Describe("any", found), "any\n  HwBattery device_name: \"\xEF\xBF\xBD\xEF\xBF\xBD\"\n");
+  std::string expected = "n\xC3\xA9t n\xC3\xA9t loopback\n";
+  const auto adapters = root.path() / "sys/class/net";
+  std::filesystem::create_directories(adapters / u8"n\u00E9t");
+  std::ofstream(adapters / u8"n\u00E9t/type") << "772\n";
 #ifndef _WIN32  // whose names are UTF-16
   root.Write("sys/class/net/n\xE9t/type", "1\n");
-  root.Write("sys/class/net/n\xC3\xA9t/type", "772\n");
+  expected += "n\xEF\xBF\xBDt n\xEF\xBF\xBDt ethernet\n";
+#endif
   std::string names;
   for (const auto& adapter : RowsOf<profile::HwNetworkAdapter>(root.path())) {
     names += adapter.device_id() + " " + adapter.name() + " " + adapter.interface_type() + "\n";
   }
-  EXPECT_EQ(names, "n\xC3\xA9t n\xC3\xA9t loopback\nn\xEF\xBF\xBDt n\xEF\xBF\xBDt ethernet\n");
-#endif
+  EXPECT_EQ(names, expected);
 }
 
 TEST(Collectors, SurviveFilesThatAreDamaged) {

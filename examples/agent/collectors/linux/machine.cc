@@ -9,9 +9,18 @@
 #include "store/time.h"
 
 namespace ovix::agent {
+namespace {
+
+// As the system has the name; on Windows, whose names are UTF-16, in UTF-8.
+std::string Utf8(const std::filesystem::path& name) {
+  const std::u8string text = name.u8string();
+  return {text.begin(), text.end()};
+}
+
+}  // namespace
 
 std::filesystem::path Machine::Under(const std::string& path) const {
-  return root_ / std::filesystem::path(path).relative_path();
+  return root_ / std::filesystem::path(std::u8string(path.begin(), path.end())).relative_path();
 }
 
 bool Machine::Has(const std::string& path) const {
@@ -37,7 +46,7 @@ std::optional<std::vector<std::string>> Machine::TryList(const std::string& path
   std::error_code error;
   std::filesystem::directory_iterator entry(Under(path), error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    names.push_back(entry->path().filename().string());
+    names.push_back(Utf8(entry->path().filename()));
   }
   if (error) return std::nullopt;
   std::sort(names.begin(), names.end());
@@ -46,7 +55,7 @@ std::optional<std::vector<std::string>> Machine::TryList(const std::string& path
 
 std::string Machine::LinkName(const std::string& path) const {
   std::error_code ignored;
-  return std::filesystem::read_symlink(Under(path), ignored).filename().string();
+  return Utf8(std::filesystem::read_symlink(Under(path), ignored).filename());
 }
 
 std::map<std::string, std::string> Machine::Assignments(const std::string& path) const {
