@@ -36,6 +36,8 @@ fake() { # NAME SCRIPT
   fake sudo 'kept=(PATH="$PATH" CALLS="$CALLS" FAILS="$FAILS"); names=${1#--preserve-env=}; shift
     for name in ${names//,/ }; do kept+=("$name=${!name}"); done; echo sudo >>"$CALLS"; exec env -i "${kept[@]}" "$@"'
   npm='echo "npm $*" >>"$CALLS"; [ -z "$FAILS" ] || { printf "one\n%s\n" "$FAILS"; exit 1; }; mkdir -p node_modules'
+  # Knows of a package what all that it was asked for have.
+  python_program='[ -e "${0%/bin/*}/whole" ] && [ "${*:3}" = "codespell open-data-contract-standard" ]'
 }
 
 # One run: its exit code, what it says, how it calls package managers; "" says or calls nothing. A refusal is one line.
@@ -102,6 +104,10 @@ mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")/site-packages"
 cp requirements.txt $python/.installed
 fake npm "$npm"
 check "skipped without npm's packages" 1 "node_modules was not found, and OVIX_SETUP=skip; run npm ci --ignore-scripts" "" OVIX_SETUP=skip test
+mkdir node_modules
+check "skipped with some of npm's packages" 1 "node_modules is not complete, and OVIX_SETUP=skip; run npm ci --ignore-scripts" "" OVIX_SETUP=skip test
+touch node_modules/.package-lock.json
+check "skipped, installed by npm" 0 "" "" OVIX_SETUP=skip test
 check "npm fails" 1 "npm ci failed: npm error code ENOTFOUND; check the network" "^npm ci" FAILS="npm error code ENOTFOUND" test
 check "after a failure" 0 "installing the packages of package-lock.json" "^npm ci --ignore-scripts" test
 check "again" 0 "" "" test
@@ -123,6 +129,12 @@ rm -r $python
 check "skipped without Python's packages" 1 "$python was not found, and OVIX_SETUP=skip; run python3 -m venv $python && $python/bin/pip install --no-deps" "" \
   OVIX_SETUP=skip test
 mkdir -p $python/lib/python3.99/site-packages
+check "skipped with an empty environment" 1 "$python is not complete, and OVIX_SETUP=skip; run python3 -m venv $python && $python/bin/pip" "" OVIX_SETUP=skip test
+mkdir $python/bin
+fake python "$python_program"
+mv "$work/bin/python" $python/bin/python
+check "skipped with some of Python's packages" 1 "$python is not complete" "" OVIX_SETUP=skip test
+touch $python/whole
 check "skipped, made by hand" 0 "" "" OVIX_SETUP=skip test
 [ -d $python/packages ] || { echo "setup_test: skipped, made by hand: $python/packages is missing"; failed=1; }
 while read -r purpose command; do check "the list, $purpose" 0 "  $command" "" --list "$purpose"; done <<'END'
