@@ -1,0 +1,140 @@
+#!/usr/bin/python3
+"""Ends scripts/bare-system at awkward moments, as root: nothing of what it started goes on, and it leaves no half of a system.
+
+Usage: bare_system_test.py SOURCE_DIR SUITE SYSTEM    SYSTEM is a folder that bare-system has made
+"""
+
+import glob
+import os
+import signal
+import subprocess
+import sys
+import time
+
+SCRIPT = os.path.join(os.path.abspath(sys.argv[1]), "scripts", "bare-system")
+SUITE, SYSTEM = sys.argv[2:]
+ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGTERM, signal.SIGKILL)
+# Of its start: at once, while it mounts, when the command runs.
+MOMENTS = (0, 0.05, 0.1, 0.2, None)
+
+
+def running(words):
+    """Whether a process of this machine, in whatever system, has these words."""
+    for path in glob.glob("/proc/[0-9]*/cmdline"):
+        try:
+            with open(path, "rb") as file:
+                if file.read().split(b"\0")[:-1] == [word.encode() for word in words]:
+                    return True
+        except OSError:
+            pass
+    return False
+
+
+def start(*words):
+    """In a group of its own, with the signals of a command in a terminal."""
+    for each in ENDING[:3]:
+        signal.signal(each, signal.SIG_DFL)
+    return subprocess.Popen([SCRIPT, *words], start_new_session=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def until(happened, seconds=20):
+    end = time.monotonic() + seconds
+    while not happened():
+        if time.monotonic() > end:
+            return False
+        time.sleep(0.01)
+    return True
+
+
+def ended_run(number, sent, is_group, moment):
+    """What is wrong after the end of a run."""
+    command = ["sleep", str(1000000 + number)]
+    process = start("run", SYSTEM, "root", *command)
+    if moment is None and not until(lambda: running(command)):
+        return "does not begin"
+    time.sleep(moment or 0)
+    (os.killpg if is_group else os.kill)(process.pid, sent)
+    try:
+        if process.wait(20) == 0:
+            return "ends with 0"
+    except subprocess.TimeoutExpired:
+        os.killpg(process.pid, signal.SIGKILL)
+        return "goes on"
+    # What was killed at once cannot wait for the rest.
+    if running(command) and (sent != signal.SIGKILL or not until(lambda: not running(command), 2)):
+        subprocess.run(["pkill", "-KILL", "-f", " ".join(command)], check=False)
+        return "leaves its command"
+    return ""
+
+
+OTHER = SYSTEM + "-other"
+REMOVE = "remove"
+
+
+def ended_make(sent):
+    """What is wrong after the end of what makes a system, by a signal or because another removes it."""
+    process = start("make", SUITE, OTHER)
+    if not until(lambda: os.path.exists(os.path.join(OTHER, "etc")), 300):
+        return "does not begin"
+    if sent == REMOVE:
+        subprocess.run([SCRIPT, "remove", OTHER], check=True)
+    else:
+        os.kill(process.pid, sent)
+    if process.wait() == 0:
+        return "ends with 0"
+    if os.path.exists(OTHER):
+        subprocess.run(["rm", "-rf", "--one-file-system", OTHER], check=True)
+        return "leaves half a system"
+    return ""
+
+
+def removed_while_in_use():
+    subprocess.run([SCRIPT, "make", SUITE, OTHER], check=True)
+    commands = [["sleep", str(2000000 + number)] for number in range(2)]
+    for command in commands:
+        start("run", OTHER, "root", *command)
+        until(lambda: running(command))
+    subprocess.run([SCRIPT, "remove", OTHER], check=True)
+    if left := [command for command in commands if running(command)]:
+        subprocess.run(["pkill", "-KILL", "-f", " ".join(left[0])], check=False)
+        return "leaves a command"
+    return "leaves a folder" if os.path.exists(OTHER) else ""
+
+
+def refusal(words, said):
+    done = subprocess.run([SCRIPT, *words], capture_output=True, text=True)
+    return "" if done.returncode == 1 and said in done.stderr and done.stderr.count("\n") == 1 else f"says {done.stderr}"
+
+
+failures, count = [], 0
+for sent in ENDING:
+    for is_group in (False, True):
+        for moment in MOMENTS if sent != signal.SIGKILL else (None,):
+            count += 1
+            if wrong := ended_run(count, sent, is_group, moment):
+                failures.append(f"run, sent {sent.name}{' as a group' if is_group else ''} {'when it runs' if moment is None else f'after {moment} s'}: {wrong}")
+for sent in (*ENDING[:3], REMOVE):
+    count += 1
+    if wrong := ended_make(sent):
+        failures.append(f"make, ended by {sent}: {wrong}")
+count += 1
+if wrong := removed_while_in_use():
+    failures.append(f"removed while in use: {wrong}")
+count += 1
+if (code := start("run", SYSTEM, "root", "bash", "-c", "kill -INT $$; exit 7").wait()) != 128 + signal.SIGINT:
+    failures.append(f"run of what INT ends: ends with {code}")
+for words, said in (
+    (("put", SYSTEM, "srv", "/no/such/file"), "/no/such/file does not exist"),
+    (("put", "/tmp", "srv", __file__), "/tmp is not a system that bare-system made"),
+    (("remove", "/tmp"), "/tmp is not a system that bare-system made"),
+    (("run", "/tmp", "root", "true"), "/tmp is not a system that bare-system made"),
+    (("run", SYSTEM, "nobody-there", "true"), "the system has no user nobody-there"),
+    (("make", SUITE, SYSTEM), f"{SYSTEM} exists"),
+):
+    count += 1
+    if wrong := refusal(words, said):
+        failures.append(f"{' '.join(words)}: {wrong}")
+for failure in failures:
+    print(f"bare_system_test: {failure}", file=sys.stderr)
+print(f"bare_system_test: {count} cases, {len(failures)} failed")
+sys.exit(1 if failures else 0)
