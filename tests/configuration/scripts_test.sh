@@ -135,6 +135,19 @@ echo no folder; echo more; exit 1|A=1|ccache does not work and is not used: no f
 exit 1|A=1|ccache does not work and is not used: exit code 1 -D CMAKE_CXX_COMPILER_LAUNCHER=
 END
 
+# However a demo ends early, its last line says so.
+mkdir -p "$work/demos/scripts"
+cp scripts/demo scripts/demo-* "$work/demos/scripts/"
+# shellcheck disable=SC2016 # for the shell in there
+for ends in "exit 1" 'kill -TERM $PPID' 'kill -HUP $PPID'; do
+  printf '#!/bin/sh\n%s\n' "$ends" >"$work/demos/scripts/setup"
+  chmod +x "$work/demos/scripts/setup"
+  for demo in scripts/demo scripts/demo-*; do
+    said=$("$work/demos/$demo" 2>&1 | tail -n 1) || true
+    [[ $said = "${demo#scripts/}: FAILED after "* ]] || { echo "scripts_test: where '$ends' ends $demo it says '$said'" >&2; exit 1; }
+  done
+done
+
 # What gets packages of Debian's says so where there is no Debian.
 mkdir -p "$work/tree"
 cp -r scripts "$work/tree/"
