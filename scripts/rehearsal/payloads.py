@@ -4,6 +4,7 @@ import collections
 
 from google.protobuf import any_pb2, descriptor_pb2, descriptor_pool, message_factory
 from google.protobuf.internal.decoder import _DecodeVarint32
+from google.protobuf.message import DecodeError
 
 from rehearsal.run import Failed
 
@@ -33,8 +34,14 @@ def read_corpus(path):
         data = file.read()
     at = 0
     while at < len(data):
-        size, at = _DecodeVarint32(data, at)
-        entry = any_pb2.Any.FromString(data[at:at + size])
+        begin = at
+        try:
+            size, at = _DecodeVarint32(data, begin)
+            if at + size > len(data):
+                raise DecodeError(f"{size} bytes are announced, {len(data) - at} are there")
+            entry = any_pb2.Any.FromString(data[at:at + size])
+        except (DecodeError, IndexError) as error:
+            raise Failed(f"{path} is damaged at byte {begin}: {error}") from error
         yield entry.type_url.rpartition("/")[2], entry.value
         at += size
 
@@ -69,7 +76,10 @@ def exchange(older, newer, corpus, is_older_reader):
             raise Failed(f"{name} is gone, but what was written of it is not")
         if old is None and is_older_reader:
             continue
-        hold(name, old.FromString(data), new.FromString(data), "")
+        try:
+            hold(name, old.FromString(data), new.FromString(data), "")
+        except DecodeError as error:
+            raise Failed(f"{name}: what {corpus} has of it cannot be read: {error}") from error
         reader, writer = (old, new) if is_older_reader else (new, old)
         again = reader.FromString(data).SerializeToString()
         if writer.FromString(again).SerializeToString() != writer.FromString(data).SerializeToString():

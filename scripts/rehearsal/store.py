@@ -1,5 +1,6 @@
 """What is in the databases of the example agent, and what an upgrade must leave in them."""
 
+import contextlib
 import glob
 import os
 import sqlite3
@@ -11,18 +12,26 @@ def rows(folder):
     """The columns and rows of each table of the contracts: {database.table: (columns, rows)}."""
     found = {}
     for path in sorted(glob.glob(os.path.join(folder, "*.db"))):
-        name = os.path.basename(path)[:-len(".db")]
-        with sqlite3.connect(f"file:{path}?mode=ro", uri=True) as database:
-            state = database.execute("PRAGMA integrity_check").fetchone()[0]
-            if state != "ok":
-                raise Failed(f"{path} is damaged: {state}")
-            tables = [row[0] for row in database.execute("SELECT name FROM sqlite_master WHERE type = 'table'")]
-            for table in tables:
-                if table.startswith(("_", "sqlite_")) or name == "Upload":
-                    continue
-                cursor = database.execute(f'SELECT * FROM "{table}"')
-                found[f"{name}.{table}"] = ([column[0] for column in cursor.description], cursor.fetchall())
-        database.close()
+        try:
+            found.update(rows_of(path, os.path.basename(path)[:-len(".db")]))
+        except sqlite3.Error as error:
+            raise Failed(f"{path} cannot be read: {error}") from error
+    return found
+
+
+def rows_of(path, name):
+    """The same of one database, by its name."""
+    found = {}
+    with contextlib.closing(sqlite3.connect(f"file:{path}?mode=ro", uri=True)) as database:
+        state = database.execute("PRAGMA integrity_check").fetchone()[0]
+        if state != "ok":
+            raise Failed(f"{path} is damaged: {state}")
+        tables = [row[0] for row in database.execute("SELECT name FROM sqlite_master WHERE type = 'table'")]
+        for table in tables:
+            if table.startswith(("_", "sqlite_")) or name == "Upload":
+                continue
+            cursor = database.execute(f'SELECT * FROM "{table}"')
+            found[f"{name}.{table}"] = ([column[0] for column in cursor.description], cursor.fetchall())
     return found
 
 

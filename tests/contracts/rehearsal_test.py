@@ -48,6 +48,14 @@ RELEASES = [
     ({"M": [OLD["M"][0], ("b", 2, Field.TYPE_BOOL)]}, "b has another value"),
 ]
 
+# What damages a corpus of one message, and what is said.
+DAMAGES = [
+    (lambda data: data[:-1], "corpus is damaged at byte 0: 32 bytes are announced, 31 are there"),
+    (lambda data: data + b"\x80", "corpus is damaged at byte 33: index out of range"),
+    (lambda data: data[:1] + b"\x07" + data[2:], "corpus is damaged at byte 0: Error parsing message"),
+    (lambda data: data[:-1] + b"\x80", "p.M: what"),
+]
+
 
 def upgrade(folder, change):
     path = os.path.join(folder, "Profile.db")
@@ -58,6 +66,12 @@ def upgrade(folder, change):
         database.close()
         seen.append(store.rows(folder))
     store.hold(*seen, {"BootLog"})
+
+
+def upgrade_damaged(folder, data):
+    with open(os.path.join(folder, "Profile.db"), "wb") as file:
+        file.write(data)
+    store.rows(folder)
 
 
 def release(folder, name, messages):
@@ -73,7 +87,7 @@ def release(folder, name, messages):
     return path, file
 
 
-def exchange(folder, messages):
+def exchange(folder, messages, damage=lambda data: data):
     old, file = release(folder, "old", OLD)
     new, _ = release(folder, "new", messages)
     pool = descriptor_pool.DescriptorPool()
@@ -82,7 +96,7 @@ def exchange(folder, messages):
     entry = any_pb2.Any(type_url="type.googleapis.com/p.M", value=value.SerializeToString()).SerializeToString()
     corpus = os.path.join(folder, "corpus")
     with open(corpus, "wb") as out:
-        out.write(_VarintBytes(len(entry)) + entry)
+        out.write(damage(_VarintBytes(len(entry)) + entry))
     payloads.exchange(old, new, corpus, False)
 
 
@@ -97,22 +111,22 @@ def start_and_end(*words, **options):
     start(*words, **options)
     while not os.path.exists("started"):
         time.sleep(0.01)
-    os.kill(os.getpid(), signal.SIGTERM)
+    os.kill(os.getpid(), sent)
 subprocess.Popen.__init__ = start_and_end
 """
 
 
-def ended_from_outside(folder, first=""):
+def ended_from_outside(folder, first="", sent="SIGTERM"):
     """What a command has started is gone when the rehearsal is ended."""
     code = ("import os, signal, subprocess, sys, time\n"
             f"sys.path.insert(0, {os.path.join(ROOT, 'scripts')!r})\nfrom rehearsal.run import Runner\n"
-            f"signal.signal(signal.SIGTERM, signal.default_int_handler)\n{first}"
+            f"sent = signal.{sent}\nsignal.signal(sent, signal.default_int_handler)\n{first}"
             "Runner('.', 'log')(['bash', '-c', 'sleep 60 & echo $! >pid; mv pid started; wait'])\n")
     rehearsal = subprocess.Popen([sys.executable, "-B", "-c", code], cwd=folder, stderr=subprocess.DEVNULL)
     started = os.path.join(folder, "started")
     while not os.path.exists(started) and rehearsal.poll() is None:
         time.sleep(0.01)
-    rehearsal.send_signal(signal.SIGTERM)
+    rehearsal.send_signal(getattr(signal, sent))
     rehearsal.wait(20)
     with open(started, encoding="utf-8") as file:
         process = file.read().strip()
@@ -131,12 +145,15 @@ def ended_from_outside(folder, first=""):
 CASES = [
     *((f"upgrade {change!r}", lambda folder, change=change: upgrade(folder, change), said) for change, said in UPGRADES),
     *((f"exchange {new}", lambda folder, new=new: exchange(folder, new), said) for new, said in RELEASES),
+    ("what is no database", lambda folder: upgrade_damaged(folder, b"SQLite format 4" * 99), "Profile.db cannot be read: file is not a database"),
+    *((f"a corpus that is damaged: {said}", lambda folder, damage=damage: exchange(folder, OLD, damage), said) for damage, said in DAMAGES),
     ("a command that passes", lambda folder: run(folder, "true"), None),
     ("a command that fails", lambda folder: run(folder, "echo first; echo last >&2; exit 3"), "ended with 3, not 0; it says last: last"),
     ("a test that fails", lambda folder: run(folder, "printf 'FAILED:\\n\\t  3 - dll (Failed)\\n\\t 12 - zip (Timeout)\\nErrors\\n'; exit 8"),
      "ended with 8, not 0; of the tests failed: dll, zip"),
     ("ended from outside", ended_from_outside, None),
-    ("ended while it starts a command", lambda folder: ended_from_outside(folder, END_WHILE_STARTING), None),
+    *((f"ended by {sent} while it starts a command", lambda folder, sent=sent: ended_from_outside(folder, END_WHILE_STARTING, sent), None)
+      for sent in ("SIGHUP", "SIGINT", "SIGTERM")),
 ]
 
 
