@@ -145,7 +145,7 @@ def ended_from_outside(folder, first="", sent="SIGTERM"):
 CASES = [
     *((f"upgrade {change!r}", lambda folder, change=change: upgrade(folder, change), said) for change, said in UPGRADES),
     *((f"exchange {new}", lambda folder, new=new: exchange(folder, new), said) for new, said in RELEASES),
-    ("what is no database", lambda folder: upgrade_damaged(folder, b"SQLite format 4" * 99), "Profile.db cannot be read: file is not a database"),
+    ("what is not a database", lambda folder: upgrade_damaged(folder, b"SQLite format 4" * 99), "Profile.db cannot be read: file is not a database"),
     *((f"a corpus that is damaged: {said}", lambda folder, damage=damage: exchange(folder, OLD, damage), said) for damage, said in DAMAGES),
     ("a command that passes", lambda folder: run(folder, "true"), None),
     ("a command that fails", lambda folder: run(folder, "echo first; echo last >&2; exit 3"), "ended with 3, not 0; it says last: last"),
