@@ -4,11 +4,13 @@
 Usage: bare_system_test.py SOURCE_DIR SUITE SYSTEM    SYSTEM is a folder that bare-system has made
 """
 
+import contextlib
 import glob
 import os
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 
 SCRIPT = os.path.join(os.path.abspath(sys.argv[1]), "scripts", "bare-system")
@@ -30,11 +32,11 @@ def running(words):
     return False
 
 
-def start(*words):
+def start(*words, errors=subprocess.DEVNULL, ignored=()):
     """In a group of its own, with the signals of a command in a terminal."""
     for each in ENDING[:3]:
-        signal.signal(each, signal.SIG_DFL)
-    return subprocess.Popen([SCRIPT, *words], start_new_session=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        signal.signal(each, signal.SIG_IGN if each in ignored else signal.SIG_DFL)
+    return subprocess.Popen([SCRIPT, *words], start_new_session=True, stdout=subprocess.DEVNULL, stderr=errors)
 
 
 def until(happened, seconds=20):
@@ -48,15 +50,16 @@ def until(happened, seconds=20):
 
 def ended_run(number, sent, is_group, moment):
     """What is wrong after the end of a run."""
-    command = ["sleep", str(1000000 + number)]
-    process = start("run", SYSTEM, "root", *command)
+    command, errors = ["sleep", str(1000000 + number)], tempfile.TemporaryFile()
+    process = start("run", SYSTEM, "root", *command, errors=errors)
     if moment is None and not until(lambda: running(command)):
         return "does not begin"
     time.sleep(moment or 0)
     (os.killpg if is_group else os.kill)(process.pid, sent)
     try:
-        if process.wait(20) == 0:
-            return "ends with 0"
+        # Before its first line it is ended as any other.
+        if process.wait(20) not in (130, -sent):
+            return f"ends with {process.returncode}"
     except subprocess.TimeoutExpired:
         os.killpg(process.pid, signal.SIGKILL)
         return "goes on"
@@ -64,7 +67,8 @@ def ended_run(number, sent, is_group, moment):
     if running(command) and (sent != signal.SIGKILL or not until(lambda: not running(command), 2)):
         subprocess.run(["pkill", "-KILL", "-f", " ".join(command)], check=False)
         return "leaves its command"
-    return ""
+    errors.seek(0)
+    return errors.read().decode() if moment is None else ""
 
 
 OTHER = SYSTEM + "-other"
@@ -90,11 +94,15 @@ def ended_make(sent):
 
 def removed_while_in_use():
     subprocess.run([SCRIPT, "make", SUITE, OTHER], check=True)
+    # A link to a system stands for it.
+    with contextlib.suppress(FileExistsError):
+        os.symlink(OTHER, OTHER + "-link")
     commands = [["sleep", str(2000000 + number)] for number in range(2)]
     for command in commands:
-        start("run", OTHER, "root", *command)
+        start("run", OTHER, "root", *command, ignored=ENDING[:3] if command == commands[0] else ())
         until(lambda: running(command))
-    subprocess.run([SCRIPT, "remove", OTHER], check=True)
+    subprocess.run([SCRIPT, "remove", OTHER + "-link"], check=True)
+    os.unlink(OTHER + "-link")
     if left := [command for command in commands if running(command)]:
         subprocess.run(["pkill", "-KILL", "-f", " ".join(left[0])], check=False)
         return "leaves a command"
@@ -120,9 +128,11 @@ for sent in (*ENDING[:3], REMOVE):
 count += 1
 if wrong := removed_while_in_use():
     failures.append(f"removed while in use: {wrong}")
-count += 1
-if (code := start("run", SYSTEM, "root", "bash", "-c", "kill -INT $$; exit 7").wait()) != 128 + signal.SIGINT:
-    failures.append(f"run of what INT ends: ends with {code}")
+for sent in ENDING:
+    count += 1
+    done = subprocess.run([SCRIPT, "run", SYSTEM, "root", "bash", "-c", f"echo a >&2; kill -{sent.value} $$; echo b >&2"], capture_output=True, text=True)
+    if (done.returncode, done.stderr) != (128 + sent, "a\n"):
+        failures.append(f"run of what {sent.name} ends: ends with {done.returncode} and says {done.stderr}")
 for words, said in (
     (("put", SYSTEM, "srv", "/no/such/file"), "/no/such/file does not exist"),
     (("put", "/tmp", "srv", __file__), "/tmp is not a system that bare-system made"),
@@ -130,6 +140,7 @@ for words, said in (
     (("run", "/tmp", "root", "true"), "/tmp is not a system that bare-system made"),
     (("run", SYSTEM, "nobody-there", "true"), "the system has no user nobody-there"),
     (("make", SUITE, SYSTEM), f"{SYSTEM} exists"),
+    (("make", SUITE, "/dev/null/system"), "making /dev/null/system failed: mkdir: cannot create directory"),
 ):
     count += 1
     if wrong := refusal(words, said):
