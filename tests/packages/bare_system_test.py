@@ -94,7 +94,7 @@ def ended_make(sent):
 
 def removed_while_in_use():
     subprocess.run([SCRIPT, "make", SUITE, OTHER], check=True)
-    # A link to a system stands for it.
+    # A link to a system names that system.
     with contextlib.suppress(FileExistsError):
         os.symlink(OTHER, OTHER + "-link")
     commands = [["sleep", str(2000000 + number)] for number in range(2)]
