@@ -20,6 +20,11 @@ ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGTERM, signal.SIGKILL)
 MOMENTS = (0, 0.05, 0.1, 0.2, None)
 
 
+def long_command(number):
+    """One that no other test on this machine has."""
+    return ["sleep", f"{os.getpid()}{number:03}"]
+
+
 def running(words):
     """Whether a process of this machine, in whatever system, has these words."""
     for path in glob.glob("/proc/[0-9]*/cmdline"):
@@ -50,7 +55,7 @@ def until(happened, seconds=20):
 
 def ended_run(number, sent, is_group, moment):
     """What is wrong after the end of a run."""
-    command, errors = ["sleep", str(1000000 + number)], tempfile.TemporaryFile()
+    command, errors = long_command(number), tempfile.TemporaryFile()
     process = start("run", SYSTEM, "root", *command, errors=errors)
     if moment is None and not until(lambda: running(command)):
         return "does not begin"
@@ -97,7 +102,7 @@ def removed_while_in_use():
     # A link to a system names that system.
     with contextlib.suppress(FileExistsError):
         os.symlink(OTHER, OTHER + "-link")
-    commands = [["sleep", str(2000000 + number)] for number in range(2)]
+    commands = [long_command(900 + number) for number in range(2)]
     for command in commands:
         start("run", OTHER, "root", *command, ignored=ENDING[:3] if command == commands[0] else ())
         until(lambda: running(command))
@@ -107,6 +112,40 @@ def removed_while_in_use():
         subprocess.run(["pkill", "-KILL", "-f", " ".join(left[0])], check=False)
         return "leaves a command"
     return "leaves a folder" if os.path.exists(OTHER) else ""
+
+
+def made_by_a_private_user():
+    subprocess.run([SCRIPT, "make", SUITE, OTHER], check=True, umask=0o077)
+    unreadable = [name for name in ("/", "/etc/hosts", "/etc/apt/apt.conf.d/90host") if not os.stat(OTHER + name).st_mode & 0o4]
+    subprocess.run([SCRIPT, "remove", OTHER], check=True)
+    return f"lets its users not read {', '.join(unreadable)}" if unreadable else ""
+
+
+def removed_in_part():
+    """What cannot be removed at once can be removed later."""
+    subprocess.run([SCRIPT, "make", SUITE, OTHER], check=True)
+    subprocess.run(["mount", "-t", "tmpfs", "tmpfs", OTHER + "/srv"], check=True)
+    try:
+        if subprocess.run([SCRIPT, "remove", OTHER], stderr=subprocess.DEVNULL, check=False).returncode == 0:
+            return "removes what is mounted"
+    finally:
+        subprocess.run(["umount", OTHER + "/srv"], check=True)
+    if subprocess.run([SCRIPT, "remove", OTHER], check=False).returncode == 0:
+        return ""
+    subprocess.run(["rm", "-rf", "--one-file-system", OTHER], check=True)
+    return "is no longer known as a system"
+
+
+def put_among_others():
+    subprocess.run([SCRIPT, "put", SYSTEM, "etc", __file__], check=True)
+    if os.stat(SYSTEM + "/etc/shadow").st_mode & 0o7:
+        return "lets all read what was there"
+    return "" if os.stat(os.path.join(SYSTEM, "etc", os.path.basename(__file__))).st_mode & 0o4 else "cannot be read"
+
+
+def run_without_a_home():
+    done = subprocess.run([SCRIPT, "run", SYSTEM, "nobody", "pwd"], capture_output=True, text=True)
+    return "" if (done.returncode, done.stdout, done.stderr) == (0, "/\n", "") else f"says {done.stdout}{done.stderr}"
 
 
 def refusal(words, said):
@@ -125,9 +164,10 @@ for sent in (*ENDING[:3], REMOVE):
     count += 1
     if wrong := ended_make(sent):
         failures.append(f"make, ended by {sent}: {wrong}")
-count += 1
-if wrong := removed_while_in_use():
-    failures.append(f"removed while in use: {wrong}")
+for case in (made_by_a_private_user, removed_while_in_use, removed_in_part, put_among_others, run_without_a_home):
+    count += 1
+    if wrong := case():
+        failures.append(f"{case.__name__.replace('_', ' ')}: {wrong}")
 for sent in ENDING:
     count += 1
     done = subprocess.run([SCRIPT, "run", SYSTEM, "root", "bash", "-c", f"echo a >&2; kill -{sent.value} $$; echo b >&2"], capture_output=True, text=True)
@@ -136,9 +176,13 @@ for sent in ENDING:
 for words, said in (
     (("put", SYSTEM, "srv", "/no/such/file"), "/no/such/file does not exist"),
     (("put", "/tmp", "srv", __file__), "/tmp is not a system that bare-system made"),
+    (("put", SYSTEM, "../ovix-outside", __file__), "../ovix-outside is outside"),
+    (("put", SYSTEM, "var/run/ovix-outside", __file__), "var/run/ovix-outside is outside"),
     (("remove", "/tmp"), "/tmp is not a system that bare-system made"),
     (("run", "/tmp", "root", "true"), "/tmp is not a system that bare-system made"),
     (("run", SYSTEM, "nobody-there", "true"), "the system has no user nobody-there"),
+    (("run", SYSTEM, "roo.", "true"), "the system has no user roo."),
+    (("make", "--help", OTHER), "'--help' is not a suite of Debian"),
     (("make", SUITE, SYSTEM), f"{SYSTEM} exists"),
     (("make", SUITE, "/dev/null/system"), "making /dev/null/system failed: mkdir: cannot create directory"),
 ):
