@@ -35,9 +35,10 @@ fake() { # NAME SCRIPT
     [ $1 = update ] || printf "#!%s\n" "$BASH" >"'"$work"'/bin/ninja"; [ $1 = update ] || chmod +x "'"$work"'/bin/ninja"'
   fake sudo 'kept=(PATH="$PATH" CALLS="$CALLS" FAILS="$FAILS"); names=${1#--preserve-env=}; shift
     for name in ${names//,/ }; do kept+=("$name=${!name}"); done; echo sudo >>"$CALLS"; exec env -i "${kept[@]}" "$@"'
-  npm='echo "npm $*" >>"$CALLS"; [ -z "$FAILS" ] || { printf "one\n%s\n" "$FAILS"; exit 1; }; mkdir -p node_modules'
-  # Knows of a package what all that it was asked for have.
-  python_program='[ -e "${0%/bin/*}/whole" ] && [ "${*:3}" = "codespell open-data-contract-standard" ]'
+  npm='echo "npm $*" >>"$CALLS"; [ -z "$FAILS" ] || { printf "one\n%s\n" "$FAILS"; exit 1; }; mkdir -p node_modules; : >node_modules/.package-lock.json'
+  # Knows where packages are, and of one what all that it was asked for have.
+  python_program='[[ $2 != *purelib* ]] || exec echo "$PWD/build/test/python/lib/python3.98/site-packages"
+    [ -e "${0%/bin/*}/whole" ] && [ "${*:3}" = "codespell open-data-contract-standard" ]'
 }
 
 # One run: its exit code, what it says, how it calls package managers; "" says or calls nothing. A refusal is one line.
@@ -100,7 +101,14 @@ check "an old cross compiler" 1 "bin/aarch64-linux-gnu-g++ is version 11, but 12
 
 # Pinned packages.
 python=build/test/python
-mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")/site-packages"
+python_environment() {
+  mkdir -p $python/bin
+  fake python "$python_program"
+  mv "$work/bin/python" $python/bin/python
+}
+mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")" $python/lib/python3.98/site-packages
+python_environment
+touch $python/whole
 cp requirements.txt $python/.installed
 fake npm "$npm"
 check "skipped without npm's packages" 1 "node_modules was not found, and OVIX_SETUP=skip; run npm ci --ignore-scripts" "" OVIX_SETUP=skip test
@@ -128,15 +136,19 @@ check "the list" 0 "  python3 -m venv $python && $python/bin/pip install --no-de
 rm -r $python
 check "skipped without Python's packages" 1 "$python was not found, and OVIX_SETUP=skip; run python3 -m venv $python && $python/bin/pip install --no-deps" "" \
   OVIX_SETUP=skip test
-mkdir -p $python/lib/python3.99/site-packages
+mkdir -p $python/lib/python3.9{7,8,9}/site-packages
 check "skipped with an empty environment" 1 "$python is not complete, and OVIX_SETUP=skip; run python3 -m venv $python && $python/bin/pip" "" OVIX_SETUP=skip test
-mkdir $python/bin
-fake python "$python_program"
-mv "$work/bin/python" $python/bin/python
+python_environment
+cp requirements.txt $python/.installed
 check "skipped with some of Python's packages" 1 "$python is not complete" "" OVIX_SETUP=skip test
+rm $python/.installed
 touch $python/whole
-check "skipped, made by hand" 0 "" "" OVIX_SETUP=skip test
-[ -d $python/packages ] || { echo "setup_test: skipped, made by hand: $python/packages is missing"; failed=1; }
+# Made by hand once, and once more with another Python.
+for link in none gone python3.97; do
+  [ $link = none ] || ln -sfn lib/$link/site-packages $python/packages
+  check "skipped, made by hand, the link $link" 0 "" "" OVIX_SETUP=skip test
+  [ $python/packages -ef $python/lib/python3.98/site-packages ] || { echo "setup_test: skipped, made by hand, the link $link: $python/packages is another folder"; failed=1; }
+done
 while read -r purpose command; do check "the list, $purpose" 0 "  $command" "" --list "$purpose"; done <<'END'
 readers mvn -f tests/runtimes/java/pom.xml dependency:copy-dependencies
 readers env -C tests/runtimes/go GOTOOLCHAIN=local go mod download
