@@ -153,6 +153,9 @@ def refusal(words, said):
     return "" if done.returncode == 1 and said in done.stderr and done.stderr.count("\n") == 1 else f"says {done.stderr}"
 
 
+# Of a run that was killed.
+if os.path.exists(OTHER):
+    subprocess.run([SCRIPT, "remove", OTHER], check=True)
 failures, count = [], 0
 for sent in ENDING:
     for is_group in (False, True):
