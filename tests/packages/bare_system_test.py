@@ -4,7 +4,6 @@
 Usage: bare_system_test.py SOURCE_DIR SUITE SYSTEM    SYSTEM is a folder that bare-system has made
 """
 
-import contextlib
 import glob
 import os
 import signal
@@ -13,11 +12,15 @@ import sys
 import tempfile
 import time
 
+sys.path.insert(0, os.path.join(sys.argv[1], "scripts"))
+from contracts import interrupt  # noqa: E402
+
 SCRIPT = os.path.join(os.path.abspath(sys.argv[1]), "scripts", "bare-system")
 SUITE, SYSTEM = sys.argv[2:]
-ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGTERM, signal.SIGKILL)
+ENDING = (*interrupt.ENDING, signal.SIGKILL)
 # Of its start: at once, while it mounts, when the command runs.
 MOMENTS = (0, 0.05, 0.1, 0.2, None)
+started = []
 
 
 def long_command(number):
@@ -39,9 +42,11 @@ def running(words):
 
 def start(*words, errors=subprocess.DEVNULL, ignored=()):
     """In a group of its own, with the signals of a command in a terminal."""
-    for each in ENDING[:3]:
-        signal.signal(each, signal.SIG_IGN if each in ignored else signal.SIG_DFL)
-    return subprocess.Popen([SCRIPT, *words], start_new_session=True, stdout=subprocess.DEVNULL, stderr=errors)
+    def signals():
+        for each in interrupt.ENDING:
+            signal.signal(each, signal.SIG_IGN if each in ignored else signal.SIG_DFL)
+    started.append(subprocess.Popen([SCRIPT, *words], start_new_session=True, stdout=subprocess.DEVNULL, stderr=errors, preexec_fn=signals))
+    return started[-1]
 
 
 def until(happened, seconds=20):
@@ -76,8 +81,20 @@ def ended_run(number, sent, is_group, moment):
     return errors.read().decode() if moment is None else ""
 
 
-OTHER = SYSTEM + "-other"
+OTHER, LINK = SYSTEM + "-other", SYSTEM + "-link"
 REMOVE = "remove"
+
+
+def clear():
+    """Ends what this test started, or one before it that was killed."""
+    for process in started:
+        if process.poll() is None:
+            os.killpg(process.pid, signal.SIGTERM)
+            process.wait()
+    if os.path.exists(OTHER):
+        subprocess.run([SCRIPT, "remove", OTHER], check=True)
+    if os.path.islink(LINK):
+        os.unlink(LINK)
 
 
 def ended_make(sent):
@@ -100,18 +117,31 @@ def ended_make(sent):
 def removed_while_in_use():
     subprocess.run([SCRIPT, "make", SUITE, OTHER], check=True)
     # A link to a system names that system.
-    with contextlib.suppress(FileExistsError):
-        os.symlink(OTHER, OTHER + "-link")
+    os.symlink(OTHER, LINK)
     commands = [long_command(900 + number) for number in range(2)]
     for command in commands:
-        start("run", OTHER, "root", *command, ignored=ENDING[:3] if command == commands[0] else ())
+        start("run", OTHER, "root", *command, ignored=interrupt.ENDING if command == commands[0] else ())
         until(lambda: running(command))
-    subprocess.run([SCRIPT, "remove", OTHER + "-link"], check=True)
-    os.unlink(OTHER + "-link")
+    subprocess.run([SCRIPT, "remove", LINK], check=True)
+    os.unlink(LINK)
     if left := [command for command in commands if running(command)]:
         subprocess.run(["pkill", "-KILL", "-f", " ".join(left[0])], check=False)
         return "leaves a command"
     return "leaves a folder" if os.path.exists(OTHER) else ""
+
+
+def killed_at_its_start():
+    """In each moment of its first tenth of a second: a command that began in spite of it would go on."""
+    commands = [long_command(800 + number) for number in range(25)]
+    for number, command in enumerate(commands):
+        process = start("run", SYSTEM, "root", *command)
+        time.sleep(number / 250)
+        process.kill()
+    time.sleep(3)
+    left = [command for command in commands if running(command)]
+    for command in left:
+        subprocess.run(["pkill", "-KILL", "-f", " ".join(command)], check=False)
+    return f"leaves {len(left)} commands" if left else ""
 
 
 def made_by_a_private_user():
@@ -153,45 +183,50 @@ def refusal(words, said):
     return "" if done.returncode == 1 and said in done.stderr and done.stderr.count("\n") == 1 else f"says {done.stderr}"
 
 
-# Of a run that was killed.
-if os.path.exists(OTHER):
-    subprocess.run([SCRIPT, "remove", OTHER], check=True)
+interrupt.raise_at_all()
 failures, count = [], 0
-for sent in ENDING:
-    for is_group in (False, True):
-        for moment in MOMENTS if sent != signal.SIGKILL else (None,):
-            count += 1
-            if wrong := ended_run(count, sent, is_group, moment):
-                failures.append(f"run, sent {sent.name}{' as a group' if is_group else ''} {'when it runs' if moment is None else f'after {moment} s'}: {wrong}")
-for sent in (*ENDING[:3], REMOVE):
-    count += 1
-    if wrong := ended_make(sent):
-        failures.append(f"make, ended by {sent}: {wrong}")
-for case in (made_by_a_private_user, removed_while_in_use, removed_in_part, put_among_others, run_without_a_home):
-    count += 1
-    if wrong := case():
-        failures.append(f"{case.__name__.replace('_', ' ')}: {wrong}")
-for sent in ENDING:
-    count += 1
-    done = subprocess.run([SCRIPT, "run", SYSTEM, "root", "bash", "-c", f"echo a >&2; kill -{sent.value} $$; echo b >&2"], capture_output=True, text=True)
-    if (done.returncode, done.stderr) != (128 + sent, "a\n"):
-        failures.append(f"run of what {sent.name} ends: ends with {done.returncode} and says {done.stderr}")
-for words, said in (
-    (("put", SYSTEM, "srv", "/no/such/file"), "/no/such/file does not exist"),
-    (("put", "/tmp", "srv", __file__), "/tmp is not a system that bare-system made"),
-    (("put", SYSTEM, "../ovix-outside", __file__), "../ovix-outside is outside"),
-    (("put", SYSTEM, "var/run/ovix-outside", __file__), "var/run/ovix-outside is outside"),
-    (("remove", "/tmp"), "/tmp is not a system that bare-system made"),
-    (("run", "/tmp", "root", "true"), "/tmp is not a system that bare-system made"),
-    (("run", SYSTEM, "nobody-there", "true"), "the system has no user nobody-there"),
-    (("run", SYSTEM, "roo.", "true"), "the system has no user roo."),
-    (("make", "--help", OTHER), "'--help' is not a suite of Debian"),
-    (("make", SUITE, SYSTEM), f"{SYSTEM} exists"),
-    (("make", SUITE, "/dev/null/system"), "making /dev/null/system failed: mkdir: cannot create directory"),
-):
-    count += 1
-    if wrong := refusal(words, said):
-        failures.append(f"{' '.join(words)}: {wrong}")
+try:
+    clear()
+    for sent in ENDING:
+        for is_group in (False, True):
+            for moment in MOMENTS if sent != signal.SIGKILL else (None,):
+                count += 1
+                if wrong := ended_run(count, sent, is_group, moment):
+                    failures.append(f"run, sent {sent.name}{' as a group' if is_group else ''} {'when it runs' if moment is None else f'after {moment} s'}: {wrong}")
+    for sent in (*interrupt.ENDING, REMOVE):
+        count += 1
+        if wrong := ended_make(sent):
+            failures.append(f"make, ended by {sent}: {wrong}")
+    for case in (killed_at_its_start, made_by_a_private_user, removed_while_in_use, removed_in_part, put_among_others, run_without_a_home):
+        count += 1
+        if wrong := case():
+            failures.append(f"{case.__name__.replace('_', ' ')}: {wrong}")
+    for sent in ENDING:
+        count += 1
+        done = subprocess.run([SCRIPT, "run", SYSTEM, "root", "bash", "-c", f"echo a >&2; kill -{sent.value} $$; echo b >&2"], capture_output=True, text=True)
+        if (done.returncode, done.stderr) != (128 + sent, "a\n"):
+            failures.append(f"run of what {sent.name} ends: ends with {done.returncode} and says {done.stderr}")
+    for words, said in (
+        (("put", SYSTEM, "srv", "/no/such/file"), "/no/such/file does not exist"),
+        (("put", "/tmp", "srv", __file__), "/tmp is not a system that bare-system made"),
+        (("put", SYSTEM, "../ovix-outside", __file__), "../ovix-outside is outside"),
+        (("put", SYSTEM, "var/run/ovix-outside", __file__), "var/run/ovix-outside is outside"),
+        (("remove", "/tmp"), "/tmp is not a system that bare-system made"),
+        (("run", "/tmp", "root", "true"), "/tmp is not a system that bare-system made"),
+        (("run", SYSTEM, "nobody-there", "true"), "the system has no user nobody-there"),
+        (("run", SYSTEM, "roo.", "true"), "the system has no user roo."),
+        (("make", "--help", OTHER), "'--help' is not a suite of Debian"),
+        (("make", SUITE, SYSTEM), f"{SYSTEM} exists"),
+        (("make", SUITE, "/dev/null/system"), "making /dev/null/system failed: mkdir: cannot create directory"),
+    ):
+        count += 1
+        if wrong := refusal(words, said):
+            failures.append(f"{' '.join(words)}: {wrong}")
+except KeyboardInterrupt:
+    sys.exit("bare_system_test: interrupted")
+finally:
+    with interrupt.held_off():
+        clear()
 for failure in failures:
     print(f"bare_system_test: {failure}", file=sys.stderr)
 print(f"bare_system_test: {count} cases, {len(failures)} failed")
