@@ -13,11 +13,16 @@ class Release:
     """The messages of a descriptor set."""
 
     def __init__(self, path):
-        with open(path, "rb") as file:
-            files = descriptor_pb2.FileDescriptorSet.FromString(file.read()).file
         self.pool = descriptor_pool.DescriptorPool()
-        for each in files:
-            self.pool.Add(each)
+        try:
+            with open(path, "rb") as file:
+                files = descriptor_pb2.FileDescriptorSet.FromString(file.read()).file
+            for each in files:
+                self.pool.Add(each)
+        except (DecodeError, TypeError) as error:
+            raise Failed(f"{path} is damaged: {error}") from error
+        if not files:
+            raise Failed(f"{path} is damaged: it has no schemas")
         self.factory = message_factory.MessageFactory(self.pool)
 
     def message(self, name):

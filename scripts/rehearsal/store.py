@@ -3,6 +3,7 @@
 import contextlib
 import glob
 import os
+import pathlib
 import sqlite3
 
 from rehearsal.run import Failed
@@ -22,7 +23,7 @@ def rows(folder):
 def rows_of(path, name):
     """The same of one database, by its name."""
     found = {}
-    with contextlib.closing(sqlite3.connect(f"file:{path}?mode=ro", uri=True)) as database:
+    with contextlib.closing(sqlite3.connect(f"{pathlib.Path(path).absolute().as_uri()}?mode=ro", uri=True)) as database:
         state = database.execute("PRAGMA integrity_check").fetchone()[0]
         if state != "ok":
             raise Failed(f"{path} is damaged: {state}")

@@ -55,6 +55,12 @@ DAMAGES = [
     (lambda data: data[:1] + b"\x07" + data[2:], "corpus is damaged at byte 0: Error parsing message"),
     (lambda data: data[:-1] + b"\x80", "p.M: what"),
 ]
+# A descriptor set, and what is said.
+RELEASE_DAMAGES = [
+    (b"", "it has no schemas"),
+    (b"\x0a\x7f", "Error parsing message"),
+    (descriptor_pb2.FileDescriptorSet(file=[descriptor_pb2.FileDescriptorProto(name="m", dependency=["n"])]).SerializeToString(), ""),
+]
 
 
 def upgrade(folder, change):
@@ -98,6 +104,13 @@ def exchange(folder, messages, damage=lambda data: data):
     with open(corpus, "wb") as out:
         out.write(damage(_VarintBytes(len(entry)) + entry))
     payloads.exchange(old, new, corpus, False)
+
+
+def damaged_release(folder, data):
+    path = os.path.join(folder, "contracts")
+    with open(path, "wb") as file:
+        file.write(data)
+    payloads.Release(path)
 
 
 def run(folder, command):
@@ -147,6 +160,7 @@ CASES = [
     *((f"exchange {new}", lambda folder, new=new: exchange(folder, new), said) for new, said in RELEASES),
     ("what is not a database", lambda folder: upgrade_damaged(folder, b"SQLite format 4" * 99), "Profile.db cannot be read: file is not a database"),
     *((f"a corpus that is damaged: {said}", lambda folder, damage=damage: exchange(folder, OLD, damage), said) for damage, said in DAMAGES),
+    *((f"a damaged descriptor set: {said}", lambda folder, data=data: damaged_release(folder, data), f"contracts is damaged: {said}") for data, said in RELEASE_DAMAGES),
     ("a command that passes", lambda folder: run(folder, "true"), None),
     ("a command that fails", lambda folder: run(folder, "echo first; echo last >&2; exit 3"), "ended with 3, not 0; it says last: last"),
     ("a test that fails", lambda folder: run(folder, "printf 'FAILED:\\n\\t  3 - dll (Failed)\\n\\t 12 - zip (Timeout)\\nErrors\\n'; exit 8"),
@@ -160,7 +174,8 @@ CASES = [
 def main():
     failures = 0
     for name, case, expected in CASES:
-        with tempfile.TemporaryDirectory() as folder:
+        # With what an address of a file would take for something else.
+        with tempfile.TemporaryDirectory(prefix="#1?%41") as folder:
             try:
                 case(folder)
                 said = None
