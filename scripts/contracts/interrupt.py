@@ -17,7 +17,7 @@ def raise_at_all():
 
 @contextlib.contextmanager
 def held_off():
-    """Signals that end the program wait until this is over. Gives the signals that wait outside it."""
+    """Signals that end the program wait until this is over. Gives the signals that were blocked before."""
     before = signal.pthread_sigmask(signal.SIG_BLOCK, ENDING)
     try:
         yield before
