@@ -11,7 +11,7 @@ shellcheck --color=never "${scripts[@]}"
 # LAST, a command of the last step, ends the script; a signal is that of a keyboard or of a CI that gives up.
 while IFS='|' read -r last expected; do
   ended=0
-  said=$(bash -ec '. scripts/steps; trap "end_steps name" EXIT; step one; step "the last"; '"$last"'; passed="; more"' 2>&1) || ended=$?
+  said=$(env --default-signal=INT,TERM bash -ec '. scripts/steps; trap "end_steps name" EXIT; step one; step "the last"; '"$last"'; passed="; more"' 2>&1) || ended=$?
   expected=${expected/ /" name: 0 s one name: 0 s the last name: "}
   [ "$(xargs <<<"$ended $said" | sed 's/[0-9]\+ s/0 s/g')" = "$expected" ] || { echo "scripts_test: after $last scripts/steps says: $ended $said" >&2; exit 1; }
 done <<'END'
