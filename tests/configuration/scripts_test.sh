@@ -19,6 +19,7 @@ true|0 all passed in 0 s; more
 false|1 FAILED after 0 s (the last)
 kill -INT $$|130 FAILED after 0 s (the last)
 kill -TERM $$|143 FAILED after 0 s (the last)
+! bash -c "kill -INT $$; exit 1"|130 FAILED after 0 s (the last)
 END
 mapfile -t unsaid < <(grep -lE "^trap '.*end_steps" "${scripts[@]}" | xargs -d '\n' grep -L '^passed=')
 [ ${#unsaid[@]} = 0 ] || { echo "scripts_test: ${unsaid[*]} never says that all passed; set passed in the last line" >&2; exit 1; }
@@ -125,11 +126,13 @@ while IFS='|' read -r ccache variable expected; do
   chmod +x "$work/bin/ccache"
   [ -n "$ccache" ] || rm "$work/bin/ccache"
   # shellcheck disable=SC2016 # for the shell in there
-  said=$(env -u CMAKE_CXX_COMPILER_LAUNCHER "$variable" PATH="$work/bin:$work/other" CXX=true bash -euc '. scripts/compiler-cache; echo "${launcher[@]}"' 2>&1 | xargs)
+  said=$(env -u CMAKE_CXX_COMPILER_LAUNCHER LC_ALL=C "$variable" PATH="$work/bin:$work/other" CXX=true bash -euc '. scripts/compiler-cache; echo "${launcher[@]}"' 2>&1 | xargs) || true
   [ "$said" = "$expected" ] || { echo "scripts_test: with the cache '$ccache' and $variable scripts/compiler-cache says '$said'" >&2; exit 1; }
 done <<'END'
 exec "$@"|A=1|-D CMAKE_CXX_COMPILER_LAUNCHER=ccache
-exec "$@"|CMAKE_CXX_COMPILER_LAUNCHER=other|-D CMAKE_CXX_COMPILER_LAUNCHER=other
+exec "$@"|CMAKE_CXX_COMPILER_LAUNCHER=env;-i|-D CMAKE_CXX_COMPILER_LAUNCHER=env;-i
+exec "$@"|CMAKE_CXX_COMPILER_LAUNCHER=other|CMAKE_CXX_COMPILER_LAUNCHER is other, which was not found; install it, or leave it unset
+exec "$@"|TMPDIR=/no/such|mktemp: failed to create directory via template /no/such/tmp.XXXXXXXXXX: No such file or directory -D CMAKE_CXX_COMPILER_LAUNCHER=
 |A=1|-D CMAKE_CXX_COMPILER_LAUNCHER=
 echo no folder; echo more; exit 1|A=1|ccache does not work and is not used: no folder -D CMAKE_CXX_COMPILER_LAUNCHER=
 exit 1|A=1|ccache does not work and is not used: exit code 1 -D CMAKE_CXX_COMPILER_LAUNCHER=
