@@ -81,8 +81,9 @@ def ended_run(number, sent, is_group, moment):
     return errors.read().decode() if moment is None else ""
 
 
-OTHER, LINK = SYSTEM + "-other", SYSTEM + "-link"
+OTHER, LINK, SMALL = (SYSTEM + end for end in ("-other", "-link", "-small"))
 REMOVE = "remove"
+PATHS = "/usr/local/bin:/usr/bin:/bin:/usr/local/games:/usr/games"
 
 
 def clear():
@@ -95,6 +96,10 @@ def clear():
         subprocess.run([SCRIPT, "remove", OTHER], check=True)
     if os.path.islink(LINK):
         os.unlink(LINK)
+    if os.path.ismount(SMALL):
+        subprocess.run(["umount", SMALL], check=True)
+    if os.path.exists(SMALL):
+        os.rmdir(SMALL)
 
 
 def ended_make(sent):
@@ -173,13 +178,27 @@ def put_among_others():
     return "" if os.stat(os.path.join(SYSTEM, "etc", os.path.basename(__file__))).st_mode & 0o4 else "cannot be read"
 
 
-def run_without_a_home():
-    done = subprocess.run([SCRIPT, "run", SYSTEM, "nobody", "pwd"], capture_output=True, text=True)
-    return "" if (done.returncode, done.stdout, done.stderr) == (0, "/\n", "") else f"says {done.stdout}{done.stderr}"
+# What a command sees, and what of it.
+SEEN = (
+    ("id -u; id -G; pwd", "65534\n65534\n/\n"),
+    ("cat; ls -A /mnt", ""),
+    ("env | grep -E '^(https_proxy|SECRET|HOME|USER|OVIX_CCACHE|PATH)=' | sort", f"HOME=/nonexistent\nPATH={PATHS}\nUSER=nobody\nhttps_proxy=http://p:1\n"),
+    ("grep -c '^sysfs /sys sysfs ro,' /proc/mounts", "1\n"),
+)
 
 
-def refusal(words, said):
-    done = subprocess.run([SCRIPT, *words], capture_output=True, text=True)
+def seen_by_a_command():
+    """By a user without a home. Of the machine only what reaches the network."""
+    environment = os.environ | {"https_proxy": "http://p:1", "SECRET": "y"}
+    for command, expected in SEEN:
+        done = subprocess.run([SCRIPT, "run", SYSTEM, "nobody", "bash", "-c", command], capture_output=True, text=True, input="a line\n", env=environment)
+        if (done.stdout, done.stderr) != (expected, ""):
+            return f"'{command}' says {done.stdout}{done.stderr}"
+    return ""
+
+
+def refusal(words, said, **variables):
+    done = subprocess.run([SCRIPT, *words], capture_output=True, text=True, env=os.environ | variables)
     return "" if done.returncode == 1 and said in done.stderr and done.stderr.count("\n") == 1 else f"says {done.stderr}"
 
 
@@ -197,7 +216,7 @@ try:
         count += 1
         if wrong := ended_make(sent):
             failures.append(f"make, ended by {sent}: {wrong}")
-    for case in (killed_at_its_start, made_by_a_private_user, removed_while_in_use, removed_in_part, put_among_others, run_without_a_home):
+    for case in (killed_at_its_start, made_by_a_private_user, removed_while_in_use, removed_in_part, put_among_others, seen_by_a_command):
         count += 1
         if wrong := case():
             failures.append(f"{case.__name__.replace('_', ' ')}: {wrong}")
@@ -206,7 +225,9 @@ try:
         done = subprocess.run([SCRIPT, "run", SYSTEM, "root", "bash", "-c", f"echo a >&2; kill -{sent.value} $$; echo b >&2"], capture_output=True, text=True)
         if (done.returncode, done.stderr) != (128 + sent, "a\n"):
             failures.append(f"run of what {sent.name} ends: ends with {done.returncode} and says {done.stderr}")
-    for words, said in (
+    os.mkdir(SMALL)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", SMALL], check=True)
+    for words, said, *variables in (
         (("put", SYSTEM, "srv", "/no/such/file"), "/no/such/file does not exist"),
         (("put", "/tmp", "srv", __file__), "/tmp is not a system that bare-system made"),
         (("put", SYSTEM, "../ovix-outside", __file__), "../ovix-outside is outside"),
@@ -215,12 +236,14 @@ try:
         (("run", "/tmp", "root", "true"), "/tmp is not a system that bare-system made"),
         (("run", SYSTEM, "nobody-there", "true"), "the system has no user nobody-there"),
         (("run", SYSTEM, "roo.", "true"), "the system has no user roo."),
+        (("run", SYSTEM, "root", "true"), "OVIX_CCACHE is '/no/such', which is not a folder", {"OVIX_CCACHE": "/no/such"}),
+        (("make", SUITE, OTHER), "has room for 1 MiB, but a system needs 400", {"OVIX_CACHE": SMALL}),
         (("make", "--help", OTHER), "'--help' is not a suite of Debian"),
         (("make", SUITE, SYSTEM), f"{SYSTEM} exists"),
         (("make", SUITE, "/dev/null/system"), "making /dev/null/system failed: mkdir: cannot create directory"),
     ):
         count += 1
-        if wrong := refusal(words, said):
+        if wrong := refusal(words, said, **dict(*variables)):
             failures.append(f"{' '.join(words)}: {wrong}")
 except KeyboardInterrupt:
     sys.exit("bare_system_test: interrupted")
