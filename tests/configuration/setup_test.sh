@@ -11,7 +11,7 @@ cd "$work/tree"
 failed=0
 
 # On the PATH is only what is put there.
-for tool in bash basename cat chmod cmp cp cut dirname du echo env flock grep head ln mkdir realpath rm sed sort tail xargs awk; do
+for tool in bash basename cat chmod cmp cp cut dirname du echo env flock grep head ln mkdir realpath rm sed sha256sum sort tail xargs awk; do
   ln -s "$(type -P "$tool")" "$work/bin/$tool"
 done
 fake() { # NAME SCRIPT
@@ -102,9 +102,9 @@ check "an old cross compiler" 1 "bin/aarch64-linux-gnu-g++ is version 11, but 12
 # Pinned packages.
 python=build/test/python
 python_environment() {
-  mkdir -p $python/bin
+  mkdir -p "$python/bin"
   fake python "$python_program"
-  mv "$work/bin/python" $python/bin/python
+  mv "$work/bin/python" "$python/bin/python"
 }
 mkdir -p "$python/lib/$(basename "$(realpath /usr/bin/python3)")" $python/lib/python3.98/site-packages
 python_environment
@@ -155,5 +155,47 @@ readers env -C tests/runtimes/go GOTOOLCHAIN=local go mod download
 readers cargo fetch --locked --manifest-path tests/runtimes/rust/Cargo.toml
 fleet python3 -m venv build/fleet/venv && build/fleet/venv/bin/pip install --no-deps
 END
+
+# What the readers need, from four more registries.
+readers=tests/runtimes
+mkdir -p $readers/{java,go,python}
+echo pom >$readers/java/pom.xml
+touch $readers/python/requirements.txt
+printf '%s  %s\n' "$(echo jar | sha256sum | cut -d' ' -f1)" a.jar >$readers/java/packages.sha256
+mkdir -p "build/readers/python/lib/$(basename "$(realpath /usr/bin/python3)")"
+python=build/readers/python
+# shellcheck disable=SC2016 # for the fake
+python_program='[[ $2 != *purelib* ]] || echo "$PWD/build/readers/python"'
+python_environment
+touch $python/.installed
+# shellcheck disable=SC2016 # for the fakes
+{
+  for tool in javac mvn cargo; do fake $tool 'echo "version 99.1"'; done
+  fake mvn '[ "$1" != --version ] || exec echo "version 99.1"; echo "mvn ${*: -2:1}" >>"$CALLS"; folder=${*: -1}; folder=${folder#*=}; mkdir -p "$folder"; echo "${JAR:-jar}" >"$folder/a.jar"'
+  fake cargo '[ "$1" != --version ] || exec echo "version 99.1"; echo "cargo $*" >>"$CALLS"'
+  fake go '[ "$*" != "env GOVERSION" ] || exec echo "go${GO:-99.1}"; [ "$1" != --version ] || exit 2; echo "go $* ($GOTOOLCHAIN)" >>"$CALLS"'
+}
+mkdir -p build/readers/jars
+check "skipped with no jars" 1 "build/readers/jars is not complete, and OVIX_SETUP=skip; run mvn -f" "" OVIX_SETUP=skip readers
+touch build/readers/jars/old.jar
+check "skipped, jars by hand" 0 "" "" OVIX_SETUP=skip readers
+check "the readers" 0 "setup: installing the packages of $readers/java/pom.xml" \
+  "^mvn -DincludeScope=runtime;go mod download \(local\);cargo fetch -q --locked --manifest-path $readers/rust/Cargo.toml;$" readers
+rm build/readers/jars/.installed
+check "another jar" 1 "the packages in build/readers/jars are not those of $readers/java/packages.sha256" "^mvn [^;]*;$" JAR=other readers
+check "an old Go" 1 "bin/go is version 1.18, but 1.19 or newer is needed" "" GO=1.18 OVIX_SETUP=skip readers
+# Two lists of Python's packages for one folder.
+mkdir -p examples/fleet
+echo a==1 >examples/fleet/requirements-build.txt
+echo b==2 >examples/fleet/requirements.txt
+python=build/fleet/venv
+# shellcheck disable=SC2016 # for the fake
+python_program='[[ $2 != *purelib* ]] || exec echo "$PWD/build/fleet/venv"; [ "${*:3}" = "a b" ]'
+python_environment
+fake ps ''
+check "skipped, with both lists" 0 "" "" OVIX_SETUP=skip fleet
+# The room that the build folder has is there for the next build.
+fake du 'printf "1000\tbuild\n"'
+check "space in the build folder" 0 "" "" FREE=90 OVIX_SETUP=skip build
 [ $failed = 0 ] && echo "setup_test: passed"
 exit $failed
